@@ -1,0 +1,46 @@
+// An ordered map from a key pointer and a hash to a value pointer: a weight-balanced binary tree
+// that is rebuilt, not rotated.
+//
+// A table is a pointer to its root node, null when empty. It is sorted by the hash as a signed
+// number, then by the table's comparison of keys. Keys and values belong to the owner of the table.
+#pragma once
+
+#include <cstdint>
+
+struct Dtable {
+    Dtable* left;
+    Dtable* right;
+    void* k;  ///< never null in a stored node
+    void* v;  ///< never null in a stored node
+    int32_t nleft;
+    int32_t h;
+    int32_t nright;
+};
+
+using DtableCompare = int (*)(const void* a, const void* b);
+/// Given an entry and the walk's context, returns the entry's new value; null removes the entry.
+using DtableVisit = void* (*)(int32_t h, void* k, void* v, void* context);
+
+/// Compares NUL-terminated texts bytewise: -1, 0 or 1.
+int Dtable_compareStrings(const void* a, const void* b);
+/// Compares addresses: -1, 0 or 1.
+int Dtable_comparePointers(const void* a, const void* b);
+
+/// @return entries below `table`, at no cost
+int32_t Dtable_nEntries(const Dtable* table);
+/// @return the stored value, or null
+void* Dtable_get(const Dtable* table, int32_t h, const void* key, DtableCompare compare);
+/// Inserts, replaces or, with a null *value, deletes. *key and *value are swapped with what was
+/// stored: null for a new entry, the old pair otherwise. *key must not be null.
+void Dtable_put(Dtable** table, int32_t h, void** key, void** value, DtableCompare compare);
+/// Visits every entry once, ascending. The visit may replace the value or remove the entry.
+void Dtable_map(Dtable** table, void* context, DtableVisit visit);
+/// A visit that frees the value with free() and removes the entry.
+void* Dtable_freeValue(int32_t h, void* k, void* v, void* context);
+/// Removes all nodes and leaves the table empty; keys and values are not touched.
+void Dtable_free(Dtable** table);
+
+/// The hash by which names are kept (netdb uses it for full names).
+int32_t hashName(const char* name);
+/// Continues a hash over more text.
+int32_t hashNameFrom(int32_t hash, const char* text);

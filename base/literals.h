@@ -1,0 +1,23 @@
+// Numbers of any width as Verilog and VHDL people write them.
+//
+// A list has no more chunks than its value needs, and at least one: leading zeros, and a size such
+// as that of 128'h1, add none.
+#pragma once
+
+#include "qkzeft_value_list.h"
+
+/// Reads one literal: <size>'<radix><digits>, 0x..., 0<octal>, decimal, or <radix>#<digits>#
+/// (IEEE 1364-2005, 3.5.1; IEEE 1076-2008, 15.5.3). White space around it is skipped. Underscores
+/// are skipped behind a first digit, but refused in a size and after 0x or 0. The size, 1 or more,
+/// is checked and not kept.
+/// @param text  not null
+/// @param list  null on entry; receives the value in 64-bit chunks, to be freed with freeList()
+/// @return false, with no list, when the text is no literal or does not fit its size
+bool parseValue(const char* text, QkMaxuList*& list);
+/// @return a deep copy; null for null
+QkMaxuList* copyList(const QkMaxuList* source);
+/// @return significant bits: 64 a node below the top, and up to the highest set bit of the top; 0
+///         for a single chunk of 0
+int listWidth(const QkMaxuList* list);
+/// Deletes all nodes; null is allowed.
+void freeList(QkMaxuList* list);

@@ -1,0 +1,20 @@
+// The library's own assertions: never compiled out, whatever NDEBUG says.
+#pragma once
+
+/// Given a failed condition. If it returns, the code runs on.
+using QkAssertHandler = void (*)(const char* condition, const char* file, int line);
+
+/// Installs a handler for failed assertions; null restores the default, which prints the condition
+/// to the standard error stream with file and line and aborts.
+void qkSetAssertHandler(QkAssertHandler handler);
+
+/// Reports a failed assertion to the handler.
+void qkAssertFailed(const char* condition, const char* file, int line);
+
+/// Ends the run, naming the condition, when it is false. On in every build type.
+#define QK_ASSERT(condition) \
+    ((condition) ? static_cast<void>(0) : qkAssertFailed(#condition, __FILE__, __LINE__))
+
+/// The same where the text that names the condition is fixed.
+#define QK_ASSERT_AS(condition, text) \
+    ((condition) ? static_cast<void>(0) : qkAssertFailed(text, __FILE__, __LINE__))

@@ -1,0 +1,98 @@
+// Circular doubly linked rings whose links are fields of the members themselves.
+#pragma once
+
+#include "base/qkassert.h"
+
+/// Links of one kind of ring. `Next` and `Prev` name the member's link fields.
+///
+/// Invariant: m->Next->Prev == m == m->Prev->Next for every member m; a lone one points at itself.
+/// A node that is in no ring has null links or points at itself, as its owner likes.
+template <class T, T* T::*Next, T* T::*Prev>
+struct Ring {
+    static void init(T* node) { node->*Next = node->*Prev = node; }
+    static bool isLone(const T* node) { return node->*Next == node; }
+
+    /// Asserts the neighbours' links. @return whether they hold: a broken ring is left alone
+    static bool checkLinks(const T* node) {
+        QK_ASSERT(node->*Next != nullptr);
+        QK_ASSERT(node->*Prev != nullptr);
+        if (!(node->*Next) || !(node->*Prev)) return false;
+        QK_ASSERT(node->*Next->*Prev == node);
+        QK_ASSERT(node->*Prev->*Next == node);
+        return node->*Next->*Prev == node && node->*Prev->*Next == node;
+    }
+
+    /// Links `node`, which is in no ring, in just before `pos`: at the end when `pos` is the first
+    /// member. @return false, after an assertion, when either stands wrongly
+    static bool insertBefore(T* pos, T* node) {
+        if (!checkLinks(pos)) return false;
+        QK_ASSERT(pos != node);
+        QK_ASSERT(!(node->*Next) || isLone(node));
+        if (pos == node || (node->*Next && !isLone(node))) return false;
+        node->*Next = pos;
+        node->*Prev = pos->*Prev;
+        pos->*Prev->*Next = node;
+        pos->*Prev = node;
+        return true;
+    }
+
+    /// Adds `node` as the last member of the ring at `head`, which may be empty (null).
+    static bool append(T*& head, T* node) {
+        if (head) return insertBefore(head, node);
+        init(node);
+        head = node;
+        return true;
+    }
+
+    /// Adds `node` as the first member of the ring at `head`, which may be empty (null).
+    static void prepend(T*& head, T* node) {
+        if (append(head, node)) head = node;
+    }
+
+    /// Takes `node` out of the ring at `head`; the next member succeeds a head, null a lone one.
+    static void remove(T*& head, T* node) {
+        if (!checkLinks(node)) return;
+        if (head == node) head = isLone(node) ? nullptr : node->*Next;
+        node->*Next->*Prev = node->*Prev;
+        node->*Prev->*Next = node->*Next;
+        node->*Next = node->*Prev = nullptr;
+    }
+
+    /// Calls `visit` for each member from `head` on. The visit may remove the member it is given.
+    template <class Visit>
+    static void each(T* head, Visit&& visit) {
+        if (!head) return;
+        T* const last = head->*Prev;
+        for (T* node = head;;) {
+            T* const following = node->*Next;
+            const bool isLast = node == last;
+            visit(node);
+            if (isLast) return;
+            node = following;
+        }
+    }
+
+    /// @return the first member for which `wanted` holds, or null
+    template <class Wanted>
+    static T* find(T* head, Wanted&& wanted) {
+        if (!head) return nullptr;
+        T* node = head;
+        do {
+            if (wanted(node)) return node;
+            node = node->*Next;
+        } while (node != head);
+        return nullptr;
+    }
+
+    /// Relinks `count` members in the order of the array, the first as head.
+    static void relink(T*& head, T* const* members, int count) {
+        head = nullptr;
+        if (count == 0) return;
+        for (int i = 0; i < count; ++i) {
+            T* const node = members[i];
+            node->*Next = members[i + 1 < count ? i + 1 : 0];
+            node->*Prev = members[i > 0 ? i - 1 : count - 1];
+        }
+        head = members[0];
+    }
+};

@@ -1,0 +1,117 @@
+#include "base/stringbuf.h"
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/qkassert.h"
+
+char workbuf[WORKBUFLEN];
+
+namespace {
+
+constexpr size_t kChunk = 128;
+
+}  // namespace
+
+void StringBuf::resize(size_t length) {
+    const size_t need = length + 1;
+    auto* const grown = static_cast<char*>(std::realloc(theStr, (need / kChunk + 1) * kChunk));
+    if (!grown) {
+        std::fprintf(stderr, "realloc failed for %s\n", "StringBuf");
+        std::exit(1);
+    }
+    theStr = grown;
+}
+
+bool StringBuf::isUsable(const char* s) const {
+    QK_ASSERT(s);
+    const bool isOutside = !theStr || (s < theStr) || (s > (theStr + std::strlen(theStr)));
+    QK_ASSERT_AS(isOutside, "!theStr || (s < theStr) || (s > (theStr + len()))");
+    return s && isOutside;
+}
+
+void StringBuf::replace(const char* text, size_t length) {
+    resize(length);
+    std::memcpy(theStr, text, length);
+    theStr[length] = '\0';
+}
+
+StringBuf::StringBuf() : theStr(nullptr) { replace("", 0); }
+
+StringBuf::StringBuf(const char* text) : theStr(nullptr) {
+    if (isUsable(text)) {
+        replace(text, std::strlen(text));
+    } else {
+        replace("", 0);
+    }
+}
+
+StringBuf::StringBuf(const StringBuf& other) : StringBuf(other.str()) {}
+
+StringBuf& StringBuf::operator=(const StringBuf& other) {
+    assign(other.str());
+    return *this;
+}
+
+StringBuf::~StringBuf() { std::free(theStr); }
+
+const char* StringBuf::str() const {
+    QK_ASSERT(theStr);
+    return theStr;
+}
+
+int StringBuf::len() const { return static_cast<int>(std::strlen(theStr)); }
+
+void StringBuf::assign(const char* text) {
+    if (isUsable(text)) replace(text, std::strlen(text));
+}
+
+void StringBuf::assign(const char* text, int count) {
+    if (isUsable(text)) replace(text, count > 0 ? static_cast<size_t>(count) : 0);
+}
+
+void StringBuf::append(const char* text) {
+    if (!isUsable(text)) return;
+    const size_t length = std::strlen(theStr), more = std::strlen(text);
+    resize(length + more);
+    std::memcpy(theStr + length, text, more + 1);
+}
+
+void StringBuf::vformat(const char* format, va_list arguments) {
+    QK_ASSERT(format);
+    if (!format) return;
+    const int printed_length = std::vsnprintf(workbuf, WORKBUFLEN, format, arguments);
+    QK_ASSERT(printed_length < WORKBUFLEN);
+    assign(printed_length < 0 ? "" : workbuf);
+}
+
+void StringBuf::format(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vformat(format, arguments);
+    va_end(arguments);
+}
+
+void StringBuf::readLine(FILE* file) {
+    if (!std::fgets(workbuf, WORKBUFLEN, file)) *workbuf = '\0';
+    QK_ASSERT_AS(std::strlen(workbuf) < WORKBUFLEN, "strlen(workbuf) < WORKBUFLEN");
+    const char* text = workbuf;
+    while (std::isspace(static_cast<unsigned char>(*text))) ++text;
+    assign(text);
+}
+
+int StringBuf::compare(const StringBuf& other) const { return compare(other.str()); }
+
+int StringBuf::compare(const char* text) const {
+    const int order = std::strcmp(str(), text);
+    return order < 0 ? -1 : order > 0 ? 1 : 0;
+}
+
+int StringBuf::compareNoCase(const char* text) const {
+    const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; };
+    for (const char* own = str();; ++own, ++text) {
+        const int difference = upper(*own) - upper(*text);
+        if (difference != 0 || !*own) return difference;
+    }
+}

@@ -1,0 +1,45 @@
+# libzeft.so and libzeft.a, both made of the objects of zeft_objects.
+#
+# cmake/exported.map is the one list of what is visible. The shared library is linked with it. The
+# static one is a single object, joined by `ld -r`, in which every symbol that the shared library
+# does not export has become local: a model may define functions and classes of any other name.
+
+set(export_map ${PROJECT_SOURCE_DIR}/cmake/exported.map)
+add_library(zeft_shared SHARED $<TARGET_OBJECTS:zeft_objects>)
+set_target_properties(zeft_shared PROPERTIES
+    OUTPUT_NAME zeft EXPORT_NAME shared LINKER_LANGUAGE CXX
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${export_map})
+target_link_options(zeft_shared PRIVATE -Wl,--version-script=${export_map} -Wl,-z,defs)
+target_link_libraries(zeft_shared PRIVATE ZLIB::ZLIB)
+
+# GNU's own, also beside clang. The groups of inline functions are dissolved: a local member of a
+# group that the linker drops in favour of a user's copy would leave a dangling reference.
+find_program(ZEFT_LD NAMES ld.bfd REQUIRED)
+find_program(ZEFT_OBJCOPY NAMES objcopy REQUIRED)
+find_program(ZEFT_NM NAMES nm REQUIRED)
+set(joined ${PROJECT_BINARY_DIR}/zeft.o)
+set(visible ${PROJECT_BINARY_DIR}/zeft.visible)
+add_custom_command(
+    OUTPUT ${joined}
+    BYPRODUCTS ${visible}
+    COMMAND ${ZEFT_NM} -D --defined-only --format=just-symbols $<TARGET_FILE:zeft_shared> > ${visible}
+    COMMAND ${ZEFT_LD} -r --force-group-allocation -o ${joined} $<TARGET_OBJECTS:zeft_objects>
+    COMMAND ${ZEFT_OBJCOPY} --keep-global-symbols=${visible} ${joined}
+    DEPENDS zeft_shared $<TARGET_OBJECTS:zeft_objects>
+    COMMENT "Joining the static library"
+    COMMAND_EXPAND_LISTS VERBATIM)
+add_library(zeft_static STATIC ${joined})
+set_target_properties(zeft_static PROPERTIES
+    OUTPUT_NAME zeft EXPORT_NAME static LINKER_LANGUAGE CXX)
+target_link_libraries(zeft_static INTERFACE ZLIB::ZLIB)
+
+foreach(form shared static)
+    target_include_directories(zeft_${form} INTERFACE
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    add_library(zeft::${form} ALIAS zeft_${form})
+endforeach()
+if(BUILD_SHARED_LIBS)
+    add_library(zeft::zeft ALIAS zeft_shared)
+else()
+    add_library(zeft::zeft ALIAS zeft_static)
+endif()

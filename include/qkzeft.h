@@ -1,0 +1,16 @@
+// Everything that a generated model, a hand-written model or a user's bench compiles against.
+//
+// The library drives one model a process, on one thread: it starts no thread and takes no lock.
+// Plain functions and data words have C linkage. The headers need C++11 and nothing but the
+// standard library.
+#ifndef QKZEFT_H
+#define QKZEFT_H
+
+#include "qkzeft_api.h"
+#include "qkzeft_console.h"
+#include "qkzeft_module.h"
+#include "qkzeft_registration.h"
+#include "qkzeft_run.h"
+#include "qkzeft_value_list.h"
+
+#endif

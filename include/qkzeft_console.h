@@ -1,0 +1,55 @@
+// The interactive console, and value-change tracing to VCD files.
+//
+// A model calls qk_takenote() whenever time has moved; the console opens there when the stop time
+// is reached or Ctrl-C was pressed. Files are VCD as in IEEE 1364-2005, 18.2; a name that ends in
+// ".gz" makes a gzip file.
+#ifndef QKZEFT_CONSOLE_H
+#define QKZEFT_CONSOLE_H
+
+#include "qkzeft_api.h"
+
+extern "C" {
+
+/// Runs one command line. A model must exist.
+/// @param line  null counts as empty; copied
+/// @return 0 when the first word is no command, else the command's result
+QK_API int qk_cli(const char* line);
+
+struct QkCommand;
+
+/// Adds a command in front of all others, so that it also shadows a built-in of its name.
+/// @param name     command word, copied
+/// @param help     line for `help`, copied; one that begins with '#' is not shown
+/// @param kind     what the argument is: 0 free text, 1 file, 2 signal pattern, 3 number or time
+/// @param handler  given the argument's text, never null; 0 means "not recognised"
+/// @return the command that was first before; owned by the library
+QK_API struct QkCommand* qk_register_cmd(const char* name, const char* help, int kind,
+                                         int (*handler)(const char* argument));
+
+/// Runs a script file, a command a line; lines after one that moves the stop time run when the
+/// console is entered again.
+/// @return 0 for a null or empty name, else 1
+QK_API int qk_loadt(const char* file);
+
+/// Tells the library that time has moved: captures changes, and opens the console when it is due.
+QK_API void qk_takenote(void);
+
+/// Starts a continuous trace to a file, ending the one before. The header is written when the
+/// history first overflows or the file is closed; until then nets may be traced.
+/// @param filename  null or empty means "logfile.vcd"
+/// @return 1, or 0 with a message when the file cannot be opened
+QK_API int qk_traceto(const char* filename);
+/// Writes the rest of the history and closes the trace file. @return 1, or 0 when none was open
+QK_API int qk_traceclose(void);
+/// Writes the history in memory to a file, and empties it.
+/// @param filename  null or empty means "logfile.vcd"
+/// @return 1, or 0 with a message
+QK_API int qk_save(const char* filename);
+/// Bounds the history kept in memory; the oldest changes are dropped beyond it.
+/// @param n  changes to keep at least, rounded up to thousands, at least 10000; 0 reports the state
+/// @return 1
+QK_API int qk_circular(int n);
+
+}  // extern "C"
+
+#endif

@@ -1,0 +1,105 @@
+// The base class of every generated module, and the start and end of a run.
+//
+// Order of a run: modules are constructed (the first one starts the library), each instance may be
+// named by qk_setup(), each registers its tables through QkRegistration, the model runs and
+// advances qk_cycle, and kelvo_finish() or the process's exit ends it.
+#ifndef QKZEFT_MODULE_H
+#define QKZEFT_MODULE_H
+
+#include <stdint.h>
+
+#include "qkzeft_api.h"
+
+class QkScope;
+struct QkLiveModel;
+
+/// One instance of a module of the design. Generated classes derive from it.
+class QK_API kelvo_module {
+public:
+    /// @param module_name    name of the design unit; borrowed for the object's life; may be null
+    /// @param instance_name  name or dotted path of the instance, copied; null leaves it to
+    /// qk_setup()
+    explicit kelvo_module(const char* module_name = nullptr, const char* instance_name = nullptr);
+
+    /// Copies all fields bit for bit: both objects then share one instance name, so only one of
+    /// them may be destroyed.
+    kelvo_module(const kelvo_module& other);
+
+    /// Sets the model's initial values; empty here, for the generated class to override.
+    virtual void initials();
+    /// Evaluates the model once; empty here, for the generated class to override.
+    virtual void step();
+    /// Takes the module's scope, and every net below it, out of the model when no enclosing scope
+    /// holds names; an open trace file is closed first.
+    virtual ~kelvo_module();
+
+    /// Names the instance, before it registers anything. Does nothing, and leaves the parent alone,
+    /// when the instance has a name already.
+    /// @param instance_name  copied; null leaves the instance nameless
+    /// @param parent         enclosing module, or null at the top; must outlive this one
+    void qk_setup(const char* instance_name, kelvo_module* parent);
+
+    /// @return the instance's name as adopted (it ends in '.' once the scope exists), or null.
+    ///         Owned by the module, valid until it is renamed or destroyed.
+    const char* qk_get_instance_name() const;
+    /// @return the name given to the constructor, which may be null.
+    const char* qk_get_module_name() const;
+    /// @return the dotted path of the module's scope; owned by the library, valid while the scope
+    /// is.
+    const char* qk_get_full_instance_name();
+    /// Finds or creates the module's scope below that of its parent.
+    /// @param case_insensitive  names of a new scope compare without regard to case
+    /// @return the scope, never null; owned by the library
+    QkScope* qk_get_scope(bool case_insensitive);
+    /// Called by generated code at the end of each wave: completes registration if that is due.
+    void qk_finalize_wave();
+
+protected:
+    /// Gives a nameless instance the name "toplevel." and ends any other with a '.'.
+    void verify_instance_name();
+
+private:
+    friend struct QkLiveModel;
+    kelvo_module& operator=(const kelvo_module&);
+
+    kelvo_module* qk_parent;
+    uint32_t qk_name_verified;
+    const char* qk_module_name;
+    char* qk_instance_name;
+    QkScope* qk_scope;
+};
+
+extern "C" {
+
+/// Builds the one model of the process if there is none, and arranges its tear-down at exit.
+/// Every other entry calls it where it needs to; calling it again does nothing.
+QK_API void kelvo_start(void);
+
+/// Ends a run: in an interactive one prints "Simulation run completed" and opens the console a last
+/// time. Returns to the caller; trace files are closed when the process exits.
+QK_API void kelvo_finish(void);
+
+/// Has Ctrl-C open the console at the next qk_takenote(). The fourth press that the console has not
+/// served gives the signal back to the handler displaced here.
+QK_API void qk_sigint_install(void);
+
+/// Registers one net of a hand-written model. Generated code uses QkRegistration.
+/// @param name  dotted path of the net; without a dot the net goes into the scope "toplevel"
+/// @param mode  type code and mode bits (qkzeft_registration.h); then follow: void* address,
+///              int left, int right (bit bounds), int array_left, int array_right
+QK_API void qk_register1(const char* name, int mode, ...);
+
+/// Sets the seed of power-on values: 0 gives zeros, 1 gives ones, any other pseudo-random values.
+QK_API void qk_set_initial_value(uint64_t value);
+/// @param width  bits wanted, 0 to 64
+/// @param index  number of the variable, so that each gets its own value
+/// @return the power-on value of that variable under the current seed
+QK_API uint64_t qk_get_initial_value(int width, uint64_t index);
+
+/// One evaluation of the model, without advancing time; null until the model sets it. Only a
+/// comparison against a reference trace calls it.
+QK_API extern void (*qk_step_fn)(void);
+
+}  // extern "C"
+
+#endif

@@ -1,0 +1,120 @@
+// The tables by which generated code declares its scopes and nets.
+//
+// One section a module, in this order: start, genid, exportk, addScopes, addNets, addExtracts,
+// addTerms, end. Tables may be given in several calls. Only one section is open at a time. A table
+// that breaks the protocol means a broken generator: the run ends with a message and status 1.
+// The rows and texts are copied; the storage that rows point at must outlive the module.
+#ifndef QKZEFT_REGISTRATION_H
+#define QKZEFT_REGISTRATION_H
+
+#include "qkzeft_api.h"
+
+class kelvo_module;
+struct QkRegistrationData;
+
+/// One scope below the module's own, which has id 0.
+struct QkGRScope {
+    int parent;                      ///< id of the parent, in this or an earlier row
+    int scope;                       ///< id, 1 or more
+    const char* name;                ///< local name, not null
+    unsigned char case_insensitive;  ///< non-zero: names compare without regard to case
+};
+
+/// One net, or one part of a net that is held in several variables.
+struct QkGRNet {
+    int scope;         ///< id of the scope
+    int net;           ///< id, counts from 1
+    const char* name;  ///< local name
+    void* address;     ///< the storage, or for ports the place of a pointer to it
+    int left, right;   ///< bit bounds as declared
+    unsigned mode;     ///< type code and QkNetMode bits
+    int array_left;    ///< element bounds as declared; read with QK_array only
+    int array_right;
+    int replacement;         ///< id of the net that replaces this one, negative if inverted
+    unsigned flags;          ///< QkNetFlag bits
+    const void* trace_word;  ///< storage of the owner if this net is a copy, else null
+    void* array_data;        ///< the generated code's cell for an array's change list, or null
+};
+
+/// A name that reads a slice of a net.
+struct QkGRExtract {
+    int scope;
+    const char* name;
+    unsigned char scalar;  ///< non-zero: one bit without bounds
+    int left, right;       ///< bit bounds of the name
+    int actual;            ///< id of the net read, negative if inverted; -1 skips the row
+    int offset;            ///< bit offset within the net read
+    int reserved;
+};
+
+/// A name that reads a net in bounds of its own.
+struct QkGRTerm {
+    int scope;
+    const char* name;
+    unsigned char scalar;
+    int left, right;
+    int actual;
+};
+
+/// Value type codes, the low byte of the mode word, that the library tells apart.
+enum QkNetType {
+    QK_type_input = 13,
+    QK_type_inout = 14,
+    QK_type_output = 15,
+    QK_type_integer = 20
+};
+
+/// Bits of the mode word above the type code.
+enum QkNetMode {
+    QK_invert = 0x100,  ///< the inverted form of the net is wanted too
+    QK_parts = 0x600,   ///< either bit: one part of a net held in several variables, low part first
+    QK_array = 0x2000   ///< an array, with element bounds
+};
+
+/// Net flags.
+enum QkNetFlag {
+    QK_flag_register = 0x23,        ///< any of these: a clocked register
+    QK_flag_not_compared = 0x4,     ///< not listed as a register, not compared
+    QK_flag_hidden = 0x200,         ///< not listed, not found by name
+    QK_flag_replaced = 0x800,       ///< another net stands for this one
+    QK_flag_not_replaced = 0x1000,  ///< takes QK_flag_replaced back at registration
+    QK_flag_shadow = 0x4000,        ///< a copy of the net whose storage the trace word names
+    QK_flag_clock = 0x8000,         ///< a clock
+    QK_flag_early_input = 0x10000,  ///< an input applied before the clocks
+    QK_flag_step_input = 0x20000,   ///< an input after which the model is evaluated
+    QK_flag_never_write = 0x40000   ///< never written by the library
+};
+
+/// Static entry points of registration.
+class QK_API QkRegistration {
+public:
+    /// Opens the section of `m`.
+    /// @param m   the module, not null, with a module name
+    /// @param ns  scopes to come, the module's own included: 1 or more
+    /// @param nn  nets to come: 0 or more
+    /// @param case_insensitive  names of the module's scope compare without regard to case
+    static void start(kelvo_module* m, int ns, int nn, bool case_insensitive);
+    /// Gives the generator's two words, kept on the module's scope.
+    static void genid(kelvo_module* m, unsigned word1, unsigned word2);
+    /// Gives the generator's export word, kept on the module's scope.
+    static void exportk(kelvo_module* m, unsigned word);
+    /// Adds `count` scopes, parents before children.
+    static void addScopes(kelvo_module* m, int count, const QkGRScope* rows);
+    /// Adds `count` nets.
+    static void addNets(kelvo_module* m, int count, const QkGRNet* rows);
+    /// Adds `count` names that read slices of nets of this section. A call, even with no rows, has
+    /// the replacements of the section carried out.
+    static void addExtracts(kelvo_module* m, int count, const QkGRExtract* rows);
+    /// Adds `count` names that read nets of this section in bounds of their own.
+    static void addTerms(kelvo_module* m, int count, const QkGRTerm* rows);
+    /// Closes the section; the counts given to start() must have been met, and where nets are
+    /// replaced, addExtracts() or addTerms() must have been called.
+    static void end(kelvo_module* m);
+
+    QkRegistration& operator=(const QkRegistration&) { return *this; }
+
+private:
+    static QkRegistrationData* data;
+};
+
+#endif
