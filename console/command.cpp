@@ -1,0 +1,124 @@
+#include "console/command.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <forward_list>
+#include <new>
+#include <string>
+
+#include "base/qkassert.h"
+#include "console/handlers.h"
+#include "console/printout.h"
+#include "console/words.h"
+#include "netdb/live_model.h"
+#include "qkzeft_console.h"
+#include "run/console_text.h"
+
+namespace {
+
+constexpr bool kListed = true, kFurther = false;
+constexpr bool kAlways = false, kValidateOnly = true;
+
+// clang-format off
+constinit QkCommand builtIns[] = {
+    {"help", kFreeText, kListed, kAlways, "help                            this message", helpCommand},
+    {"ls", kSignalPattern, kListed, kAlways, "ls          [-u|-t] [<pattern>] list [untraced|traced] signals", lsCommand},
+    {"ls", kSignalPattern, kFurther, kAlways, "ls -d       [<pattern>]         describe nets, don't show values", lsCommand},
+    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -r       [<pattern>]         list clocked registers", lsCommand},
+    {"lstofile", kSignalPattern, kListed, kAlways, "lstofile    <file> <ls options> \"ls\", writing output to a file", lstofileCommand},
+    {"print", kSignalPattern, kListed, kAlways, "print                           an alias for 'ls'", lsCommand},
+    {"c", kNumberOrTime, kFurther, kAlways, nullptr, continueCommand},
+    {"cont", kNumberOrTime, kFurther, kAlways, nullptr, continueCommand},
+    {"continue", kNumberOrTime, kListed, kAlways, "continue    [<t>]               continue [until time t]", continueCommand},
+    {"step", kNumberOrTime, kListed, kAlways, "step        [<t>]               single step [or step for time t]", stepCommand},
+    {"s", kNumberOrTime, kFurther, kAlways, nullptr, stepCommand},
+    {"exit", kFreeText, kListed, kAlways, "exit                            exit program", exitCommand},
+    {"quit", kFreeText, kListed, kAlways, nullptr, exitCommand},
+    {"q", kFreeText, kFurther, kAlways, nullptr, exitCommand},
+    {"trace", kSignalPattern, kListed, kAlways, "trace       <pattern>           set trace on signal(s)", traceCommand},
+    {"untrace", kSignalPattern, kListed, kAlways, "untrace     <pattern>           unset trace on signal(s)", untraceCommand},
+    {"traceto", kFileName, kListed, kAlways, "traceto     <filename>          set VCD trace output file", tracetoCommand},
+    {"traceclose", kFreeText, kListed, kAlways, "traceclose                      close VCD trace output file", tracecloseCommand},
+    {"save", kFileName, kListed, kAlways, "save        [<filename>]        save VCD file", saveCommand},
+    {"circular", kNumberOrTime, kListed, kAlways, "circular    [n|0]               enable/disable VCD circular buffering", circularCommand},
+    {"savet", kFileName, kListed, kAlways, "savet       <filename>          save trace list", savetCommand},
+    {"loadt", kFileName, kListed, kAlways, "loadt       <filename>          load trace list", loadtCommand},
+    {"log", kFileName, kListed, kAlways, kLogHelp, logCommand},
+    {"log", kFileName, kListed, kAlways, "log         [close]             close the console file, or give its name", logCommand},
+    {"show", kSignalPattern, kListed, kAlways, "show        <pattern>           show when this traced value(s) changes", showCommand},
+    {"unshow", kSignalPattern, kListed, kAlways, "unshow      <pattern>           turn off show", unshowCommand},
+    {"clearsim", kNumberOrTime, kListed, kAlways, "#clearsim     [<n>]             set all simulation state to n (default=0)", clearsimCommand},
+    {"wired", kSignalPattern, kListed, kAlways, "wired       <signal name>       list signals wired to signal name", wiredCommand},
+    {"cli", kFreeText, kFurther, kAlways, nullptr, cliCommand},
+    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -i       [<pattern>]      list inputs driven by the trace file", lsCommand},
+    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -m       [<pattern>]      list signals that are matched", lsCommand},
+    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -n       [<pattern>]      list signals that are not matched", lsCommand},
+    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -o       [<pattern>]      list signals currently out of step", lsCommand},
+    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -c       [<pattern>]      list signals marked as clocks", lsCommand},
+};
+// clang-format on
+
+QkCommand* linkBuiltIns() {
+    QkCommand* following = nullptr;
+    for (auto row = std::rbegin(builtIns); row != std::rend(builtIns); ++row) {
+        row->next = following;
+        following = &*row;
+    }
+    return following;
+}
+
+/// Linked at the first use, which may be in the construction of a static object of the model.
+QkCommand*& commandList() {
+    static QkCommand* head = linkBuiltIns();
+    return head;
+}
+
+/// @return a copy of `argument` that lives as long as the process, as the handlers of registered
+///         commands may keep pointers into their argument
+const char* keepForGood(const char* argument) {
+    static auto* const kept = new std::forward_list<std::string>;
+    return kept->emplace_front(argument).c_str();
+}
+
+}  // namespace
+
+const QkCommand* findCommand(std::string_view word) {
+    for (const QkCommand* row = commandList(); row; row = row->next)
+        if (row->command == word) return row;
+    return nullptr;
+}
+
+int qk_cli(const char* line) {
+    QK_ASSERT_AS(qkLiveModel != nullptr, "qkLiveModel != NULL");
+    std::string text(line ? line : "");
+    const char* const stripped = stripLine(text.data());
+    completeRegistration(true, 0);
+    const FirstWord split = firstWord(stripped);
+    const QkCommand* const command = findCommand(split.word);
+    if (!command) return 0;
+    return command->handler(command->registered ? keepForGood(split.rest) : split.rest);
+}
+
+QkCommand* qk_register_cmd(const char* name, const char* help, int kind, CommandHandler handler) {
+    QkCommand* const previous = commandList();
+    QK_ASSERT(name && handler);
+    if (!name || !handler) return previous;
+    char* const ownName = strdup(name);
+    char* const ownHelp = help ? strdup(help) : nullptr;
+    auto* const command = new (std::nothrow)
+        QkCommand{ownName ? ownName : "", kind, kListed, kAlways, ownHelp, handler, true, previous};
+    QK_ASSERT_AS(command, "newcmd != NULL");
+    QK_ASSERT_AS(ownName, "newcmd->command");
+    QK_ASSERT_AS(ownHelp || !help, "newcmd->helptext");
+    if (command) commandList() = command;
+    return previous;
+}
+
+int helpCommand(const char*) {
+    Printout out;
+    for (const QkCommand* row = commandList(); row; row = row->next) {
+        if (row->validateOnly || !row->helptext || row->helptext[0] == '#') continue;
+        out.print("  %s\n", row->helptext);
+    }
+    return 1;
+}

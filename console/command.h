@@ -1,0 +1,31 @@
+// The command table.
+//
+// One list: the registered commands, newest first, then the built-in rows in their order of help.
+// Look-up takes the first row of a name, so a registered command shadows a built-in one, and rows
+// that only carry a further line of help may stand behind the row that runs.
+#pragma once
+
+#include <string_view>
+
+using CommandHandler = int (*)(const char* argument);
+
+/// What a command's argument is.
+enum ArgumentKind { kFreeText = 0, kFileName = 1, kSignalPattern = 2, kNumberOrTime = 3 };
+
+struct QkCommand {
+    std::string_view command;  ///< static text, or owned by the list for a registered command
+    int argumentKind;
+    bool listed;           ///< a row of its own, not a further form of another
+    bool validateOnly;     ///< help shows the row only while a comparison runs
+    const char* helptext;  ///< null for none; not shown when it begins with '#'
+    CommandHandler handler;
+    bool registered = false;
+    QkCommand* next = nullptr;
+};
+
+/// @return the row that runs `word`, compared exactly, or null
+const QkCommand* findCommand(std::string_view word);
+
+/// Help line of `log`, which the command shows as its usage too.
+inline constexpr const char* kLogHelp =
+    "log         [+] <file>          copy console output to a file";

@@ -1,0 +1,33 @@
+// The interactive console of a running model.
+//
+// The model owns the time loop; the console only decides when to give control back. A command such
+// as `step` moves stopTime and nothing else: the command loop then returns to its caller, and
+// qk_takenote() opens the console again when the time has come.
+#pragma once
+
+#include <csignal>
+#include <cstdint>
+
+struct QkName;
+
+/// A stop time that never comes.
+inline constexpr uint64_t kNoStop = ~uint64_t{0};
+
+inline constexpr const char* kPrompt = "zeft> ";
+
+// ---- Run control, process-wide; not saved with the simulation state
+
+/// Ticks at which qk_takenote() opens the console, or kNoStop. Set by the loop on entry, by `step`
+/// and `continue`, and by whatever else wants the run to stop.
+extern uint64_t stopTime;
+/// Set by `continue` when the model is to run on; the script runner clears it before each line.
+extern bool resumeRequested;
+/// Ctrl-C presses that the loop has not served. Written by the signal handler and the loop.
+extern volatile std::sig_atomic_t sigintCount;
+
+/// Gives SIGINT back to the handler that qk_sigint_install() displaced. Does nothing when none is
+/// displaced. May be called from a signal handler.
+void restoreSigintHandler();
+
+/// Prints the line of a changed value that the user wants to see: time, name and value.
+void printShownChange(const QkName* name);

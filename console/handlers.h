@@ -1,0 +1,31 @@
+// Handlers of the built-in commands.
+//
+// A handler is given the text behind the command's word, never null, without white space at either
+// end. It returns 0 for "not recognised" and 1 for everything else, a user's error included.
+#pragma once
+
+int helpCommand(const char* argument);  // command.cpp
+
+int cliCommand(const char* argument);  // loop.cpp
+int continueCommand(const char* argument);
+int stepCommand(const char* argument);
+int exitCommand(const char* argument);
+int clearsimCommand(const char* argument);
+
+int loadtCommand(const char* argument);  // script.cpp
+
+int logCommand(const char* argument);  // log.cpp
+
+int lsCommand(const char* argument);  // listing.cpp
+int lstofileCommand(const char* argument);
+int wiredCommand(const char* argument);
+
+int traceCommand(const char* argument);  // tracecmds.cpp
+int untraceCommand(const char* argument);
+int showCommand(const char* argument);
+int unshowCommand(const char* argument);
+int savetCommand(const char* argument);
+int tracetoCommand(const char* argument);
+int tracecloseCommand(const char* argument);
+int saveCommand(const char* argument);
+int circularCommand(const char* argument);

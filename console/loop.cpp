@@ -1,0 +1,134 @@
+// The command loop, and when it opens.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "base/qkassert.h"
+#include "console/console.h"
+#include "console/handlers.h"
+#include "console/printout.h"
+#include "console/script.h"
+#include "netdb/live_model.h"
+#include "qkzeft_console.h"
+#include "qkzeft_run.h"
+#include "run/console_text.h"
+#include "run/time.h"
+
+uint64_t stopTime = kNoStop;
+bool resumeRequested = false;
+
+namespace {
+
+/// Loops that may stand on one another, as `cli` is a command like any other.
+constexpr int kMaxLoops = 100;
+
+int activeLoops = 0;
+bool stdinExhausted = false;  // for good
+bool bannerShown = false;
+uint64_t lastNotedTime = 0;  // of the latest qk_takenote()
+
+void serveSigint() {
+    if (sigintCount == 0) return;
+    qk_printf("^C\n");
+    sigintCount = 0;
+}
+
+void printReadyLine() {
+    if (!bannerShown) qk_printf("\nZEFT RunTime command processor\n");
+    bannerShown = true;
+    int values = 0, traced = 0;
+    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+        if (!name->isHidden()) ++values;
+        if (name->traced) ++traced;
+    });
+    qk_printf("\ntime=%s: %d of %d values traced: ready\n", qk_cycle_as_string(), traced, values);
+}
+
+/// Prompts and reads a line. @return false at the end of input
+bool readLine(std::string& line) {
+    char* const typed = readConsoleLine(kPrompt);
+    if (!typed) return false;
+    line = typed;
+    std::free(typed);
+    return true;
+}
+
+void recordHistory(const char* command) {
+    if (std::strncmp(command, "savet", 5) == 0) return;
+    HistoryRing::append(qkLiveModel->history,
+                        new HistoryEntry{nullptr, nullptr, StringBuf(command)});
+}
+
+/// Serves what is pending, or else one line of input. @return whether the loop goes on
+bool runPass() {
+    serveSigint();
+    if (runPendingScripts()) return false;
+    printReadyLine();
+
+    std::string line;
+    if (!readLine(line)) {
+        stopTime = kNoStop;
+        stdinExhausted = true;
+        return false;
+    }
+    if (logStream) {
+        std::fputs(line.c_str(), logStream);
+        std::fflush(logStream);
+    }
+    const char* const command = stripLine(line.data());
+    recordHistory(command);
+    if (!qk_cli(command)) qk_printf("Command not recognised\n");
+    return stopTime <= qk_cycle;
+}
+
+/// A time that was typed never means "no stop": the prompt comes back instead.
+uint64_t typedStop(uint64_t time) { return time == kNoStop ? 0 : time; }
+
+}  // namespace
+
+int cliCommand(const char*) {
+    qkLiveModel->interactive = true;
+    QK_ASSERT_AS(qk_stdin != nullptr, "qk_stdin != 0");
+    if (stdinExhausted || !qk_stdin) return 1;
+    stopTime = 0;
+    // An inner loop does just what the outer one would do next: there is no need for many.
+    if (activeLoops == kMaxLoops) return 1;
+    ++activeLoops;
+    while (runPass()) continue;
+    --activeLoops;
+    sigintCount = 0;
+    return 1;
+}
+
+int stepCommand(const char* argument) {
+    stopTime = qk_cycle + 1;
+    if (*argument) stopTime = typedStop(qk_cycle + parseConsoleTime(argument));
+    return 1;
+}
+
+int continueCommand(const char* argument) {
+    stopTime = *argument ? typedStop(parseConsoleTime(argument)) : kNoStop;
+    resumeRequested = stopTime == kNoStop || stopTime > qk_cycle;
+    return 1;
+}
+
+int exitCommand(const char*) {
+    qk_exit(0);
+    return 0;
+}
+
+/// Takes a value, for the sake of old scripts, and changes nothing.
+int clearsimCommand(const char*) { return 1; }
+
+void qk_takenote() {
+    completeRegistration(true, 0);
+    if (qk_cycle < lastNotedTime) {
+        const char* const now = qk_cycle_as_string();
+        qk_printf("Warning, time now=%s, previous time was %s\n", now,
+                  qk_time_as_string(lastNotedTime));
+    }
+    lastNotedTime = qk_cycle;
+    qkLiveModel->writer.captureEntry();
+    if (sigintCount > 0 || (qk_cycle >= stopTime && stopTime != kNoStop)) qk_cli("cli");
+}

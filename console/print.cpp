@@ -1,0 +1,163 @@
+#include "console/print.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "base/qkassert.h"
+#include "console/console.h"
+#include "console/words.h"
+#include "netdb/live_model.h"
+#include "qkzeft_run.h"
+
+namespace {
+
+/// Columns for the elements of a row.
+constexpr int kRowColumns = 70;
+
+/// @return bits of the most significant 64-bit chunk, 1 to 64
+int topChunkBits(int width) { return (width - 1) % 64 + 1; }
+
+/// Puts a part's value in its place among the chunks of the whole, chunk 0 least significant.
+void placePart(std::vector<uint64_t>& chunks, const BitRange& whole, const QkTrace& part,
+               uint64_t value) {
+    const int offset = whole.reversed ? whole.msb - part.range.msb : part.range.lsb - whole.lsb;
+    const auto chunk = static_cast<size_t>(offset / 64);
+    const int shift = offset % 64;
+    chunks[chunk] |= value << shift;
+    if (shift + part.width() > 64) chunks[chunk + 1] |= value >> (64 - shift);
+}
+
+/// Prints all digits of a trace, or of an array's element, in one go.
+/// @param element  counts elements in storage; 0 for a scalar
+void printDigits(Printout& out, const QkTrace* trace, uint32_t element) {
+    const bool isWide = trace->bits && trace->header == trace;
+    if (!isWide) {
+        out.addHex(trace->width(), trace->readStorage(element));
+        return;
+    }
+    std::vector<uint64_t> chunks(static_cast<size_t>((trace->width() + 63) / 64));
+    for (const QkTrace* part = trace->bits; part; part = part->bits)
+        placePart(chunks, trace->range, *part, part->readStorage(element));
+    out.addHex(topChunkBits(trace->width()), chunks.back());
+    for (auto chunk = chunks.rbegin() + 1; chunk != chunks.rend(); ++chunk) out.addHex(64, *chunk);
+}
+
+void printScalar(Printout& out, const QkTrace* trace) {
+    const int top = topChunkBits(trace->width());
+    if (top != 1 && top % 4 != 0) out.print("%d'h", trace->width());
+    printDigits(out, trace, 0);
+}
+
+/// Prints a name that has bits of its own, from the most significant end. The remainder below the
+/// last whole 64 bits has digits of its own.
+void printBits(Printout& out, const QkName* name) {
+    const BitRange& range = name->range();
+    const bool ascending = range.isRange && range.reversed;
+    for (int done = 0; done < range.width;) {
+        const int count = std::min(QK_MAXUBITS, range.width - done);
+        const int lowest = ascending ? range.lsb + done + count - 1 : range.msb - done - count + 1;
+        uint64_t value;
+        if (readBits(name, 0, lowest, count, &value) != 0) value = 0;
+        out.addHex(count, value);
+        done += count;
+    }
+}
+
+/// Prints the elements from `from` to `to`, which lie in the array and run in its direction.
+void printRows(Printout& out, const QkTrace* array, int64_t from, int64_t to, char separator) {
+    const int step = array->arrayLeft() > array->arrayRight() ? -1 : 1;
+    const int columns = (array->width() + 3) / 4 + 1;
+    const int64_t perRow = std::max(1, kRowColumns / columns);
+    int64_t left = (to - from) * step + 1;
+    for (int64_t index = from; left > 0;) {
+        const int64_t inRow = std::min(perRow, left);
+        out.add(separator);
+        if (inRow == 1)
+            out.print("[%lld] ", static_cast<long long>(index));
+        else
+            out.print("[%lld:%lld] ", static_cast<long long>(index),
+                      static_cast<long long>(index + (inRow - 1) * step));
+        for (int64_t i = 0; i < inRow; ++i, index += step) {
+            if (i > 0) out.add(' ');
+            printDigits(out, array, array->elementOf(index));
+        }
+        out.endLine();
+        left -= inRow;
+    }
+    out.add('\n');
+}
+
+void printArray(Printout& out, const QkTrace* array, int64_t from, int64_t to, char separator) {
+    const int left = array->arrayLeft(), right = array->arrayRight();
+    if (from == kNoIndex) {
+        out.print("array: [%d:%d]", left, right);
+        return;
+    }
+    if (from == kWholeArray) {
+        from = left;
+        to = right;
+    }
+    const bool inDirection = left > right ? from >= to : from <= to;
+    if (inDirection && array->isWithinArrayRange(from) && array->isWithinArrayRange(to))
+        printRows(out, array, from, to, separator);
+    else
+        out.print("Invalid indices, array is: [%d:%d]\n", left, right);
+}
+
+/// Reads an index. One that no array can have stays out of every array's bounds.
+/// @return where reading stopped, or null when there is no number
+const char* readIndex(const char* text, int64_t& index) {
+    text = skipSpace(text);
+    const char* end;
+    index = static_cast<int64_t>(std::min(atottmaxu(text, &end), uint64_t{1} << 31));
+    return end == text ? nullptr : skipSpace(end);
+}
+
+}  // namespace
+
+void printName(Printout& out, const QkName* name, int64_t from, int64_t to, char separator) {
+    if (name->kind == kExtractName || name->kind == kVirtualName)
+        printBits(out, name);
+    else if (name->kind == kPlainName && name->trace->isArray())
+        printArray(out, name->trace, from, to, separator);
+    else
+        printScalar(out, name->trace);
+}
+
+int parseIndexRange(const char* text, int64_t& from, int64_t& to) {
+    QK_ASSERT_AS(*text == '[', "*arg == '['");
+    from = to = kWholeArray;
+    int64_t first, second;
+    const char* at = readIndex(text + 1, first);
+    if (!at) {
+        if (*skipSpace(text + 1) == ']') return 0;
+        qk_printf("Syntax error (bad index 1)\n");
+        return 1;
+    }
+    second = first;
+    if (*at == ':') {
+        at = readIndex(at + 1, second);
+        if (!at) {
+            qk_printf("Syntax error (bad index 2)\n");
+            return 2;
+        }
+        if (*at != ']') {
+            qk_printf("Syntax error (no matching brace)\n");
+            return 3;
+        }
+    } else if (*at != ']') {
+        qk_printf("Syntax error (unrecognised character '%c')\n", *at);
+        return 4;
+    }
+    from = first;
+    to = second;
+    return 0;
+}
+
+void printShownChange(const QkName* name) {
+    Printout out;
+    out.print("%10s: %*s.%-*s = ", qk_cycle_as_string(), qkLiveModel->showScopeWidth,
+              name->scope->fullName.str(), qkLiveModel->showNameWidth, name->name);
+    printName(out, name, 0, 0, ' ');
+    out.add('\n');
+}

@@ -1,0 +1,54 @@
+#include "console/printout.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+
+#include "qkzeft_run.h"
+
+namespace {
+
+__attribute__((format(printf, 2, 0))) void appendFormatted(std::string& text, const char* format,
+                                                           va_list arguments) {
+    char small[256];
+    va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(small, sizeof small, format, arguments);
+    if (length >= 0 && static_cast<size_t>(length) < sizeof small) {
+        text.append(small, static_cast<size_t>(length));
+    } else if (length >= 0) {
+        const size_t before = text.size();
+        text.resize(before + static_cast<size_t>(length) + 1);
+        std::vsnprintf(text.data() + before, static_cast<size_t>(length) + 1, format, again);
+        text.pop_back();
+    }
+    va_end(again);
+}
+
+}  // namespace
+
+void Printout::print(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    appendFormatted(pending, format, arguments);
+    va_end(arguments);
+}
+
+void Printout::addHex(int width, uint64_t value) {
+    for (int digit = (width + 3) / 4 - 1; digit >= 0; --digit)
+        pending.push_back("0123456789abcdef"[value >> (4 * digit) & 0xf]);
+}
+
+void Printout::deliver() {
+    if (qk_prints && !pending.empty()) qk_prints(pending.c_str());
+    pending.clear();
+}
+
+void say(const char* format, ...) {
+    std::string text;
+    va_list arguments;
+    va_start(arguments, format);
+    appendFormatted(text, format, arguments);
+    va_end(arguments);
+    if (qk_prints) qk_prints(text.c_str());
+}

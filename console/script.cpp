@@ -1,0 +1,93 @@
+#include "console/script.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "console/console.h"
+#include "console/handlers.h"
+#include "console/printout.h"
+#include "console/words.h"
+#include "qkzeft_console.h"
+
+namespace {
+
+/// Open scripts at most. Each may run inside a line of the one below it.
+constexpr size_t kMaxNesting = 100;
+
+struct LoadtFile {
+    LoadtFile(const char* fileName, FILE* file) : name(fileName), fp(file) {}
+    ~LoadtFile() { std::fclose(fp); }
+    LoadtFile(const LoadtFile&) = delete;
+    LoadtFile& operator=(const LoadtFile&) = delete;
+
+    /// A directory opens like a file, and fails when it is read.
+    bool isAtEnd() const { return std::feof(fp) || std::ferror(fp); }
+
+    std::string name;
+    FILE* fp;
+};
+
+// The last one is the top. A script taken off the stack lives on while one of its lines runs.
+std::vector<std::shared_ptr<LoadtFile>> loadtFileStack;
+int activeRunners = 0;
+
+void runLine(LoadtFile& script) {
+    char line[256] = "";
+    if (!std::fgets(line, sizeof line, script.fp)) return;
+    const char first = *skipSpace(line);
+    if (first == '\0' || first == '#') return;
+    line[std::strcspn(line, "\n")] = '\0';
+    say("%s%s\n", kPrompt, line);
+    if (!qk_cli(line)) say("Script: %s - Command not recognised\n", script.name.c_str());
+}
+
+/// Runs scripts until a line moves the stop time or asks to resume, or `base` are left.
+void runScripts(size_t base) {
+    ++activeRunners;
+    const uint64_t stopBefore = stopTime;
+    do {
+        resumeRequested = false;
+        const std::shared_ptr<LoadtFile> script = loadtFileStack.back();
+        runLine(*script);
+        if (script->isAtEnd()) std::erase(loadtFileStack, script);
+    } while (stopTime == stopBefore && !resumeRequested && loadtFileStack.size() > base);
+    --activeRunners;
+}
+
+void startScript(const char* file) {
+    const size_t base = activeRunners > 0 ? loadtFileStack.size() : 0;
+    if (loadtFileStack.size() >= kMaxNesting) {
+        say("Script: %s - nested more than %zu deep, all scripts abandoned\n", file, kMaxNesting);
+        loadtFileStack.clear();
+        return;
+    }
+    FILE* const fp = std::fopen(file, "r");
+    if (!fp) {
+        say("Failed to open command file: %s\n", file);
+        return;
+    }
+    loadtFileStack.push_back(std::make_shared<LoadtFile>(file, fp));
+    runScripts(base);
+}
+
+}  // namespace
+
+bool runPendingScripts() {
+    if (loadtFileStack.empty()) return false;
+    runScripts(0);
+    return true;
+}
+
+int qk_loadt(const char* file) {
+    if (!file || !*file) return 0;
+    startScript(file);
+    return 1;
+}
+
+int loadtCommand(const char* argument) {
+    startScript(*argument ? argument : kSavedCommandsFile);
+    return 1;
+}

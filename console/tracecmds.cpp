@@ -1,0 +1,163 @@
+// Choosing what history records and what the console shows, and the commands of trace files.
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "console/handlers.h"
+#include "console/printout.h"
+#include "console/script.h"
+#include "console/words.h"
+#include "netdb/live_model.h"
+#include "qkzeft_console.h"
+#include "qkzeft_run.h"
+
+namespace {
+
+/// Which of the names that match are traced.
+struct Selection {
+    const char* pattern;
+    bool stimuli = false;
+    bool matched = false;  ///< by a comparison; without one, no name is
+
+    bool isRestricted() const { return stimuli || matched; }
+    bool takes(const QkName* name) const {
+        return !isRestricted() || (stimuli && isStimulus(name));
+    }
+};
+
+/// An argument whose options are not all known is a pattern as it stands.
+Selection readSelection(const char* argument) {
+    Selection selection{argument};
+    if (*argument != '-') return selection;
+    const char* at = argument + 1;
+    for (; *at && !isSpace(*at); ++at) {
+        if (*at != 'i' && *at != 'm') return Selection{argument};
+        (*at == 'i' ? selection.stimuli : selection.matched) = true;
+    }
+    selection.pattern = skipSpace(at);
+    return selection;
+}
+
+void showChanges(QkName* name) {
+    qkLiveModel->writer.setShow(name, true);
+    const auto widen = [](int& width, const char* text) {
+        width = std::max(width, static_cast<int>(std::strlen(text)));
+    };
+    widen(qkLiveModel->showNameWidth, name->name);
+    widen(qkLiveModel->showScopeWidth, name->scope->fullName.str());
+}
+
+/// Traces what the argument selects; with `showRestricted` a selection by options is shown too.
+void traceNames(const char* argument, bool showRestricted) {
+    QkTraceWriter& writer = qkLiveModel->writer;
+    if (writer.scopesWritten) {
+        qk_printf("trace: continuous save in progress, cannot add traces\n");
+        return;
+    }
+    const Selection selection = readSelection(argument);
+    if (!*selection.pattern) {
+        qk_printf("trace: no pattern supplied!\n");
+        return;
+    }
+    bool found = false;
+    for (QkName* name : qkLiveModel->matching(selection.pattern)) {
+        if (name->isHidden() || !selection.takes(name)) continue;
+        found = true;
+        if (!name->traced) writer.startTracing(name);
+        if (showRestricted && selection.isRestricted()) showChanges(name);
+    }
+    if (found)
+        writer.captureEntry();
+    else
+        say("trace: no signals match pattern: %s\n", selection.pattern);
+}
+
+void showNames(const char* pattern) {
+    QkTraceWriter& writer = qkLiveModel->writer;
+    bool refused = false;
+    for (QkName* name : qkLiveModel->matching(pattern)) {
+        if (name->isHidden()) continue;
+        if (!name->traced && writer.scopesWritten) {
+            if (!refused) qk_printf("show: continuous save in progress, cannot add traces\n");
+            refused = true;
+            continue;
+        }
+        if (!name->traced) writer.startTracing(name);
+        showChanges(name);
+    }
+}
+
+}  // namespace
+
+int traceCommand(const char* argument) {
+    traceNames(argument, false);
+    return 1;
+}
+
+int untraceCommand(const char* argument) {
+    bool found = false;
+    for (QkName* name : qkLiveModel->matching(argument)) {
+        if (!name->traced || name->isHidden()) continue;
+        found = true;
+        qkLiveModel->writer.stopTracing(name);
+    }
+    if (found)
+        qkLiveModel->writer.captureEntry();
+    else
+        say("untrace: no signals match pattern: %s\n", argument);
+    return 1;
+}
+
+int showCommand(const char* argument) {
+    lsCommand(argument);
+    traceNames(argument, true);
+    showNames(argument);
+    return 1;
+}
+
+int unshowCommand(const char* argument) {
+    for (QkName* name : qkLiveModel->matching(argument))
+        if (!name->isHidden()) qkLiveModel->writer.setShow(name, false);
+    return 1;
+}
+
+int savetCommand(const char* argument) {
+    const char* const fileName = *argument ? argument : kSavedCommandsFile;
+    FILE* const file = std::fopen(fileName, "w");
+    if (!file) {
+        say("Failed to open file: %s\n", fileName);
+        return 1;
+    }
+    HistoryRing::each(qkLiveModel->history, [&](const HistoryEntry* entry) {
+        std::fprintf(file, "%s\n", entry->command.str());
+    });
+    std::fclose(file);
+    say("Trace history written to: %s\n", fileName);
+    return 1;
+}
+
+int tracetoCommand(const char* argument) {
+    qk_traceto(argument);
+    return 1;
+}
+
+int tracecloseCommand(const char*) {
+    if (qkLiveModel->writer.fileIsOpen()) qk_traceclose();
+    return 1;
+}
+
+int saveCommand(const char* argument) {
+    qk_save(argument);
+    return 1;
+}
+
+int circularCommand(const char* argument) {
+    int64_t changes = 1000 * int64_t{qkLiveModel->writer.maxeventbs};
+    if (*argument) changes = std::strtol(argument, nullptr, 10);
+    qk_circular(static_cast<int>(std::clamp<int64_t>(changes, INT_MIN, INT_MAX)));
+    return 1;
+}

@@ -1,0 +1,128 @@
+// Reading and writing bits of a value through a trace or a name.
+#include <algorithm>
+#include <cstdlib>
+
+#include "netdb/netdb.h"
+
+namespace {
+
+/// A run of bits within a value: `offset` counts from the value's top bit.
+struct Field {
+    int64_t offset;
+    int count;
+    uint32_t element;
+};
+
+bool locate(const QkTrace* trace, int64_t index, int64_t bit, int count, Field& field) {
+    if (trace->isArray()) {
+        if (!trace->isWithinArrayRange(index)) return false;
+        field.element = trace->elementOf(index);
+    } else {
+        if (index != 0) return false;
+        field.element = 0;
+    }
+    const BitRange& range = trace->range;
+    if (count < 0 || count > range.width || count > QK_MAXUBITS) return false;
+    const int64_t bound = range.reversed ? range.lsb : range.msb;
+    const bool ascending = range.isRange && range.reversed;
+    field.offset = ascending ? (bit - count + 1) - bound : bound - (bit + count - 1);
+    field.count = count;
+    return field.offset >= 0 && field.offset + count <= range.width;
+}
+
+/// What of a field one part holds.
+struct Piece {
+    int count;
+    int shift;  ///< bits of the part below the piece
+};
+
+/// Calls visit(part, Piece) for each part that holds some of the field, top bits first.
+template <class Trace, class Visit>
+bool eachPiece(Trace* trace, const Field& field, Visit&& visit) {
+    int64_t top = 0;
+    for (Trace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+        const int64_t end = top + part->range.width;
+        const int64_t from = std::max(top, field.offset);
+        const int64_t to = std::min(end, field.offset + field.count);
+        if (from < to && part->address)
+            visit(part, Piece{static_cast<int>(to - from), static_cast<int>(end - to)});
+        top = end;
+    }
+    return top >= field.offset + field.count;
+}
+
+/// @return the bit of the trace that stands behind bit `bit` of the name
+int64_t bitOfTrace(const QkName* name, int64_t bit) {
+    if (name->kind == kPlainName) return bit;
+    const BitRange& own = name->extension->range;
+    const BitRange& range = name->trace->range;
+    int64_t distance = std::abs(bit - (own.reversed ? own.msb : own.lsb));
+    if (name->kind == kExtractName) distance += name->extension->offset;
+    if (range.isRange && range.reversed) return range.msb - distance;
+    return (range.reversed ? range.msb : range.lsb) + distance;
+}
+
+bool isReadable(const QkName* name) {
+    switch (name->kind) {
+        case kPlainName: return name->trace != nullptr;
+        case kTermName:
+        case kExtractName: return name->trace != nullptr && name->extension != nullptr;
+        default: QK_ASSERT_AS(false, "0"); return false;
+    }
+}
+
+}  // namespace
+
+int readBits(const QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t* out) {
+    *out = 0;
+    Field field;
+    if (!locate(trace, index, bit, count, field)) return 1;
+    uint64_t result = 0;
+    const bool whole = eachPiece(trace, field, [&](const QkTrace* part, Piece piece) {
+        const uint64_t bits =
+            part->readStorage(field.element) >> piece.shift & bitMask(piece.count);
+        result = piece.count == 64 ? bits : result << piece.count | bits;
+    });
+    *out = result;
+    return whole ? 0 : 1;
+}
+
+int writeBits(QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t value) {
+    Field field;
+    if (!locate(trace, index, bit, count, field)) return 1;
+    int left = count;
+    const bool whole = eachPiece(trace, field, [&](QkTrace* part, Piece piece) {
+        left -= piece.count;
+        const uint64_t mask = bitMask(piece.count) << piece.shift;
+        uint64_t bits = (value >> left) << piece.shift;
+        if (part->invert) bits = ~bits;
+        const int bytes = part->elementBytes();
+        char* const place =
+            static_cast<char*>(part->address) + size_t{field.element} * static_cast<size_t>(bytes);
+        storeStorage(place, bytes, (loadStorage(place, bytes) & ~mask) | (bits & mask));
+    });
+    return whole ? 0 : 1;
+}
+
+int readBits(const QkName* name, int64_t index, int64_t bit, int count, uint64_t* out) {
+    *out = 0;
+    if (!isReadable(name)) return 1;
+    return readBits(name->trace, index, bitOfTrace(name, bit), count, out);
+}
+
+int writeBits(QkName* name, int64_t index, int64_t bit, int count, uint64_t value) {
+    if (!isReadable(name)) return 1;
+    return writeBits(name->trace, index, bitOfTrace(name, bit), count, value);
+}
+
+uint64_t readChunk(const QkName* name, int chunk, int64_t index) {
+    const BitRange& range = name->range();
+    const int64_t below = int64_t{chunk} * QK_MAXUBITS;
+    if (chunk < 0 || range.width <= below) return 0;
+    const int count = static_cast<int>(std::min<int64_t>(range.width - below, QK_MAXUBITS));
+    const int64_t bit = range.isRange && range.reversed
+                            ? range.msb - below
+                            : (range.reversed ? range.msb : range.lsb) + below;
+    uint64_t bits;
+    return readBits(name, index, bit, count, &bits) == 0 ? bits : 0;
+}

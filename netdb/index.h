@@ -1,0 +1,60 @@
+// Hash indexes of the net database.
+//
+// An index maps hashes to record numbers. It has no order of its own: what a user sees comes from
+// the rings. A slot holds the whole hash, so that a probe seldom looks at a record that is not
+// wanted, and growing looks at none.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// Open addressing, linear probing, at most three quarters full. One hash may stand in it any
+/// number of times.
+class HashIndex {
+public:
+    void insert(uint32_t hash, uint32_t id);
+    /// Takes out the entry of this hash and number, which is there.
+    void remove(uint32_t hash, uint32_t id);
+    /// Replaces the number in the entry of this hash and number, which is there.
+    void replace(uint32_t hash, uint32_t id, uint32_t newId);
+    /// Makes room for `count` entries more.
+    void reserve(size_t count);
+
+    /// Calls wanted(id) for the entries of this hash until it returns true.
+    /// @return that number, or kNone
+    template <class Wanted>
+    uint32_t find(uint32_t hash, Wanted&& wanted) const {
+        if (slots.empty()) return kNone;
+        for (size_t at = home(hash); slots[at].id != kNone; at = next(at))
+            if (slots[at].hash == hash && wanted(slots[at].id)) return slots[at].id;
+        return kNone;
+    }
+
+    static constexpr uint32_t kNone = ~uint32_t{0};
+
+private:
+    struct Slot {
+        uint32_t hash;
+        uint32_t id;
+    };
+    size_t home(uint32_t hash) const { return (hash * uint64_t{0x9E3779B97F4A7C15}) >> shift; }
+    size_t next(size_t at) const { return (at + 1) & (slots.size() - 1); }
+    size_t slotOf(uint32_t hash, uint32_t id) const;
+    void place(Slot slot);
+    void resize(size_t capacity);
+
+    std::vector<Slot> slots;
+    size_t used = 0;
+    int shift = 64;  // 64 - log2(slots.size())
+};
+
+/// Hash of an address.
+inline uint32_t hashAddress(const void* address) {
+    const uint64_t mixed = reinterpret_cast<uintptr_t>(address) * uint64_t{0x9E3779B97F4A7C15};
+    return static_cast<uint32_t>(mixed >> 32);
+}
+
+/// Hash for look-up by name, letters folded to upper case; continues `hash`.
+uint32_t foldedHashFrom(uint32_t hash, const char* text);
+inline constexpr uint32_t kFoldedHashStart = 0x811C9DC5;

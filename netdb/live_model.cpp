@@ -1,0 +1,82 @@
+#include "netdb/live_model.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "qkzeft_module.h"
+
+QkLiveModel::QkLiveModel() : writer(this) {}
+
+void QkLiveModel::reserveNets(size_t count) {
+    namesByFullName.reserve(count);
+    traces_by_address.reserve(count);
+}
+
+namespace {
+
+void sortScopes(QkScope*& ring) {
+    std::vector<QkScope*> scopes;
+    ScopeRing::each(ring, [&](QkScope* scope) { scopes.push_back(scope); });
+    std::stable_sort(scopes.begin(), scopes.end(), [](const QkScope* a, const QkScope* b) {
+        return std::strcmp(a->name.str(), b->name.str()) < 0;
+    });
+    ScopeRing::relink(ring, scopes.data(), static_cast<int>(scopes.size()));
+}
+
+/// Numbers the scopes of a ring and all below, sorts them and their names, and collects the names:
+/// scope by scope, each scope's before those of its children.
+class ScopeWalk {
+public:
+    explicit ScopeWalk(QkLiveModel* liveModel) : model(liveModel) {}
+
+    void walk(QkScope*& ring) {
+        sortScopes(ring);
+        ScopeRing::each(ring, [&](QkScope* scope) {
+            scope->number = nextNumber++;
+            model->sortNames(scope, sorted);
+            for (QkName* name : sorted) append(name);
+            walk(scope->children);
+        });
+    }
+
+    /// Relinks the model's ring of names in the order of the walk.
+    void finish() {
+        model->names = first;
+        if (!first) return;
+        last->next = first;
+        first->prev = last;
+    }
+
+private:
+    void append(QkName* name) {
+        if (last) {
+            last->next = name;
+            name->prev = last;
+        } else {
+            first = name;
+        }
+        last = name;
+    }
+
+    QkLiveModel* model;
+    int nextNumber = 1;
+    std::vector<QkName*> sorted;
+    QkName* first = nullptr;
+    QkName* last = nullptr;
+};
+
+}  // namespace
+
+bool completeRegistration(bool, int) {
+    kelvo_start();
+    QkLiveModel* const model = qkLiveModel;
+    if (model->complete) return true;
+    if (!model->elaborated) {
+        ScopeWalk walk(model);
+        walk.walk(model->top_scopes);
+        walk.finish();
+        model->elaborated = true;
+    }
+    model->complete = true;
+    return true;
+}

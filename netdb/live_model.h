@@ -1,0 +1,133 @@
+// The one live model of the process.
+//
+// It is absent until kelvo_start(), registering while sections open and close, complete once
+// completeRegistration() has run, and gone after the exit routine, which leaves its memory to the
+// process. A change of the hierarchy takes it back from complete to registering.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "netdb/index.h"
+#include "netdb/netdb.h"
+#include "netdb/store.h"
+#include "qkzeft_registration.h"
+#include "tracing/trace_writer.h"
+
+/// A command as it was typed.
+struct HistoryEntry {
+    HistoryEntry *next, *prev;
+    StringBuf command;
+};
+using HistoryRing = Ring<HistoryEntry, &HistoryEntry::next, &HistoryEntry::prev>;
+
+struct QkModel {
+    QkScope* top_scopes = nullptr;
+    QkName* names = nullptr;
+    QkTrace* traces = nullptr;
+};
+
+struct QkLiveModel : QkModel {
+    QkLiveModel();
+
+    bool interactive = false;  ///< the console has been entered
+    bool elaborated = false;   ///< the walk over traces and scopes has been done
+    bool complete = false;
+
+    QkTrace* active_traces = nullptr;  ///< traces to compare, newest first, clocks last
+    QkTraceWriter writer;
+
+    HistoryEntry* history = nullptr;  ///< typed commands, oldest first
+    int showScopeWidth = 0;           ///< columns of the lines of shown changes
+    int showNameWidth = 0;
+
+    uint32_t allTraceFlags = 0;  ///< all net flags of all traces ever made
+
+    HashIndex traces_by_address;  ///< storage address to one trace of its ring
+    HashIndex namesByFullName;
+    Store<QkName> nameStore;
+    Store<QkTrace> traceStore;
+    TextStore texts;
+
+    bool isComplete() const { return complete; }
+
+    // ---- Scopes and names (netdb/scopes.cpp)
+
+    /// Walks a dotted path down from `scope` (null: the top), leaving `scope` where it ended.
+    /// @param stopAtLast  leave the last component, the local name of a net, unconsumed
+    /// @param create      make what is missing, with `caseInsensitive`
+    /// @return the unconsumed text, or null when a component was not found
+    const char* findScopePath(QkScope*& scope, const char* path, bool stopAtLast,
+                              bool caseInsensitive, bool create);
+    QkScope* addScope(QkScope* parent, const char* localName, bool caseInsensitive);
+    /// Drops a scope's names and traces and those of all scopes below it, then the scopes.
+    void destroyScope(QkScope* scope);
+    /// Makes a name on the ring of gDummyTrace.
+    QkName* addName(QkScope* scope, const char* localName, uint32_t mode, uint32_t netFlags);
+    /// @return the newest name of exactly this local name in `scope`, or null
+    QkName* findInScope(const QkScope* scope, const char* localName) const;
+    /// Sorts a scope's names, and gives the sorted names in `sorted`.
+    void sortNames(QkScope* scope, std::vector<QkName*>& sorted);
+    /// Takes a name out of every ring and index, and deletes it.
+    void removeName(QkName* name);
+    /// Moves a name to the ring of `trace`.
+    void bindName(QkName* name, QkTrace* trace);
+    /// Moves a name of kind 2 to those that read `trace`.
+    void bindExtract(QkName* name, QkTrace* trace);
+
+    /// Calls visit(QkName*) for each name, in the order of `names`, whose full name matches. A
+    /// pattern without '*' costs a look-up; any other one pass. Hidden names are included.
+    template <class Visit>
+    void eachMatching(const char* pattern, Visit&& visit) {
+        for (QkName* name : matching(pattern)) visit(name);
+    }
+    std::vector<QkName*> matching(const char* pattern) const;
+    /// @return the one name that matches and that is neither hidden nor replaced, else null
+    QkName* findOne(const char* pattern) const;
+
+    // ---- Traces (netdb/traces.cpp)
+
+    struct NetStorage {
+        void* address;
+        BitRange range;
+        int arrayLeft, arrayRight;
+        uint32_t mode;
+        uint32_t flags;
+        const void* traceWord;
+        void* ppamd;
+        bool invert;
+    };
+    /// Binds `name` to the trace of that storage, made if need be. For ports, the address is the
+    /// place of a pointer to the storage.
+    /// @return the header of the trace that now holds the name
+    QkTrace* addNet(QkName* name, NetStorage net);
+    /// The same with the address of the storage itself.
+    /// @param existing  a trace whose same-address ring is to be searched, or null
+    QkTrace* addStored(QkTrace* existing, QkName* name, NetStorage net);
+    /// Makes the inverted form of a net, a trace without a name, unless there is one.
+    void addInvertedForm(QkName* name, NetStorage net);
+    /// Makes room in the indexes for `count` nets more.
+    void reserveNets(size_t count);
+    /// @return the ring's entry for a storage address, or null
+    QkTrace* tracesAt(const void* address) const;
+    /// Takes a trace out of every ring and index, and deletes it.
+    void removeTrace(QkTrace* trace);
+
+private:
+    QkTrace* makeTrace(const NetStorage& net);
+    QkTrace* makeHeader(const QkTrace& part);
+    void linkAtAddress(QkTrace* trace, QkTrace* ring);
+    void addPart(const QkName* name, QkTrace* part, QkTrace* header);
+    /// Removes a trace that the last name has left, with its parts and their inverted forms.
+    void dropUnnamed(QkTrace* trace);
+    void dropAtAddress(const void* address);
+};
+
+/// Null before kelvo_start() and after the exit routine.
+extern QkLiveModel* qkLiveModel;
+
+/// Finishes the database if that has not been done since the last change of the hierarchy: sorts
+/// and numbers scopes, sorts names. Starts the library if need be.
+/// @param fatal   end the process with status 1 if the licence check refuses
+/// @return whether the model is complete
+bool completeRegistration(bool fatal, int detail);

@@ -1,0 +1,144 @@
+// Names: making, binding, finding and removing them.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "netdb/live_model.h"
+
+bool QkName::isHidden() const { return (netFlags & QK_flag_hidden) != 0; }
+
+const BitRange& QkName::range() const {
+    return kind == kPlainName || !extension ? trace->range : extension->range;
+}
+
+bool isStimulus(const QkName* name) {
+    if (name->stimulus) return true;
+    const int type = name->typeCode();
+    return (type == QK_type_input || type == QK_type_inout) && name->scope->isTopLevel();
+}
+
+FullName::FullName(const QkName* name) {
+    const char* const scope = name->scope->fullName.str();
+    const size_t scopeLength = std::strlen(scope), length = std::strlen(name->name);
+    const size_t bytes = scopeLength + length + 2;
+    text = bytes <= sizeof small ? small : static_cast<char*>(allocateBlock(bytes, "FullName"));
+    std::memcpy(text, scope, scopeLength);
+    text[scopeLength] = '.';
+    std::memcpy(text + scopeLength + 1, name->name, length + 1);
+}
+
+FullName::~FullName() {
+    if (text != small) std::free(text);
+}
+
+QkName* QkLiveModel::addName(QkScope* scope, const char* localName, uint32_t mode,
+                             uint32_t netFlags) {
+    uint32_t id;
+    QkName* const name = nameStore.make(id);
+    QK_ASSERT_AS(name, "n");
+    name->id = id;
+    name->name = texts.add(localName);
+    name->scope = scope;
+    name->mode = mode;
+    name->netFlags = netFlags;
+    name->hash = foldedHashFrom(scope->hash, localName);
+    ++scope->nameCount;
+    ScopeNames::prepend(scope->allNames, name);
+    NameRing::append(names, name);
+    name->trace = &gDummyTrace;
+    TraceNames::prepend(gDummyTrace.names, name);
+    namesByFullName.insert(name->hash, id);
+    return name;
+}
+
+QkName* QkLiveModel::findInScope(const QkScope* scope, const char* localName) const {
+    QkName* newest = nullptr;
+    namesByFullName.find(foldedHashFrom(scope->hash, localName), [&](uint32_t id) {
+        QkName* const name = nameStore.at(id);
+        if (name->scope == scope && std::strcmp(name->name, localName) == 0 &&
+            (!newest || newest->id < id))
+            newest = name;
+        return false;
+    });
+    return newest;
+}
+
+void QkLiveModel::bindName(QkName* name, QkTrace* trace) {
+    TraceNames::remove(name->trace->names, name);
+    name->trace = trace;
+    TraceNames::append(trace->names, name);
+}
+
+void QkLiveModel::bindExtract(QkName* name, QkTrace* trace) {
+    TraceNames::remove(name->trace->names, name);
+    name->trace = trace;
+    if (!trace->extras) trace->extras = new TraceExtras;
+    trace->extras->exnames.push_back(name);
+}
+
+void QkLiveModel::removeName(QkName* name) {
+    QK_ASSERT_AS(name->scope, "n->scope");
+    QK_ASSERT_AS(name->same_scope_next, "n->same_scope_next");
+    if (name->traced) writer.stopTracing(name);
+    --name->scope->nameCount;
+    ScopeNames::remove(name->scope->allNames, name);
+    QkTrace* const trace = name->trace;
+    if (name->kind == kExtractName) {
+        std::erase(trace->extras->exnames, name);
+    } else {
+        TraceNames::remove(trace->names, name);
+    }
+    NameRing::remove(names, name);
+    namesByFullName.remove(name->hash, name->id);
+    if (trace != &gDummyTrace) dropUnnamed(trace);
+    texts.release(name->name);
+    delete name->extension;
+    nameStore.release(name->id);
+}
+
+// ---- Order
+
+namespace {
+
+/// A name with what decides its place, so that most comparisons stay within the array.
+struct SortKey {
+    uint64_t start;  // stimulus or not, then the first characters, big-endian
+    QkName* name;
+    uint32_t id;
+};
+
+constexpr int kKeyCharacters = 7;
+
+SortKey sortKey(QkName* name) {
+    uint64_t start = isStimulus(name) ? 0 : 1;
+    const char* text = name->name;
+    for (int i = 0; i < kKeyCharacters; ++i) {
+        start = start << 8 | static_cast<unsigned char>(*text);
+        if (*text) ++text;
+    }
+    return SortKey{start, name, name->id};
+}
+
+bool before(const SortKey& a, const SortKey& b) {
+    if (a.start != b.start) return a.start < b.start;
+    if (a.start & 0xff) {  // no end of text among the first characters
+        const int order = std::strcmp(a.name->name + kKeyCharacters, b.name->name + kKeyCharacters);
+        if (order != 0) return order < 0;
+    }
+    return a.id < b.id;
+}
+
+}  // namespace
+
+void QkLiveModel::sortNames(QkScope* scope, std::vector<QkName*>& sorted) {
+    std::vector<SortKey> keys;
+    keys.reserve(static_cast<size_t>(scope->nameCount));
+    ScopeNames::each(scope->allNames, [&](QkName* name) { keys.push_back(sortKey(name)); });
+    // Tables mostly come in a good order, and the ring is newest first.
+    std::reverse(keys.begin(), keys.end());
+    if (!std::is_sorted(keys.begin(), keys.end(), before))
+        std::sort(keys.begin(), keys.end(), before);
+    sorted.clear();
+    for (const SortKey& key : keys) sorted.push_back(key.name);
+    ScopeNames::relink(scope->allNames, sorted.data(), static_cast<int>(sorted.size()));
+}

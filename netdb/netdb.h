@@ -1,0 +1,201 @@
+// The database of the design: scopes, names and traces.
+//
+// A scope is a level of the hierarchy. A name is what a person refers to: a net under its design
+// name. A trace is one piece of model storage of at most 64 bits, or the header of a wider value
+// whose parts are traces of their own. Several names may share one trace, and several traces may
+// share one address.
+//
+// A million nets are ordinary, so both records are kept small: what few of them need stands in
+// NameExtension and TraceExtras, made on demand.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/bit_range.h"
+#include "base/ring.h"
+#include "base/storage.h"
+#include "base/stringbuf.h"
+
+class QkScope;
+class kelvo_module;
+struct QkName;
+struct QkTrace;
+
+/// What a name reads through. Extracts and virtual variables have code and range of their own.
+enum NameKind : uint8_t { kPlainName = 0, kTermName = 1, kExtractName = 2, kVirtualName = 3 };
+
+/// What names of kind 1 to 3, and few others, have beside the common fields.
+struct NameExtension {
+    BitRange range;                  ///< the name's own bounds, kinds 1 to 3
+    int offset = 0;                  ///< kind 2: low bit of the slice within its trace
+    uint32_t vcdSlot = 0;            ///< kinds 2 and 3: place in the trace writer, 0 for none yet
+    std::vector<uint64_t> recorded;  ///< kinds 2 and 3, traced: the chunks as last recorded
+};
+
+struct QkName {
+    const char* name;  ///< local name, in the model's text store
+    QkScope* scope;
+    QkTrace* trace;                             ///< &gDummyTrace until one is bound
+    QkName *next, *prev;                        ///< ring QkModel::names
+    QkName *same_scope_next, *same_scope_prev;  ///< ring QkScope::allNames
+    QkName *n_next, *n_prev;                    ///< ring QkTrace::names
+    NameExtension* extension;                   ///< owned; null for most plain names
+    uint32_t hash;                              ///< of the full name, for NameIndex
+    uint32_t mode;  ///< mode word of the registering row; the low byte is the type code
+    uint32_t netFlags;
+    uint32_t id;  ///< number in the store
+    NameKind kind;
+    bool traced : 1;
+    bool show : 1;
+    bool dirty : 1;     ///< used inside one capture only
+    bool stimulus : 1;  ///< named as a further stimulus by the user
+
+    int typeCode() const { return static_cast<int>(mode & 0xff); }
+    bool isHidden() const;
+    /// @return the bounds that the user sees: the trace's for a plain name, else the name's own
+    const BitRange& range() const;
+    int chunkCount() const { return (range().width + QK_MAXUBITS - 1) / QK_MAXUBITS; }
+};
+
+/// Rare fields of a trace.
+struct TraceExtras {
+    int arrayLeft = 0;  ///< element bounds as declared
+    int arrayRight = 0;
+    const void* traceWord = nullptr;  ///< storage of the owner that this net is a copy of
+    void* ppamd = nullptr;            ///< generated code's cell for an array's change list
+    std::vector<QkName*> exnames;     ///< names of kind 2 that read this trace
+};
+
+struct QkTrace {
+    void* address;   ///< the model's storage; null for a header
+    uint64_t value;  ///< remembered value while the trace is active and not in the capture image
+    BitRange range;
+    QkTrace* header;  ///< of this part; a trace of one part is its own
+    QkTrace* bits;    ///< header: the first part; part: the next one; null for a trace of one part
+    QkTrace *next, *prev;              ///< ring QkModel::traces
+    QkTrace *sameAddr_n, *sameAddr_p;  ///< ring of all traces at one storage address
+    QkTrace *a_next, *a_prev;          ///< ring QkLiveModel::active_traces, null outside it
+    QkName* names;                     ///< head of the ring of names bound to this trace
+    TraceExtras* extras;               ///< owned; null for most
+    uint32_t flags;                    ///< net flags; a header gathers those of its parts
+    uint32_t changed;                  ///< sticky: a capture saw a change
+    uint32_t nel;                      ///< elements of an array, else 0
+    int32_t ntrace;                    ///< traced names, and traced slices that read this trace
+    int32_t nrecord;   ///< traced names of kind 0 and 1: they have its changes recorded
+    int32_t nshow;     ///< shown names
+    int32_t nbreak;    ///< variables with breakpoints that read this trace
+    uint32_t vcdSlot;  ///< place in the trace writer, 0 for none yet
+    uint32_t id;       ///< number in the store
+    bool invert;       ///< reads the storage inverted
+    bool isPart;       ///< registered as a part: the mode had QK_parts
+
+    bool isArray() const { return nel != 0; }
+    /// @return whether any name reads this trace
+    bool isNamed() const { return names || (extras && !extras->exnames.empty()); }
+    int arrayLeft() const { return extras ? extras->arrayLeft : 0; }
+    int arrayRight() const { return extras ? extras->arrayRight : 0; }
+    int width() const { return range.width; }
+    int nTraced() const {
+        QK_ASSERT(ntrace >= 0);
+        return ntrace;
+    }
+    /// @return the first of the parts that hold this trace's value: itself when it has none
+    QkTrace* firstPart() { return header == this && bits ? bits : this; }
+    const QkTrace* firstPart() const { return header == this && bits ? bits : this; }
+    /// @return the part after `part` among those of this trace, or null
+    QkTrace* partAfter(const QkTrace* part) const { return part == this ? nullptr : part->bits; }
+    /// @return bytes of one element's storage: 1, 2, 4 or 8
+    int elementBytes() const { return storageBytes(range.width); }
+    /// @return the value in storage, in this trace's polarity; `element` counts elements in storage
+    uint64_t readStorage(uint32_t element = 0) const {
+        const int bytes = elementBytes();
+        const uint64_t raw = loadStorage(
+            static_cast<const char*>(address) + uint64_t{element} * static_cast<unsigned>(bytes),
+            bytes);
+        return invert ? raw ^ bitMask(range.width) : raw;
+    }
+    /// @return whether `index` is within the element bounds, as declared
+    bool isWithinArrayRange(int64_t index) const;
+    /// @return the place in storage of the element at `index`, which is within the bounds
+    uint32_t elementOf(int64_t index) const;
+};
+
+/// Closes messages about broken or mismatched generated code.
+inline constexpr const char* kSupportContact =
+    "Please send this text to your support contact for ZEFT.\n";
+
+using NameRing = Ring<QkName, &QkName::next, &QkName::prev>;
+using ScopeNames = Ring<QkName, &QkName::same_scope_next, &QkName::same_scope_prev>;
+using TraceNames = Ring<QkName, &QkName::n_next, &QkName::n_prev>;
+using TraceRing = Ring<QkTrace, &QkTrace::next, &QkTrace::prev>;
+using SameAddress = Ring<QkTrace, &QkTrace::sameAddr_n, &QkTrace::sameAddr_p>;
+using ActiveTraces = Ring<QkTrace, &QkTrace::a_next, &QkTrace::a_prev>;
+
+/// Holds the names that registration has made but not bound. In no ring of traces.
+extern QkTrace gDummyTrace;
+
+class QkScope {
+public:
+    QkScope(const char* localName, QkScope* parentScope, bool namesCaseInsensitive);
+
+    StringBuf name;                            ///< local name
+    StringBuf fullName;                        ///< dotted path from the top
+    QkScope* parent;                           ///< null at the top
+    QkScope *next = nullptr, *prev = nullptr;  ///< ring of siblings, or QkModel::top_scopes
+    QkScope* children = nullptr;
+    int number = 0;  ///< given at completion, from 1
+    bool caseInsensitive;
+    QkName* allNames = nullptr;
+    int nameCount = 0;
+    int tracedCount = 0;  ///< traced names in this scope and below
+    uint32_t generatorWords[2] = {0, 0};
+    uint32_t exportWord = 0;
+    kelvo_module* module = nullptr;  ///< the module that claimed this scope
+    uint32_t hash;                   ///< of the full name and a dot; each name's continues it
+
+    /// @return whether every scope above this one holds no names: empty wrappers are no levels
+    bool isTopLevel() const;
+};
+
+using ScopeRing = Ring<QkScope, &QkScope::next, &QkScope::prev>;
+
+/// @return whether the name is driven from outside: a top-level input or inout, or named as one
+bool isStimulus(const QkName* name);
+
+/// The text of a full name: "scope.local".
+class FullName {
+public:
+    explicit FullName(const QkName* name);
+    ~FullName();
+    FullName(const FullName&) = delete;
+    FullName& operator=(const FullName&) = delete;
+    const char* c_str() const { return text; }
+
+private:
+    char* text;
+    char small[128];
+};
+
+// ---- Values through traces and names
+
+/// Reads `count` bits, 0 to 64, from bit number `bit` (the lowest wanted, in declared numbering).
+/// @param index  array index as declared; 0 for a scalar
+/// @param out    receives the bits, right-aligned
+/// @return 0, or 1 when an index or a bit lies outside
+int readBits(const QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t* out);
+/// Writes the same bits, to every copy of the value in its own polarity.
+int writeBits(QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t value);
+/// The same through a name, in the name's own bit numbers.
+int readBits(const QkName* name, int64_t index, int64_t bit, int count, uint64_t* out);
+int writeBits(QkName* name, int64_t index, int64_t bit, int count, uint64_t value);
+
+/// Reads chunk `chunk` (64 bits, 0 least significant) of a name's value.
+/// @param index  array index as declared; 0 for a scalar
+/// @return the bits; 0 beyond the width and for a failed read
+uint64_t readChunk(const QkName* name, int chunk, int64_t index);
+
+// ---- Look-up
+
+/// Matches a whole text against a pattern in which '*' stands for any run of characters.
+bool matchesPattern(const char* text, const char* pattern, bool ignoreCase);

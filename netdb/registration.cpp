@@ -1,0 +1,286 @@
+// The registration protocol: sections, their states, and the rows of scopes and nets.
+//
+// A fault in the tables is a fault of the generator: message, then exit(1).
+#include "netdb/registration.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "qkzeft_module.h"
+#include "run/console_text.h"
+
+QkRegistrationData* QkRegistration::data = nullptr;
+
+namespace {
+
+const char* instanceName(const kelvo_module* m) {
+    const char* const name = m->qk_get_instance_name();
+    return name ? name : "(null)";
+}
+
+/// Ends the run with a message.
+template <class... Arguments>
+[[noreturn]] void fail(const char* format, Arguments... arguments) {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+#pragma GCC diagnostic ignored "-Wformat-security"
+    qk_printf(format, arguments...);
+#pragma GCC diagnostic pop
+    std::exit(1);
+}
+
+}  // namespace
+
+QkRegistrationData::QkRegistrationData(kelvo_module* m, int scopeCount, int netCount)
+    : module(m), ns(scopeCount), nn(netCount) {
+    QK_ASSERT(m->qk_get_module_name() != NULL);
+    QK_ASSERT(ns > 0);
+    QK_ASSERT(nn >= 0);
+    ns = std::max(ns, 1);
+    nn = std::max(nn, 0);
+    const auto scopes = static_cast<size_t>(ns), nets = static_cast<size_t>(nn);
+    // Cleared pages cost nothing until a row touches them.
+    pscopes = static_cast<QkScope**>(std::calloc(scopes, sizeof *pscopes));
+    pnames = static_cast<QkName**>(std::calloc(nets + 1, sizeof *pnames));
+    lowIndices = static_cast<int*>(std::calloc(nets + 1, sizeof *lowIndices));
+    if (!pscopes || !pnames || !lowIndices)
+        fail(
+            "Error: During registration of %s:\n       Failed to allocate temporary store for %d "
+            "scopes and %d nets\n",
+            instanceName(m), ns, nn);
+}
+
+QkRegistrationData::~QkRegistrationData() {
+    std::free(pscopes);
+    std::free(pnames);
+    std::free(lowIndices);
+}
+
+const char* QkRegistrationData::name() const { return instanceName(module); }
+
+// ---- States
+
+void QkRegistrationData::moveTo(RegistrationState target) {
+    if (target == state) return;
+    switch (state) {
+        case AddScopes:
+            if (target == AddExtracts || target == AddTerms)
+                fail(
+                    "Error: While registering \"%s\": cannot add terms or bit-extracts, no nets "
+                    "registered\n",
+                    name());
+            closeScopes();
+            break;
+        case AddNets:
+            if (target == AddScopes)
+                fail("Error: While registering \"%s\": cannot add scopes after nets\n", name());
+            closeNets();
+            break;
+        case AddExtracts:
+        case AddTerms:
+            if (target == AddScopes || target == AddNets)
+                fail(
+                    "Error: While registering \"%s\": cannot add scopes or nets after terms or "
+                    "bit-extracts\n",
+                    name());
+            break;
+        case Completed:
+            fail("Error: Completed Registration of \"%s\" - cannot add to it\n", name());
+    }
+    if (target == Completed) finish();
+    state = target;
+}
+
+void QkRegistrationData::closeScopes() {
+    QK_ASSERT(state == AddScopes);
+    if (ns != scopesAdded)
+        fail("Error: During registration of \"%s\": expected %d scopes, got %d\n", name(), ns,
+             scopesAdded);
+}
+
+void QkRegistrationData::closeNets() {
+    QK_ASSERT(state == AddNets);
+    if (nn != netsAdded)
+        fail("Error: During registration of \"%s\": expected %d nets, got %d\n", name(), nn,
+             netsAdded);
+    std::for_each(replacements.rbegin(), replacements.rend(),
+                  [&](const NetReplacement& replacement) { apply(replacement); });
+    replacements.clear();
+    QK_ASSERT(gDummyTrace.names == NULL);
+}
+
+void QkRegistrationData::finish() {
+    QkScope* const scope = pscopes[0];
+    std::copy(std::begin(words), std::end(words), scope->generatorWords);
+    scope->exportWord = exportWord;
+}
+
+// ---- Rows
+
+void QkRegistrationData::addScope(const QkGRScope& row) {
+    if (!row.name)
+        fail("Error: Attempt to register scope with no name while registering \"%s\"\n", name());
+    if (row.scope < 1 || row.parent < 0 || row.scope >= ns || row.parent >= ns)
+        fail(
+            "Error: While registering \"%s\" scope \"%s\" was out-of-range (%d<-%d in %d "
+            "scopes)\n",
+            name(), row.name, row.parent, row.scope, ns);
+    QkScope* const parent = pscopes[row.parent];
+    if (!parent)
+        fail(
+            "Error: While registering \"%s\" found no parent scope for \"%s\" (%d<-%d in %d "
+            "scopes)\n",
+            name(), row.name, row.parent, row.scope, ns);
+    if (const QkScope* const existing = pscopes[row.scope])
+        fail(
+            "Error: Duplicate scope-id while registering \"%s\", id %d, scopes \"%s\" and "
+            "\"%s\"\n",
+            name(), row.scope, row.name, existing->name.str());
+    pscopes[row.scope] = qkLiveModel->addScope(parent, row.name, row.case_insensitive != 0);
+    QK_ASSERT_AS(pscopes[row.scope], "pscopes[scopeIdx]");
+    ++scopesAdded;
+}
+
+void QkRegistrationData::addNet(const QkGRNet& row) {
+    const char* const localName = row.name ? row.name : "";
+    const int index = static_cast<int>(static_cast<unsigned>(row.net) - 1);
+    if (row.scope < 0 || row.scope >= ns || index < 0 || index >= nn)
+        fail("Error: While registering \"%s\" name \"%s\" out-of-range (%d/%d in %d/%d)\n", name(),
+             localName, row.scope, index, ns, nn);
+    if (pnames[index])
+        fail("Error: Duplicate net-id while registering \"%s\", id %d, nets \"%s\" and \"%s\"\n",
+             name(), index, localName, pnames[index]->name);
+
+    const unsigned mode = row.mode & ~static_cast<unsigned>(QK_invert);
+    QkScope* const scope = pscopes[row.scope];
+    QkName* record = nullptr;
+    if (row.scope == 0 || (mode & QK_parts)) record = qkLiveModel->findInScope(scope, localName);
+    if (!record) record = qkLiveModel->addName(scope, localName, mode, row.flags);
+    ++netsAdded;
+    pnames[index] = record;
+    lowIndices[index] = std::min(row.left, row.right);
+
+    const QkLiveModel::NetStorage net{row.address,    BitRange(row.left, row.right),
+                                      row.array_left, row.array_right,
+                                      mode,           row.flags,
+                                      row.trace_word, row.array_data,
+                                      false};
+    if ((row.flags & QK_flag_replaced) && !(row.flags & QK_flag_not_replaced)) {
+        replacements.push_back(NetReplacement{record, row.replacement, net});
+        return;
+    }
+    qkLiveModel->addNet(record, net);
+    if (row.mode & QK_invert) qkLiveModel->addInvertedForm(record, net);
+}
+
+// ---- Entry points
+
+void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitive) {
+    kelvo_start();
+    QK_ASSERT(m);
+    if (data)
+        fail("Error: Registration of module started \"%s\" before completion of module \"%s\"\n",
+             instanceName(m), data->name());
+    data = new QkRegistrationData(m, ns, nn);
+    QK_ASSERT(data);
+    data->pscopes[0] = m->qk_get_scope(case_insensitive);
+    qkLiveModel->reserveNets(static_cast<size_t>(data->nn));
+}
+
+namespace {
+
+/// Every entry but start() passes here first.
+QkRegistrationData* enter(kelvo_module* m, QkRegistrationData* data, RegistrationState target) {
+    QK_ASSERT(m);
+    if (!qkLiveModel || !data)
+        fail("Error: Cannot initialise section \"%s\" (not declared)\n", instanceName(m));
+    if (data->module != m)
+        fail("Error: Cannot initialise  section \"%s\" (initialisation of \"%s\" not complete)\n",
+             instanceName(m), data->name());
+    data->moveTo(target);
+    return data;
+}
+
+QkRegistrationData* needSection(kelvo_module* m, QkRegistrationData* data) {
+    QK_ASSERT(m);
+    if (!data) fail("Error: Incorrect registration sequence for module \"%s\"\n", instanceName(m));
+    return data;
+}
+
+}  // namespace
+
+void QkRegistration::genid(kelvo_module* m, unsigned word1, unsigned word2) {
+    QkRegistrationData* const section = needSection(m, data);
+    section->words[0] = word1;
+    section->words[1] = word2;
+}
+
+void QkRegistration::exportk(kelvo_module* m, unsigned word) {
+    QkRegistrationData* const section = needSection(m, data);
+    section->exportWord = word;
+    section->exported = true;
+}
+
+void QkRegistration::addScopes(kelvo_module* m, int count, const QkGRScope* rows) {
+    QkRegistrationData* const section = enter(m, data, AddScopes);
+    QK_ASSERT_AS(rows, "scopes");
+    for (int i = 0; i < count; ++i) section->addScope(rows[i]);
+}
+
+void QkRegistration::addNets(kelvo_module* m, int count, const QkGRNet* rows) {
+    QkRegistrationData* const section = enter(m, data, AddNets);
+    QK_ASSERT_AS(rows, "nets");
+    for (int i = 0; i < count; ++i) section->addNet(rows[i]);
+}
+
+void QkRegistration::addExtracts(kelvo_module* m, int count, const QkGRExtract* rows) {
+    QkRegistrationData* const section = enter(m, data, AddExtracts);
+    for (int i = 0; i < count; ++i) section->addExtract(rows[i]);
+}
+
+void QkRegistration::addTerms(kelvo_module* m, int count, const QkGRTerm* rows) {
+    QkRegistrationData* const section = enter(m, data, AddTerms);
+    for (int i = 0; i < count; ++i) section->addTerm(rows[i]);
+}
+
+void QkRegistration::end(kelvo_module* m) {
+    QK_ASSERT(gDummyTrace.names == NULL);
+    delete enter(m, data, Completed);
+    data = nullptr;
+}
+
+// ---- By hand
+
+void qk_register1(const char* name, int mode, ...) {
+    kelvo_start();
+    va_list arguments;
+    va_start(arguments, mode);
+    QkLiveModel::NetStorage net{};
+    net.address = va_arg(arguments, void*);
+    const int left = va_arg(arguments, int), right = va_arg(arguments, int);
+    net.range = BitRange(left, right);
+    net.arrayLeft = va_arg(arguments, int);
+    net.arrayRight = va_arg(arguments, int);
+    va_end(arguments);
+    net.mode = static_cast<unsigned>(mode) & ~static_cast<unsigned>(QK_invert);
+
+    QkScope* scope = nullptr;
+    const char* local = qkLiveModel->findScopePath(scope, name, true, true, true);
+    if (!local) {
+        local = name;
+        qkLiveModel->findScopePath(scope, "toplevel", false, true, true);
+    }
+    QK_ASSERT(scope);
+    if (net.arrayRight != 0 && !(net.mode & QK_array))
+        qk_printf(
+            "ZEFT: qk_graphics_register1: The interface for manual registration of C models\n"
+            "has changed. Arrays are now represented differently in the underlying model, the\n"
+            "arguments 'idx' and 'number of elements' must  be replaced by left and right\n"
+            "indices respectively. The mode value QK_array must be or'd into the mode field\n");
+    QkName* const record = qkLiveModel->addName(scope, local, net.mode, 0);
+    qkLiveModel->elaborated = qkLiveModel->complete = false;
+    qkLiveModel->addNet(record, net);
+    if (mode & QK_invert) qkLiveModel->addInvertedForm(record, net);
+}

@@ -1,0 +1,64 @@
+// The section of registration that is open.
+#pragma once
+
+#include <vector>
+
+#include "netdb/live_model.h"
+#include "qkzeft_registration.h"
+
+/// A net that another one replaces, until all nets of the section are in.
+struct NetReplacement {
+    QkName* pReplaced;  ///< still on gDummyTrace; null once the name is dropped
+    int replacementId;  ///< id of the replacing net, negative if inverted
+    QkLiveModel::NetStorage net;
+};
+
+enum RegistrationState { AddScopes, AddNets, AddExtracts, AddTerms, Completed };
+
+struct QkRegistrationData {
+    QkRegistrationData(kelvo_module* m, int scopeCount, int netCount);
+    ~QkRegistrationData();
+    QkRegistrationData(const QkRegistrationData&) = delete;
+    QkRegistrationData& operator=(const QkRegistrationData&) = delete;
+
+    RegistrationState state = AddScopes;
+    unsigned words[2] = {0, 0};
+    unsigned exportWord = 0;
+    bool exported = false;
+    kelvo_module* module;
+    int ns;
+    int nn;
+    QkScope** pscopes;                         ///< scope id to scope; entry 0 is the module's own
+    QkName** pnames;                           ///< net index to name
+    int* lowIndices;                           ///< net index to the lower of the net's two bounds
+    std::vector<NetReplacement> replacements;  ///< applied newest first
+    int scopesAdded = 1;
+    int netsAdded = 0;
+
+    /// Moves to another state, closing what that ends; ends the process when it is not allowed.
+    void moveTo(RegistrationState target);
+    void addScope(const QkGRScope& row);
+    void addNet(const QkGRNet& row);
+    void addExtract(const QkGRExtract& row);
+    void addTerm(const QkGRTerm& row);
+    /// The module's name for messages.
+    const char* name() const;
+
+private:
+    void closeScopes();
+    void closeNets();
+    void finish();
+    /// What the rows of extracts and terms have in common.
+    struct Reader {
+        const char* what;  ///< for messages
+        NameKind kind;
+        int scope;
+        const char* name;
+        BitRange range;
+        int actual;
+        int offset;
+    };
+    void addReader(const Reader& reader);
+    /// Binds a replaced net to what stands for it, or drops its name with a warning.
+    void apply(const NetReplacement& replacement);
+};

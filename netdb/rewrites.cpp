@@ -1,0 +1,128 @@
+// Names that the generator optimised away: nets that others replace, and names that read a net that
+// is left through a narrowed view.
+#include "netdb/registration.h"
+
+#include <cstdlib>
+
+#include "run/console_text.h"
+
+namespace {
+
+/// @return the part of a wide net that holds its bit `bit`, or null
+QkTrace* partHolding(QkTrace* header, int bit) {
+    for (QkTrace* part = header->bits; part; part = part->bits)
+        if ((part->range.isRange || part->range.isBit ? part->range.lsb : -1) == bit) return part;
+    return nullptr;
+}
+
+}  // namespace
+
+void QkRegistrationData::apply(const NetReplacement& replacement) {
+    QkName* const replaced = replacement.pReplaced;
+    if (!replaced) return;  // dropped with another row of its name
+    const bool inverted = replacement.replacementId < 0;
+    const int64_t id = inverted ? -int64_t{replacement.replacementId} : replacement.replacementId;
+    const int64_t index = id - 1;
+    const auto drop = [&] {
+        for (int i = 0; i < nn; ++i)
+            if (pnames[i] == replaced) pnames[i] = nullptr;
+        for (NetReplacement& other : replacements)
+            if (other.pReplaced == replaced) other.pReplaced = nullptr;
+        qkLiveModel->removeName(replaced);
+    };
+    // An id of one past the last net names nothing either.
+    if (index < 0 || index >= nn || !pnames[index]) {
+        qk_printf(
+            "warning: Net Registration: Ignoring rewrite rule for net: %s\n"
+            "         (this net will not appear in VCD traces) (reason: no replacement)\n",
+            FullName(replaced).c_str());
+        drop();
+        return;
+    }
+    QkTrace* trace = pnames[index]->trace;
+    if (trace->bits) {
+        if (replacement.net.range.width != 1) {
+            qkLiveModel->bindName(replaced, trace->header);
+            return;
+        }
+        trace = partHolding(trace->header, lowIndices[index]);
+    }
+    if (!trace || trace == &gDummyTrace) {
+        qk_printf(
+            "warning: Net Registration: Ignoring rterm rule for net: %s\n"
+            "         (this net will not appear in VCD traces) (reason: bad replacement)\n",
+            FullName(replaced).c_str());
+        drop();
+        return;
+    }
+    QkLiveModel::NetStorage net = replacement.net;
+    net.address = trace->address;
+    net.invert = inverted;
+    qkLiveModel->addStored(trace, replaced, net);
+}
+
+// ---- Extracts and terms
+
+namespace {
+
+BitRange readerRange(bool scalar, int left, int right) {
+    return scalar ? BitRange::bit() : BitRange(left, right);
+}
+
+/// @return the inverted form of `actual`, or null
+QkTrace* invertedForm(QkTrace* actual) {
+    return SameAddress::find(actual, [&](const QkTrace* trace) {
+        return trace->invert != actual->invert && trace->isPart == actual->isPart;
+    });
+}
+
+}  // namespace
+
+void QkRegistrationData::addExtract(const QkGRExtract& row) {
+    addReader({"bit-extract", kExtractName, row.scope, row.name,
+               readerRange(row.scalar, row.left, row.right), row.actual, row.offset});
+}
+
+void QkRegistrationData::addTerm(const QkGRTerm& row) {
+    addReader({"term", kTermName, row.scope, row.name, readerRange(row.scalar, row.left, row.right),
+               row.actual, 0});
+}
+
+void QkRegistrationData::addReader(const Reader& reader) {
+    if (reader.actual == -1) return;
+    const bool inverted = reader.actual < 0;
+    const int64_t index = (inverted ? -int64_t{reader.actual} : int64_t{reader.actual}) - 1;
+    const char* const localName = reader.name ? reader.name : "";
+    // A row that names a net dropped with a warning reads nothing either.
+    if (reader.scope < 0 || reader.scope >= ns || index < 0 || index >= nn) {
+        qk_printf("Error: While registering \"%s\" %s \"%s\" out-of-range (%d/%d in %d/%d)\n",
+                  name(), reader.what, localName, reader.scope, ns, static_cast<int>(index), nn);
+        std::exit(1);
+    }
+    QkName* const actual = pnames[index];
+    if (!actual) return;
+    uint32_t mode = actual->mode;
+    if (mode & QK_flag_not_replaced)
+        mode &= ~static_cast<uint32_t>(QK_flag_replaced | QK_flag_not_replaced);
+
+    QkTrace* const trace = inverted ? invertedForm(actual->trace) : actual->trace;
+    if (!trace) {
+        qk_printf(
+            "Error: While registering: \"%s\" %s \"%s\" no inverted actual (%d/%d in %d/%d)\n",
+            name(), reader.what, localName, reader.scope, ns, static_cast<int>(index), nn);
+        std::exit(1);
+    }
+    QkName* const formal =
+        qkLiveModel->addName(pscopes[reader.scope], localName, mode, actual->netFlags);
+    QK_ASSERT(formal);
+    formal->kind = reader.kind;
+    formal->extension = new NameExtension;
+    formal->extension->range = reader.range;
+    formal->extension->offset = reader.offset;
+    QK_ASSERT(formal->trace == &gDummyTrace);
+    if (reader.kind == kExtractName) {
+        qkLiveModel->bindExtract(formal, trace);
+    } else {
+        qkLiveModel->bindName(formal, trace);
+    }
+}

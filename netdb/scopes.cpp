@@ -1,0 +1,78 @@
+// The tree of scopes.
+#include <algorithm>
+#include <cstring>
+
+#include "netdb/live_model.h"
+#include "qkzeft_module.h"
+
+QkScope::QkScope(const char* localName, QkScope* parentScope, bool namesCaseInsensitive)
+    : name(localName), parent(parentScope), caseInsensitive(namesCaseInsensitive) {
+    if (parent) {
+        fullName.assign(parent->fullName.str());
+        fullName.append(".");
+        fullName.append(localName);
+    } else {
+        fullName.assign(localName);
+    }
+    hash = foldedHashFrom(foldedHashFrom(kFoldedHashStart, fullName.str()), ".");
+}
+
+bool QkScope::isTopLevel() const {
+    for (const QkScope* above = parent; above; above = above->parent)
+        if (above->nameCount != 0) return false;
+    return true;
+}
+
+namespace {
+
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
+
+bool isNamed(const QkScope* scope, const char* text, size_t length, bool ignoreCase) {
+    const char* const name = scope->name.str();
+    if (!ignoreCase) return std::strncmp(name, text, length) == 0 && name[length] == '\0';
+    for (size_t i = 0; i < length; ++i)
+        if (upper(name[i]) != upper(text[i])) return false;  // ends at the name's own end, too
+    return name[length] == '\0';
+}
+
+}  // namespace
+
+QkScope* QkLiveModel::addScope(QkScope* parent, const char* localName, bool caseInsensitive) {
+    auto* const scope = new QkScope(localName, parent, caseInsensitive);
+    ScopeRing::append(parent ? parent->children : top_scopes, scope);
+    return scope;
+}
+
+const char* QkLiveModel::findScopePath(QkScope*& scope, const char* path, bool stopAtLast,
+                                       bool caseInsensitive, bool create) {
+    for (;;) {
+        while (*path == '.') ++path;
+        if (!*path) return path;
+        const char* const dot = std::strchr(path, '.');
+        QK_ASSERT_AS(dot != path, "dot != name");
+        if (!dot && stopAtLast) return scope ? path : nullptr;
+        const size_t length = dot ? static_cast<size_t>(dot - path) : std::strlen(path);
+
+        QkScope* found = ScopeRing::find(scope ? scope->children : top_scopes, [&](QkScope* s) {
+            return isNamed(s, path, length, caseInsensitive || s->caseInsensitive);
+        });
+        if (!found) {
+            if (!create) return nullptr;
+            StringBuf component;
+            component.assign(path, static_cast<int>(length));
+            found = addScope(scope, component.str(), caseInsensitive);
+            QK_ASSERT_AS(found, "s2");
+        }
+        scope = found;
+        path += length;
+    }
+}
+
+void QkLiveModel::destroyScope(QkScope* scope) {
+    while (scope->children) destroyScope(scope->children);
+    while (scope->allNames) removeName(scope->allNames);
+    if (scope->module) scope->module->qk_scope = nullptr;
+    ScopeRing::remove(scope->parent ? scope->parent->children : top_scopes, scope);
+    delete scope;
+    elaborated = complete = false;
+}

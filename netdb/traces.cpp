@@ -1,0 +1,199 @@
+// Traces: which storage a name is bound to.
+#include <cstdlib>
+#include <cstring>
+
+#include "netdb/live_model.h"
+#include "run/console_text.h"
+
+QkTrace gDummyTrace{};
+
+bool QkTrace::isWithinArrayRange(int64_t index) const {
+    const int64_t offset = arrayLeft() > arrayRight() ? index - arrayRight() : arrayRight() - index;
+    return offset >= 0 && offset < nel;
+}
+
+uint32_t QkTrace::elementOf(int64_t index) const {
+    return static_cast<uint32_t>(arrayLeft() > arrayRight() ? index - arrayRight()
+                                                            : arrayRight() - index);
+}
+
+namespace {
+
+bool needsExtras(const QkLiveModel::NetStorage& net) {
+    return (net.mode & QK_array) || net.traceWord || net.ppamd;
+}
+
+uint32_t elementCount(const QkLiveModel::NetStorage& net) {
+    if (!(net.mode & QK_array)) return 0;
+    const int64_t distance = int64_t{net.arrayLeft} - net.arrayRight;
+    return static_cast<uint32_t>((distance < 0 ? -distance : distance) + 1);
+}
+
+bool isPort(uint32_t mode) {
+    const uint32_t type = mode & 0xff;
+    return type == QK_type_input || type == QK_type_inout || type == QK_type_output;
+}
+
+}  // namespace
+
+QkTrace* QkLiveModel::tracesAt(const void* address) const {
+    const uint32_t id = traces_by_address.find(
+        hashAddress(address), [&](uint32_t at) { return traceStore.at(at)->address == address; });
+    return id == HashIndex::kNone ? nullptr : traceStore.at(id);
+}
+
+QkTrace* QkLiveModel::makeTrace(const NetStorage& net) {
+    uint32_t id;
+    QkTrace* const trace = traceStore.make(id);
+    trace->id = id;
+    trace->address = net.address;
+    trace->range = net.range;
+    trace->header = trace;
+    trace->flags = net.flags;
+    trace->nel = elementCount(net);
+    trace->invert = net.invert;
+    trace->isPart = (net.mode & QK_parts) != 0;
+    if (needsExtras(net))
+        trace->extras =
+            new TraceExtras{net.arrayLeft, net.arrayRight, net.traceWord, net.ppamd, {}};
+    allTraceFlags |= net.flags;
+    return trace;
+}
+
+QkTrace* QkLiveModel::makeHeader(const QkTrace& part) {
+    uint32_t id;
+    QkTrace* const header = traceStore.make(id);
+    header->id = id;
+    header->range = part.range;
+    header->header = header;
+    header->nel = part.nel;
+    header->isPart = true;
+    if (part.isArray())
+        header->extras = new TraceExtras{part.arrayLeft(), part.arrayRight(), nullptr, nullptr, {}};
+    SameAddress::init(header);
+    return header;
+}
+
+void QkLiveModel::linkAtAddress(QkTrace* trace, QkTrace* ring) {
+    if (ring) {
+        SameAddress::insertBefore(ring, trace);
+    } else {
+        SameAddress::init(trace);
+        traces_by_address.insert(hashAddress(trace->address), trace->id);
+    }
+}
+
+void QkLiveModel::addPart(const QkName* name, QkTrace* part, QkTrace* header) {
+    QK_ASSERT_AS(part, "newBits");
+    QK_ASSERT_AS(header, "existingHdr");
+    QK_ASSERT_AS(header != part, "existingHdr != newBits");
+    part->header = header;
+    const BitRange existing = header->range;
+    if (!header->range.join(part->range)) {
+        const auto describe = [](const char* what, const BitRange& r) {
+            qk_printf("    %s upb:%d lwb:%d msb:%d lsb:%d isRange:%d width:%d\n", what, r.left(),
+                      r.right(), r.msb, r.lsb, r.isRange, r.width);
+        };
+        qk_printf(
+            "ZEFT RunTime: Fatal Error, unable to register this net:\n    %s\n"
+            "If there are multiple instances of a ZEFT model, check that each is given a\n"
+            "unique name using the qk_setup() method, before its qk_netlist() methods is\n"
+            "called.\n\n"
+            "%s"
+            "Additional support information:\n",
+            FullName(name).c_str(), kSupportContact);
+        describe("New:     ", part->range);
+        describe("Existing:", existing);
+        qk_printf("\n");
+        std::exit(1);
+    }
+    header->flags |= part->flags;
+    part->bits = header->bits;
+    header->bits = part;
+}
+
+QkTrace* QkLiveModel::addNet(QkName* name, NetStorage net) {
+    QK_ASSERT_AS(net.address != nullptr, "address != NULL");
+    if (isPort(net.mode) && !(net.mode & QK_array))
+        std::memcpy(&net.address, net.address, sizeof net.address);
+    return addStored(nullptr, name, net);
+}
+
+QkTrace* QkLiveModel::addStored(QkTrace* existing, QkName* name, NetStorage net) {
+    QK_ASSERT_AS(net.address != nullptr, "address != NULL");
+    if ((net.mode & 0xff) == QK_type_integer) net.range = BitRange(31, 0);
+    const bool isPart = (net.mode & QK_parts) != 0;
+    if (!isPart && net.range.width == 1 && net.range.lsb == 0) net.range = BitRange::bit();
+    QK_ASSERT_AS(net.range.width <= QK_MAXUBITS, "br.width() <= QK_MAXUBITS");
+
+    const bool unbound = name->trace == &gDummyTrace;
+    QkTrace* const ring = existing ? existing : tracesAt(net.address);
+    QkTrace* const match = SameAddress::find(ring, [&](const QkTrace* trace) {
+        return trace->invert == net.invert && trace->isPart == isPart;
+    });
+    if (match) {
+        if (unbound) bindName(name, match);
+        return match->header;
+    }
+
+    QkTrace* const trace = makeTrace(net);
+    if (isPart) {
+        QkTrace* header = name->trace->header;
+        if (unbound) {
+            header = makeHeader(*trace);
+            bindName(name, header);
+            TraceRing::append(traces, header);
+        }
+        addPart(name, trace, header);
+    } else {
+        if (unbound) bindName(name, trace);
+        TraceRing::append(traces, trace);
+    }
+    linkAtAddress(trace, ring);
+    return trace->header;
+}
+
+void QkLiveModel::addInvertedForm(QkName* name, NetStorage net) {
+    net.invert = true;  // and the name, which has its trace, stays where it is
+    addNet(name, net);
+}
+
+void QkLiveModel::removeTrace(QkTrace* trace) {
+    writer.forgetTrace(trace);
+    if (trace->next) TraceRing::remove(traces, trace);
+    if (trace->address) {
+        QkTrace* ring = tracesAt(trace->address);
+        QK_ASSERT_AS(ring, "addrDring");
+        const uint32_t hash = hashAddress(trace->address);
+        const bool isEntry = ring == trace;
+        SameAddress::remove(ring, trace);
+        if (!ring) {
+            traces_by_address.remove(hash, trace->id);
+        } else if (isEntry) {
+            traces_by_address.replace(hash, trace->id, ring->id);
+        }
+    }
+    delete trace->extras;
+    traceStore.release(trace->id);
+}
+
+void QkLiveModel::dropAtAddress(const void* address) {
+    const auto isNamed = [](const QkTrace* trace) { return trace->header->isNamed(); };
+    if (SameAddress::find(tracesAt(address), isNamed)) return;
+    while (QkTrace* const trace = tracesAt(address)) removeTrace(trace);
+}
+
+void QkLiveModel::dropUnnamed(QkTrace* trace) {
+    if (trace->isNamed()) return;
+    if (trace->address) {
+        dropAtAddress(trace->address);
+        return;
+    }
+    while (QkTrace* const part = trace->bits) {
+        trace->bits = part->bits;
+        part->header = part;
+        part->bits = nullptr;
+        dropAtAddress(part->address);
+    }
+    removeTrace(trace);
+}

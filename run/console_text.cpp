@@ -1,0 +1,110 @@
+#include "run/console_text.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/qkassert.h"
+#include "base/stringbuf.h"
+
+namespace {
+
+/// Both streams are flushed after every message: a crash loses nothing that was said.
+void deliver(const char* text) {
+    if (!qk_stdout || !text) return;
+    std::fputs(text, qk_stdout);
+    std::fflush(qk_stdout);
+    if (!logStream) return;
+    std::fputs(text, logStream);
+    std::fflush(logStream);
+}
+
+char* ownedLogName = nullptr;
+
+}  // namespace
+
+constinit FILE* qk_stdin = nullptr;
+constinit FILE* qk_stdout = nullptr;
+void (*qk_prints)(const char*) = deliver;
+void (*qk_exit)(int) = std::exit;
+FILE* logStream = nullptr;
+
+namespace {
+
+/// Static constructors of a model may already print, so this runs ahead of all of them.
+__attribute__((constructor(101))) void takeStandardStreams() {
+    qk_stdin = stdin;
+    qk_stdout = stdout;
+}
+
+}  // namespace
+
+void qk_printf(const char* format, ...) {
+    QK_ASSERT(format);
+    if (!format || !qk_prints) return;
+    // A copy of its own: the delivery may print in turn.
+    StringBuf message;
+    va_list arguments;
+    va_start(arguments, format);
+    message.vformat(format, arguments);
+    va_end(arguments);
+    qk_prints(message.str());
+}
+
+// ---- The log
+
+const char* logFileName() { return ownedLogName; }
+
+void qk_logfile_close() {
+    if (logStream) std::fclose(logStream);
+    logStream = nullptr;
+    std::free(ownedLogName);
+    ownedLogName = nullptr;
+}
+
+int qk_logfile_open(const char* filename, int append) {
+    qk_logfile_close();
+    if (!filename || !*filename) {
+        qk_printf("ZEFT: qk_logfile_open: no filename given (logfile closed)\n");
+        return 0;
+    }
+    if (qk_prints != deliver) {
+        qk_printf("ZEFT: qk_logfile_open: qk_prints() has been overridden, logfile not opened\n");
+        return 0;
+    }
+    char* const name = strdup(filename);
+    FILE* const stream = name ? std::fopen(filename, append ? "a" : "w") : nullptr;
+    if (!stream) {
+        std::free(name);
+        qk_printf("ZEFT: qk_logfile_open: failed to open file \"%s\"\n", filename);
+        return 0;
+    }
+    ownedLogName = name;
+    logStream = stream;
+    return 1;
+}
+
+// ---- Typed lines
+
+char* readConsoleLine(const char* prompt) {
+    char inputLine[256];
+    if (qk_prints) qk_prints(prompt);
+    if (!qk_stdin) return nullptr;
+    errno = 0;
+    while (!std::fgets(inputLine, sizeof inputLine, qk_stdin)) {
+        // A signal that interrupts the wait is no end of input.
+        if (!std::ferror(qk_stdin) || errno != EINTR) return nullptr;
+        std::clearerr(qk_stdin);
+    }
+    return strdup(inputLine);
+}
+
+char* stripLine(char* text) {
+    const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+    while (isSpace(*text)) ++text;
+    char* end = text + std::strlen(text);
+    while (end > text && isSpace(end[-1])) *--end = '\0';
+    return text;
+}

@@ -1,0 +1,26 @@
+// The console's streams: the funnel all text goes through, the log behind it, and typed lines.
+//
+// The log stream and the log's name are set and cleared together by qk_logfile_open() and
+// qk_logfile_close(). One exception: code that diverts console text puts null in place of the
+// stream while it does, and the same stream back before anything else can open or close a log.
+#pragma once
+
+#include <cstdio>
+
+#include "qkzeft_run.h"
+
+/// Where console text is copied to; null when no log is open, or while text is diverted.
+extern FILE* logStream;
+
+/// @return the log's name as it was given; null when none is open. Valid until the log is closed.
+const char* logFileName();
+
+/// Prompts, and reads a line of qk_stdin. A line of more than 255 bytes comes in pieces.
+/// @param prompt  handed to qk_prints first; may be null
+/// @return the line with its line end, a copy to be released with free(); null at the end of input.
+///         A line ends at a NUL byte: one that begins with it is empty, and no end of input
+char* readConsoleLine(const char* prompt);
+
+/// Cuts white space off both ends of `text`, in place.
+/// @return where the rest begins, inside `text`
+char* stripLine(char* text);

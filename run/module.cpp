@@ -1,0 +1,183 @@
+// The live model's life, and the base class of generated modules.
+#include <cstdlib>
+#include <cstring>
+
+#include "console/console.h"
+#include "netdb/live_model.h"
+#include "qkzeft.h"
+#include "run/time.h"
+
+QkLiveModel* qkLiveModel = nullptr;
+void (*qk_step_fn)() = nullptr;
+
+namespace {
+
+bool modelGone = false;  // the exit routine has run: destructors must not touch the model
+
+/// Keeps what the exit routine leaves behind reachable: it goes with the process.
+QkLiveModel* abandonedModel = nullptr;
+
+void exitRoutine() {
+    modelGone = true;
+    if (qkLiveModel) {
+        qkLiveModel->writer.closeFile();
+        abandonedModel = qkLiveModel;
+        qkLiveModel = nullptr;
+    }
+    restoreSigintHandler();
+}
+
+char* copyText(const char* text, size_t extra) {
+    const size_t length = std::strlen(text);
+    auto* const copy = static_cast<char*>(std::malloc(length + 1 + extra));
+    if (!copy) {
+        std::fprintf(stderr, "malloc failed for %s\n", "instance name");
+        std::exit(1);
+    }
+    std::memcpy(copy, text, length + 1);
+    return copy;
+}
+
+}  // namespace
+
+bool modelExists() { return qkLiveModel != nullptr; }
+
+void kelvo_start() {
+    static bool exitRoutineRegistered = false;
+    if (!qkLiveModel) qkLiveModel = new QkLiveModel;
+    if (!exitRoutineRegistered) {
+        exitRoutineRegistered = true;
+        std::atexit(exitRoutine);
+    }
+}
+
+void kelvo_finish() {
+    if (!qkLiveModel || !qkLiveModel->interactive) return;
+    qk_printf("Simulation run completed\n");
+    qk_cli("cli");
+}
+
+kelvo_module::kelvo_module(const char* module_name, const char* instance_name)
+    : qk_parent(nullptr),
+      qk_name_verified(0),
+      qk_module_name(module_name),
+      qk_instance_name(instance_name ? copyText(instance_name, 0) : nullptr),
+      qk_scope(nullptr) {
+    kelvo_start();
+}
+
+kelvo_module::kelvo_module(const kelvo_module& other) = default;
+
+void kelvo_module::initials() {}
+
+void kelvo_module::step() {}
+
+void kelvo_module::qk_setup(const char* instance_name, kelvo_module* parent) {
+    if (qk_instance_name) return;
+    qk_parent = parent;
+    if (instance_name) qk_instance_name = copyText(instance_name, 0);
+}
+
+const char* kelvo_module::qk_get_instance_name() const { return qk_instance_name; }
+
+const char* kelvo_module::qk_get_module_name() const { return qk_module_name; }
+
+const char* kelvo_module::qk_get_full_instance_name() {
+    return qk_get_scope(false)->fullName.str();
+}
+
+void kelvo_module::qk_finalize_wave() { completeRegistration(true, 0); }
+
+void kelvo_module::verify_instance_name() {
+    if (qk_name_verified) return;
+    qk_name_verified = 1;
+    if (!qk_instance_name || !*qk_instance_name) {
+        qk_parent = nullptr;
+        std::free(qk_instance_name);
+        qk_instance_name = copyText("toplevel.", 0);
+    }
+    QK_ASSERT(qk_instance_name != NULL);
+    const size_t length = std::strlen(qk_instance_name);
+    if (qk_instance_name[length - 1] == '.') return;
+    auto* const tmpname = static_cast<char*>(std::realloc(qk_instance_name, length + 2));
+    QK_ASSERT(tmpname);
+    qk_instance_name = tmpname;
+    qk_instance_name[length] = '.';
+    qk_instance_name[length + 1] = '\0';
+}
+
+QkScope* kelvo_module::qk_get_scope(bool case_insensitive) {
+    if (qk_scope) return qk_scope;
+    // A nameless module is at the top, whatever parent it was given.
+    const auto parentScope = [&] {
+        return qk_parent ? qk_parent->qk_get_scope(case_insensitive) : nullptr;
+    };
+    QkScope* scope = parentScope();
+    verify_instance_name();
+    if (!qk_parent) scope = nullptr;
+    QK_ASSERT(qkLiveModel);
+    qkLiveModel->elaborated = qkLiveModel->complete = false;
+    qkLiveModel->findScopePath(scope, qk_instance_name, false, case_insensitive, true);
+    QK_ASSERT(scope);
+
+    // Another instance of this name got there first: take the first free name below it.
+    for (int k = 0; scope->module; ++k) {
+        const size_t room = std::strlen(qk_instance_name) + 40;
+        auto* const unique = static_cast<char*>(allocateBlock(room, "instance name"));
+        std::snprintf(unique, room, "%sqk_unique%d.", qk_instance_name, k);
+        scope = parentScope();
+        qkLiveModel->findScopePath(scope, unique, false, case_insensitive, true);
+        if (scope->module) {
+            std::free(unique);
+        } else {
+            std::free(qk_instance_name);
+            qk_instance_name = unique;
+        }
+    }
+    qk_scope = scope;
+    scope->module = this;
+    return scope;
+}
+
+namespace {
+
+/// A scope goes with its module only when nothing above it holds names.
+bool mayDestroy(const QkScope* scope) {
+    const QkScope* const parent = scope->parent;
+    if (!parent) return true;
+    if (parent->nameCount != 0) return false;
+    for (const QkScope* above = parent->parent; above; above = above->parent)
+        if (above->nameCount != 0) return false;
+    return parent->children != nullptr;
+}
+
+}  // namespace
+
+kelvo_module::~kelvo_module() {
+    if (qk_scope && !modelGone) {
+        QK_ASSERT(qkLiveModel);
+        if (qkLiveModel->writer.fileIsOpen()) qkLiveModel->writer.closeFile();
+        qk_scope->module = nullptr;
+        if (mayDestroy(qk_scope)) qkLiveModel->destroyScope(qk_scope);
+    }
+    std::free(qk_instance_name);
+    qk_parent = nullptr;
+}
+
+// ---- Power-on values
+
+namespace {
+
+uint64_t initialValueSeed = 0;
+
+}  // namespace
+
+void qk_set_initial_value(uint64_t value) { initialValueSeed = value; }
+
+uint64_t qk_get_initial_value(int width, uint64_t index) {
+    if (initialValueSeed == 0 || width <= 0) return 0;
+    if (initialValueSeed == 1) return bitMask(width);
+    const uint64_t mixed =
+        initialValueSeed * index * uint64_t{0x27BB2EE687B0B0FD} + uint64_t{0xB504F32D};
+    return width >= 64 ? mixed : mixed >> (64 - width);
+}

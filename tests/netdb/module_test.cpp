@@ -1,0 +1,158 @@
+#include <memory>
+
+#include "tests/support/model_test.h"
+
+namespace {
+
+class ModuleTest : public ModelTest {
+protected:
+    static std::vector<std::string> allNames() {
+        completeRegistration(true, 0);
+        std::vector<std::string> names;
+        for (const QkName* name : qkLiveModel->matching("*"))
+            names.push_back(FullName(name).c_str());
+        return names;
+    }
+};
+
+TEST_F(ModuleTest, InstancesOfOneNameGetScopesOfTheirOwn) {
+    kelvo_module first("m", "u"), second("m"), third("m", "u.");
+    second.qk_setup("u", nullptr);
+    EXPECT_STREQ(first.qk_get_full_instance_name(), "u");
+    EXPECT_STREQ(second.qk_get_full_instance_name(), "u.qk_unique0");
+    EXPECT_STREQ(third.qk_get_full_instance_name(), "u.qk_unique1");
+    EXPECT_STREQ(first.qk_get_instance_name(), "u.");
+    EXPECT_STREQ(second.qk_get_instance_name(), "u.qk_unique0.");
+    EXPECT_STREQ(third.qk_get_instance_name(), "u.qk_unique1.");
+}
+
+TEST_F(ModuleTest, SetupNamesOnceAndNamelessModulesAreAtTheTop) {
+    kelvo_module top("m", "top"), child("m"), named("m", "mine"), nameless("m");
+    child.qk_setup("a..b.", &top);
+    child.qk_setup("again", nullptr);
+    named.qk_setup("yours", &top);
+    nameless.qk_setup("", &top);
+    EXPECT_STREQ(child.qk_get_full_instance_name(), "top.a.b");
+    EXPECT_STREQ(named.qk_get_full_instance_name(), "mine");
+    EXPECT_STREQ(nameless.qk_get_full_instance_name(), "toplevel");
+    EXPECT_EQ(child.qk_get_scope(false), child.qk_get_scope(true));
+    EXPECT_STREQ(top.qk_get_module_name(), "m");
+    EXPECT_EQ(kelvo_module().qk_get_module_name(), nullptr);
+}
+
+TEST_F(ModuleTest, PathsIgnoreSurplusDotsAndCaseWhereTheScopeSaysSo) {
+    kelvo_module top("m", "Top");
+    QkScope* const scope = top.qk_get_scope(false);
+    QkScope* const vhdl = qkLiveModel->addScope(scope, "Vhdl", true);
+    const auto find = [](const char* path, bool stopAtLast, bool ignoreCase) {
+        QkScope* at = nullptr;
+        const char* const rest =
+            qkLiveModel->findScopePath(at, path, stopAtLast, ignoreCase, false);
+        return std::make_pair(at, std::string(rest ? rest : "(none)"));
+    };
+    using Found = std::pair<QkScope*, std::string>;
+    EXPECT_EQ(find("Top.Vhdl", false, false), Found(vhdl, ""));
+    EXPECT_EQ(find("..Top...vHDL", false, false), Found(vhdl, ""));
+    EXPECT_EQ(find("Top.Vhdl.net", true, false), Found(vhdl, "net"));
+    EXPECT_EQ(find("Top.Vhdl.", true, false), Found(vhdl, ""));
+    EXPECT_EQ(find("top.Vhdl", false, false), Found(nullptr, "(none)"));
+    EXPECT_EQ(find("tOP.Vhdl", false, true), Found(vhdl, ""));
+    EXPECT_EQ(find("net", true, false), Found(nullptr, "(none)"));
+    EXPECT_EQ(find("Top.Vhdl.x.y", false, false), Found(vhdl, "(none)"));
+    EXPECT_EQ(find("Top.Vhd", false, false), Found(scope, "(none)"));
+}
+
+TEST_F(ModuleTest, AModuleTakesItsNetsWithIt) {
+    static uint8_t outside = 1, shared = 2;
+    uint8_t inside[3] = {};
+    uint8_t* port = &shared;
+    registerNets("other", {net(0, 1, "s", &shared, 7, 0), net(0, 2, "o", &outside, 7, 0)});
+    auto module = std::make_unique<kelvo_module>("m", "gone");
+    const QkGRScope scopes[] = {{0, 1, "u", 0}};
+    QkGRNet twin = net(1, 3, "twin", nullptr, 0, 0, 1, QK_flag_replaced);
+    twin.replacement = -2;
+    const QkGRNet rows[] = {net(0, 1, "port", &port, 7, 0, QK_type_output),
+                            net(1, 2, "n", &inside[0], 0, 0, 1 | QK_invert), twin,
+                            net(1, 4, "wide", &inside[1], 7, 0, 0x201),
+                            net(1, 5, "wide", &inside[2], 15, 8, 0x201)};
+    QkRegistration::start(module.get(), 2, 5, false);
+    QkRegistration::addScopes(module.get(), 1, scopes);
+    QkRegistration::addNets(module.get(), 5, rows);
+    QkRegistration::addTerms(module.get(), 0, nullptr);
+    QkRegistration::end(module.get());
+    trace("*");
+    EXPECT_EQ(qk_traceto("x.vcd"), 1);
+    ++outside, ++inside[0], ++inside[2], ++shared;
+    advance();
+
+    module.reset();
+    EXPECT_EQ(said, "VCD written to file: x.vcd\n");
+    EXPECT_THAT(allNames(), testing::ElementsAre("other.o", "other.s"));
+    for (const void* address : {inside, inside + 1, inside + 2})
+        EXPECT_EQ(qkLiveModel->tracesAt(address), nullptr);
+    EXPECT_NE(qkLiveModel->tracesAt(&shared), nullptr);
+    ++shared;
+    advance();
+    EXPECT_EQ(qk_save("y.vcd"), 1);
+    EXPECT_THAT(readVcd("y.vcd"), testing::HasSubstr("b100 "));
+    // Room and places are used again.
+    kelvo_module next("m", "gone");
+    EXPECT_STREQ(next.qk_get_full_instance_name(), "gone");
+}
+
+TEST_F(ModuleTest, HistoryOfANetThatIsGoneIsLeftOut) {
+    static uint8_t stays = 0;
+    registerNets("a", {net(0, 1, "stays", &stays, 7, 0)});
+    auto module = std::make_unique<kelvo_module>("m", "b");
+    uint8_t goes = 0;
+    const QkGRNet row = net(0, 1, "goes", &goes, 7, 0);
+    QkRegistration::start(module.get(), 1, 1, false);
+    QkRegistration::addNets(module.get(), 1, &row);
+    QkRegistration::end(module.get());
+    trace("*");
+    stays = goes = 3;
+    advance();
+    module.reset();
+    stays = 4;
+    advance();
+    ASSERT_EQ(qk_save("x.vcd"), 1);
+    EXPECT_THAT(readVcd("x.vcd"),
+                testing::EndsWith("#0\n$dumpvars\nb0 !\n$end\n#1\nb11 !\n#2\nb100 !\n"));
+}
+
+TEST_F(ModuleTest, AParentMayGoBeforeItsChild) {
+    auto parent = std::make_unique<kelvo_module>("m", "p");
+    kelvo_module child("m");
+    child.qk_setup("c", parent.get());
+    EXPECT_STREQ(child.qk_get_full_instance_name(), "p.c");
+    parent.reset();
+    EXPECT_THAT(allNames(), testing::IsEmpty());
+}
+
+TEST_F(ModuleTest, AScopeBelowNamesStays) {
+    static uint8_t byte;
+    kelvo_module* const parent = registerNets("p", {net(0, 1, "n", &byte, 0, 0)});
+    {
+        kelvo_module child("m");
+        child.qk_setup("c", parent);
+        child.qk_get_scope(false);
+    }
+    QkScope* scope = nullptr;
+    EXPECT_TRUE(qkLiveModel->findScopePath(scope, "p.c", false, false, false));
+}
+
+TEST_F(ModuleTest, PowerOnValuesFollowTheSeed) {
+    EXPECT_EQ(qk_get_initial_value(64, 5), 0u);
+    qk_set_initial_value(1);
+    EXPECT_EQ(qk_get_initial_value(0, 5), 0u);
+    EXPECT_EQ(qk_get_initial_value(7, 5), 0x7fu);
+    EXPECT_EQ(qk_get_initial_value(64, 5), ~uint64_t{0});
+    qk_set_initial_value(3);
+    // (3 * 5 * 0x27BB2EE687B0B0FD + 0xB504F32D) mod 2^64, by Python.
+    EXPECT_EQ(qk_get_initial_value(64, 5), 0x53F7BF82A85F5200u);
+    EXPECT_EQ(qk_get_initial_value(16, 5), qk_get_initial_value(64, 5) >> 48);
+    EXPECT_EQ(qk_get_initial_value(0, 5), 0u);
+    EXPECT_EQ(qk_get_initial_value(-3, 5), 0u);
+}
+
+}  // namespace

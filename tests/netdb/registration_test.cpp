@@ -1,0 +1,237 @@
+#include "tests/support/model_test.h"
+
+namespace {
+
+class RegistrationTest : public ModelTest {
+protected:
+    void SetUp() override {
+        ModelTest::SetUp();
+        GTEST_FLAG_SET(death_test_style, "fast");
+    }
+};
+
+uint8_t byte, wide[2];
+const QkGRScope kScope{0, 1, "s", 0};
+
+QkGRNet replacedBy(int id, const char* name, int replacement, int left = 0) {
+    QkGRNet row = net(0, id, name, nullptr, left, 0, 1, QK_flag_replaced);
+    row.replacement = replacement;
+    return row;
+}
+
+TEST_F(RegistrationTest, EveryFaultEndsTheRunWithItsMessage) {
+    static kelvo_module m("m", "u"), other("m", "v");
+    using R = QkRegistration;
+    struct {
+        const char* message;
+        void (*fault)();
+    } const cases[] = {
+        {"Registration of module started \"v\" before completion of module \"u.\"",
+         [] { R::start(&m, 1, 0, false), R::start(&other, 1, 0, false); }},
+        {"Incorrect registration sequence for module \"u\"", [] { R::genid(&m, 1, 2); }},
+        {"Incorrect registration sequence for module \"u\"", [] { R::exportk(&m, 1); }},
+        {"Cannot initialise section \"u\" \\(not declared\\)", [] { R::addNets(&m, 0, nullptr); }},
+        {"Cannot initialise section \"u\" \\(not declared\\)", [] { R::end(&m); }},
+        {"Cannot initialise  section \"v\" \\(initialisation of \"u.\" not complete\\)",
+         [] { R::start(&m, 1, 0, false), R::end(&other); }},
+        {"While registering \"u.\": cannot add scopes after nets",
+         [] {
+             const QkGRNet row = net(0, 1, "n", &byte, 0, 0);
+             R::start(&m, 1, 1, false), R::addNets(&m, 1, &row), R::addScopes(&m, 1, &kScope);
+         }},
+        {"During registration of \"u.\": expected 2 scopes, got 1",
+         [] { R::start(&m, 2, 0, false), R::end(&m); }},
+        {"During registration of \"u.\": expected 2 nets, got 1",
+         [] {
+             const QkGRNet row = net(0, 1, "n", &byte, 0, 0);
+             R::start(&m, 1, 2, false), R::addNets(&m, 1, &row), R::end(&m);
+         }},
+        {"Attempt to register scope with no name while registering \"u.\"",
+         [] {
+             const QkGRScope row{0, 1, nullptr, 0};
+             R::start(&m, 2, 0, false), R::addScopes(&m, 1, &row);
+         }},
+        {"While registering \"u.\" scope \"s\" was out-of-range \\(0<-0 in 2 scopes\\)",
+         [] {
+             const QkGRScope row{0, 0, "s", 0};
+             R::start(&m, 2, 0, false), R::addScopes(&m, 1, &row);
+         }},
+        {"scope \"s\" was out-of-range \\(-1<-1 in 2 scopes\\)",
+         [] {
+             const QkGRScope row{-1, 1, "s", 0};
+             R::start(&m, 2, 0, false), R::addScopes(&m, 1, &row);
+         }},
+        {"scope \"s\" was out-of-range \\(0<-2 in 2 scopes\\)",
+         [] {
+             const QkGRScope row{0, 2, "s", 0};
+             R::start(&m, 2, 0, false), R::addScopes(&m, 1, &row);
+         }},
+        {"While registering \"u.\" found no parent scope for \"s\" \\(2<-1 in 3 scopes\\)",
+         [] {
+             const QkGRScope row{2, 1, "s", 0};
+             R::start(&m, 3, 0, false), R::addScopes(&m, 1, &row);
+         }},
+        {"Duplicate scope-id while registering \"u.\", id 1, scopes \"t\" and \"s\"",
+         [] {
+             const QkGRScope rows[] = {kScope, {0, 1, "t", 0}};
+             R::start(&m, 3, 0, false), R::addScopes(&m, 2, rows);
+         }},
+        {"While registering \"u.\" name \"n\" out-of-range \\(0/-1 in 1/2\\)",
+         [] {
+             const QkGRNet row = net(0, 0, "n", &byte, 0, 0);
+             R::start(&m, 1, 2, false), R::addNets(&m, 1, &row);
+         }},
+        {"name \"n\" out-of-range \\(1/0 in 1/2\\)",
+         [] {
+             const QkGRNet row = net(1, 1, "n", &byte, 0, 0);
+             R::start(&m, 1, 2, false), R::addNets(&m, 1, &row);
+         }},
+        {"name \"n\" out-of-range \\(0/2 in 1/2\\)",
+         [] {
+             const QkGRNet row = net(0, 3, "n", &byte, 0, 0);
+             R::start(&m, 1, 2, false), R::addNets(&m, 1, &row);
+         }},
+        {"Duplicate net-id while registering \"u.\", id 1, nets \"b\" and \"a\"",
+         [] {
+             const QkGRNet rows[] = {net(0, 2, "a", &byte, 0, 0), net(0, 2, "b", &wide, 0, 0)};
+             R::start(&m, 1, 2, false), R::addNets(&m, 2, rows);
+         }},
+        {"unable to register this net:\n    u.n\n.*New:      upb:3 lwb:0 msb:3 lsb:0 isRange:1 "
+         "width:4\n    Existing: upb:7 lwb:0 msb:7 lsb:0 isRange:1 width:8\n\n",
+         [] {
+             const QkGRNet rows[] = {net(0, 1, "n", &wide[0], 7, 0, 0x201),
+                                     net(0, 2, "n", &wide[1], 3, 0, 0x201)};
+             R::start(&m, 1, 2, false), R::addNets(&m, 2, rows);
+         }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.message);
+        EXPECT_EXIT((printToStandardError(), c.fault()), testing::ExitedWithCode(1), c.message);
+    }
+}
+
+TEST_F(RegistrationTest, TablesMayComeInPieces) {
+    kelvo_module m("m", "u");
+    const QkGRScope scopes[] = {{0, 2, "a", 0}, {2, 1, "b", 1}};
+    const QkGRNet rows[] = {net(1, 2, "n", &byte, 0, 0), net(0, 1, "n", &wide, 0, 0)};
+    QkRegistration::start(&m, 3, 2, false);
+    QkRegistration::genid(&m, 7, 8);
+    QkRegistration::exportk(&m, 9);
+    QkRegistration::addScopes(&m, 1, scopes);
+    QkRegistration::addScopes(&m, 1, scopes + 1);
+    QkRegistration::addNets(&m, 1, rows);
+    QkRegistration::addNets(&m, 1, rows + 1);
+    QkRegistration::end(&m);
+    EXPECT_TRUE(name("u.n"));
+    EXPECT_TRUE(name("U.A.B.N"));
+    const QkScope* const scope = m.qk_get_scope(false);
+    EXPECT_EQ(scope->generatorWords[0], 7u);
+    EXPECT_EQ(scope->generatorWords[1], 8u);
+    EXPECT_EQ(scope->exportWord, 9u);
+    EXPECT_EQ(said, "");
+}
+
+TEST_F(RegistrationTest, NamesAndTracesAreShared) {
+    static uint8_t a, b, pair[2];
+    static uint8_t* port = &a;
+    const QkGRNet secondAddress = net(0, 4, "x", &b, 7, 0);  // the name has its trace
+    registerNets(
+        "u",
+        {net(0, 1, "x", &a, 7, 0), net(0, 2, "alias", &a, 7, 0),
+         net(0, 3, "port", &port, 7, 0, QK_type_inout), secondAddress,
+         net(0, 5, "flag", &b, 0, 0, 1 | QK_invert), replacedBy(6, "not_flag", -5),
+         net(1, 7, "pair", &pair[0], 7, 0, 0x201), net(1, 8, "pair", &pair[1], 15, 8, 0x401),
+         replacedBy(9, "whole", 7, 7), replacedBy(10, "bit", 8), replacedBy(11, "lost", 12),
+         replacedBy(12, "chain", 11)},
+        {kScope});
+    QkTrace* const x = name("u.x")->trace;
+    EXPECT_EQ(name("u.alias")->trace, x);
+    EXPECT_EQ(name("u.port")->trace, x);
+    EXPECT_EQ(x->names->n_next->n_next->n_next, x->names);
+
+    // The second storage of x is a trace as well, with flag's name on it, and has an inverted twin.
+    QkTrace* const flag = name("u.flag")->trace;
+    QkTrace* const notFlag = name("u.not_flag")->trace;
+    EXPECT_EQ(flag->address, &b);
+    EXPECT_EQ(notFlag->address, &b);
+    EXPECT_FALSE(flag->invert);
+    EXPECT_TRUE(notFlag->invert);
+    EXPECT_EQ(flag->sameAddr_n, notFlag);
+    EXPECT_EQ(notFlag->sameAddr_n, flag);
+
+    QkTrace* const header = name("u.s.pair")->trace;
+    EXPECT_EQ(header->range.width, 16);
+    EXPECT_EQ(header->bits->address, &pair[1]);  // the part registered last comes first
+    EXPECT_EQ(header->bits->bits->address, &pair[0]);
+    EXPECT_EQ(name("u.whole")->trace, header);
+    EXPECT_EQ(name("u.bit")->trace->address, &pair[1]);
+
+    // Newest first: chain names a net that has no trace yet, and lost one that was dropped.
+    EXPECT_EQ(said,
+              "warning: Net Registration: Ignoring rterm rule for net: u.chain\n"
+              "         (this net will not appear in VCD traces) (reason: bad replacement)\n"
+              "warning: Net Registration: Ignoring rewrite rule for net: u.lost\n"
+              "         (this net will not appear in VCD traces) (reason: no replacement)\n");
+    EXPECT_EQ(name("u.lost"), nullptr);
+}
+
+TEST_F(RegistrationTest, ReplacementsThatNameNothingAreDroppedWithAWarning) {
+    const int ids[] = {0, 3, 4, 99, INT32_MIN};
+    std::string expected;
+    for (size_t i = 0; i < std::size(ids); ++i) {
+        const std::string instance = "m" + std::to_string(i);
+        registerNets(instance.c_str(), {
+                                           net(0, 1, "n", &byte, 0, 0),
+                                           replacedBy(2, "r", ids[i]),
+                                       });
+        expected += "warning: Net Registration: Ignoring rewrite rule for net: " + instance +
+                    ".r\n         (this net will not appear in VCD traces) (reason: no "
+                    "replacement)\n";
+    }
+    EXPECT_EQ(said, expected);
+}
+
+TEST_F(RegistrationTest, RangesFollowTheDeclaration) {
+    static uint8_t s[6];
+    static uint32_t integer;
+    registerNets("u", {net(0, 1, "one", &s[0], 0, 0), net(0, 2, "bit3", &s[1], 3, 3),
+                       net(0, 3, "up", &s[2], 0, 5), net(0, 4, "part", &s[3], 0, 0, 0x201),
+                       net(0, 5, "integer", &integer, 0, 0, QK_type_integer)});
+    struct {
+        const char* name;
+        int left, right, width;
+        bool isRange;
+    } const cases[] = {{"u.one", 0, 0, 1, false},
+                       {"u.bit3", 3, 3, 1, true},
+                       {"u.up", 0, 5, 6, true},
+                       {"u.part", 0, 0, 1, true},
+                       {"u.integer", 31, 0, 32, true}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const BitRange& range = name(c.name)->range();
+        EXPECT_EQ(range.left(), c.left);
+        EXPECT_EQ(range.right(), c.right);
+        EXPECT_EQ(range.width, c.width);
+        EXPECT_EQ(range.isRange, c.isRange);
+    }
+}
+
+TEST_F(RegistrationTest, ByHandOneNetACall) {
+    static uint32_t a = 5, array[4];
+    qk_register1("Top.U.a", 1, &a, 7, 0, 0, 0);
+    qk_register1("top.u.A", 1 | QK_invert, &a, 7, 0, 0, 0);
+    qk_register1("alone", 1, &array[3], 3, 0, 0, 0);
+    EXPECT_EQ(said, "");
+    qk_register1("top.m", 1 | QK_array, array, 31, 0, 2, 0);
+    EXPECT_EQ(said, "");
+    qk_register1("top.n", 1, &array[1], 31, 0, 0, 4);
+    EXPECT_THAT(said, testing::StartsWith("ZEFT: qk_graphics_register1: The interface for manual "
+                                          "registration of C models\nhas changed. "));
+    EXPECT_THAT(said, testing::EndsWith("or'd into the mode field\n"));
+    EXPECT_TRUE(name("toplevel.alone"));
+    EXPECT_EQ(name("Top.M")->trace->nel, 3u);
+    EXPECT_EQ(qkLiveModel->matching("top.u.a").size(), 2u);  // both spellings, in one scope
+    EXPECT_NE(qkLiveModel->tracesAt(&a)->sameAddr_n, qkLiveModel->tracesAt(&a));
+}
+
+}  // namespace

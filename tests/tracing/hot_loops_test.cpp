@@ -1,0 +1,98 @@
+#include "tracing/hot_loops.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "base/storage.h"
+#include "tracing/history.h"
+
+namespace {
+
+/// The text of history by its definition: one digit at a time.
+std::string textByDefinition(const std::vector<OutputChange>& changes, const SlotTable& slots,
+                             const std::vector<std::string>& codes) {
+    std::string text;
+    std::string digits;
+    uint64_t lastTime = ~uint64_t{0};
+    for (const OutputChange& change : changes) {
+        if (change.slot == kTimeMarker) {
+            if (change.value != lastTime)
+                text += "#" + std::to_string(static_cast<int64_t>(change.value)) + "\n";
+            lastTime = change.value;
+            continue;
+        }
+        if (slots.tails[change.slot] == 0) continue;
+        const bool isVector = (slots.tails[change.slot] & 0xff) == ' ';
+        const auto bits = static_cast<int>(change.shape ? change.shape & kShapeBits : 64);
+        if (!change.shape || (change.shape & kShapeFirst)) digits.clear();
+        for (int bit = bits; bit-- > 0;) digits += change.value >> bit & 1 ? '1' : '0';
+        if (change.shape && !(change.shape & kShapeLast)) continue;
+        const size_t one = digits.find('1');
+        text += isVector ? "b" : "";
+        text += one == std::string::npos ? "0" : digits.substr(one);
+        text += isVector ? " " : "";
+        text += codes[change.slot] + "\n";
+    }
+    return text;
+}
+
+class HotLoopsTest : public testing::TestWithParam<VectorUnit> {
+protected:
+    void SetUp() override {
+        if (!hotLoopsOf(GetParam())) GTEST_SKIP() << "not on this machine";
+    }
+};
+
+TEST_P(HotLoopsTest, TextIsThatOfTheDefinition) {
+    const HotLoops& loops = *hotLoopsOf(GetParam());
+    std::mt19937_64 random(7);
+    SlotTable slots;
+    std::vector<std::string> codes{""};
+    for (int i = 0; i < 300; ++i) {
+        const uint32_t slot = slots.add(nullptr);
+        if (i % 10 != 9) slots.declare(slot, i % 3 != 0);
+        codes.push_back(i % 10 != 9 ? slots.codeText(slot) : "");
+    }
+    std::vector<OutputChange> changes{{kTimeMarker, 0, 0}};
+    uint64_t time = 0;
+    while (changes.size() < 20000) {
+        const auto slot = static_cast<uint32_t>(1 + random() % 300);
+        const uint64_t value = random() >> random() % 64 & (random() % 9 ? ~uint64_t{0} : 0);
+        if (random() % 7 == 0) {
+            time += random() % 3 ? random() % 1000 : 0;
+            if (random() % 500 == 0) time += uint64_t{1} << 62;  // times are signed in the text
+            changes.push_back({kTimeMarker, 0, time});
+        } else if (random() % 3 == 0) {
+            const auto parts = 2 + random() % 3;
+            for (uint64_t part = 0; part < parts; ++part) {
+                const int bits = static_cast<int>(1 + random() % 64);
+                changes.push_back({slot, partShape(bits, part == 0, part + 1 == parts),
+                                   (random() % 2 ? value : 0) & bitMask(bits)});
+            }
+        } else {
+            changes.push_back({slot, 0, (slots.tails[slot] & 0xff) == ' ' ? value : value & 1});
+        }
+    }
+    std::vector<char> buffer(changes.size() * kMostTextBytes);
+    VcdTextState state;
+    char* out = buffer.data();
+    // In pieces, which may end between the parts of a value.
+    for (size_t at = 0; at < changes.size();) {
+        const size_t end = std::min(changes.size(), at + 1 + random() % 50);
+        out = loops.writeText(&changes[at], changes.data() + end, slots.tails.data(), state, out);
+        at = end;
+    }
+    const std::string text(buffer.data(), out);
+    EXPECT_EQ(text, textByDefinition(changes, slots, codes));
+}
+
+std::string unitName(VectorUnit unit) {
+    return unit == kPlainUnit ? "plain" : unit == kAvx2Unit ? "avx2" : "avx512";
+}
+
+INSTANTIATE_TEST_SUITE_P(Units, HotLoopsTest, testing::Values(kPlainUnit, kAvx2Unit, kAvx512Unit),
+                         [](const auto& unit) { return unitName(unit.param); });
+
+}  // namespace

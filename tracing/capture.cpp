@@ -1,0 +1,233 @@
+// Captures: what changed since the last one goes into history, in the order of the active ring.
+#include <bit>
+#include <cstring>
+
+#include "console/console.h"
+#include "netdb/live_model.h"
+#include "qkzeft_run.h"
+#include "tracing/hot_loops.h"
+
+static_assert(std::endian::native == std::endian::little,
+              "a value's low byte comes first, in storage and in the image");
+
+namespace {
+
+/// The 8 bytes at an offset of the image; it has room behind its end.
+inline uint64_t imageWord(const CapturePlan& plan, uint32_t offset) {
+    uint64_t word;
+    std::memcpy(&word, plan.image + offset, sizeof word);
+    return word;
+}
+
+inline uint64_t imageValue(const CapturePlan& plan, uint32_t offset, int unusedBits, bool invert) {
+    const uint64_t word = imageWord(plan, offset) ^ (uint64_t{0} - invert);
+    return word & ~uint64_t{0} >> unusedBits;
+}
+
+bool differsFromRecorded(const QkName* name) {
+    const std::vector<uint64_t>& recorded = name->extension->recorded;
+    for (size_t chunk = 0; chunk < recorded.size(); ++chunk)
+        if (readChunk(name, static_cast<int>(chunk), 0) != recorded[chunk]) return true;
+    return false;
+}
+
+}  // namespace
+
+void QkTraceWriter::captureEntry() {
+    if (lastTime == qk_cycle) lastTime = qk_cycle - 1;
+    completeRegistration(true, 0);
+    captureChanges();
+}
+
+void QkTraceWriter::captureChanges() {
+    if (capturing) return;  // code called from a capture asks for another
+    capturing = true;
+    compareAndRecord();
+    capturing = false;
+}
+
+void QkTraceWriter::compareAndRecord() {
+    if (!planValid) {
+        plan.build(liveModel->active_traces);
+        planValid = true;
+    }
+    const size_t count = hotLoops().findChanges(plan);
+    if (anyForced) {
+        recordForced(plan.hits.data() + 1, count);
+    } else if (count == 0) {
+        return;
+    } else if (plan.direction != 0) {
+        recordInOrder(plan.hits.data() + 1, count);
+    } else {
+        recordByBitmap(plan.hits.data() + 1, count);
+    }
+    if (anyDirty) recordExtracts();
+}
+
+// ---- Order
+
+void QkTraceWriter::recordInOrder(const uint32_t* picks, size_t count) {
+    // Picks of one trace are neighbours then.
+    uint32_t last = ~uint32_t{0};
+    const auto record = [&](uint32_t pick) {
+        const uint32_t position = plan.pickPosition[pick];
+        if (position == last) return;
+        last = position;
+        recordAt(position);
+    };
+    openTail();
+    if (plan.direction > 0) {
+        for (size_t i = 0; i < count; ++i) record(picks[i]);
+    } else {
+        for (size_t i = count; i-- > 0;) record(picks[i]);
+    }
+    closeTail();
+}
+
+void QkTraceWriter::recordByBitmap(const uint32_t* picks, size_t count) {
+    uint64_t* const changed = plan.changedBits.data();
+    for (size_t i = 0; i < count; ++i) {
+        const uint32_t position = plan.pickPosition[picks[i]];
+        changed[position / 64] |= uint64_t{1} << position % 64;
+    }
+    openTail();
+    const size_t words = plan.changedBits.size();
+    for (size_t word = 0; word < words; ++word) {
+        uint64_t bits = changed[word];
+        if (!bits) continue;
+        changed[word] = 0;
+        for (; bits; bits &= bits - 1)
+            recordAt(static_cast<uint32_t>(word * 64) +
+                     static_cast<uint32_t>(std::countr_zero(bits)));
+    }
+    closeTail();
+}
+
+void QkTraceWriter::recordForced(const uint32_t* picks, size_t count) {
+    anyForced = false;
+    for (uint32_t position = 0; position < plan.positions.size(); ++position) {
+        SlotTable::Owner& owner = slots.owners[plan.positions[position].slot];
+        if (!owner.forced) continue;
+        owner.forced = false;
+        plan.changedBits[position / 64] |= uint64_t{1} << position % 64;
+    }
+    recordByBitmap(picks, count);
+}
+
+// ---- Entries
+
+inline void QkTraceWriter::recordAt(uint32_t position) {
+    const CapturePosition& at = plan.positions[position];
+    if (at.slow) {
+        recordSlowly(position);
+        return;
+    }
+    if (lastTime != qk_cycle) stampTime();
+    if (at.partCount > 1) {
+        recordParts(at);
+        return;
+    }
+    if (put == putEnd) nextTail();
+    *put++ = OutputChange{at.slot, 0, imageValue(plan, at.imageOffset, at.unusedBits, at.invert)};
+}
+
+void QkTraceWriter::recordParts(const CapturePosition& at) {
+    for (uint32_t i = 0; i < at.partCount; ++i) {
+        const CapturePart& part = plan.parts[at.firstPart + i];
+        const int width = part.trace->range.width;
+        if (put == putEnd) nextTail();
+        *put++ = OutputChange{
+            at.slot, partShape(width, i == 0, i + 1 == at.partCount),
+            imageValue(plan, part.imageOffset, QK_MAXUBITS - width, part.trace->invert)};
+    }
+}
+
+void QkTraceWriter::recordSlowly(uint32_t position) {
+    CapturePosition& at = plan.positions[position];
+    QkTrace* const trace = slots.owners[at.slot].trace;
+    trace->changed = 1;
+    if (trace->nrecord > 0) {
+        at.slow = false;
+        recordAt(position);
+        at.slow = true;
+    }
+    if (trace->nshow > 0) {
+        closeTail();  // printing may come back to the writer
+        TraceNames::each(trace->names, [](const QkName* name) {
+            if (name->show) printShownChange(name);
+        });
+        openTail();
+    }
+    // A trace in several parts is read as a whole by slices; its parts may be read alone, too.
+    const auto markReaders = [&](const QkTrace* source) {
+        if (!source->extras) return;
+        for (QkName* name : source->extras->exnames) {
+            name->dirty = name->traced;
+            anyDirty |= name->traced;
+        }
+    };
+    markReaders(trace);
+    if (at.partCount == 1) return;
+    for (const QkTrace* part = trace->bits; part; part = part->bits) markReaders(part);
+}
+
+void QkTraceWriter::recordExtracts() {
+    anyDirty = false;
+    const std::vector<QkName*> names = activeExtracts;  // printing may come back to the writer
+    for (QkName* name : names) {
+        if (!name->dirty) continue;
+        name->dirty = false;
+        if (!differsFromRecorded(name)) continue;
+        recordExtract(name, eventbs);
+        if (name->show) printShownChange(name);
+    }
+}
+
+void QkTraceWriter::stampTime() {
+    if (!scopesWritten && initialbs.empty() && eventbs.empty()) {
+        startTime = qk_cycle;
+    } else {
+        if (put == putEnd) nextTail();
+        *put++ = OutputChange{kTimeMarker, 0, qk_cycle};
+    }
+    lastTime = qk_cycle;
+}
+
+// ---- The newest bucket
+
+void QkTraceWriter::openTail() {
+    if (eventbs.empty()) {
+        tail = nullptr;
+        put = putEnd = nullptr;
+        return;
+    }
+    tail = &eventbs.newest();
+    put = tail->changes + tail->nChanges;
+    putEnd = tail->changes + kBucketEntries;
+}
+
+void QkTraceWriter::closeTail() {
+    if (tail) tail->nChanges = static_cast<int>(put - tail->changes);
+}
+
+void QkTraceWriter::nextTail() {
+    closeTail();
+    appendBucket(eventbs);
+    openTail();
+}
+
+void QkTraceWriter::appendBucket(BucketRing& ring) {
+    std::unique_ptr<ChangeBucket> bucket;
+    if (!ring.empty() && maxeventbs != 0 && eventbs.size() >= maxeventbs) {
+        QK_ASSERT_AS(&ring == &eventbs, "panchor == &eventbs");
+        if (&ring == &eventbs) bucket = flushOldest(eventbs);
+    }
+    if (!bucket) bucket = std::make_unique_for_overwrite<ChangeBucket>();
+    ring.append(std::move(bucket));
+}
+
+OutputChange* QkTraceWriter::nextChange(BucketRing& ring) {
+    if (ring.empty() || ring.newest().nChanges == kBucketEntries) appendBucket(ring);
+    ChangeBucket& newest = ring.newest();
+    return &newest.changes[newest.nChanges++];
+}

@@ -1,0 +1,157 @@
+#include "tracing/capture_plan.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "netdb/netdb.h"
+#include "tracing/hot_loops.h"
+
+namespace {
+
+constexpr unsigned kLargestOwner = 255;  // picks of a block that byteOwner can tell apart
+constexpr size_t kPickSlack = 16;        // a vector of picks may be read past the last one
+
+uintptr_t addressOf(const CapturePart& part) {
+    return reinterpret_cast<uintptr_t>(part.trace->address);
+}
+
+/// @return whether names of slices read the trace or a part of it
+bool isSliced(const QkTrace* trace) {
+    for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+        if (part->extras && !part->extras->exnames.empty()) return true;
+    return trace->extras && !trace->extras->exnames.empty();
+}
+
+/// The parts in the order of their addresses.
+std::vector<uint32_t> byAddress(const std::vector<CapturePart>& parts) {
+    std::vector<uint32_t> order(parts.size());
+    for (uint32_t i = 0; i < order.size(); ++i) order[i] = i;
+    const auto below = [&](uint32_t a, uint32_t b) {
+        return addressOf(parts[a]) < addressOf(parts[b]);
+    };
+    // New traces go in at the head of the ring, so that the order is often the reverse.
+    if (!std::is_sorted(order.begin(), order.end(), below)) {
+        std::reverse(order.begin(), order.end());
+        if (!std::is_sorted(order.begin(), order.end(), below))
+            std::sort(order.begin(), order.end(), below);
+    }
+    return order;
+}
+
+/// The bytes of the block at `block` that lie in [address, address + bytes), a bit each.
+uint64_t bytesWithin(uintptr_t block, uintptr_t address, size_t bytes) {
+    const uint64_t ones = (uint64_t{1} << bytes) - 1;  // at most 8
+    return address >= block ? ones << (address - block) : ones >> (block - address);
+}
+
+}  // namespace
+
+void CapturePlan::build(QkTrace* activeTraces) {
+    *this = CapturePlan{};
+    ActiveTraces::each(activeTraces, [&](QkTrace* trace) {
+        if (trace->isArray()) return;  // elements report their own changes
+        CapturePosition at{};
+        at.unusedBits = static_cast<uint8_t>(
+            trace->firstPart() != trace ? 0 : QK_MAXUBITS - trace->range.width);
+        at.invert = trace->invert;
+        at.slot = trace->vcdSlot;
+        at.slow = trace->nrecord == 0 || trace->nshow > 0 || trace->nbreak > 0 || isSliced(trace);
+        at.firstPart = static_cast<uint32_t>(parts.size());
+        const auto position = static_cast<uint32_t>(positions.size());
+        for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+            parts.push_back(CapturePart{part, 0, position});
+            ++at.partCount;
+        }
+        positions.push_back(at);
+    });
+    changedBits.assign(positions.size() / 64 + 1, 0);
+    layOut();
+}
+
+void CapturePlan::layOut() {
+    // A part and one of the blocks that it lies in.
+    struct Piece {
+        uint32_t block;
+        uint32_t position;
+        uint64_t mask;
+    };
+    std::vector<Piece> pieces;
+    pieces.reserve(parts.size() + parts.size() / 8);
+    uintptr_t lastBlock = 0;  // address of the newest block
+    uint32_t blocks = 0;
+    const auto pieceIn = [&](uintptr_t block, const CapturePart& part, size_t bytes) {
+        if (blocks == 0 || block > lastBlock + kBlockBytes)
+            runs.push_back(CaptureRun{reinterpret_cast<unsigned char*>(block), blocks, 0});
+        if (blocks == 0 || block > lastBlock) {
+            ++blocks;
+            ++runs.back().blockCount;
+            lastBlock = block;
+        }
+        // A part that overlaps one across two blocks may begin in the block before the newest.
+        const auto index = static_cast<uint32_t>(blocks - 1 - (lastBlock - block) / kBlockBytes);
+        pieces.push_back(Piece{index, part.position, bytesWithin(block, addressOf(part), bytes)});
+        return index;
+    };
+    for (const uint32_t i : byAddress(parts)) {
+        CapturePart& part = parts[i];
+        const uintptr_t address = addressOf(part);
+        const auto bytes = static_cast<size_t>(part.trace->elementBytes());
+        const uintptr_t block = address / kBlockBytes * kBlockBytes;
+        const uint32_t index = pieceIn(block, part, bytes);
+        QK_ASSERT(index < std::numeric_limits<uint32_t>::max() / kBlockBytes);
+        part.imageOffset = static_cast<uint32_t>(index * kBlockBytes + address % kBlockBytes);
+        if (address + bytes > block + kBlockBytes) pieceIn(block + kBlockBytes, part, bytes);
+    }
+    for (CapturePosition& at : positions) at.imageOffset = parts[at.firstPart].imageOffset;
+
+    imageStore.resize(size_t{blocks} * kBlockBytes + kBlockBytes + sizeof(uint64_t));
+    const auto raw = reinterpret_cast<uintptr_t>(imageStore.data());
+    image = imageStore.data() + (kBlockBytes - raw % kBlockBytes) % kBlockBytes;
+    for (const CaptureRun& run : runs)
+        hotLoops().copyBlocks(run.live, image + size_t{run.firstBlock} * kBlockBytes,
+                              run.blockCount);
+    for (const CapturePart& part : parts)
+        storeStorage(image + part.imageOffset, part.trace->elementBytes(), part.trace->value);
+
+    // Picks in the order of their blocks.
+    firstPick.assign(size_t{blocks} + 1, 0);
+    for (const Piece& piece : pieces) ++firstPick[piece.block + 1];
+    for (uint32_t block = 0; block < blocks; ++block) firstPick[block + 1] += firstPick[block];
+    pickMask.assign(pieces.size() + kPickSlack, 0);
+    pickPosition.assign(pieces.size(), 0);
+    std::vector<uint32_t> next(firstPick.begin(), firstPick.end() - 1);
+    for (const Piece& piece : pieces) {
+        const uint32_t pick = next[piece.block]++;
+        pickMask[pick] = piece.mask;
+        pickPosition[pick] = piece.position;
+    }
+    fillPicks();
+}
+
+void CapturePlan::fillPicks() {
+    const size_t blocks = firstPick.size() - 1;
+    ownedBytes.assign(blocks, 0);
+    crowded.assign(blocks, false);
+    byteOwner.assign(blocks * kBlockBytes, 0);
+    for (size_t block = 0; block < blocks; ++block) {
+        const uint32_t begin = firstPick[block], end = firstPick[block + 1];
+        crowded[block] = end - begin > kLargestOwner;
+        for (uint32_t pick = begin; pick < end; ++pick) {
+            if (ownedBytes[block] & pickMask[pick]) crowded[block] = true;
+            ownedBytes[block] |= pickMask[pick];
+            for (size_t byte = 0; byte < kBlockBytes; ++byte)
+                if (pickMask[pick] >> byte & 1)
+                    byteOwner[block * kBlockBytes + byte] = static_cast<uint8_t>(pick - begin);
+        }
+    }
+    hits.assign(pickPosition.size() + kPickSlack + 1, 0);
+    const bool rises = std::is_sorted(pickPosition.begin(), pickPosition.end());
+    const bool falls = std::is_sorted(pickPosition.rbegin(), pickPosition.rend());
+    direction = rises ? 1 : falls ? -1 : 0;
+}
+
+void CapturePlan::spill() const {
+    for (const CapturePart& part : parts)
+        part.trace->value = loadStorage(image + part.imageOffset, part.trace->elementBytes());
+}

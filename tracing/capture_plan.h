@@ -1,0 +1,71 @@
+// The plan of a capture: where the active traces lie in memory, and an image of what was last seen
+// there.
+//
+// The storage of all active parts is covered by blocks of 64 bytes at multiples of 64, so that a
+// block never touches a page without a part. Each block has an image; blocks that follow each other
+// in memory form a run and are compared in one sweep. A pick says which bytes of a block belong to
+// one part; a part that lies across two blocks has a pick in each. The position of a trace is its
+// place in the active ring: changes are recorded in that order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+struct QkTrace;
+
+inline constexpr size_t kBlockBytes = 64;
+
+/// Blocks that follow each other in memory.
+struct CaptureRun {
+    const unsigned char* live;  ///< model storage, at a multiple of kBlockBytes
+    uint32_t firstBlock;
+    uint32_t blockCount;
+};
+
+/// One active trace, at its place in the ring.
+struct CapturePosition {
+    uint32_t imageOffset;  ///< of the value, of the first part for a value in several
+    uint32_t slot;
+    uint8_t unusedBits;  ///< 64 less the width
+    bool invert;
+    bool slow;           ///< anything but one part that is only recorded
+    uint16_t partCount;  ///< 1, or for a value in several the parts at `firstPart`
+    uint32_t firstPart;  ///< in CapturePlan::parts
+};
+
+/// One part of an active trace. Those of one trace are consecutive, in chain order.
+struct CapturePart {
+    QkTrace* trace;
+    uint32_t imageOffset;
+    uint32_t position;
+};
+
+struct CapturePlan {
+    std::vector<CaptureRun> runs;
+    std::vector<uint32_t> firstPick;   ///< by block, and one more
+    std::vector<uint64_t> ownedBytes;  ///< by block: bytes that belong to a part
+    std::vector<uint64_t> pickMask;    ///< bytes of the block that a pick stands for; some beyond
+    std::vector<uint32_t> pickPosition;
+    std::vector<uint8_t> byteOwner;  ///< by byte: pick less firstPick; see kCrowded
+    std::vector<bool> crowded;       ///< by block: parts overlap, or are too many for byteOwner
+    std::vector<CapturePosition> positions;
+    std::vector<CapturePart> parts;
+    std::vector<uint64_t> changedBits;  ///< by position, all clear between captures
+    std::vector<uint32_t> hits;  ///< picks that changed, in memory order; one before, some beyond
+    unsigned char* image = nullptr;  ///< blocks, at a multiple of kBlockBytes, and 8 bytes beyond
+    int direction = 0;   ///< 1: positions rise with addresses, -1: they fall, 0: neither
+    bool dense = false;  ///< the last capture found many changes
+
+    /// Plans the ring of active traces. Each part's image starts as its QkTrace::value; bytes of no
+    /// part, as they are.
+    void build(QkTrace* activeTraces);
+    /// Stores what the image holds in QkTrace::value.
+    void spill() const;
+
+private:
+    void layOut();
+    void fillPicks();
+    std::vector<unsigned char> imageStore;
+};

@@ -1,0 +1,42 @@
+// The exported operations on trace files and history.
+#include <algorithm>
+#include <cctype>
+
+#include "netdb/live_model.h"
+#include "qkzeft.h"
+
+int qk_traceto(const char* filename) {
+    completeRegistration(true, 0);
+    if (!filename) filename = "";
+    while (std::isspace(static_cast<unsigned char>(*filename))) ++filename;
+    return qkLiveModel->writer.traceTo(filename);
+}
+
+int qk_traceclose() {
+    completeRegistration(true, 0);
+    if (!qkLiveModel->writer.fileIsOpen()) return 0;
+    qkLiveModel->writer.closeFile();
+    return 1;
+}
+
+int qk_save(const char* filename) {
+    completeRegistration(true, 0);
+    return qkLiveModel->writer.save(filename ? filename : "");
+}
+
+int qk_circular(int n) {
+    kelvo_start();
+    int& limit = qkLiveModel->writer.maxeventbs;
+    int64_t changes = n;
+    if (changes == 0) changes = int64_t{kBucketEntries} * limit;
+    if (changes == 0) {
+        qk_printf("Circular buffering: disabled\n");
+        return 1;
+    }
+    const int64_t buckets =
+        std::max<int64_t>((changes + kBucketEntries - 1) / kBucketEntries, kLeastBuckets);
+    limit = static_cast<int>(buckets);
+    qk_printf("Circular buffering enabled: at least %lld value changes\n",
+              static_cast<long long>(buckets * kBucketEntries));
+    return 1;
+}

@@ -1,0 +1,90 @@
+// History: entries, the buckets that hold them, and what an entry's slot stands for.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+struct QkTrace;
+
+inline constexpr int kBucketEntries = 1000;
+
+/// Buckets that a bounded history has at least.
+inline constexpr int kLeastBuckets = 10;
+
+/// Slots of an entry that are no trace.
+inline constexpr uint32_t kTimeMarker = 0;
+
+/// One change of a value of at most 64 bits, one part of a wider one, or a time.
+///
+/// Parts of one value are consecutive, the most significant first.
+struct OutputChange {
+    uint32_t slot;   ///< what changed: a place in the SlotTable, or kTimeMarker
+    uint32_t shape;  ///< 0, or for parts partShape(); for an array element its index
+    uint64_t value;  ///< bits above the width are zero; the time of a marker
+};
+
+/// The shape of a part: its bits, and whether it is the first or the last of its value.
+inline constexpr uint32_t kShapeBits = 0xff, kShapeFirst = 0x100, kShapeLast = 0x200;
+inline uint32_t partShape(int bits, bool first, bool last) {
+    return static_cast<uint32_t>(bits) | (first ? kShapeFirst : 0) | (last ? kShapeLast : 0);
+}
+
+struct ChangeBucket {
+    int firstChange = 0;  ///< first entry not yet consumed
+    int nChanges = 0;     ///< entries written
+    OutputChange changes[kBucketEntries];
+};
+
+/// A ring of buckets, oldest first.
+class BucketRing {
+public:
+    bool empty() const { return count == 0; }
+    int size() const { return static_cast<int>(count); }
+    ChangeBucket& oldest() { return *at(0); }
+    ChangeBucket& newest() { return *at(count - 1); }
+    void append(std::unique_ptr<ChangeBucket> bucket);
+    std::unique_ptr<ChangeBucket> takeOldest();
+
+private:
+    std::unique_ptr<ChangeBucket>& at(size_t i) {
+        return places[(first + i) & (places.size() - 1)];
+    }
+
+    std::vector<std::unique_ptr<ChangeBucket>> places;  // a power of two
+    size_t first = 0;
+    size_t count = 0;
+};
+
+/// What history and VCD text need to know of a thing that is traced, for all things ever traced.
+///
+/// The tail of a value line ("\n" and what precedes it: a blank for vectors, the identifier code)
+/// stands in eight bytes with its length in the last, so that it is written by one store. A length
+/// of 0 means that the open file does not declare the thing: its entries are passed over.
+struct SlotTable {
+    SlotTable() { add(nullptr); }
+
+    uint32_t add(QkTrace* owner) {
+        tails.push_back(0);
+        owners.push_back(Owner{owner, 0, false, false});
+        return static_cast<uint32_t>(owners.size() - 1);
+    }
+    /// Has the open file declare the slot, under its identifier code, which it keeps for good.
+    void declare(uint32_t slot, bool isVector);
+    /// No file is open any more.
+    void undeclareAll();
+    const char* codeText(uint32_t slot) const;
+
+    struct Owner {
+        QkTrace* trace;   ///< null once the trace is gone
+        uint32_t code;    ///< number of the identifier code, 0 until one is given
+        bool hasInitial;  ///< there is an initial entry (not for arrays)
+        bool forced;      ///< recorded at the next capture whether or not it differs
+    };
+    std::vector<uint64_t> tails;
+    std::vector<Owner> owners;
+
+private:
+    uint32_t lastCode = 0;
+};

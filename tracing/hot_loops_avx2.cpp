@@ -1,0 +1,90 @@
+// The inner loops for machines with AVX2. Compiled with it enabled: see hot_loops.inl.
+#include <immintrin.h>
+
+#include "tracing/hot_loops.h"
+#include "tracing/hot_loops_units.h"
+
+namespace {
+
+/// Byte shuffles that move the wanted ones of four 32-bit lanes to the front.
+struct Squeeze {
+    alignas(16) unsigned char order[16][16];
+    constexpr Squeeze() : order() {
+        for (int wanted = 0; wanted < 16; ++wanted) {
+            int at = 0;
+            for (int lane = 0; lane < 4; ++lane) {
+                if (!(wanted >> lane & 1)) continue;
+                for (int byte = 0; byte < 4; ++byte)
+                    order[wanted][4 * at + byte] = static_cast<unsigned char>(4 * lane + byte);
+                ++at;
+            }
+        }
+    }
+};
+constexpr Squeeze kSqueeze;
+
+struct Unit {
+    using Vector = __m256i;
+    static Vector load(const unsigned char* p) {
+        return _mm256_loadu_si256(reinterpret_cast<const Vector*>(p));
+    }
+    static Vector equal(const unsigned char* a, const unsigned char* b) {
+        return _mm256_cmpeq_epi8(load(a), load(b));
+    }
+    static uint64_t differ(const unsigned char* a, const unsigned char* b) {
+        const auto low = static_cast<uint32_t>(_mm256_movemask_epi8(equal(a, b)));
+        const auto high = static_cast<uint32_t>(_mm256_movemask_epi8(equal(a + 32, b + 32)));
+        return ~(uint64_t{high} << 32 | low);
+    }
+    static bool differAny(const unsigned char* a, const unsigned char* b) {
+        Vector same = equal(a, b);
+        for (int i = 1; i < 8; ++i) same = _mm256_and_si256(same, equal(a + 32 * i, b + 32 * i));
+        return _mm256_movemask_epi8(same) != -1;
+    }
+    static void copy(const unsigned char* from, unsigned char* to) {
+        const Vector low = load(from), high = load(from + 32);
+        _mm256_storeu_si256(reinterpret_cast<Vector*>(to), low);
+        _mm256_storeu_si256(reinterpret_cast<Vector*>(to + 32), high);
+    }
+
+    /// Appends those of the picks lo..hi whose bytes meet `m`; may read and write 3 places beyond.
+    static uint32_t* pick(uint32_t* out, uint64_t m, const uint64_t* masks, uint32_t lo,
+                          uint32_t hi) {
+        const Vector bytes = _mm256_set1_epi64x(static_cast<long long>(m));
+        const Vector none = _mm256_setzero_si256();
+        __m128i ids =
+            _mm_add_epi32(_mm_set1_epi32(static_cast<int>(lo)), _mm_setr_epi32(0, 1, 2, 3));
+        for (uint32_t id = lo; id < hi; id += 4, ids = _mm_add_epi32(ids, _mm_set1_epi32(4))) {
+            const Vector four = _mm256_loadu_si256(reinterpret_cast<const Vector*>(masks + id));
+            const Vector missed = _mm256_cmpeq_epi64(_mm256_and_si256(bytes, four), none);
+            unsigned wanted =
+                ~static_cast<unsigned>(_mm256_movemask_pd(_mm256_castsi256_pd(missed))) & 15;
+            if (hi - id < 4) wanted &= (1u << (hi - id)) - 1;
+            const __m128i order =
+                _mm_load_si128(reinterpret_cast<const __m128i*>(kSqueeze.order[wanted]));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(ids, order));
+            out += __builtin_popcount(wanted);
+        }
+        return out;
+    }
+
+    static void expand(char* out, uint64_t v) {
+        const Vector spread =
+            _mm256_set_epi64x(0, 0x0101010101010101, 0x0202020202020202, 0x0303030303030303);
+        const Vector bit = _mm256_set1_epi64x(0x0102040810204080);
+        const Vector zero = _mm256_set1_epi8('0');
+        for (int half = 0; half < 2; ++half) {
+            const Vector bytes = _mm256_shuffle_epi8(
+                _mm256_set1_epi32(static_cast<int>(v >> (32 - 32 * half))), spread);
+            const Vector isSet = _mm256_cmpeq_epi8(_mm256_and_si256(bytes, bit), bit);
+            _mm256_storeu_si256(reinterpret_cast<Vector*>(out + 32 * half),
+                                _mm256_sub_epi8(zero, isSet));
+        }
+    }
+};
+
+}  // namespace
+
+#include "tracing/hot_loops.inl"
+
+const HotLoops kAvx2Loops{findChanges, copyBlocks, writeText, "avx2"};

@@ -1,0 +1,128 @@
+// Value-change capture: what changed at each step, held in history buckets, written as VCD.
+//
+// The model writes its nets into its own memory and calls nobody. At each capture the writer
+// compares the storage of every active trace with an image of what it last saw. A change becomes an
+// entry in a ring of buckets of 1000; a bucket that overflows is written to the open file or, in
+// memory only, dropped from the oldest end.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+#include "tracing/capture_plan.h"
+#include "tracing/history.h"
+
+class QkScope;
+class QkVcdFile;
+struct QkLiveModel;
+struct QkName;
+struct QkTrace;
+
+class QkTraceWriter {
+public:
+    explicit QkTraceWriter(QkLiveModel* model);
+    ~QkTraceWriter();
+    QkTraceWriter(const QkTraceWriter&) = delete;
+    QkTraceWriter& operator=(const QkTraceWriter&) = delete;
+
+    bool fileIsOpen() const { return file != nullptr; }
+    /// The header of the open file has been written: its variables can no longer change.
+    bool scopesWritten = false;
+    /// Limit on event buckets; 0 means unlimited.
+    int maxeventbs = 0;
+
+    // ---- Which names are compared and recorded (tracing/active.cpp)
+
+    /// Adds a name that is not traced to the traced set and records its value.
+    void startTracing(QkName* name);
+    /// Takes a traced name out of the traced set.
+    void stopTracing(QkName* name);
+    /// Has each change of a traced name printed, or no longer.
+    void setShow(QkName* name, bool on);
+    /// Forgets a trace that is about to be deleted; its history is not written any more.
+    void forgetTrace(QkTrace* trace);
+
+    // ---- Capture (tracing/capture.cpp)
+
+    /// Makes a capture at the current time; anything that changed gets a time marker of its own.
+    void captureEntry();
+    /// One comparison pass over the active traces.
+    void captureChanges();
+
+    // ---- History and output (tracing/trace_writer.cpp)
+
+    /// Starts a continuous trace to a file, ending the one before. @return whether it could
+    bool traceTo(const char* filename);
+    /// Writes all history to a file and closes it. @return whether it could be opened
+    bool save(const char* filename);
+    /// Writes what is left of the history and closes the open file, if there is one.
+    void closeFile();
+
+private:
+    // Active traces.
+    void activate(QkTrace* trace);
+    void deactivate(QkTrace* trace);
+    void recordStart(QkTrace* trace);
+    void startExtract(QkName* name);
+    void recordExtract(QkName* name, BucketRing& ring);
+    void recordInitial(QkTrace* trace);
+    void recordInitialArray(QkTrace* trace);
+    void recordInitialElement(QkTrace* trace, int64_t index);
+    uint32_t slotOf(QkTrace* trace);
+    void forgetPlan();
+
+    // Recording. Between openTail() and closeTail() `put` runs through the newest event bucket, so
+    // that the common entry is one store; its nChanges is right outside them only.
+    void stampTime();
+    OutputChange* nextChange(BucketRing& ring);
+    void appendBucket(BucketRing& ring);
+    void openTail();
+    void closeTail();
+    void nextTail();
+    void compareAndRecord();
+    void recordAt(uint32_t position);
+    void recordSlowly(uint32_t position);
+    void recordExtracts();
+    void recordParts(const CapturePosition& at);
+    void recordInOrder(const uint32_t* picks, size_t count);
+    void recordByBitmap(const uint32_t* picks, size_t count);
+    void recordForced(const uint32_t* picks, size_t count);
+
+    // Output.
+    bool open(const char* filename);
+    std::unique_ptr<ChangeBucket> flushOldest(BucketRing& ring);
+    void consume(ChangeBucket& bucket, int end);
+    void write(const ChangeBucket& bucket, int end);
+    void fold(const ChangeBucket& bucket, int end);
+    void foldChange(const OutputChange& change);
+    void writeHeader();
+    void writeScope(const QkScope* scope);
+    void writeVariable(const QkName* name);
+    void writeInitial();
+    void flushAll();
+
+    QkLiveModel* liveModel;
+    std::unique_ptr<QkVcdFile> file;
+    BucketRing eventbs;      ///< changes and time markers
+    BucketRing initialbs;    ///< values that things had when their tracing began
+    uint64_t startTime = 0;  ///< the time that the initial values stand for
+    uint64_t lastTime = 0;   ///< the time of the latest recording; all ones after a header
+
+    SlotTable slots;
+    /// Array elements that have an initial entry: slot in the high half, index in the low.
+    std::unordered_set<uint64_t> initialElements;
+    /// Traced names that read slices, in the order of their tracing.
+    std::vector<QkName*> activeExtracts;
+    CapturePlan plan;
+    bool planValid = false;
+    bool capturing = false;
+    bool anyForced = false;  ///< some slot asks to be recorded at the next capture
+    bool anyDirty = false;   ///< some slice reads a trace that changed in this capture
+
+    ChangeBucket* tail = nullptr;
+    OutputChange* put = nullptr;
+    OutputChange* putEnd = nullptr;
+};
