@@ -1,0 +1,24 @@
+// What the registration tables of this model share.
+//
+// A port of a module that has an object of its own is registered with its direction, and the
+// address is the place of the object's pointer to the storage. Instances that were dissolved into
+// the module around them are plain scopes of it. Their ports are plain nets, in the storage of what
+// they are connected to, or inputs through the same pointer as the input around them.
+#ifndef SOC_NETLIST_H
+#define SOC_NETLIST_H
+
+#include <qkzeft.h>
+
+const unsigned kNet = 0;          // type code of a net inside a module
+const unsigned kRegister = 0x20;  // one bit of QK_flag_register
+
+template <int N>
+int netCount(const QkGRNet (&)[N]) {
+    return N;
+}
+template <int N>
+int scopeCount(const QkGRScope (&)[N]) {
+    return N;
+}
+
+#endif

@@ -1,0 +1,44 @@
+#!/bin/sh
+# The example's command line: what is wrong is said, and the status tells.
+#
+# usage: options_test.sh SOC
+set -eu
+soc=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+# status, text in the output if any; arguments
+expect() {
+    want=$1 text=$2
+    shift 2
+    status=0
+    "$soc" "$@" >out 2>&1 </dev/null || status=$?
+    if [ $status -eq "$want" ]; then
+        [ -z "$text" ] && return
+        grep -q -- "$text" out && return
+    fi
+    echo "FAILED: soc $*: status $status, output:"
+    cat out
+    exit 1
+}
+
+: >empty.hex
+echo '0000006x' >garbage.hex
+echo '100000000' >wide.hex
+yes 00000013 | head -n 257 >long.hex
+echo '0000006f' >spin.hex
+
+expect 1 'No such file' nosuch.hex
+expect 1 'no program' empty.hex
+expect 1 "'0000006x'" garbage.hex
+expect 1 "'100000000'" wide.hex
+expect 1 'too many' long.hex
+expect 2 'usage' -x
+expect 2 'usage' -n
+expect 2 'usage' -n many
+expect 2 'usage' -n 99999999999999999999
+expect 2 'usage' spin.hex spin.hex
+expect 0 '' -n 0 spin.hex
+expect 0 'uart: ready' -n 2000
+expect 0 'zeft> ' -i -n 10 spin.hex
