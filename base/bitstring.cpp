@@ -19,7 +19,7 @@ bool isUnknown(char digit) { return digit == 'x' || digit == 'X' || digit == 'z'
 char extensionOf(char first) { return isKnown(first) ? '0' : isUnknown(first) ? first : '\0'; }
 
 const char* dropRepeats(const char* digits) {
-    while (*digits == digits[1] && (*digits == '0' || isUnknown(*digits))) ++digits;
+    while ((*digits == '0' || isUnknown(*digits)) && *digits == digits[1]) ++digits;
     return digits;
 }
 

@@ -1,8 +1,10 @@
 #include "netdb/index.h"
 
+#include <algorithm>
 #include <bit>
 
 #include "base/qkassert.h"
+#include "netdb/store.h"
 
 void HashIndex::place(Slot slot) {
     size_t at = home(slot.hash);
@@ -10,21 +12,24 @@ void HashIndex::place(Slot slot) {
     slots[at] = slot;
 }
 
-void HashIndex::resize(size_t capacity) {
-    std::vector<Slot> old(capacity, Slot{0, kNone});
-    old.swap(slots);
-    shift = 64 - std::countr_zero(capacity);
-    for (const Slot& slot : old)
-        if (slot.id != kNone) place(slot);
+void HashIndex::resize(size_t newCapacity) {
+    Slot* const old = slots;
+    const size_t oldCapacity = capacity;
+    slots = static_cast<Slot*>(allocateBlock(newCapacity * sizeof(Slot), "net database"));
+    capacity = newCapacity;
+    std::fill_n(slots, capacity, Slot{0, kNone});
+    for (size_t i = 0; i < oldCapacity; ++i)
+        if (old[i].id != kNone) place(old[i]);
+    std::free(old);
 }
 
 void HashIndex::reserve(size_t count) {
     const size_t wanted = std::bit_ceil((used + count) * 4 / 3 + 16);
-    if (wanted > slots.size()) resize(wanted);
+    if (wanted > capacity) resize(wanted);
 }
 
 void HashIndex::insert(uint32_t hash, uint32_t id) {
-    if ((used + 1) * 4 > slots.size() * 3) resize(slots.empty() ? 64 : slots.size() * 2);
+    if ((used + 1) * 4 > capacity * 3) resize(capacity == 0 ? 64 : capacity * 2);
     place(Slot{hash, id});
     ++used;
 }
@@ -42,8 +47,8 @@ void HashIndex::remove(uint32_t hash, uint32_t id) {
     size_t hole = slotOf(hash, id);
     // Entries behind the hole move up as long as that does not take them past their home.
     for (size_t at = next(hole); slots[at].id != kNone; at = next(at)) {
-        const size_t distance = (at - home(slots[at].hash)) & (slots.size() - 1);
-        if (distance >= ((at - hole) & (slots.size() - 1))) {
+        const size_t distance = (at - home(slots[at].hash)) & (capacity - 1);
+        if (distance >= ((at - hole) & (capacity - 1))) {
             slots[hole] = slots[at];
             hole = at;
         }

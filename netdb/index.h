@@ -7,12 +7,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <cstdlib>
 
 /// Open addressing, linear probing, at most three quarters full. One hash may stand in it any
-/// number of times.
+/// number of times. The low bits of a hash are its place: hashes that count up stand side by side.
 class HashIndex {
 public:
+    HashIndex() = default;
+    ~HashIndex() { std::free(slots); }
+    HashIndex(const HashIndex&) = delete;
+    HashIndex& operator=(const HashIndex&) = delete;
+
     void insert(uint32_t hash, uint32_t id);
     /// Takes out the entry of this hash and number, which is there.
     void remove(uint32_t hash, uint32_t id);
@@ -20,12 +25,16 @@ public:
     void replace(uint32_t hash, uint32_t id, uint32_t newId);
     /// Makes room for `count` entries more.
     void reserve(size_t count);
+    /// Has the place of a hash fetched from memory, before it is wanted.
+    void prefetch(uint32_t hash) const {
+        if (capacity != 0) __builtin_prefetch(&slots[home(hash)], 1);
+    }
 
     /// Calls wanted(id) for the entries of this hash until it returns true.
     /// @return that number, or kNone
     template <class Wanted>
     uint32_t find(uint32_t hash, Wanted&& wanted) const {
-        if (slots.empty()) return kNone;
+        if (capacity == 0) return kNone;
         for (size_t at = home(hash); slots[at].id != kNone; at = next(at))
             if (slots[at].hash == hash && wanted(slots[at].id)) return slots[at].id;
         return kNone;
@@ -38,21 +47,23 @@ private:
         uint32_t hash;
         uint32_t id;
     };
-    size_t home(uint32_t hash) const { return (hash * uint64_t{0x9E3779B97F4A7C15}) >> shift; }
-    size_t next(size_t at) const { return (at + 1) & (slots.size() - 1); }
+    size_t home(uint32_t hash) const { return hash & (capacity - 1); }
+    size_t next(size_t at) const { return (at + 1) & (capacity - 1); }
     size_t slotOf(uint32_t hash, uint32_t id) const;
     void place(Slot slot);
-    void resize(size_t capacity);
+    void resize(size_t newCapacity);
 
-    std::vector<Slot> slots;
+    Slot* slots = nullptr;
+    size_t capacity = 0;  // a power of two, or 0
     size_t used = 0;
-    int shift = 64;  // 64 - log2(slots.size())
 };
 
-/// Hash of an address.
+/// Hash of an address. Nets stand close together in memory and mostly come in that order, so the
+/// addresses of one cache line have neighbouring places in an index.
 inline uint32_t hashAddress(const void* address) {
-    const uint64_t mixed = reinterpret_cast<uintptr_t>(address) * uint64_t{0x9E3779B97F4A7C15};
-    return static_cast<uint32_t>(mixed >> 32);
+    const uint64_t bits = reinterpret_cast<uintptr_t>(address);
+    const uint64_t line = (bits >> 6) * uint64_t{0x9E3779B97F4A7C15};
+    return static_cast<uint32_t>(line >> 37) << 5 | (bits >> 1 & 31);
 }
 
 /// Hash for look-up by name, letters folded to upper case; continues `hash`.

@@ -75,13 +75,12 @@ struct QkLiveModel : QkModel {
     /// Moves a name of kind 2 to those that read `trace`.
     void bindExtract(QkName* name, QkTrace* trace);
 
-    /// Calls visit(QkName*) for each name, in the order of `names`, whose full name matches. A
-    /// pattern without '*' costs a look-up; any other one pass. Hidden names are included.
-    template <class Visit>
-    void eachMatching(const char* pattern, Visit&& visit) {
-        for (QkName* name : matching(pattern)) visit(name);
-    }
+    /// @return the names whose full names match, in the order of `names`, hidden ones included. A
+    ///         pattern without a '*' costs a look-up, any other one pass.
     std::vector<QkName*> matching(const char* pattern) const;
+    /// Calls visit(QkName*) for each name that a text without a '*' matches, in no order.
+    template <class Visit>
+    void eachOfFullName(const char* text, Visit&& visit) const;
     /// @return the one name that matches and that is neither hidden nor replaced, else null
     QkName* findOne(const char* pattern) const;
 

@@ -58,15 +58,44 @@ bool matchesPattern(const char* text, const char* pattern, bool ignoreCase) {
     }
 }
 
+namespace {
+
+/// @return whether `text`, of `length` characters, is the full name of `name`
+bool isFullName(const QkName* name, const char* text, size_t length) {
+    const QkScope* const scope = name->scope;
+    const bool ignoreCase = scope->caseInsensitive;
+    const auto scopeLength = static_cast<size_t>(scope->fullNameLength);
+    if (length <= scopeLength || text[scopeLength] != '.') return false;
+    const char* const local = text + scopeLength + 1;
+    if (!ignoreCase)
+        return std::strcmp(local, name->name) == 0 &&
+               std::memcmp(text, scope->fullName.str(), scopeLength) == 0;
+    const auto same = [](const char* a, const char* b, size_t count) {
+        for (size_t i = 0; i < count; ++i)
+            if (!sameCharacter(a[i], b[i], true)) return false;
+        return true;
+    };
+    const size_t localLength = length - scopeLength - 1;
+    return std::strlen(name->name) == localLength && same(local, name->name, localLength) &&
+           same(text, scope->fullName.str(), scopeLength);
+}
+
+}  // namespace
+
+template <class Visit>
+void QkLiveModel::eachOfFullName(const char* text, Visit&& visit) const {
+    const size_t length = std::strlen(text);
+    namesByFullName.find(foldedHashFrom(kFoldedHashStart, text), [&](uint32_t id) {
+        QkName* const name = nameStore.at(id);
+        if (isFullName(name, text, length)) visit(name);
+        return false;
+    });
+}
+
 std::vector<QkName*> QkLiveModel::matching(const char* pattern) const {
     std::vector<QkName*> found;
     if (!std::strchr(pattern, '*')) {
-        namesByFullName.find(foldedHashFrom(kFoldedHashStart, pattern), [&](uint32_t id) {
-            QkName* const name = nameStore.at(id);
-            if (matchesPattern(FullName(name).c_str(), pattern, name->scope->caseInsensitive))
-                found.push_back(name);
-            return false;
-        });
+        eachOfFullName(pattern, [&](QkName* name) { found.push_back(name); });
         if (found.size() <= 1) return found;
         found.clear();  // several: the walk puts them in order
     }
@@ -80,12 +109,16 @@ std::vector<QkName*> QkLiveModel::matching(const char* pattern) const {
 
 QkName* QkLiveModel::findOne(const char* pattern) const {
     QkName* one = nullptr;
-    for (QkName* name : matching(pattern)) {
-        if (name->netFlags & (QK_flag_hidden | QK_flag_replaced)) continue;
-        const void* const owner = name->trace->extras ? name->trace->extras->traceWord : nullptr;
-        if (owner && owner != name->trace->address) continue;
-        if (one) return nullptr;
+    int count = 0;
+    const auto consider = [&](QkName* name) {
+        if ((name->netFlags & (QK_flag_hidden | QK_flag_replaced)) || name->readsCopy) return;
         one = name;
+        ++count;
+    };
+    if (std::strchr(pattern, '*')) {
+        for (QkName* name : matching(pattern)) consider(name);
+    } else {
+        eachOfFullName(pattern, consider);
     }
-    return one;
+    return count == 1 ? one : nullptr;
 }

@@ -66,12 +66,14 @@ QkName* QkLiveModel::findInScope(const QkScope* scope, const char* localName) co
 void QkLiveModel::bindName(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
     name->trace = trace;
+    name->readsCopy = trace->isCopy();
     TraceNames::append(trace->names, name);
 }
 
 void QkLiveModel::bindExtract(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
     name->trace = trace;
+    name->readsCopy = trace->isCopy();
     if (!trace->extras) trace->extras = new TraceExtras;
     trace->extras->exnames.push_back(name);
 }

@@ -48,8 +48,9 @@ struct QkName {
     NameKind kind;
     bool traced : 1;
     bool show : 1;
-    bool dirty : 1;     ///< used inside one capture only
-    bool stimulus : 1;  ///< named as a further stimulus by the user
+    bool dirty : 1;      ///< used inside one capture only
+    bool stimulus : 1;   ///< named as a further stimulus by the user
+    bool readsCopy : 1;  ///< the trace is a copy of an owner elsewhere
 
     int typeCode() const { return static_cast<int>(mode & 0xff); }
     bool isHidden() const;
@@ -91,6 +92,8 @@ struct QkTrace {
     bool isPart;       ///< registered as a part: the mode had QK_parts
 
     bool isArray() const { return nel != 0; }
+    /// @return whether this is a copy of a net whose owner is elsewhere
+    bool isCopy() const { return extras && extras->traceWord && extras->traceWord != address; }
     /// @return whether any name reads this trace
     bool isNamed() const { return names || (extras && !extras->exnames.empty()); }
     int arrayLeft() const { return extras ? extras->arrayLeft : 0; }
@@ -139,8 +142,9 @@ class QkScope {
 public:
     QkScope(const char* localName, QkScope* parentScope, bool namesCaseInsensitive);
 
-    StringBuf name;                            ///< local name
-    StringBuf fullName;                        ///< dotted path from the top
+    StringBuf name;      ///< local name
+    StringBuf fullName;  ///< dotted path from the top
+    int fullNameLength;
     QkScope* parent;                           ///< null at the top
     QkScope *next = nullptr, *prev = nullptr;  ///< ring of siblings, or QkModel::top_scopes
     QkScope* children = nullptr;

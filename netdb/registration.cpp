@@ -143,6 +143,13 @@ void QkRegistrationData::addScope(const QkGRScope& row) {
     ++scopesAdded;
 }
 
+void QkRegistrationData::prefetch(const QkGRNet& row) const {
+    if (row.scope < 0 || row.scope >= ns || !row.name) return;
+    qkLiveModel->traces_by_address.prefetch(hashAddress(row.address));
+    if (const QkScope* const scope = pscopes[row.scope])
+        qkLiveModel->namesByFullName.prefetch(foldedHashFrom(scope->hash, row.name));
+}
+
 void QkRegistrationData::addNet(const QkGRNet& row) {
     const char* const localName = row.name ? row.name : "";
     const int index = static_cast<int>(static_cast<unsigned>(row.net) - 1);
@@ -191,6 +198,9 @@ void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitiv
 
 namespace {
 
+/// How far ahead of the row in hand the indexes' places are fetched.
+constexpr int kRowsAhead = 12;
+
 /// Every entry but start() passes here first.
 QkRegistrationData* enter(kelvo_module* m, QkRegistrationData* data, RegistrationState target) {
     QK_ASSERT(m);
@@ -232,7 +242,10 @@ void QkRegistration::addScopes(kelvo_module* m, int count, const QkGRScope* rows
 void QkRegistration::addNets(kelvo_module* m, int count, const QkGRNet* rows) {
     QkRegistrationData* const section = enter(m, data, AddNets);
     QK_ASSERT_AS(rows, "nets");
-    for (int i = 0; i < count; ++i) section->addNet(rows[i]);
+    for (int i = 0; i < count; ++i) {
+        if (i + kRowsAhead < count) section->prefetch(rows[i + kRowsAhead]);
+        section->addNet(rows[i]);
+    }
 }
 
 void QkRegistration::addExtracts(kelvo_module* m, int count, const QkGRExtract* rows) {

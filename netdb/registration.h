@@ -39,6 +39,8 @@ struct QkRegistrationData {
     void moveTo(RegistrationState target);
     void addScope(const QkGRScope& row);
     void addNet(const QkGRNet& row);
+    /// Fetches from memory what addNet() of the row will want.
+    void prefetch(const QkGRNet& row) const;
     void addExtract(const QkGRExtract& row);
     void addTerm(const QkGRTerm& row);
     /// The module's name for messages.

@@ -14,6 +14,7 @@ QkScope::QkScope(const char* localName, QkScope* parentScope, bool namesCaseInse
     } else {
         fullName.assign(localName);
     }
+    fullNameLength = fullName.len();
     hash = foldedHashFrom(foldedHashFrom(kFoldedHashStart, fullName.str()), ".");
 }
 
