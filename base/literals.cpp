@@ -167,7 +167,7 @@ bool parseSized(Text text, const char* quote, QkMaxuList*& list) {
     const unsigned radix = quote + 1 == text.end ? 0 : radixOfLetter(quote[1]);
     if (radix == 0) return false;
     if (!checkDigits({quote + 2, text.end}, kLoose, radix, "value_str", digits)) return false;
-    return sizeBits != 0 && convert(digits, radix, sizeBits, list);
+    return sizeBits != 0 && sizeBits != INT_MAX && convert(digits, radix, sizeBits, list);
 }
 
 /// Decimal, or hexadecimal or octal by the prefix of C.

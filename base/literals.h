@@ -8,8 +8,8 @@
 
 /// Reads one literal: <size>'<radix><digits>, 0x..., 0<octal>, decimal, or <radix>#<digits>#
 /// (IEEE 1364-2005, 3.5.1; IEEE 1076-2008, 15.5.3). White space around it is skipped. Underscores
-/// are skipped behind a first digit, but refused in a size and after 0x or 0. The size, 1 or more,
-/// is checked and not kept.
+/// are skipped behind a first digit, but refused in a size and after 0x or 0. The size, 1 to
+/// 2^31 - 2, is checked and not kept.
 /// @param text  not null
 /// @param list  null on entry; receives the value in 64-bit chunks, to be freed with freeList()
 /// @return false, with no list, when the text is no literal or does not fit its size
