@@ -1,0 +1,127 @@
+// Registration, completion and look-up beside plain containers.
+#include <memory>
+#include <unordered_map>
+
+#include "bench/compare.h"
+#include "bench/peers/stimulus.h"
+#include "netdb/live_model.h"
+#include "qkzeft.h"
+
+namespace {
+
+constexpr size_t kNetsPerScope = 1000;
+
+/// Tables of a design whose nets lie in scopes of a thousand.
+struct Tables {
+    explicit Tables(size_t count) : storage(count * 8) {
+        for (size_t i = 0; i < kNetsPerScope; ++i) names.push_back("net_" + std::to_string(i));
+        const size_t scopeCount = (count + kNetsPerScope - 1) / kNetsPerScope;
+        for (size_t s = 0; s < scopeCount; ++s) paths.push_back("u" + std::to_string(s));
+        for (size_t s = 0; s < scopeCount; ++s)
+            scopes.push_back({0, static_cast<int>(s) + 1, paths[s].c_str(), 0});
+        for (size_t i = 0; i < count; ++i)
+            nets.push_back({static_cast<int>(i / kNetsPerScope) + 1, static_cast<int>(i) + 1,
+                            names[i % kNetsPerScope].c_str(), &storage[i * 8], 31, 0, 1, 0, 0, 0, 0,
+                            nullptr, nullptr});
+    }
+    void registerAll(kelvo_module& module) const {
+        QkRegistration::start(&module, static_cast<int>(scopes.size()) + 1,
+                              static_cast<int>(nets.size()), false);
+        QkRegistration::addScopes(&module, static_cast<int>(scopes.size()), scopes.data());
+        QkRegistration::addNets(&module, static_cast<int>(nets.size()), nets.data());
+        QkRegistration::end(&module);
+        completeRegistration(true, 0);
+    }
+    std::string fullName(size_t i) const {
+        return "top." + paths[i / kNetsPerScope] + "." + names[i % kNetsPerScope];
+    }
+
+    std::vector<std::string> names, paths;
+    std::vector<unsigned char> storage;
+    std::vector<QkGRScope> scopes;
+    std::vector<QkGRNet> nets;
+};
+
+/// Registered and complete, beside the first touch of as much memory.
+void BM_Register(benchmark::State& state) {
+    const Tables tables(static_cast<size_t>(state.range(0)));
+    std::unique_ptr<kelvo_module> module;
+    double bytes = 0;
+    {
+        const double before = peakBytes();
+        module = std::make_unique<kelvo_module>("bench", "top");
+        tables.registerAll(*module);
+        bytes = peakBytes() - before;
+    }
+    double ours = 0, limit = 0;
+    for (auto _ : state) {
+        module.reset();
+        uint64_t from = nowNs();
+        const auto wanted = static_cast<size_t>(state.range(0)) * 300;
+        auto* const block = static_cast<char*>(std::malloc(wanted));
+        for (size_t at = 0; at < wanted; at += 4096) block[at] = 1;
+        benchmark::DoNotOptimize(block);
+        std::free(block);
+        limit += static_cast<double>(nowNs() - from);
+        from = nowNs();
+        module = std::make_unique<kelvo_module>("bench", "top");
+        tables.registerAll(*module);
+        const auto time = static_cast<double>(nowNs() - from);
+        ours += time;
+        state.SetIterationTime(time / 1e9);
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    state.counters["of_limit"] = limit / ours;
+    state.counters["bytes_per_net"] = bytes / static_cast<double>(state.range(0));
+}
+BENCHMARK(BM_Register)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Arg(1000000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+/// A net looked up by its full name, beside a hash table of the standard library.
+void BM_LookUp(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    const Tables tables(count);
+    kelvo_module module("bench", "top");
+    tables.registerAll(module);
+    std::unordered_map<std::string, size_t> table;
+    for (size_t i = 0; i < count; ++i) table.emplace(tables.fullName(i), i);
+    Random random;
+    std::vector<std::string> wanted;
+    for (int i = 0; i < 20000; ++i) wanted.push_back(tables.fullName(random() % count));
+    compareWithLimit(
+        state,
+        [&] {
+            for (const std::string& name : wanted)
+                benchmark::DoNotOptimize(qkLiveModel->findOne(name.c_str()));
+        },
+        [&] {
+            for (const std::string& name : wanted) benchmark::DoNotOptimize(table.find(name));
+        });
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(wanted.size()));
+}
+BENCHMARK(BM_LookUp)->Arg(10000)->Arg(100000)->Arg(1000000)->UseManualTime();
+
+/// A pattern walk over all names, beside one pass over the texts of all full names.
+void BM_PatternWalk(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    const Tables tables(count);
+    kelvo_module module("bench", "top");
+    tables.registerAll(module);
+    std::vector<std::string> all;
+    for (size_t i = 0; i < count; ++i) all.push_back(tables.fullName(i));
+    compareWithLimit(
+        state, [&] { benchmark::DoNotOptimize(qkLiveModel->matching("*.net_77*")); },
+        [&] {
+            size_t found = 0;
+            for (const std::string& name : all) found += name.find(".net_77") != std::string::npos;
+            benchmark::DoNotOptimize(found);
+        });
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
+}
+BENCHMARK(BM_PatternWalk)->Arg(10000)->Arg(100000)->Arg(1000000)->UseManualTime();
+
+}  // namespace
