@@ -4,6 +4,11 @@
 # static one is a single object, joined by `ld -r`, in which every symbol that the shared library
 # does not export has become local: a model may define functions and classes of any other name.
 
+# g++ would make inline variables "unique", and such symbols stay global for ever.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(zeft_objects PRIVATE -fno-gnu-unique)
+endif()
+
 set(export_map ${PROJECT_SOURCE_DIR}/cmake/exported.map)
 add_library(zeft_shared SHARED $<TARGET_OBJECTS:zeft_objects>)
 set_target_properties(zeft_shared PROPERTIES

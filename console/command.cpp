@@ -2,9 +2,10 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <forward_list>
+#include <iterator>
 #include <new>
 #include <string>
+#include <unordered_set>
 
 #include "base/qkassert.h"
 #include "console/handlers.h"
@@ -74,10 +75,10 @@ QkCommand*& commandList() {
 }
 
 /// @return a copy of `argument` that lives as long as the process, as the handlers of registered
-///         commands may keep pointers into their argument
+///         commands may keep pointers into their argument; equal ones share a copy
 const char* keepForGood(const char* argument) {
-    static auto* const kept = new std::forward_list<std::string>;
-    return kept->emplace_front(argument).c_str();
+    static auto* const kept = new std::unordered_set<std::string>;
+    return kept->emplace(argument).first->c_str();
 }
 
 }  // namespace
@@ -110,7 +111,7 @@ QkCommand* qk_register_cmd(const char* name, const char* help, int kind, Command
     QK_ASSERT_AS(command, "newcmd != NULL");
     QK_ASSERT_AS(ownName, "newcmd->command");
     QK_ASSERT_AS(ownHelp || !help, "newcmd->helptext");
-    if (command) commandList() = command;
+    if (command && ownName) commandList() = command;
     return previous;
 }
 

@@ -72,35 +72,14 @@ TEST_F(CommandTest, AnArgumentOfARegisteredCommandStaysValid) {
 
 TEST_F(CommandTest, HelpListsTheRowsThatAreNotHidden) {
     const std::string help = run("help");
-    const char* const inOrder[] = {
-        "  help                            this message\n",
-        "  ls          [-u|-t] [<pattern>] list [untraced|traced] signals\n",
-        "  ls -d       [<pattern>]         describe nets, don't show values\n",
-        "  lstofile    <file> <ls options> \"ls\", writing output to a file\n",
-        "  print                           an alias for 'ls'\n",
-        "  continue    [<t>]               continue [until time t]\n",
-        "  step        [<t>]               single step [or step for time t]\n",
-        "  exit                            exit program\n",
-        "  trace       <pattern>           set trace on signal(s)\n",
-        "  untrace     <pattern>           unset trace on signal(s)\n",
-        "  traceto     <filename>          set VCD trace output file\n",
-        "  traceclose                      close VCD trace output file\n",
-        "  save        [<filename>]        save VCD file\n",
-        "  circular    [n|0]               enable/disable VCD circular buffering\n",
-        "  savet       <filename>          save trace list\n",
-        "  loadt       <filename>          load trace list\n",
-        "  log         [+] <file>          copy console output to a file\n",
-        "  log         [close]             close the console file, or give its name\n",
-        "  show        <pattern>           show when this traced value(s) changes\n",
-        "  unshow      <pattern>           turn off show\n",
-        "  wired       <signal name>       list signals wired to signal name\n",
-    };
-    size_t at = 0;
-    for (const char* line : inOrder) {
-        const size_t found = help.find(line, at);
-        ASSERT_NE(found, std::string::npos) << line;
-        at = found + 1;
-    }
+    EXPECT_THAT(help, testing::HasSubstr(
+                          "  ls -d       [<pattern>]         describe nets, don't show values\n"
+                          "  lstofile    <file> <ls options> \"ls\", writing output to a file\n"
+                          "  print                           an alias for 'ls'\n"
+                          "  continue    [<t>]               continue [until time t]\n"));
+    EXPECT_THAT(help, testing::EndsWith(
+                          "  unshow      <pattern>           turn off show\n"
+                          "  wired       <signal name>       list signals wired to signal name\n"));
     for (const char* hidden : {"clearsim", "ls -r", "ls -i", "quit"})
         EXPECT_EQ(help.find(hidden), std::string::npos) << hidden;
 }

@@ -1,7 +1,6 @@
 // ls, lstofile, wired, and how values print.
 #include <string>
 
-#include "netdb/live_model.h"
 #include "tests/console/console_fixture.h"
 
 namespace {
@@ -187,18 +186,28 @@ TEST_F(ListingTest, PrintsElementsOfArrays) {
     }
 }
 
-TEST_F(ListingTest, PrintsASliceFromItsTopBits) {
-    // 70 bits from bit 10 up: Python's (wide >> 10) & (2**70 - 1), its low 6 bits split off.
-    QkName* const slice = qkLiveModel->findOne("top.cpu.wide");
-    slice->kind = kExtractName;
-    slice->extension = new NameExtension{BitRange(69, 0), 10, 0, {}};
-    EXPECT_EQ(run("ls top.cpu.wide"), "top.cpu.wide    r : 6789fedcba9876540c\n");
-    slice->extension->range = BitRange(0, 69);
-    EXPECT_EQ(run("ls top.cpu.wide"), "top.cpu.wide    r : 6789fedcba9876540c\n");
-    slice->extension->range = BitRange(5, 0);
-    EXPECT_EQ(run("ls top.cpu.wide"), "top.cpu.wide    r : 0c\n");
-    slice->extension->offset = 95;
-    EXPECT_EQ(run("ls top.cpu.wide"), "top.cpu.wide    r : 00\n") << "a read past the top";
+TEST_F(ListingTest, PrintsSlicesFromTheirTopBits) {
+    static uint64_t low = 0xfedcba9876543210, high = 0x123456789;
+    const QkGRNet nets[] = {net(0, 1, "w", &low, 63, 0, 0x201),
+                            net(0, 2, "w", &high, 99, 64, 0x201)};
+    const QkGRExtract slices[] = {{0, "down", 0, 69, 0, 1, 10, 0},
+                                  {0, "up", 0, 0, 69, 1, 10, 0},
+                                  {0, "bit", 1, 0, 0, 1, 12, 0},
+                                  {0, "past", 0, 5, 0, 1, 95, 0}};
+    kelvo_module module("design", "opt");
+    QkRegistration::start(&module, 1, 2, false);
+    QkRegistration::addNets(&module, 2, nets);
+    QkRegistration::addExtracts(&module, 4, slices);
+    QkRegistration::end(&module);
+    // 70 bits from bit 10 up: Python's (w >> 10) & (2**70 - 1), its low 6 bits split off.
+    EXPECT_EQ(run("ls opt.*"),
+              "opt.bit       : 1\n"
+              "opt.down      : 6789fedcba9876540c\n"
+              "opt.past      : 00\n"
+              "opt.up        : 6789fedcba9876540c\n"
+              "opt.w         : 123456789fedcba9876543210\n");
+    EXPECT_EQ(run("ls -d opt.*"),
+              "opt.bit\nopt.down [69:0]\nopt.past [5:0]\nopt.up [0:69]\nopt.w [99:0]\n");
 }
 
 TEST_F(ListingTest, WritesAListingToAFileAlone) {

@@ -111,6 +111,15 @@ TEST_F(TraceCommandsTest, ShownChangesLineUp) {
     EXPECT_EQ(note(1), "");
 }
 
+TEST_F(TraceCommandsTest, ChangesSoFarAreTakenWhenTheSetChanges) {
+    run("show top.cpu.up");
+    model.up = 0x11;
+    EXPECT_EQ(run("trace top.rst"), "       0ns: top.cpu.up = 11\n");
+    model.up = 0x22;
+    EXPECT_EQ(run("untrace top.rst"), "       0ns: top.cpu.up = 22\n");
+    EXPECT_EQ(note(1), "");
+}
+
 TEST_F(TraceCommandsTest, AContinuousSaveClosesTheSetOfNames) {
     run("trace top.clk");
     EXPECT_EQ(run("traceto out.vcd"), "");
