@@ -90,8 +90,8 @@ bool convertDecimal(const char* digits, size_t count, QkMaxuList* list) {
     return true;
 }
 
-/// Fills the zero at `list` from the low end by digits of `digitBits` bits, the first of them not
-/// 0.
+/// Fills the zero at `list` from the low end by digits of `digitBits` bits. Leading zeros take
+/// their room as other digits do.
 bool convertBinary(const char* digits, size_t count, int digitBits, QkMaxuList* list) {
     QkMaxuList* node = list;
     int used = 0;
@@ -115,20 +115,24 @@ bool convertBinary(const char* digits, size_t count, int digitBits, QkMaxuList* 
     return true;
 }
 
+/// @return bits up to the highest one that is set
+int64_t significantBits(const QkMaxuList* list) {
+    int64_t bits = 0, below = 0;
+    for (; list; list = list->next, below += kChunkBits)
+        if (list->value != 0) bits = below + std::bit_width(list->value);
+    return bits;
+}
+
 /// Makes a list of `digits`.
 /// @param sizeBits  bits that the value must fit in; negative for any
 bool convert(const Digits& digits, unsigned radix, int sizeBits, QkMaxuList*& list) {
     if (digits.count == 0) return false;
-    const char* significant = digits.chars.get();
-    size_t count = digits.count;
-    for (; count != 0 && *significant == '0'; --count) ++significant;
-
     QkMaxuList* const made = newNode(0, nullptr);
     if (!made) return false;
-    const bool done = radix == 10
-                          ? convertDecimal(significant, count, made)
-                          : convertBinary(significant, count, std::countr_zero(radix), made);
-    if (!done || (sizeBits >= 0 && listWidth(made) > sizeBits)) {
+    const bool done = radix == 10 ? convertDecimal(digits.chars.get(), digits.count, made)
+                                  : convertBinary(digits.chars.get(), digits.count,
+                                                  std::countr_zero(radix), made);
+    if (!done || (sizeBits >= 0 && significantBits(made) > sizeBits)) {
         freeList(made);
         return false;
     }

@@ -1,7 +1,7 @@
 // Numbers of any width as Verilog and VHDL people write them.
 //
-// A list has no more chunks than its value needs, and at least one: leading zeros, and a size such
-// as that of 128'h1, add none.
+// A list has as many chunks as its digits fill, and at least one. Leading zeros of a binary, octal
+// or hexadecimal literal count, those of a decimal one do not; a size adds none.
 #pragma once
 
 #include "qkzeft_value_list.h"

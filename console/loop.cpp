@@ -37,12 +37,11 @@ void serveSigint() {
 void printReadyLine() {
     if (!bannerShown) qk_printf("\nZEFT RunTime command processor\n");
     bannerShown = true;
-    int values = 0, traced = 0;
-    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
-        if (!name->isHidden()) ++values;
-        if (name->traced) ++traced;
-    });
-    qk_printf("\ntime=%s: %d of %d values traced: ready\n", qk_cycle_as_string(), traced, values);
+    int traced = 0;
+    ScopeRing::each(qkLiveModel->top_scopes,
+                    [&](const QkScope* scope) { traced += scope->tracedCount; });
+    qk_printf("\ntime=%s: %d of %d values traced: ready\n", qk_cycle_as_string(), traced,
+              qkLiveModel->visibleNames);
 }
 
 /// Prompts and reads a line. @return false at the end of input

@@ -21,7 +21,8 @@ struct QkCommand;
 /// @param name     command word, copied
 /// @param help     line for `help`, copied; one that begins with '#' is not shown
 /// @param kind     what the argument is: 0 free text, 1 file, 2 signal pattern, 3 number or time
-/// @param handler  given the argument's text, never null; 0 means "not recognised"
+/// @param handler  given the argument's text, never null, which stays for the process's life; its
+///                 result 0 means "not recognised"
 /// @return the command that was first before; owned by the library
 QK_API struct QkCommand* qk_register_cmd(const char* name, const char* help, int kind,
                                          int (*handler)(const char* argument));

@@ -41,6 +41,7 @@ struct QkLiveModel : QkModel {
     int showScopeWidth = 0;           ///< columns of the lines of shown changes
     int showNameWidth = 0;
 
+    int visibleNames = 0;        ///< names that are not hidden
     uint32_t allTraceFlags = 0;  ///< all net flags of all traces ever made
 
     HashIndex traces_by_address;  ///< storage address to one trace of its ring

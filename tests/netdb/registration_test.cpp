@@ -142,7 +142,8 @@ TEST_F(RegistrationTest, NamesAndTracesAreShared) {
          net(0, 5, "flag", &b, 0, 0, 1 | QK_invert), replacedBy(6, "not_flag", -5),
          net(1, 7, "pair", &pair[0], 7, 0, 0x201), net(1, 8, "pair", &pair[1], 15, 8, 0x401),
          replacedBy(9, "whole", 7, 7), replacedBy(10, "bit", 8), replacedBy(11, "lost", 12),
-         replacedBy(12, "chain", 11)},
+         replacedBy(12, "chain", 11), net(1, 13, "same", &pair[0], 7, 0, 0x201),
+         net(1, 14, "same", &pair[1], 15, 8, 0x401)},
         {kScope});
     QkTrace* const x = name("u.x")->trace;
     EXPECT_EQ(name("u.alias")->trace, x);
@@ -160,6 +161,7 @@ TEST_F(RegistrationTest, NamesAndTracesAreShared) {
     EXPECT_EQ(notFlag->sameAddr_n, flag);
 
     QkTrace* const header = name("u.s.pair")->trace;
+    EXPECT_EQ(name("u.s.same")->trace, header);
     EXPECT_EQ(header->range.width, 16);
     EXPECT_EQ(header->bits->address, &pair[1]);  // the part registered last comes first
     EXPECT_EQ(header->bits->bits->address, &pair[0]);
