@@ -33,24 +33,25 @@ struct NameExtension {
     std::vector<uint64_t> recorded;  ///< kinds 2 and 3, traced: the chunks as last recorded
 };
 
+// What a look-up reads stands first.
 struct QkName {
     const char* name;  ///< local name, in the model's text store
     QkScope* scope;
-    QkTrace* trace;                             ///< &gDummyTrace until one is bound
-    QkName *next, *prev;                        ///< ring QkModel::names
-    QkName *same_scope_next, *same_scope_prev;  ///< ring QkScope::allNames
-    QkName *n_next, *n_prev;                    ///< ring QkTrace::names
-    NameExtension* extension;                   ///< owned; null for most plain names
-    uint32_t hash;                              ///< of the full name, for NameIndex
-    uint32_t mode;  ///< mode word of the registering row; the low byte is the type code
+    QkTrace* trace;            ///< &gDummyTrace until one is bound
+    NameExtension* extension;  ///< owned; null for most plain names
+    uint32_t hash;             ///< of the full name, for QkLiveModel::namesByFullName
+    uint32_t mode;             ///< mode word of the registering row; the low byte is the type code
     uint32_t netFlags;
     uint32_t id;  ///< number in the store
     NameKind kind;
     bool traced : 1;
     bool show : 1;
-    bool dirty : 1;      ///< used inside one capture only
-    bool stimulus : 1;   ///< named as a further stimulus by the user
-    bool readsCopy : 1;  ///< the trace is a copy of an owner elsewhere
+    bool dirty : 1;                             ///< used inside one capture only
+    bool stimulus : 1;                          ///< named as a further stimulus by the user
+    bool readsCopy : 1;                         ///< the trace is a copy of an owner elsewhere
+    QkName *next, *prev;                        ///< ring QkModel::names
+    QkName *same_scope_next, *same_scope_prev;  ///< ring QkScope::allNames
+    QkName *n_next, *n_prev;                    ///< ring QkTrace::names
 
     int typeCode() const { return static_cast<int>(mode & 0xff); }
     bool isHidden() const;

@@ -13,14 +13,15 @@ static_assert(std::endian::native == std::endian::little,
 namespace {
 
 /// The 8 bytes at an offset of the image; it has room behind its end.
-inline uint64_t imageWord(const CapturePlan& plan, uint32_t offset) {
+inline uint64_t imageWord(const unsigned char* image, uint32_t offset) {
     uint64_t word;
-    std::memcpy(&word, plan.image + offset, sizeof word);
+    std::memcpy(&word, image + offset, sizeof word);
     return word;
 }
 
-inline uint64_t imageValue(const CapturePlan& plan, uint32_t offset, int unusedBits, bool invert) {
-    const uint64_t word = imageWord(plan, offset) ^ (uint64_t{0} - invert);
+inline uint64_t imageValue(const unsigned char* image, uint32_t offset, int unusedBits,
+                           bool invert) {
+    const uint64_t word = imageWord(image, offset) ^ (uint64_t{0} - invert);
     return word & ~uint64_t{0} >> unusedBits;
 }
 
@@ -52,58 +53,55 @@ void QkTraceWriter::compareAndRecord() {
         planValid = true;
     }
     const size_t count = hotLoops().findChanges(plan);
-    if (anyForced) {
-        recordForced(plan.hits.data() + 1, count);
-    } else if (count == 0) {
-        return;
-    } else if (plan.direction != 0) {
-        recordInOrder(plan.hits.data() + 1, count);
-    } else {
-        recordByBitmap(plan.hits.data() + 1, count);
-    }
+    if (count == 0 && !anyForced) return;
+    const uint32_t* const picks = plan.hits.data() + 1;
+    const bool inOrder = plan.direction != 0 && !anyForced;
+    if (anyForced) markForced();
+    record(inOrder ? listInOrder(picks, count) : listByBitmap(picks, count));
     if (anyDirty) recordExtracts();
 }
 
 // ---- Order
 
-void QkTraceWriter::recordInOrder(const uint32_t* picks, size_t count) {
+size_t QkTraceWriter::listInOrder(const uint32_t* picks, size_t count) {
     // Picks of one trace are neighbours then.
+    uint32_t* const list = plan.changedPositions.data();
+    uint32_t* out = list;
     uint32_t last = ~uint32_t{0};
-    const auto record = [&](uint32_t pick) {
+    const auto add = [&](uint32_t pick) {
         const uint32_t position = plan.pickPosition[pick];
-        if (position == last) return;
+        if (position != last) *out++ = position;
         last = position;
-        recordAt(position);
     };
-    openTail();
     if (plan.direction > 0) {
-        for (size_t i = 0; i < count; ++i) record(picks[i]);
+        for (size_t i = 0; i < count; ++i) add(picks[i]);
     } else {
-        for (size_t i = count; i-- > 0;) record(picks[i]);
+        for (size_t i = count; i-- > 0;) add(picks[i]);
     }
-    closeTail();
+    return static_cast<size_t>(out - list);
 }
 
-void QkTraceWriter::recordByBitmap(const uint32_t* picks, size_t count) {
+size_t QkTraceWriter::listByBitmap(const uint32_t* picks, size_t count) {
     uint64_t* const changed = plan.changedBits.data();
+    const uint32_t* const pickPosition = plan.pickPosition.data();
     for (size_t i = 0; i < count; ++i) {
-        const uint32_t position = plan.pickPosition[picks[i]];
+        const uint32_t position = pickPosition[picks[i]];
         changed[position / 64] |= uint64_t{1} << position % 64;
     }
-    openTail();
+    uint32_t* const list = plan.changedPositions.data();
+    uint32_t* out = list;
     const size_t words = plan.changedBits.size();
     for (size_t word = 0; word < words; ++word) {
         uint64_t bits = changed[word];
         if (!bits) continue;
         changed[word] = 0;
         for (; bits; bits &= bits - 1)
-            recordAt(static_cast<uint32_t>(word * 64) +
-                     static_cast<uint32_t>(std::countr_zero(bits)));
+            *out++ = static_cast<uint32_t>(word * 64 + static_cast<size_t>(std::countr_zero(bits)));
     }
-    closeTail();
+    return static_cast<size_t>(out - list);
 }
 
-void QkTraceWriter::recordForced(const uint32_t* picks, size_t count) {
+void QkTraceWriter::markForced() {
     anyForced = false;
     for (uint32_t position = 0; position < plan.positions.size(); ++position) {
         SlotTable::Owner& owner = slots.owners[plan.positions[position].slot];
@@ -111,34 +109,59 @@ void QkTraceWriter::recordForced(const uint32_t* picks, size_t count) {
         owner.forced = false;
         plan.changedBits[position / 64] |= uint64_t{1} << position % 64;
     }
-    recordByBitmap(picks, count);
 }
 
 // ---- Entries
 
-inline void QkTraceWriter::recordAt(uint32_t position) {
+void QkTraceWriter::record(size_t count) {
+    // The positions lie scattered over more memory than the near caches hold.
+    constexpr size_t ahead = 10;
+    const uint32_t* const list = plan.changedPositions.data();
+    const CapturePosition* const positions = plan.positions.data();
+    openTail();
+    for (size_t i = 0; i < count;) {
+        if (lastTime == qk_cycle) {
+            OutputChange* out = put;
+            OutputChange* const end = putEnd;
+            for (; i < count && out != end; ++i) {
+                if (i + ahead < count) __builtin_prefetch(&positions[list[i + ahead]]);
+                const CapturePosition& at = positions[list[i]];
+                if (at.slow | at.inParts) break;
+                *out++ = OutputChange{
+                    at.slot, 0, imageValue(plan.image, at.imageOffset, at.unusedBits, at.invert)};
+            }
+            put = out;
+            if (i == count) break;
+        }
+        recordAt(list[i++]);
+    }
+    closeTail();
+}
+
+void QkTraceWriter::recordAt(uint32_t position) {
     const CapturePosition& at = plan.positions[position];
     if (at.slow) {
         recordSlowly(position);
         return;
     }
     if (lastTime != qk_cycle) stampTime();
-    if (at.partCount > 1) {
+    if (at.inParts) {
         recordParts(at);
         return;
     }
     if (put == putEnd) nextTail();
-    *put++ = OutputChange{at.slot, 0, imageValue(plan, at.imageOffset, at.unusedBits, at.invert)};
+    *put++ =
+        OutputChange{at.slot, 0, imageValue(plan.image, at.imageOffset, at.unusedBits, at.invert)};
 }
 
 void QkTraceWriter::recordParts(const CapturePosition& at) {
-    for (uint32_t i = 0; i < at.partCount; ++i) {
-        const CapturePart& part = plan.parts[at.firstPart + i];
-        const int width = part.trace->range.width;
+    const CapturePart* part = &plan.parts[at.firstPart];
+    for (bool first = true;; first = false, ++part) {
         if (put == putEnd) nextTail();
         *put++ = OutputChange{
-            at.slot, partShape(width, i == 0, i + 1 == at.partCount),
-            imageValue(plan, part.imageOffset, QK_MAXUBITS - width, part.trace->invert)};
+            at.slot, partShape(part->width, first, part->last),
+            imageValue(plan.image, part->imageOffset, QK_MAXUBITS - part->width, part->invert)};
+        if (part->last) return;
     }
 }
 
@@ -167,7 +190,7 @@ void QkTraceWriter::recordSlowly(uint32_t position) {
         }
     };
     markReaders(trace);
-    if (at.partCount == 1) return;
+    if (!at.inParts) return;
     for (const QkTrace* part = trace->bits; part; part = part->bits) markReaders(part);
 }
 
@@ -188,6 +211,7 @@ void QkTraceWriter::stampTime() {
         startTime = qk_cycle;
     } else {
         if (put == putEnd) nextTail();
+        tail->noteMarker(static_cast<int>(put - tail->changes));
         *put++ = OutputChange{kTimeMarker, 0, qk_cycle};
     }
     lastTime = qk_cycle;

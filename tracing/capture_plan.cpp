@@ -60,12 +60,14 @@ void CapturePlan::build(QkTrace* activeTraces) {
         at.firstPart = static_cast<uint32_t>(parts.size());
         const auto position = static_cast<uint32_t>(positions.size());
         for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
-            parts.push_back(CapturePart{part, 0, position});
-            ++at.partCount;
+            parts.push_back(CapturePart{part, 0, position, static_cast<uint8_t>(part->range.width),
+                                        part->invert, trace->partAfter(part) == nullptr});
         }
+        at.inParts = trace->firstPart() != trace;
         positions.push_back(at);
     });
     changedBits.assign(positions.size() / 64 + 1, 0);
+    changedPositions.resize(positions.size());
     layOut();
 }
 
@@ -131,14 +133,15 @@ void CapturePlan::layOut() {
 
 void CapturePlan::fillPicks() {
     const size_t blocks = firstPick.size() - 1;
+    changedBlocks.resize(blocks + 1);
     ownedBytes.assign(blocks, 0);
-    crowded.assign(blocks, false);
+    crowded.assign(blocks, 0);
     byteOwner.assign(blocks * kBlockBytes, 0);
     for (size_t block = 0; block < blocks; ++block) {
         const uint32_t begin = firstPick[block], end = firstPick[block + 1];
         crowded[block] = end - begin > kLargestOwner;
         for (uint32_t pick = begin; pick < end; ++pick) {
-            if (ownedBytes[block] & pickMask[pick]) crowded[block] = true;
+            if (ownedBytes[block] & pickMask[pick]) crowded[block] = 1;
             ownedBytes[block] |= pickMask[pick];
             for (size_t byte = 0; byte < kBlockBytes; ++byte)
                 if (pickMask[pick] >> byte & 1)

@@ -28,18 +28,28 @@ struct CaptureRun {
 struct CapturePosition {
     uint32_t imageOffset;  ///< of the value, of the first part for a value in several
     uint32_t slot;
+    uint32_t firstPart;  ///< in CapturePlan::parts
     uint8_t unusedBits;  ///< 64 less the width
     bool invert;
-    bool slow;           ///< anything but one part that is only recorded
-    uint16_t partCount;  ///< 1, or for a value in several the parts at `firstPart`
-    uint32_t firstPart;  ///< in CapturePlan::parts
+    bool slow;     ///< anything but a trace that is only recorded
+    bool inParts;  ///< a value in several parts
 };
+static_assert(sizeof(CapturePosition) == 16, "four in a cache line");
 
 /// One part of an active trace. Those of one trace are consecutive, in chain order.
 struct CapturePart {
     QkTrace* trace;
     uint32_t imageOffset;
     uint32_t position;
+    uint8_t width;
+    bool invert;
+    bool last;  ///< of its trace
+};
+
+/// A block that a capture found changed.
+struct ChangedBlock {
+    uint64_t bytes;  ///< a bit for each byte of a part that changed
+    uint32_t block;
 };
 
 struct CapturePlan {
@@ -49,10 +59,12 @@ struct CapturePlan {
     std::vector<uint64_t> pickMask;    ///< bytes of the block that a pick stands for; some beyond
     std::vector<uint32_t> pickPosition;
     std::vector<uint8_t> byteOwner;  ///< by byte: pick less firstPick; see kCrowded
-    std::vector<bool> crowded;       ///< by block: parts overlap, or are too many for byteOwner
+    std::vector<uint8_t> crowded;    ///< by block: parts overlap, or are too many for byteOwner
     std::vector<CapturePosition> positions;
     std::vector<CapturePart> parts;
-    std::vector<uint64_t> changedBits;  ///< by position, all clear between captures
+    std::vector<uint64_t> changedBits;        ///< by position, all clear between captures
+    std::vector<uint32_t> changedPositions;   ///< room for all
+    std::vector<ChangedBlock> changedBlocks;  ///< room for all
     std::vector<uint32_t> hits;  ///< picks that changed, in memory order; one before, some beyond
     unsigned char* image = nullptr;  ///< blocks, at a multiple of kBlockBytes, and 8 bytes beyond
     int direction = 0;   ///< 1: positions rise with addresses, -1: they fall, 0: neither

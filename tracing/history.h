@@ -32,9 +32,21 @@ inline uint32_t partShape(int bits, bool first, bool last) {
 }
 
 struct ChangeBucket {
-    int firstChange = 0;  ///< first entry not yet consumed
-    int nChanges = 0;     ///< entries written
+    int firstChange = 0;               ///< first entry not yet consumed
+    int nChanges = 0;                  ///< entries written
+    int firstMarker = kBucketEntries;  ///< first and last time marker written, if any
+    int lastMarker = -1;
     OutputChange changes[kBucketEntries];
+
+    void noteMarker(int index) {
+        if (lastMarker < 0) firstMarker = index;
+        lastMarker = index;
+    }
+    void clear() {
+        firstChange = nChanges = 0;
+        firstMarker = kBucketEntries;
+        lastMarker = -1;
+    }
 };
 
 /// A ring of buckets, oldest first.

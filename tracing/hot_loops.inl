@@ -15,27 +15,13 @@
 namespace {
 
 constexpr size_t kSweepBlocks = 4;
+constexpr int kBlocksAhead = 8;    // fetched from memory before they are wanted
+constexpr int kChangesAhead = 12;
 
-/// Lists the picks of one block that meet the changed bytes `m`.
-inline uint32_t* listPicks(CapturePlan& plan, const uint64_t* masks, uint32_t block, uint64_t m,
-                           bool dense, uint32_t* out) {
-    const uint32_t first = plan.firstPick[block];
-    if (dense || plan.crowded[block])
-        return Unit::pick(out, m, masks, first, plan.firstPick[block + 1]);
-    const uint8_t* const owner = plan.byteOwner.data() + size_t{block} * kBlockBytes;
-    do {
-        const uint32_t pick = first + owner[__builtin_ctzll(m)];
-        *out++ = pick;
-        m &= ~masks[pick];
-    } while (m);
-    return out;
-}
-
-size_t findChanges(CapturePlan& plan) {
-    uint32_t* const begin = plan.hits.data() + 1;
-    uint32_t* out = begin;
-    const uint64_t* const masks = plan.pickMask.data();
-    const bool dense = plan.dense;
+/// Brings the images of changed blocks up to date and lists those whose parts changed.
+ChangedBlock* sweep(CapturePlan& plan) {
+    ChangedBlock* out = plan.changedBlocks.data();
+    const uint64_t* const owned = plan.ownedBytes.data();
     for (const CaptureRun& run : plan.runs) {
         const unsigned char* live = run.live;
         unsigned char* image = plan.image + size_t{run.firstBlock} * kBlockBytes;
@@ -51,12 +37,47 @@ size_t findChanges(CapturePlan& plan) {
             const uint32_t stop = end - block >= kSweepBlocks ? block + kSweepBlocks : end;
             for (; block < stop; ++block, live += kBlockBytes, image += kBlockBytes) {
                 const uint64_t changed = Unit::differ(live, image);
-                if (!changed) continue;
                 Unit::copy(live, image);
-                const uint64_t owned = changed & plan.ownedBytes[block];
-                if (owned) out = listPicks(plan, masks, block, owned, dense, out);
+                out->bytes = changed & owned[block];
+                out->block = block;
+                out += out->bytes != 0;
             }
         }
+    }
+    return out;
+}
+
+/// Lists the picks of one block that meet the changed bytes, by the first byte of each.
+inline uint32_t* listFew(const CapturePlan& plan, const ChangedBlock& changed, uint32_t* out) {
+    const uint64_t* const masks = plan.pickMask.data();
+    const uint32_t first = plan.firstPick[changed.block];
+    const uint8_t* const owner = plan.byteOwner.data() + size_t{changed.block} * kBlockBytes;
+    uint64_t bytes = changed.bytes;
+    do {
+        const uint32_t pick = first + owner[__builtin_ctzll(bytes)];
+        *out++ = pick;
+        bytes &= ~masks[pick];
+    } while (bytes);
+    return out;
+}
+
+size_t findChanges(CapturePlan& plan) {
+    const ChangedBlock* const end = sweep(plan);
+    uint32_t* const begin = plan.hits.data() + 1;
+    uint32_t* out = begin;
+    for (const ChangedBlock* at = plan.changedBlocks.data(); at != end; ++at) {
+        const uint32_t block = at->block;
+        if (plan.dense || plan.crowded[block]) {
+            out = Unit::pick(out, at->bytes, plan.pickMask.data(), plan.firstPick[block],
+                             plan.firstPick[block + 1]);
+            continue;
+        }
+        if (end - at > kBlocksAhead) {
+            const uint32_t next = at[kBlocksAhead].block;
+            __builtin_prefetch(plan.byteOwner.data() + size_t{next} * kBlockBytes);
+            __builtin_prefetch(plan.pickMask.data() + plan.firstPick[next]);
+        }
+        out = listFew(plan, *at, out);
     }
     const auto count = static_cast<size_t>(out - begin);
     // The next capture is likely to be as this one: asking every pick of a block pays when many hit.
@@ -126,6 +147,7 @@ char* writePart(char* out, const OutputChange& change, uint64_t tail, VcdTextSta
 char* writeText(const OutputChange* change, const OutputChange* end, const uint64_t* tails,
                 VcdTextState& state, char* out) {
     for (; change != end; ++change) {
+        if (end - change > kChangesAhead) __builtin_prefetch(&tails[change[kChangesAhead].slot]);
         const uint64_t tail = tails[change->slot];
         if (__builtin_expect(tail == 0, 0)) {
             if (change->slot == kTimeMarker) out = writeTimeLine(out, change->value, state);

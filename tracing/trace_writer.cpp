@@ -1,6 +1,8 @@
 // History: the rings of buckets, and how they reach a file.
 #include "tracing/trace_writer.h"
 
+#include <algorithm>
+
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "tracing/vcd_file.h"
@@ -23,20 +25,16 @@ std::unique_ptr<ChangeBucket> QkTraceWriter::flushOldest(BucketRing& ring) {
     if (!ring.empty()) {
         // The changes of one time stay together, even when they run over into the next bucket.
         ChangeBucket& next = ring.oldest();
-        int end = next.firstChange;
-        while (end < next.nChanges && next.changes[end].slot != kTimeMarker) ++end;
-        consume(next, end);
+        if (next.firstChange < next.firstMarker)
+            consume(next, std::min(next.nChanges, next.firstMarker));
     }
-    taken->firstChange = taken->nChanges = 0;
+    taken->clear();
     return taken;
 }
 
 void QkTraceWriter::consume(ChangeBucket& bucket, int end) {
-    for (int i = end; i-- > bucket.firstChange;) {
-        if (bucket.changes[i].slot != kTimeMarker) continue;
-        startTime = bucket.changes[i].value;
-        break;
-    }
+    if (bucket.lastMarker >= bucket.firstChange && bucket.lastMarker < end)
+        startTime = bucket.changes[bucket.lastMarker].value;
     if (file) {
         QK_ASSERT(scopesWritten);
         file->writeChanges(bucket.changes + bucket.firstChange, bucket.changes + end, slots);

@@ -87,9 +87,13 @@ private:
     void recordSlowly(uint32_t position);
     void recordExtracts();
     void recordParts(const CapturePosition& at);
-    void recordInOrder(const uint32_t* picks, size_t count);
-    void recordByBitmap(const uint32_t* picks, size_t count);
-    void recordForced(const uint32_t* picks, size_t count);
+    /// List the positions that picks, or bits set before, stand for, in order and once each.
+    /// @return how many there are in plan.changedPositions
+    size_t listInOrder(const uint32_t* picks, size_t count);
+    size_t listByBitmap(const uint32_t* picks, size_t count);
+    void markForced();
+    /// Records the first `count` of plan.changedPositions.
+    void record(size_t count);
 
     // Output.
     bool open(const char* filename);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -163,18 +164,51 @@ void QkVcdFile::scopeBegin(const char* name) {
     puts(" $end\n");
 }
 
+namespace {
+
+/// Adds a text and blanks up to `columns`.
+char* addPadded(char* out, const char* text, int columns) {
+    for (; *text; ++text, --columns) *out++ = *text;
+    while (columns-- > 0) *out++ = ' ';
+    return out;
+}
+
+char* addNumber(char* out, int number) { return std::to_chars(out, out + 12, number).ptr; }
+
+}  // namespace
+
+// Designs have very many variables: no formatting by printf here.
 void QkVcdFile::writeVar(const QkName* name, const char* code) {
     const BitRange& range = name->range();
-    printf("$var wire %-3i %-3s ", range.width, code);
+    char text[128] = "$var wire ";
+    char* out = text + std::strlen(text);
+    char number[12] = {};
+    addNumber(number, range.width);
+    out = addPadded(out, number, 3);
+    *out++ = ' ';
+    out = addPadded(out, code, 3);
+    *out++ = ' ';
+    *out = '\0';
+    puts(text);
+
     puts(name->name);
-    for (size_t length = std::strlen(name->name); length < 6; ++length) puts(" ");
-    puts(" ");
-    if (range.isRange && range.width == 1) {
-        printf("[%d] ", range.reversed ? range.msb : range.lsb);
-    } else if (range.isRange) {
-        printf("[%d:%d] ", range.left(), range.right());
+    out = text;
+    for (size_t length = std::strlen(name->name); length < 6; ++length) *out++ = ' ';
+    *out++ = ' ';
+    if (range.isRange) {
+        *out++ = '[';
+        if (range.width == 1) {
+            out = addNumber(out, range.reversed ? range.msb : range.lsb);
+        } else {
+            out = addNumber(out, range.left());
+            *out++ = ':';
+            out = addNumber(out, range.right());
+        }
+        *out++ = ']';
+        *out++ = ' ';
     }
-    puts("$end\n");
+    std::strcpy(out, "$end\n");
+    puts(text);
 }
 
 void QkVcdFile::scopeEnd() { puts("$upscope $end\n\n"); }
