@@ -49,8 +49,8 @@ public:
     int compareNoCase(const char* text) const;
 
 private:
-    /// Asserts that `text` can be copied from; otherwise the contents stay as they are.
-    bool isUsable(const char* text) const;
+    /// Asserts that `s` can be copied from; otherwise the contents stay as they are.
+    bool isUsable(const char* s) const;
     void replace(const char* text, size_t length);
     void resize(size_t length);
 

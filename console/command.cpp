@@ -111,7 +111,13 @@ QkCommand* qk_register_cmd(const char* name, const char* help, int kind, Command
     QK_ASSERT_AS(command, "newcmd != NULL");
     QK_ASSERT_AS(ownName, "newcmd->command");
     QK_ASSERT_AS(ownHelp || !help, "newcmd->helptext");
-    if (command && ownName) commandList() = command;
+    if (command && ownName) {
+        commandList() = command;  // NOLINT(clang-analyzer-unix.Malloc): the list owns it for good
+    } else {
+        delete command;
+        std::free(ownName);
+        std::free(ownHelp);
+    }
     return previous;
 }
 

@@ -13,7 +13,7 @@ namespace {
 /// Takes the next word off `text`; words stand between blanks and tabs.
 std::string takeWord(std::string& text) {
     text.erase(0, text.find_first_not_of(" \t"));
-    const std::string word = text.substr(0, text.find_first_of(" \t"));
+    std::string word = text.substr(0, text.find_first_of(" \t"));
     text.erase(0, word.size());
     return word;
 }

@@ -16,7 +16,7 @@ QkRegistrationData* QkRegistration::data = nullptr;
 namespace {
 
 const char* instanceName(const kelvo_module* m) {
-    const char* const name = m->qk_get_instance_name();
+    const char* const name = m ? m->qk_get_instance_name() : nullptr;
     return name ? name : "(null)";
 }
 
@@ -190,6 +190,7 @@ void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitiv
     if (data)
         fail("Error: Registration of module started \"%s\" before completion of module \"%s\"\n",
              instanceName(m), data->name());
+    if (!m) return;
     data = new QkRegistrationData(m, ns, nn);
     QK_ASSERT(data);
     data->pscopes[0] = m->qk_get_scope(case_insensitive);

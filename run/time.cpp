@@ -215,6 +215,7 @@ Decimal readDecimal(const char*& at, bool& hasDigits) {
     skipDigits(at);
     d.wholeCount = at - d.whole;
     hasDigits = at != start;
+    d.fraction = at;
     if (*at != '.') return d;
     d.fraction = ++at;
     skipDigits(at);

@@ -225,9 +225,13 @@ void QkTraceWriter::openTail() {
         put = putEnd = nullptr;
         return;
     }
-    tail = &eventbs.newest();
-    put = tail->changes + tail->nChanges;
-    putEnd = tail->changes + kBucketEntries;
+    useTail(&eventbs.newest());
+}
+
+void QkTraceWriter::useTail(ChangeBucket* bucket) {
+    tail = bucket;
+    put = bucket->changes + bucket->nChanges;
+    putEnd = bucket->changes + kBucketEntries;
 }
 
 void QkTraceWriter::closeTail() {
@@ -237,7 +241,7 @@ void QkTraceWriter::closeTail() {
 void QkTraceWriter::nextTail() {
     closeTail();
     appendBucket(eventbs);
-    openTail();
+    useTail(&eventbs.newest());
 }
 
 void QkTraceWriter::appendBucket(BucketRing& ring) {

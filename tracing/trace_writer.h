@@ -80,6 +80,7 @@ private:
     OutputChange* nextChange(BucketRing& ring);
     void appendBucket(BucketRing& ring);
     void openTail();
+    void useTail(ChangeBucket* bucket);
     void closeTail();
     void nextTail();
     void compareAndRecord();
