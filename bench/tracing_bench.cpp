@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "bench/compare.h"
-#include "bench/peers/stimulus.h"
+#include "bench/peers/stimulus_rows.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "tracing/hot_loops.h"
@@ -34,19 +34,7 @@ public:
         std::vector<std::string> names;
         for (size_t i = 0; i < count; ++i) names.push_back("n" + std::to_string(i));
         std::vector<QkGRNet> rows;
-        const auto add = [&](size_t i, unsigned char* at, int left, int right, unsigned mode) {
-            rows.push_back({0, static_cast<int>(rows.size()) + 1, names[i].c_str(), at, left, right,
-                            mode, 0, 0, 0, 0, nullptr, nullptr});
-        };
-        for (size_t i = 0; i < count; ++i) {
-            const int width = static_cast<int>(stimulus.nets[i].width);
-            if (width <= 64) {
-                add(i, stimulus.at(i), width - 1, 0, 1);
-            } else {
-                add(i, stimulus.at(i), 63, 0, 0x201);
-                add(i, stimulus.at(i) + 8, width - 1, 64, 0x201);
-            }
-        }
+        for (size_t i = 0; i < count; ++i) appendRows(rows, stimulus, i, 0, names[i].c_str());
         QkRegistration::start(module.get(), 1, static_cast<int>(rows.size()), false);
         QkRegistration::addNets(module.get(), static_cast<int>(rows.size()), rows.data());
         QkRegistration::end(module.get());

@@ -1,7 +1,7 @@
 // Registration of many nets, and look-up of each by its full name, beside other simulators' code.
 //
 // usage: ours_elab NETS
-#include "bench/peers/stimulus.h"
+#include "bench/peers/stimulus_rows.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 
@@ -27,20 +27,9 @@ int main(int argc, char** argv) {
     for (size_t s = 0; s < scopes; ++s)
         scopeRows.push_back({0, static_cast<int>(s) + 1, paths[s].c_str(), 0});
     std::vector<QkGRNet> rows;
-    const auto add = [&](size_t i, unsigned char* at, int left, int right, unsigned mode) {
-        rows.push_back({static_cast<int>(i / kNetsPerScope) + 1, static_cast<int>(rows.size()) + 1,
-                        names[i % kNetsPerScope].c_str(), at, left, right, mode, 0, 0, 0, 0,
-                        nullptr, nullptr});
-    };
-    for (size_t i = 0; i < count; ++i) {
-        const int width = static_cast<int>(stimulus.nets[i].width);
-        if (width <= 64) {
-            add(i, stimulus.at(i), width - 1, 0, 1);
-        } else {
-            add(i, stimulus.at(i), 63, 0, 0x201);
-            add(i, stimulus.at(i) + 8, width - 1, 64, 0x201);
-        }
-    }
+    for (size_t i = 0; i < count; ++i)
+        appendRows(rows, stimulus, i, static_cast<int>(i / kNetsPerScope) + 1,
+                   names[i % kNetsPerScope].c_str());
 
     kelvo_module top("top", "top");
     const double bytesBefore = peakBytes();

@@ -9,7 +9,7 @@
 // registration and the first dump.
 #include <sys/stat.h>
 
-#include "bench/peers/stimulus.h"
+#include "bench/peers/stimulus_rows.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "tracing/hot_loops.h"
@@ -28,19 +28,8 @@ void registerNets(Stimulus& stimulus, bool scattered) {
     static kelvo_module top("top", "top");
     std::vector<QkGRNet> rows;
     for (size_t i = 0; i < stimulus.nets.size(); ++i) names.push_back(nameOf(i, scattered));
-    const auto add = [&](size_t i, unsigned char* at, int left, int right, unsigned mode) {
-        rows.push_back({0, static_cast<int>(rows.size()) + 1, names[i].c_str(), at, left, right,
-                        mode, 0, 0, 0, 0, nullptr, nullptr});
-    };
-    for (size_t i = 0; i < stimulus.nets.size(); ++i) {
-        const int width = static_cast<int>(stimulus.nets[i].width);
-        if (width <= 64) {
-            add(i, stimulus.at(i), width - 1, 0, 1);
-        } else {
-            add(i, stimulus.at(i), 63, 0, 0x201);
-            add(i, stimulus.at(i) + 8, width - 1, 64, 0x201);
-        }
-    }
+    for (size_t i = 0; i < stimulus.nets.size(); ++i)
+        appendRows(rows, stimulus, i, 0, names[i].c_str());
     rows.push_back({0, static_cast<int>(rows.size()) + 1, "head", &headNet, 7, 0, 1, 0, 0, 0, 0,
                     nullptr, nullptr});
     QkRegistration::start(&top, 1, static_cast<int>(rows.size()), false);
