@@ -33,6 +33,7 @@ bool StringBuf::isUsable(const char* s) const {
 
 void StringBuf::replace(const char* text, size_t length) {
     resize(length);
+    // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): isUsable() has ruled out our own text
     std::memcpy(theStr, text, length);
     theStr[length] = '\0';
 }

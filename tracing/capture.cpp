@@ -207,14 +207,16 @@ void QkTraceWriter::recordExtracts() {
 }
 
 void QkTraceWriter::stampTime() {
-    if (!scopesWritten && initialbs.empty() && eventbs.empty()) {
+    const bool isStart = !scopesWritten && initialbs.empty() && eventbs.empty();
+    lastTime = qk_cycle;  // what the marker pushes out of the history may record initial values
+    if (isStart) {
         startTime = qk_cycle;
-    } else {
-        if (put == putEnd) nextTail();
-        tail->noteMarker(static_cast<int>(put - tail->changes));
-        *put++ = OutputChange{kTimeMarker, 0, qk_cycle};
+        return;
     }
-    lastTime = qk_cycle;
+    if (put == putEnd) nextTail();
+    tail->noteMarker(static_cast<int>(put - tail->changes));
+    *put++ = OutputChange{kTimeMarker, 0, qk_cycle};
+    lastTime = qk_cycle;  // the head of a file clears it
 }
 
 // ---- The newest bucket

@@ -106,6 +106,18 @@ TEST_F(HistoryTest, CircularDropsTheOldestTimesAndBringsTheirNetsBack) {
     EXPECT_THAT(saved(), testing::EndsWith("$end\nb111 \"\nb10001000 !\n"));
 }
 
+TEST_F(HistoryTest, NetsWithoutInitialValuesGetThemWhenTheirHistoryIsDropped) {
+    ASSERT_EQ(qk_circular(1), 1);
+    trace("*");
+    saved();  // takes the initial values with it
+    ++other;
+    run(5000);
+    // Without a marker for time 1 each time has two entries: the marker of 5001 needs an eleventh
+    // bucket. Both nets are in the one that goes; they get the values of the capture that drops it.
+    run(1);
+    EXPECT_THAT(saved(), testing::StartsWith("#500\n$dumpvars\nb1 \"\nb10001001 !\n$end\n#501\n"));
+}
+
 TEST_F(HistoryTest, ATimeThatRunsOverIntoTheNextBucketIsDroppedAsAWhole) {
     registerMany();
     ASSERT_EQ(qk_circular(1), 1);
