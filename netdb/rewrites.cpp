@@ -93,14 +93,13 @@ void QkRegistrationData::addReader(const Reader& reader) {
     const bool inverted = reader.actual < 0;
     const int64_t index = (inverted ? -int64_t{reader.actual} : int64_t{reader.actual}) - 1;
     const char* const localName = reader.name ? reader.name : "";
-    // A row that names a net dropped with a warning reads nothing either.
     if (reader.scope < 0 || reader.scope >= ns || index < 0 || index >= nn) {
         qk_printf("Error: While registering \"%s\" %s \"%s\" out-of-range (%d/%d in %d/%d)\n",
                   name(), reader.what, localName, reader.scope, ns, static_cast<int>(index), nn);
         std::exit(1);
     }
     QkName* const actual = pnames[index];
-    if (!actual) return;
+    if (!actual) return;  // dropped with a warning
     uint32_t mode = actual->mode;
     if (mode & QK_flag_not_replaced)
         mode &= ~static_cast<uint32_t>(QK_flag_replaced | QK_flag_not_replaced);

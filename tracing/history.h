@@ -13,7 +13,7 @@ inline constexpr int kBucketEntries = 1000;
 /// Buckets that a bounded history has at least.
 inline constexpr int kLeastBuckets = 10;
 
-/// Slots of an entry that are no trace.
+/// The slot of an entry that is a time.
 inline constexpr uint32_t kTimeMarker = 0;
 
 /// One change of a value of at most 64 bits, one part of a wider one, or a time.

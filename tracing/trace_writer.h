@@ -100,7 +100,6 @@ private:
     bool open(const char* filename);
     std::unique_ptr<ChangeBucket> flushOldest(BucketRing& ring);
     void consume(ChangeBucket& bucket, int end);
-    void write(const ChangeBucket& bucket, int end);
     void fold(const ChangeBucket& bucket, int end);
     void foldChange(const OutputChange& change);
     void writeHeader();
