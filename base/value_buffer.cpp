@@ -1,0 +1,102 @@
+#include "base/value_buffer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "base/qkassert.h"
+#include "base/storage.h"
+
+ValueBuffer::ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* shadowStorage,
+                         int width, uint32_t elements)
+    : header(traceHeader),
+      live(static_cast<const char*>(liveStorage)),
+      copy(static_cast<char*>(shadowStorage)),
+      bytes(int64_t{elements} * storageBytes(width)),
+      elementBytes(storageBytes(width)) {
+    if (copy) return;
+    owned.reset(new (std::nothrow) char[static_cast<size_t>(bytes)]);
+    copy = owned.get();
+}
+
+ValueBuffer::~ValueBuffer() = default;
+
+bool ValueBuffer::differs(int a) const {
+    const int64_t at = int64_t{a} * elementBytes;
+    QK_ASSERT(a >= 0);
+    QK_ASSERT_AS(at < bytes, "a < bytes");
+    if (a < 0 || at >= bytes) return false;
+    return std::memcmp(copy + at, live + at, static_cast<size_t>(elementBytes)) != 0;
+}
+
+void ValueBuffer::copyListed(int, const uint32_t*) { QK_ASSERT_AS(false, "0"); }
+
+void ValueBuffer::copyAll() { std::memmove(copy, live, static_cast<size_t>(bytes)); }
+
+int ValueBuffer::firstDifference(int from) const {
+    constexpr int64_t block = 4096;
+    int64_t at = int64_t{from} * elementBytes;
+    while (at < bytes) {
+        const int64_t count = std::min(block, bytes - at);
+        if (std::memcmp(copy + at, live + at, static_cast<size_t>(count)) == 0) {
+            at += count;
+            continue;
+        }
+        const char* const begin = copy + at;
+        const int64_t byte = std::mismatch(begin, begin + count, live + at).first - copy;
+        return static_cast<int>(byte / elementBytes);
+    }
+    return elementCount();
+}
+
+namespace {
+
+/// Compares and copies elements of one machine type.
+template <class Type>
+class TypedValueBuffer final : public ValueBuffer {
+public:
+    using ValueBuffer::ValueBuffer;
+    bool differs(int a) const override {
+        QK_ASSERT(a >= 0);
+        QK_ASSERT_AS(a < elementCount(), "a < (int)(bytes / sizeof(Type))");
+        if (a < 0 || a >= elementCount()) return false;
+        return at(copy, a) != at(live, a);
+    }
+    void copyListed(int count, const uint32_t* list) override {
+        for (int i = 0; i < count; ++i) {
+            const size_t offset = list[i] * sizeof(Type);
+            if (list[i] < static_cast<uint32_t>(elementCount()))
+                std::memcpy(copy + offset, live + offset, sizeof(Type));
+        }
+    }
+
+private:
+    static Type at(const char* storage, int a) {
+        Type value;
+        std::memcpy(&value, storage + static_cast<size_t>(a) * sizeof value, sizeof value);
+        return value;
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<ValueBuffer> ValueBuffer::make(QkTrace* header, const void* live, void* shadow,
+                                               int width, uint32_t elements, bool listed) {
+    ValueBuffer* made = nullptr;
+    const auto makeAs = [&](auto type) {
+        using Type = decltype(type);
+        made = new TypedValueBuffer<Type>(header, live, shadow, width, elements);
+    };
+    if (!listed) {
+        made = new ValueBuffer(header, live, shadow, width, elements);
+    } else {
+        switch (storageBytes(width)) {
+            case 1: makeAs(uint8_t{}); break;
+            case 2: makeAs(uint16_t{}); break;
+            case 4: makeAs(uint32_t{}); break;
+            default: makeAs(uint64_t{}); break;
+        }
+    }
+    std::unique_ptr<ValueBuffer> buffer(made);
+    return buffer->copy ? std::move(buffer) : nullptr;
+}

@@ -1,0 +1,50 @@
+// The library's copy of a net's or an array's storage beside the model's own, to find out which
+// elements changed, or to keep a second variable of the model equal to the first.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+struct QkTrace;
+
+class ValueBuffer {
+public:
+    /// Makes the buffer of an array.
+    /// @param live    model storage of all elements; never owned
+    /// @param shadow  storage to keep up; null to have the buffer own some
+    /// @param width   bits of an element, 1 to 64
+    /// @param listed  elements are compared one by one rather than the array as a whole
+    /// @return null when memory for the shadow could not be had
+    static std::unique_ptr<ValueBuffer> make(QkTrace* header, const void* live, void* shadow,
+                                             int width, uint32_t elements, bool listed);
+    virtual ~ValueBuffer();
+    ValueBuffer(const ValueBuffer&) = delete;
+    ValueBuffer& operator=(const ValueBuffer&) = delete;
+
+    /// @return whether element `a`, counted in storage, differs from what was last copied
+    virtual bool differs(int a) const;
+    /// Copies the elements of a list from the model's storage; numbers beyond the end are skipped.
+    virtual void copyListed(int count, const uint32_t* list);
+    /// Copies all elements.
+    void copyAll();
+    /// @return the first element at or after `from` that differs, or elementCount()
+    int firstDifference(int from) const;
+
+    const char* shadow() const { return copy; }
+    int elementCount() const { return static_cast<int>(bytes / elementBytes); }
+    bool ownsShadow() const { return owned != nullptr; }
+
+    QkTrace* const header;  ///< of the trace that the buffer belongs to
+
+protected:
+    ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* shadowStorage, int width,
+                uint32_t elements);
+
+    const char* live;
+    char* copy;
+    int64_t bytes;
+    int elementBytes;
+
+private:
+    std::unique_ptr<char[]> owned;
+};

@@ -1,0 +1,48 @@
+// Copies of a net in several places of the model, kept equal by the library.
+//
+// A design instance may hold a net in a variable of its own beside the variable of the net's owner
+// in an enclosing module. The generated code writes the owner; after each wave the library copies
+// it to the others. Arrays have a list of the elements written since the last wave, in which the
+// generated code notes its writes, so that tracing and copying cost by the writes.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "base/value_buffer.h"
+
+class QkScope;
+struct QkTrace;
+
+/// One run of bytes to copy at each wave.
+struct MasterAssign {
+    char* to;
+    const char* from;
+    int64_t bytes;
+};
+
+/// The change list of an array, and the buffers that follow it.
+///
+/// Generated code holds the address of the record in a 64-bit cell, and passes it to the array
+/// operations as a handle.
+struct MasterArrayAssign {
+    QkTrace* owner = nullptr;  ///< header of the array's trace
+    std::vector<std::unique_ptr<ValueBuffer>> all;
+    int32_t count = 0;     ///< entries in use; above `capacity`: the whole array counts as changed
+    int32_t capacity = 0;  ///< the list has room for one more
+    std::unique_ptr<uint32_t[]>
+        list;  ///< element numbers, in storage; null until something listens
+
+    QkScope* scope = nullptr;  ///< applies the record; null until something listens
+    void* cell = nullptr;      ///< generated code's place of the handle; null for a private record
+    int users = 0;             ///< traces that hold the cell
+    bool hasCopies = false;    ///< some buffer keeps up a variable of the model
+
+    /// Notes a write of one element.
+    void note(uint32_t element) {
+        if (list && count <= capacity) list[static_cast<uint32_t>(count++)] = element;
+    }
+    /// Has the whole array count as changed.
+    void overflow() { count = capacity + 1; }
+};
