@@ -30,6 +30,7 @@ public:
     /// @return the first element at or after `from` that differs, or elementCount()
     int firstDifference(int from) const;
 
+    const void* source() const { return live; }
     const char* shadow() const { return copy; }
     int elementCount() const { return static_cast<int>(bytes / elementBytes); }
     bool ownsShadow() const { return owned != nullptr; }

@@ -30,4 +30,5 @@ extern volatile std::sig_atomic_t sigintCount;
 void restoreSigintHandler();
 
 /// Prints the line of a changed value that the user wants to see: time, name and value.
-void printShownChange(const QkName* name);
+/// @param index  of an array's element, as declared
+void printShownChange(const QkName* name, int64_t index = 0);

@@ -84,7 +84,7 @@ void printRows(Printout& out, const QkTrace* array, int64_t from, int64_t to, ch
         out.endLine();
         left -= inRow;
     }
-    out.add('\n');
+    if (separator == '\n') out.add('\n');
 }
 
 void printArray(Printout& out, const QkTrace* array, int64_t from, int64_t to, char separator) {
@@ -154,10 +154,10 @@ int parseIndexRange(const char* text, int64_t& from, int64_t& to) {
     return 0;
 }
 
-void printShownChange(const QkName* name) {
+void printShownChange(const QkName* name, int64_t index) {
     Printout out;
     out.print("%10s: %*s.%-*s = ", qk_cycle_as_string(), qkLiveModel->showScopeWidth,
               name->scope->fullName.str(), qkLiveModel->showNameWidth, name->name);
-    printName(out, name, 0, 0, ' ');
+    printName(out, name, index, index, ' ');
     out.add('\n');
 }

@@ -87,19 +87,44 @@ int readBits(const QkTrace* trace, int64_t index, int64_t bit, int count, uint64
     return whole ? 0 : 1;
 }
 
+namespace {
+
+/// Stores the bits under `mask` in one place of the model.
+void storePiece(QkTrace* part, uint32_t element, uint64_t mask, uint64_t bits) {
+    const int bytes = part->elementBytes();
+    char* const place =
+        static_cast<char*>(part->address) + size_t{element} * static_cast<size_t>(bytes);
+    storeStorage(place, bytes, (loadStorage(place, bytes) & ~mask) | (bits & mask));
+    if (part->extras && part->extras->arrayRecord) part->extras->arrayRecord->note(element);
+}
+
+/// Stores the bits in all places of the part's value, each in its own polarity.
+void storeEverywhere(QkTrace* part, uint32_t element, uint64_t mask, uint64_t bits) {
+    const uint64_t raw = part->invert ? ~bits : bits;
+    storePiece(part, element, mask, raw);
+    const CopyGroup* const group = copiesOf(part);
+    if (!group) return;
+    const auto isHere = [&](const QkTrace* member) { return member->address == part->address; };
+    const auto here = std::find_if(group->members.begin(), group->members.end(), isHere);
+    for (QkTrace* grp_trc : group->members) {
+        if (isHere(grp_trc)) continue;
+        const bool fits = grp_trc->width() == part->width() && grp_trc->nel == part->nel;
+        QK_ASSERT_AS(fits, "grp_trc->width() == (int)walker_wid");
+        const bool opposite = grp_trc->invert != (*here)->invert;
+        if (fits) storePiece(grp_trc, element, mask, opposite ? ~raw : raw);
+    }
+}
+
+}  // namespace
+
 int writeBits(QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t value) {
     Field field;
     if (!locate(trace, index, bit, count, field)) return 1;
     int left = count;
     const bool whole = eachPiece(trace, field, [&](QkTrace* part, Piece piece) {
         left -= piece.count;
-        const uint64_t mask = bitMask(piece.count) << piece.shift;
-        uint64_t bits = (value >> left) << piece.shift;
-        if (part->invert) bits = ~bits;
-        const int bytes = part->elementBytes();
-        char* const place =
-            static_cast<char*>(part->address) + size_t{field.element} * static_cast<size_t>(bytes);
-        storeStorage(place, bytes, (loadStorage(place, bytes) & ~mask) | (bits & mask));
+        storeEverywhere(part, field.element, bitMask(piece.count) << piece.shift,
+                        (value >> left) << piece.shift);
     });
     return whole ? 0 : 1;
 }

@@ -35,6 +35,7 @@ public:
             scope->number = nextNumber++;
             model->sortNames(scope, sorted);
             for (QkName* name : sorted) append(name);
+            if (!scope->masterAssigns.empty()) model->prepareMasterAssigns(scope);
             walk(scope->children);
         });
     }
@@ -72,6 +73,7 @@ bool completeRegistration(bool, int) {
     QkLiveModel* const model = qkLiveModel;
     if (model->complete) return true;
     if (!model->elaborated) {
+        model->resolveMasterAssigns();
         ScopeWalk walk(model);
         walk.walk(model->top_scopes);
         walk.finish();

@@ -6,6 +6,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "netdb/index.h"
@@ -43,6 +45,12 @@ struct QkLiveModel : QkModel {
 
     int visibleNames = 0;        ///< names that are not hidden
     uint32_t allTraceFlags = 0;  ///< all net flags of all traces ever made
+
+    /// Change lists by the cell of generated code that holds their address.
+    std::unordered_map<const void*, std::unique_ptr<MasterArrayAssign>> arrayRecords;
+    std::vector<MasterArrayAssign*> followed;  ///< change lists that have buffers
+    bool copiesUnresolved = false;             ///< some trace's owner has not been looked for
+    bool assignsStale = false;                 ///< a trace that was copied, or copied to, is gone
 
     HashIndex traces_by_address;  ///< storage address to one trace of its ring
     HashIndex namesByFullName;
@@ -113,7 +121,33 @@ struct QkLiveModel : QkModel {
     /// Takes a trace out of every ring and index, and deletes it.
     void removeTrace(QkTrace* trace);
 
+    // ---- Copies and change lists (netdb/master_assigns.cpp)
+
+    /// Looks for the owners of all traces that are copies of a net elsewhere, if that is to be
+    /// done.
+    void resolveMasterAssigns();
+    /// Sorts a scope's copies by destination, and joins what lies together in both places.
+    void prepareMasterAssigns(QkScope* scope) const;
+    /// Has changes of a traced array reported at each wave. For arrays of no module, which have no
+    /// waves, it does nothing.
+    void followArray(const QkName* name);
+    void unfollowArray(const QkTrace* header);
+    /// Gives the change lists that a scope applies to the scopes of their owners.
+    void rehomeArrays(QkScope* scope);
+
 private:
+    MasterArrayAssign* arrayRecordAt(void* cell);
+    void releaseArrayRecord(MasterArrayAssign* record);
+    /// Takes a trace that is about to be deleted out of all that copies or follows it.
+    void forgetCopies(QkTrace* trace);
+    void resolveMasterAssign(QkTrace* part, const QkName* name);
+    void copyOwner(QkTrace* part, QkTrace* owner, const QkName* name);
+    /// Adds the buffer of one part of an array.
+    /// @param to  storage of a copy, or null to follow the array's changes
+    void addMasterArrayAssign(QkScope* scope, const QkTrace* part, void* to);
+    MasterArrayAssign* recordFor(QkScope* scope, const QkTrace* part) const;
+    template <class IsOut>
+    void eraseBuffers(IsOut&& isOut);
     QkTrace* makeTrace(const NetStorage& net);
     QkTrace* makeHeader(const QkTrace& part);
     void linkAtAddress(QkTrace* trace, QkTrace* ring);

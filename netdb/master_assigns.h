@@ -15,6 +15,11 @@
 class QkScope;
 struct QkTrace;
 
+/// Traces of one value that the model holds in several places, each a part or a value in one part.
+struct CopyGroup {
+    std::vector<QkTrace*> members;
+};
+
 /// One run of bytes to copy at each wave.
 struct MasterAssign {
     char* to;
@@ -46,3 +51,11 @@ struct MasterArrayAssign {
     /// Has the whole array count as changed.
     void overflow() { count = capacity + 1; }
 };
+
+/// Does a scope's copies, and reports changes of its traced arrays.
+void applyMasterAssigns(QkScope& scope);
+
+// ---- Copies of one value in several places of the model
+
+/// @return the other places of the trace's storage, or null when it stands alone
+CopyGroup* copiesOf(QkTrace* trace);

@@ -16,6 +16,7 @@
 #include "base/ring.h"
 #include "base/storage.h"
 #include "base/stringbuf.h"
+#include "netdb/master_assigns.h"
 
 class QkScope;
 class kelvo_module;
@@ -64,9 +65,10 @@ struct QkName {
 struct TraceExtras {
     int arrayLeft = 0;  ///< element bounds as declared
     int arrayRight = 0;
-    const void* traceWord = nullptr;  ///< storage of the owner that this net is a copy of
-    void* ppamd = nullptr;            ///< generated code's cell for an array's change list
-    std::vector<QkName*> exnames;     ///< names of kind 2 that read this trace
+    const void* traceWord = nullptr;           ///< storage of the owner that this net is a copy of
+    MasterArrayAssign* arrayRecord = nullptr;  ///< the change list in generated code's cell
+    CopyGroup* copies = nullptr;               ///< shared by its members
+    std::vector<QkName*> exnames = {};         ///< names of kind 2 that read this trace
 };
 
 struct QkTrace {
@@ -91,6 +93,7 @@ struct QkTrace {
     uint32_t id;       ///< number in the store
     bool invert;       ///< reads the storage inverted
     bool isPart;       ///< registered as a part: the mode had QK_parts
+    bool resolved;     ///< its owner has been looked for
 
     bool isArray() const { return nel != 0; }
     /// @return whether this is a copy of a net whose owner is elsewhere
@@ -158,6 +161,8 @@ public:
     uint32_t exportWord = 0;
     kelvo_module* module = nullptr;  ///< the module that claimed this scope
     uint32_t hash;                   ///< of the full name and a dot; each name's continues it
+    std::vector<MasterAssign> masterAssigns;  ///< by rising `to` once complete
+    std::vector<MasterArrayAssign*> masterArrayAssigns;
 
     /// @return whether every scope above this one holds no names: empty wrappers are no levels
     bool isTopLevel() const;
@@ -189,7 +194,8 @@ private:
 /// @param out    receives the bits, right-aligned
 /// @return 0, or 1 when an index or a bit lies outside
 int readBits(const QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t* out);
-/// Writes the same bits, to every copy of the value in its own polarity.
+/// Writes the same bits, to every copy of the value in its own polarity, and has the change lists
+/// of arrays know.
 int writeBits(QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t value);
 /// The same through a name, in the name's own bit numbers.
 int readBits(const QkName* name, int64_t index, int64_t bit, int count, uint64_t* out);

@@ -73,6 +73,7 @@ void QkLiveModel::destroyScope(QkScope* scope) {
     while (scope->children) destroyScope(scope->children);
     while (scope->allNames) removeName(scope->allNames);
     if (scope->module) scope->module->qk_scope = nullptr;
+    rehomeArrays(scope);
     ScopeRing::remove(scope->parent ? scope->parent->children : top_scopes, scope);
     delete scope;
     elaborated = complete = false;

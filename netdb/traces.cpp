@@ -55,7 +55,11 @@ QkTrace* QkLiveModel::makeTrace(const NetStorage& net) {
     trace->isPart = (net.mode & QK_parts) != 0;
     if (needsExtras(net))
         trace->extras =
-            new TraceExtras{net.arrayLeft, net.arrayRight, net.traceWord, net.ppamd, {}};
+            new TraceExtras{.arrayLeft = net.arrayLeft,
+                            .arrayRight = net.arrayRight,
+                            .traceWord = net.traceWord,
+                            .arrayRecord = net.ppamd ? arrayRecordAt(net.ppamd) : nullptr};
+    copiesUnresolved |= net.traceWord || (net.flags & QK_flag_shadow);
     allTraceFlags |= net.flags;
     return trace;
 }
@@ -69,7 +73,8 @@ QkTrace* QkLiveModel::makeHeader(const QkTrace& part) {
     header->nel = part.nel;
     header->isPart = true;
     if (part.isArray())
-        header->extras = new TraceExtras{part.arrayLeft(), part.arrayRight(), nullptr, nullptr, {}};
+        header->extras =
+            new TraceExtras{.arrayLeft = part.arrayLeft(), .arrayRight = part.arrayRight()};
     SameAddress::init(header);
     return header;
 }
@@ -174,6 +179,7 @@ void QkLiveModel::removeTrace(QkTrace* trace) {
             traces_by_address.replace(hash, trace->id, ring->id);
         }
     }
+    if (trace->extras) forgetCopies(trace);
     delete trace->extras;
     traceStore.release(trace->id);
 }

@@ -86,7 +86,10 @@ const char* kelvo_module::qk_get_full_instance_name() {
     return qk_get_scope(false)->fullName.str();
 }
 
-void kelvo_module::qk_finalize_wave() { completeRegistration(true, 0); }
+void kelvo_module::qk_finalize_wave() {
+    completeRegistration(true, 0);
+    if (qk_scope) applyMasterAssigns(*qk_scope);
+}
 
 void kelvo_module::verify_instance_name() {
     if (qk_name_verified) return;

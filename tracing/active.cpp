@@ -44,7 +44,10 @@ void QkTraceWriter::deactivate(QkTrace* trace) {
 void QkTraceWriter::startTracing(QkName* name) {
     QkTrace* const trace = name->trace;
     QK_ASSERT_AS(trace && trace != &gDummyTrace, "nn && nn->trace && (nn->trace != &gDummyTrace)");
-    if (trace->ntrace++ == 0) activate(trace);
+    if (trace->ntrace++ == 0) {
+        activate(trace);
+        if (trace->isArray()) liveModel->followArray(name);
+    }
     switch (name->kind) {
         case kPlainName:
         case kTermName:
@@ -64,7 +67,10 @@ void QkTraceWriter::stopTracing(QkName* name) {
     QK_ASSERT_AS(trace->nTraced() >= trace->nshow, "n->trace->nTraced() >= n->trace->nshow");
     QK_ASSERT_AS(trace->nshow >= 0, "n->trace->nshow >= 0");
     forgetPlan();
-    if (trace->ntrace-- == 1) deactivate(trace);
+    if (trace->ntrace-- == 1) {
+        deactivate(trace);
+        if (trace->isArray()) liveModel->unfollowArray(trace);
+    }
     if (name->kind == kExtractName) {
         std::erase(activeExtracts, name);
     } else {

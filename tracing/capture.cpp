@@ -194,6 +194,27 @@ void QkTraceWriter::recordSlowly(uint32_t position) {
     for (const QkTrace* part = trace->bits; part; part = part->bits) markReaders(part);
 }
 
+void QkTraceWriter::recordElement(QkTrace* array, int64_t index) {
+    array->changed = 1;
+    const bool isWithin = array->isWithinArrayRange(index);
+    QK_ASSERT_AS(isWithin, "isWithinArrayRange(index)");
+    if (!isWithin) return;
+    if (array->nrecord > 0) {
+        openTail();
+        if (lastTime != qk_cycle) stampTime();
+        for (QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
+            if (put == putEnd) nextTail();
+            *put++ = OutputChange{array->vcdSlot, static_cast<uint32_t>(index),
+                                  part->readStorage(array->elementOf(index))};
+        }
+        closeTail();
+    }
+    if (array->nshow == 0) return;
+    TraceNames::each(array->names, [&](const QkName* name) {
+        if (name->show) printShownChange(name, index);
+    });
+}
+
 void QkTraceWriter::recordExtracts() {
     anyDirty = false;
     const std::vector<QkName*> names = activeExtracts;  // printing may come back to the writer

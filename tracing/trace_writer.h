@@ -51,6 +51,9 @@ public:
     void captureEntry();
     /// One comparison pass over the active traces.
     void captureChanges();
+    /// Takes note of a change of an element of a traced array, whose element `index` it is as
+    /// declared.
+    void recordElement(QkTrace* array, int64_t index);
 
     // ---- History and output (tracing/trace_writer.cpp)
 

@@ -1,0 +1,381 @@
+#include "netdb/master_assigns.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <tuple>
+
+#include "netdb/live_model.h"
+#include "run/console_text.h"
+
+namespace {
+
+/// Bytes between two runs that are copied along with them.
+constexpr int64_t kWidestGap = 3;
+constexpr uint32_t kLeastListed = 10, kMostListed = 100;
+
+/// @return the nearest scope from `scope` up that a module has claimed, or null
+QkScope* moduleScope(QkScope* scope) {
+    while (scope && !scope->module) scope = scope->parent;
+    return scope;
+}
+
+/// @return some name that reads a trace, the first bound to it if there is one, or null
+const QkName* anyName(const QkTrace* trace) {
+    if (trace->names) return trace->names;
+    return trace->extras && !trace->extras->exnames.empty() ? trace->extras->exnames.front()
+                                                            : nullptr;
+}
+
+}  // namespace
+
+// ---- Change lists
+
+MasterArrayAssign* QkLiveModel::arrayRecordAt(void* cell) {
+    std::unique_ptr<MasterArrayAssign>& record = arrayRecords[cell];
+    if (!record) {
+        record = std::make_unique<MasterArrayAssign>();
+        record->cell = cell;
+    }
+    ++record->users;
+    const auto handle = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(record.get()));
+    std::memcpy(cell, &handle, sizeof handle);
+    return record.get();
+}
+
+void QkLiveModel::releaseArrayRecord(MasterArrayAssign* record) {
+    // The cell is left as it is: it may have gone with its module's storage.
+    if (--record->users == 0) arrayRecords.erase(record->cell);
+}
+
+namespace {
+
+void attach(MasterArrayAssign* record, QkScope* scope) {
+    record->scope = scope;
+    if (scope) scope->masterArrayAssigns.push_back(record);
+}
+
+void detach(MasterArrayAssign* record) {
+    if (record->scope) std::erase(record->scope->masterArrayAssigns, record);
+    record->scope = nullptr;
+}
+
+void makeList(MasterArrayAssign& record, uint32_t elements) {
+    QK_ASSERT_AS(record.all.empty(), "all == NULL");
+    record.capacity = static_cast<int32_t>(std::clamp(elements / 10, kLeastListed, kMostListed));
+    record.list = std::make_unique<uint32_t[]>(static_cast<size_t>(record.capacity) + 1);
+    record.count = 0;
+}
+
+/// One pass over the changes of an array since the last wave.
+class ArrayWave {
+public:
+    explicit ArrayWave(MasterArrayAssign& arrayRecord) : record(arrayRecord) {}
+
+    void run() {
+        QK_ASSERT_AS(record.owner, "owner");
+        if (!record.owner || (record.list && record.count == 0)) return;
+        QkTrace* const array = record.owner;
+        following = array->nTraced() > 0;
+        if (record.list && record.count <= record.capacity) {
+            applyListed();
+        } else {
+            applyAll();
+        }
+        record.count = 0;
+        // The record may change under what a report sets off.
+        for (const uint32_t element : changed) {
+            const int64_t number = element;
+            qkLiveModel->writer.recordElement(array, array->arrayLeft() > array->arrayRight()
+                                                         ? array->arrayRight() + number
+                                                         : array->arrayRight() - number);
+        }
+    }
+
+private:
+    void applyListed() {
+        // An element that was written twice no longer differs when its turn comes again.
+        for (int i = 0; i < record.count; ++i) {
+            const uint32_t element = record.list[static_cast<size_t>(i)];
+            if (following && anyDiffers(static_cast<int>(element))) changed.push_back(element);
+            for (const auto& buffer : record.all) buffer->copyListed(1, &element);
+        }
+    }
+
+    bool anyDiffers(int element) const {
+        for (const auto& buffer : record.all)
+            if (buffer->ownsShadow() && buffer->differs(element)) return true;
+        return false;
+    }
+
+    void applyAll() {
+        if (following) findAll();
+        for (const auto& buffer : record.all)
+            if (following || !buffer->ownsShadow()) buffer->copyAll();
+    }
+
+    void findAll() {
+        struct Scan {
+            const ValueBuffer* buffer;
+            int next;
+        };
+        std::vector<Scan> scans;  // one for each part of the array
+        for (const auto& buffer : record.all)
+            if (buffer->ownsShadow())
+                scans.push_back(Scan{buffer.get(), buffer->firstDifference(0)});
+        for (;;) {
+            int element = static_cast<int>(record.owner->nel);
+            for (const Scan& scan : scans) element = std::min(element, scan.next);
+            if (element == static_cast<int>(record.owner->nel)) return;
+            changed.push_back(static_cast<uint32_t>(element));
+            for (Scan& scan : scans)
+                if (scan.next == element) scan.next = scan.buffer->firstDifference(element + 1);
+        }
+    }
+
+    MasterArrayAssign& record;
+    bool following = false;
+    std::vector<uint32_t> changed;
+};
+
+}  // namespace
+
+MasterArrayAssign* QkLiveModel::recordFor(QkScope* scope, const QkTrace* part) const {
+    if (part->extras && part->extras->arrayRecord) return part->extras->arrayRecord;
+    for (MasterArrayAssign* record : scope->masterArrayAssigns)
+        if (!record->cell && record->owner == part->header) return record;
+    return new MasterArrayAssign;
+}
+
+void QkLiveModel::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void* to) {
+    QK_ASSERT_AS(part->address, "from");
+    MasterArrayAssign* const record = recordFor(scope, part);
+    QK_ASSERT_AS(record->owner == nullptr || record->owner == part->header,
+                 "(owner == NULL) || (owner == o->header)");
+    record->owner = part->header;
+    if (!record->scope) attach(record, scope);
+    if (record->all.empty()) followed.push_back(record);
+    if (record->cell && !record->list) makeList(*record, part->nel);
+    ArrayWave(*record).run();  // what has been written so far is for the older buffers
+    std::unique_ptr<ValueBuffer> buffer = ValueBuffer::make(
+        part->header, part->address, to, part->width(), part->nel, record->list != nullptr);
+    if (!buffer) {
+        qk_printf("Error: Failed to allocate memory needed to trace array\n");
+        std::exit(1);
+    }
+    buffer->copyAll();
+    record->all.push_back(std::move(buffer));
+}
+
+void QkLiveModel::followArray(const QkName* name) {
+    QkScope* const scope = moduleScope(name->scope);
+    if (!scope) return;
+    QkTrace* const trace = name->trace;
+    for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+        addMasterArrayAssign(scope, part, nullptr);
+}
+
+template <class IsOut>
+void QkLiveModel::eraseBuffers(IsOut&& isOut) {
+    for (size_t i = 0; i < followed.size();) {
+        MasterArrayAssign* const record = followed[i];
+        const size_t erased = std::erase_if(record->all, isOut);
+        if (erased == 0 || !record->all.empty()) {
+            ++i;
+            continue;
+        }
+        followed.erase(followed.begin() + static_cast<ptrdiff_t>(i));
+        detach(record);
+        record->owner = nullptr;
+        record->list.reset();
+        record->count = 0;
+        if (!record->cell) delete record;
+    }
+}
+
+void QkLiveModel::unfollowArray(const QkTrace* header) {
+    eraseBuffers(
+        [&](const auto& buffer) { return buffer->header == header && buffer->ownsShadow(); });
+}
+
+void QkLiveModel::rehomeArrays(QkScope* scope) {
+    const std::vector<MasterArrayAssign*> records = scope->masterArrayAssigns;
+    for (MasterArrayAssign* record : records) {
+        detach(record);
+        const QkName* const name = record->owner ? anyName(record->owner) : nullptr;
+        attach(record, name ? moduleScope(name->scope) : nullptr);
+    }
+}
+
+// ---- Owners
+
+void QkLiveModel::resolveMasterAssigns() {
+    if (assignsStale) {
+        const auto clear = [](auto& self, QkScope* ring) -> void {
+            ScopeRing::each(ring, [&](QkScope* scope) {
+                scope->masterAssigns.clear();
+                self(self, scope->children);
+            });
+        };
+        clear(clear, top_scopes);
+    }
+    if (assignsStale || copiesUnresolved) {
+        TraceRing::each(traces, [&](QkTrace* trace) {
+            const QkName* const name = anyName(trace);
+            if (!name) return;
+            for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+                if (assignsStale) part->resolved = false;
+                resolveMasterAssign(part, name);
+            }
+        });
+    }
+    assignsStale = copiesUnresolved = false;
+}
+
+namespace {
+
+/// @return whether the generator may leave out the owner of a net of this name
+bool mayLackOwner(const char* fullName) {
+    const size_t length = std::strlen(fullName);
+    const auto hasAt = [&](size_t fromEnd, const char* text) {
+        return length > fromEnd &&
+               std::strncmp(fullName + length - fromEnd, text, std::strlen(text)) == 0;
+    };
+    return hasAt(13, "_QK_ACR_PM") || hasAt(10, "_PAM_PM");
+}
+
+}  // namespace
+
+void QkLiveModel::resolveMasterAssign(QkTrace* part, const QkName* name) {
+    if (part->resolved) return;
+    part->resolved = true;
+    const void* const word = part->extras ? part->extras->traceWord : nullptr;
+    if (!word) {
+        if (!(part->flags & QK_flag_shadow)) return;
+        qk_printf("Registration Error (PM) in net %s\n%s", FullName(name).c_str(), kSupportContact);
+        std::exit(1);
+    }
+    QkTrace* const owner = tracesAt(word);
+    if (!owner) {
+        const FullName fullName(name);
+        if (!mayLackOwner(fullName.c_str()))
+            qk_printf("Model warning: owner variable not registered: %s\n", fullName.c_str());
+        return;
+    }
+    if (owner->width() != part->width() || owner->nel != part->nel) {
+        qk_printf("Model warning: owner variables do not match: %s\n", FullName(name).c_str());
+        return;
+    }
+    if (owner->address == part->address) return;
+    if (part->flags & QK_flag_shadow) copyOwner(part, owner, name);
+
+    QkTrace* grouped =
+        SameAddress::find(owner, [](const QkTrace* t) { return t->extras && t->extras->copies; });
+    if (!grouped) {
+        grouped = owner;
+        if (!owner->extras) owner->extras = new TraceExtras;
+        owner->extras->copies = new CopyGroup{{owner}};
+    }
+    CopyGroup* const group = grouped->extras->copies;
+    const bool isMember =
+        std::any_of(group->members.begin(), group->members.end(),
+                    [&](const QkTrace* member) { return member->address == part->address; });
+    if (isMember || part->extras->copies) return;
+    group->members.push_back(part);
+    part->extras->copies = group;
+}
+
+void QkLiveModel::copyOwner(QkTrace* part, QkTrace* owner, const QkName* name) {
+    QkScope* const parent = moduleScope(name->scope);
+    QK_ASSERT(parent);
+    if (!parent) return;
+    if (!part->isArray()) {
+        parent->masterAssigns.push_back(MasterAssign{static_cast<char*>(part->address),
+                                                     static_cast<const char*>(owner->address),
+                                                     part->elementBytes()});
+        return;
+    }
+    for (const MasterArrayAssign* record : followed)
+        for (const auto& buffer : record->all)
+            if (buffer->shadow() == part->address && buffer->source() == owner->address) return;
+    addMasterArrayAssign(parent, owner, part->address);
+}
+
+CopyGroup* copiesOf(QkTrace* trace) {
+    if (trace->extras && trace->extras->copies) return trace->extras->copies;
+    if (trace->sameAddr_n == trace) return nullptr;
+    const QkTrace* const grouped =
+        SameAddress::find(trace, [](const QkTrace* t) { return t->extras && t->extras->copies; });
+    return grouped ? grouped->extras->copies : nullptr;
+}
+
+void QkLiveModel::forgetCopies(QkTrace* trace) {
+    TraceExtras& extras = *trace->extras;
+    if (trace->isArray() && trace->address && !followed.empty()) {
+        eraseBuffers([&](const auto& buffer) {
+            return buffer->shadow() == trace->address || buffer->source() == trace->address;
+        });
+    }
+    if (extras.arrayRecord) releaseArrayRecord(extras.arrayRecord);
+    CopyGroup* const group = extras.copies;
+    if (!group) return;
+    assignsStale = true;
+    std::erase(group->members, trace);
+    if (group->members.size() > 1) return;
+    for (const QkTrace* last : group->members) last->extras->copies = nullptr;
+    delete group;
+}
+
+// ---- Scalars
+
+void QkLiveModel::prepareMasterAssigns(QkScope* scope) const {
+    std::vector<MasterAssign>& assigns = scope->masterAssigns;
+    QK_ASSERT_AS(!assigns.empty(), "masterAssigns != NULL");
+    std::sort(assigns.begin(), assigns.end(), [](const MasterAssign& a, const MasterAssign& b) {
+        return std::tie(a.to, a.from, b.bytes) < std::tie(b.to, b.from, a.bytes);
+    });
+    const auto holdsNet = [&](const char* gap, int64_t bytes) {
+        for (int64_t i = 0; i < bytes; ++i)
+            if (tracesAt(gap + i)) return true;
+        return false;
+    };
+    size_t last = 0;
+    for (size_t i = 1; i < assigns.size(); ++i) {
+        MasterAssign& ma = assigns[last];
+        const MasterAssign& man = assigns[i];
+        // The plain and the inverted form of a net are one copy.
+        if (man.to - ma.to == man.from - ma.from && man.to + man.bytes <= ma.to + ma.bytes)
+            continue;
+        QK_ASSERT(ma.to < man.to);
+        QK_ASSERT_AS(man.to >= ma.to + ma.bytes, "o.to >= (to + bytes)");
+        const int64_t gap = man.to - (ma.to + ma.bytes);
+        const bool together = gap == man.from - (ma.from + ma.bytes) && gap >= 0 &&
+                              gap <= kWidestGap && !holdsNet(ma.to + ma.bytes, gap) &&
+                              !holdsNet(ma.from + ma.bytes, gap);
+        if (together)
+            ma.bytes += gap + man.bytes;
+        else
+            assigns[++last] = man;
+    }
+    assigns.resize(last + 1);
+}
+
+namespace {
+
+void copy(const MasterAssign& assign) {
+    switch (assign.bytes) {
+        case 1: std::memcpy(assign.to, assign.from, 1); return;
+        case 2: std::memcpy(assign.to, assign.from, 2); return;
+        case 4: std::memcpy(assign.to, assign.from, 4); return;
+        case 8: std::memcpy(assign.to, assign.from, 8); return;
+        default: std::memmove(assign.to, assign.from, static_cast<size_t>(assign.bytes));
+    }
+}
+
+}  // namespace
+
+void applyMasterAssigns(QkScope& scope) {
+    for (size_t i = 0; i < scope.masterArrayAssigns.size(); ++i)
+        ArrayWave(*scope.masterArrayAssigns[i]).run();
+    for (const MasterAssign& assign : scope.masterAssigns) copy(assign);
+}
