@@ -8,12 +8,13 @@
 #include "base/storage.h"
 
 ValueBuffer::ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* shadowStorage,
-                         int width, uint32_t elements)
+                         int width, uint32_t count)
     : header(traceHeader),
       live(static_cast<const char*>(liveStorage)),
       copy(static_cast<char*>(shadowStorage)),
-      bytes(int64_t{elements} * storageBytes(width)),
-      elementBytes(storageBytes(width)) {
+      bytes(int64_t{count} * storageBytes(width)),
+      elementBytes(storageBytes(width)),
+      elements(static_cast<int>(count)) {
     if (copy) return;
     owned.reset(new (std::nothrow) char[static_cast<size_t>(bytes)]);
     copy = owned.get();
@@ -46,7 +47,7 @@ int ValueBuffer::firstDifference(int from) const {
         const int64_t byte = std::mismatch(begin, begin + count, live + at).first - copy;
         return static_cast<int>(byte / elementBytes);
     }
-    return elementCount();
+    return elements;
 }
 
 namespace {
@@ -58,14 +59,14 @@ public:
     using ValueBuffer::ValueBuffer;
     bool differs(int a) const override {
         QK_ASSERT(a >= 0);
-        QK_ASSERT_AS(a < elementCount(), "a < (int)(bytes / sizeof(Type))");
-        if (a < 0 || a >= elementCount()) return false;
+        QK_ASSERT_AS(a < elements, "a < (int)(bytes / sizeof(Type))");
+        if (a < 0 || a >= elements) return false;
         return at(copy, a) != at(live, a);
     }
     void copyListed(int count, const uint32_t* list) override {
         for (int i = 0; i < count; ++i) {
             const size_t offset = list[i] * sizeof(Type);
-            if (list[i] < static_cast<uint32_t>(elementCount()))
+            if (list[i] < static_cast<uint32_t>(elements))
                 std::memcpy(copy + offset, live + offset, sizeof(Type));
         }
     }
@@ -81,14 +82,14 @@ private:
 }  // namespace
 
 std::unique_ptr<ValueBuffer> ValueBuffer::make(QkTrace* header, const void* live, void* shadow,
-                                               int width, uint32_t elements, bool listed) {
+                                               int width, uint32_t count, bool listed) {
     ValueBuffer* made = nullptr;
     const auto makeAs = [&](auto type) {
         using Type = decltype(type);
-        made = new TypedValueBuffer<Type>(header, live, shadow, width, elements);
+        made = new TypedValueBuffer<Type>(header, live, shadow, width, count);
     };
     if (!listed) {
-        made = new ValueBuffer(header, live, shadow, width, elements);
+        made = new ValueBuffer(header, live, shadow, width, count);
     } else {
         switch (storageBytes(width)) {
             case 1: makeAs(uint8_t{}); break;

@@ -16,7 +16,7 @@ public:
     /// @param listed  elements are compared one by one rather than the array as a whole
     /// @return null when memory for the shadow could not be had
     static std::unique_ptr<ValueBuffer> make(QkTrace* header, const void* live, void* shadow,
-                                             int width, uint32_t elements, bool listed);
+                                             int width, uint32_t count, bool listed);
     virtual ~ValueBuffer();
     ValueBuffer(const ValueBuffer&) = delete;
     ValueBuffer& operator=(const ValueBuffer&) = delete;
@@ -32,19 +32,20 @@ public:
 
     const void* source() const { return live; }
     const char* shadow() const { return copy; }
-    int elementCount() const { return static_cast<int>(bytes / elementBytes); }
+    int elementCount() const { return elements; }
     bool ownsShadow() const { return owned != nullptr; }
 
     QkTrace* const header;  ///< of the trace that the buffer belongs to
 
 protected:
     ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* shadowStorage, int width,
-                uint32_t elements);
+                uint32_t count);
 
     const char* live;
     char* copy;
     int64_t bytes;
     int elementBytes;
+    int elements;
 
 private:
     std::unique_ptr<char[]> owned;

@@ -1,6 +1,7 @@
 // Registration, completion and look-up beside plain containers.
 #include <sys/mman.h>
 
+#include <cstring>
 #include <unordered_map>
 
 #include "bench/compare.h"
@@ -117,5 +118,92 @@ void BM_PatternWalk(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(count));
 }
 BENCHMARK(BM_PatternWalk)->Arg(10000)->Arg(100000)->Arg(1000000)->UseManualTime();
+
+/// A wave that copies 10,000 nets from their owners, beside one copy of the same bytes.
+/// @param state  range 0: bytes from a net to the next, 4 when they lie together
+void BM_CopyOwners(benchmark::State& state) {
+    constexpr size_t count = 10000;
+    const auto stride = static_cast<size_t>(state.range(0));
+    std::vector<unsigned char> owners(count * stride), shadows(count * stride);
+    std::vector<std::string> names;
+    for (size_t i = 0; i < count; ++i) names.push_back("n" + std::to_string(i));
+    std::vector<QkGRNet> owned, copied;
+    for (size_t i = 0; i < count; ++i) {
+        const int id = static_cast<int>(i) + 1;
+        owned.push_back(
+            {0, id, names[i].c_str(), &owners[i * stride], 31, 0, 1, 0, 0, 0, 0, nullptr, nullptr});
+        copied.push_back({0, id, names[i].c_str(), &shadows[i * stride], 31, 0, 1, 0, 0, 0,
+                          QK_flag_shadow, &owners[i * stride], nullptr});
+    }
+    kelvo_module top("bench", "top"), child("bench", "child");
+    for (const auto& [module, rows] : {std::pair{&top, &owned}, {&child, &copied}}) {
+        QkRegistration::start(module, 1, static_cast<int>(rows->size()), false);
+        QkRegistration::addNets(module, static_cast<int>(rows->size()), rows->data());
+        QkRegistration::end(module);
+    }
+    child.qk_finalize_wave();
+    std::vector<unsigned char> from(count * 4), to(count * 4);
+    compareWithLimit(
+        state,
+        [&] {
+            child.qk_finalize_wave();
+            benchmark::ClobberMemory();
+        },
+        [&] {
+            std::memcpy(to.data(), from.data(), from.size());
+            benchmark::ClobberMemory();
+        });
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(count) * 4);
+}
+BENCHMARK(BM_CopyOwners)->Arg(4)->Arg(16)->UseManualTime();
+
+/// Waves with eight noted writes to a traced array, beside the same writes to a plain one and an
+/// entry of 16 bytes for each. The cost is to be the same for arrays of all sizes.
+void BM_TracedArray(benchmark::State& state) {
+    constexpr uint32_t writes = 8;
+    constexpr int waves = 1000;
+    const auto elements = static_cast<uint32_t>(state.range(0));
+    std::vector<uint32_t> memory(elements), plain(elements);
+    uint64_t cell = 0;
+    const QkGRNet row{
+        0, 1, "memory", memory.data(), 31, 0, 1 | QK_array, 0, static_cast<int>(elements) - 1,
+        0, 0, nullptr,  &cell};
+    kelvo_module module("bench", "top");
+    QkRegistration::start(&module, 1, 1, false);
+    QkRegistration::addNets(&module, 1, &row);
+    QkRegistration::end(&module);
+    qk_cli("trace *");
+    qk_traceto("/dev/null");
+    auto* const record = reinterpret_cast<MasterArrayAssign*>(cell);
+    std::vector<uint64_t> entries(writes * waves * 2);
+    Random random;
+    std::vector<uint32_t> places;
+    for (uint32_t i = 0; i < writes * waves; ++i)
+        places.push_back(static_cast<uint32_t>(random()) % elements);
+    uint32_t value = 0;
+    compareWithLimit(
+        state,
+        [&] {
+            for (size_t wave = 0; wave < waves; ++wave) {
+                ++qk_cycle;
+                for (size_t i = 0; i < writes; ++i) {
+                    memory[places[wave * writes + i]] = ++value;
+                    record->note(places[wave * writes + i]);
+                }
+                module.qk_finalize_wave();
+            }
+        },
+        [&] {
+            for (size_t i = 0; i < places.size(); ++i) {
+                plain[places[i]] = ++value;
+                entries[2 * i] = places[i];
+                entries[2 * i + 1] = value;
+            }
+            benchmark::ClobberMemory();
+        });
+    qk_traceclose();
+    state.SetItemsProcessed(state.iterations() * waves * writes);
+}
+BENCHMARK(BM_TracedArray)->Arg(1000)->Arg(100000)->Arg(10000000)->UseManualTime();
 
 }  // namespace
