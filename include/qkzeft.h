@@ -7,11 +7,14 @@
 #define QKZEFT_H
 
 #include "qkzeft_api.h"
+#include "qkzeft_arrays.h"
 #include "qkzeft_console.h"
 #include "qkzeft_licence.h"
+#include "qkzeft_memory.h"
 #include "qkzeft_module.h"
 #include "qkzeft_registration.h"
 #include "qkzeft_run.h"
 #include "qkzeft_value_list.h"
+#include "qkzeft_wide.h"
 
 #endif

@@ -1,0 +1,41 @@
+// Tagged memory for generated code, and reading nets by address or name.
+#ifndef QKZEFT_MEMORY_H
+#define QKZEFT_MEMORY_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "qkzeft_api.h"
+
+extern "C" {
+
+/// Allocates memory, to be released by qk_free() or free(). When there is none left, prints a
+/// message to the standard error stream and ends the process with status 1.
+/// @param size  bytes; 0 gives a block too
+/// @param tag   names the caller in the message
+/// @return the block, never null
+QK_API void* qk_malloc(size_t size, const char* tag);
+/// Resizes a block as realloc() does, and fails as qk_malloc() does.
+/// @param block  null allocates one
+/// @param size   bytes; 0 releases a block and gives null
+QK_API void* qk_realloc(void* block, size_t size, const char* tag);
+/// Releases a block of qk_malloc() or qk_realloc(); null is ignored.
+QK_API void qk_free(void* block);
+
+/// Reads a net's storage: 1, 2, 4 or 8 bytes by its width, at any alignment.
+/// @param width  bits, of which the low 8 bits count; 1 to 64
+/// @return what the storage holds; 0 with a message for a null address or another width
+QK_API uint64_t qk_getval(const void* address, int width);
+/// Finds a net's storage by its full name. A pattern with '*' has to match one net only.
+/// @param name  null finds nothing
+/// @return the storage; null when there is no one such net, for slices and virtual variables, and
+///         for nets held in several variables
+QK_API void* qk_graphics_ptr(const char* name);
+/// The same, with the net's polarity.
+/// @param inverted  if not null, receives whether the storage holds the net inverted; false when
+///                  null is returned
+QK_API void* qk_ptr(const char* name, bool* inverted);
+
+}  // extern "C"
+
+#endif
