@@ -29,15 +29,16 @@ continue $((cycles * 10))
 lstofile ram.ls soc.u_ram.words[]
 lstofile regs.ls soc.u_cpu.u_rf.regs[]
 lstofile fifo.ls soc.u_fifo.slots[]
+lstofile trail.ls soc.u_sig.trail[]
 continue
 END
 "$soc" -n $cycles -c run.cmd "$example/prog/sort.hex" >model.log </dev/null || fail "$(tail model.log)"
 
-"$vcdcmp" --map tb.dut.=soc. --all --min-vars 225 icarus.vcd model.vcd || fail "the dumps differ"
+"$vcdcmp" --map tb.dut.=soc. --all --min-vars 230 icarus.vcd model.vcd || fail "the dumps differ"
 
 # Memories, as lines of index and word. Icarus writes the words from index 0 up; a row of the listing
 # begins with its first and last index.
-for memory in ram regs fifo; do
+for memory in ram regs fifo trail; do
     grep -v '^//' $memory.mem | tr -s ' ' '\n' | awk '{ print NR - 1, $1 }' >$memory.icarus
     awk '/^\[/ {
         split(substr($1, 2), row, /[]:]/)

@@ -89,8 +89,8 @@ void cpu::clock() {
     ex_imm = id_imm;
     ex_rs1 = id_rs1;
     ex_rs2 = id_rs2;
-    ex_rd = id_rd;
-    ex_funct3 = funct3;
+    ex_rd = id_rd();
+    ex_funct3 = funct3();
     ex_alu_op = id_alu_op;
     ex_use_imm = id_use_imm;
     ex_branch = is_branch;
@@ -145,9 +145,7 @@ uint32_t cpu::immediate() const {
 }
 
 void cpu::decode() {
-    opcode = id_instr & 0x7f;
-    funct3 = static_cast<uint8_t>(field(id_instr, 14, 12));
-    id_rd = static_cast<uint8_t>(field(id_instr, 11, 7));
+    const uint32_t opcode = id_instr & 0x7f;
     id_rs1 = static_cast<uint8_t>(field(id_instr, 19, 15));
     id_rs2 = static_cast<uint8_t>(field(id_instr, 24, 20));
     is_lui = opcode == 0x37;
@@ -160,14 +158,14 @@ void cpu::decode() {
     is_alui = opcode == 0x13;
     id_sign = static_cast<uint8_t>(id_instr >> 31);
     id_imm = immediate();
-    id_shift_right = funct3 == 5;
+    id_shift_right = funct3() == 5;
     const uint32_t bit30 = field(id_instr, 30, 30);
     id_alu_op = static_cast<uint8_t>(is_lui    ? kPassB
-                                     : is_alu  ? bit30 << 3 | funct3
-                                     : is_alui ? (bit30 & id_shift_right) << 3 | funct3
+                                     : is_alu  ? bit30 << 3 | funct3()
+                                     : is_alui ? (bit30 & id_shift_right) << 3 | funct3()
                                                : 0);
     id_use_imm = !(is_alu | is_branch);
-    id_writes = (is_lui | is_jal | is_jalr | is_load | is_alu | is_alui) && id_rd != 0;
+    id_writes = (is_lui | is_jal | is_jalr | is_load | is_alu | is_alui) && id_rd() != 0;
 
     u_rf_bypass1 = wb_write && wb_rd == id_rs1;
     u_rf_bypass2 = wb_write && wb_rd == id_rs2;

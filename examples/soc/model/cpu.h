@@ -77,9 +77,6 @@ public:
     uint32_t pc_next;
     uint8_t wait_bus;
     uint8_t load_byte;
-    uint8_t opcode;
-    uint8_t funct3;
-    uint8_t id_rd;
     uint8_t id_rs1;
     uint8_t id_rs2;
     uint8_t is_lui;
@@ -118,6 +115,8 @@ public:
     uint8_t u_rf_bypass2;
 
 private:
+    uint8_t id_rd() const { return id_instr >> 7 & 31; }
+    uint8_t funct3() const { return id_instr >> 12 & 7; }
     void decode();
     void execute();
     uint32_t immediate() const;

@@ -4,6 +4,10 @@
 // address is the place of the object's pointer to the storage. Instances that were dissolved into
 // the module around them are plain scopes of it. Their ports are plain nets, in the storage of what
 // they are connected to, or inputs through the same pointer as the input around them.
+//
+// Nets that the design has and the model has not are rows all the same: with the id of the net that
+// stands for them, negative if that is their inverse; or, when they are slices of another net or
+// ports connected to it, rows of the tables of slices and terms.
 #ifndef SOC_NETLIST_H
 #define SOC_NETLIST_H
 
@@ -12,12 +16,8 @@
 const unsigned kNet = 0;          // type code of a net inside a module
 const unsigned kRegister = 0x20;  // one bit of QK_flag_register
 
-template <int N>
-int netCount(const QkGRNet (&)[N]) {
-    return N;
-}
-template <int N>
-int scopeCount(const QkGRScope (&)[N]) {
+template <class Row, int N>
+int rowCount(const Row (&)[N]) {
     return N;
 }
 

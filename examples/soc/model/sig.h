@@ -1,6 +1,7 @@
 // Model of rtl/sig.v, in the form that the generator emits.
 //
-// The 100-bit nets are held in two variables each: bits 63 to 0 and bits 99 to 64.
+// The 100-bit nets are held in two variables each: bits 63 to 0 and bits 99 to 64. Nets that are
+// held in the enclosing module have copies here, for their names; the logic reads the masters.
 #ifndef SOC_SIG_H
 #define SOC_SIG_H
 
@@ -17,10 +18,10 @@ public:
 
     // ports, set by the enclosing module
     const uint8_t* clk;
-    const uint8_t* rst_n;
+    const uint8_t* master_rst_n;
     const uint8_t* update;
-    const uint32_t* addr;
-    const uint32_t* wdata;
+    const uint32_t* master_addr;
+    const uint32_t* master_wdata;
     const uint8_t* index;
     uint32_t* rdata;
 
@@ -30,7 +31,18 @@ public:
     uint64_t inject_1;
     uint64_t next_0;
     uint64_t next_1;
+    uint64_t trail_0[8];  // [0:7], so element 7 first
+    uint64_t trail_1[8];
+
+    // copies of nets of the enclosing module, which the library keeps up
+    uint8_t rst_n;
+    uint32_t addr;
+    uint32_t wdata;
+
+    uint64_t trail_list;  // handle of the list of changed elements
     uint8_t carry;
+    uint8_t slot;
+    int32_t clear_i;
 };
 
 #endif

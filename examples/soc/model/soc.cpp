@@ -12,6 +12,7 @@ soc::soc(const uint8_t* clk_, const uint8_t* rst_n_, uint8_t* txd_, uint16_t* le
       leds(leds_),
       clk_before(0),
       u_rom_words(),
+      u_ram_words_list(0),
       u_uart(&uclk, &tx_req),
       u_link_u_ack_sync(clk_, &tx_ack, &u_link_ack_seen) {
     connect();
@@ -33,15 +34,15 @@ void soc::connect() {
 
     u_sig.qk_setup("u_sig", this);
     u_sig.clk = clk;
-    u_sig.rst_n = rst_n;
+    u_sig.master_rst_n = rst_n;
     u_sig.update = &sig_update;
-    u_sig.addr = &bus_addr;
-    u_sig.wdata = &bus_wdata;
+    u_sig.master_addr = &bus_addr;
+    u_sig.master_wdata = &bus_wdata;
     u_sig.index = &bus_addr_3_2;
     u_sig.rdata = &sig_rdata;
 
     u_uart.qk_setup("u_uart", this);
-    u_uart.rst_n = rst_n;
+    u_uart.master_rst_n = rst_n;
     u_uart.data = &tx_data;
     u_uart.ack = &tx_ack;
     u_uart.txd = txd;
@@ -88,6 +89,8 @@ void soc::step() {
         settle();
     }
     qk_finalize_wave();
+    u_sig.qk_finalize_wave();
+    u_uart.qk_finalize_wave();
 }
 
 // Registers read nets of other modules as they were before the edge: nothing settles in between,
@@ -97,7 +100,9 @@ void soc::clockRising() {
     u_cpu.clock();
     u_sig.clock();
     u_link_u_ack_sync.clock();
-    if (ram_write) u_ram_words[u_ram_word] = bus_wdata;
+    if (ram_write && qk_array_write_check_fn(0, "u_ram.words", u_ram_word, u_ram_words_list, 255)) {
+        u_ram_words[u_ram_word] = bus_wdata;
+    }
     clockTimer();
     clockFifo();
     u_clkdiv_running = 1;
@@ -148,7 +153,7 @@ void soc::clockFifo() {
         return;
     }
     if (u_fifo_do_push) {
-        u_fifo_slots[15 - u_fifo_tail] = u_fifo_din;
+        u_fifo_slots[15 - u_fifo_tail] = bus_wdata & 0xff;
         u_fifo_used = static_cast<uint16_t>(u_fifo_used | 1 << (15 - u_fifo_tail));
         u_fifo_tail = (u_fifo_tail + 1) & 15;
     }
@@ -168,15 +173,15 @@ void soc::settle() {
 }
 
 void soc::settleBus() {
-    bus_page = static_cast<uint16_t>(bus_addr >> 4);
+    const unsigned page = bus_addr >> 4 & 15;
     bus_addr_3_2 = bus_addr >> 2 & 3;
     sel_rom = bus_addr >> 28 == 0;
     sel_ram = bus_addr >> 28 == 1;
     sel_io = bus_addr >> 28 == 2;
-    sel_timer = sel_io && (bus_page & 15) == 0;
-    sel_uart = sel_io && (bus_page & 15) == 1;
-    sel_sig = sel_io && (bus_page & 15) == 2;
-    sel_leds = sel_io && (bus_page & 15) == 3;
+    sel_timer = sel_io && page == 0;
+    sel_uart = sel_io && page == 1;
+    sel_sig = sel_io && page == 2;
+    sel_leds = sel_io && page == 3;
 
     imem_data = u_rom_words[imem_addr >> 2 & 255];
     rom_rdata = u_rom_words[bus_addr >> 2 & 255];
@@ -190,7 +195,6 @@ void soc::settleBus() {
     timer_write = sel_timer & bus_write;
 
     u_link_u_ack_sync.settle();
-    u_fifo_din = bus_wdata & 0xff;
     fifo_push = sel_uart & bus_write;
     fifo_full = fifo_level >> 4;
     fifo_empty = fifo_level == 0;

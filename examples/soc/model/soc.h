@@ -46,7 +46,6 @@ public:
     uint32_t ram_rdata;
     uint32_t timer_rdata;
     uint32_t sig_rdata;
-    uint16_t bus_page;
     uint8_t bus_read;
     uint8_t bus_write;
     uint8_t bus_ready;
@@ -75,6 +74,7 @@ public:
     // u_rom, u_ram: [255:0], so word 0 first
     uint32_t u_rom_words[kRomWords];
     uint32_t u_ram_words[256];
+    uint64_t u_ram_words_list;  // handle of the list of changed elements
     int32_t u_ram_clear_i;
     uint8_t u_ram_word;
 
@@ -88,7 +88,6 @@ public:
     uint8_t u_fifo_slots[16];  // [0:15], so slot 15 first
     uint16_t u_fifo_used;
     int32_t u_fifo_clear_i;
-    uint8_t u_fifo_din;
     uint8_t u_fifo_head;
     uint8_t u_fifo_tail;
     uint8_t u_fifo_do_push;

@@ -13,8 +13,8 @@ void sync2::qk_netlist() {
         {0, 3, "q", &q, 0, 0, QK_type_output, 0, 0, 0, 0, nullptr, nullptr},
         {0, 4, "stage", &stage, 1, 0, kNet, 0, 0, 0, kRegister, nullptr, nullptr},
     };
-    QkRegistration::start(this, 1, netCount(nets), false);
-    QkRegistration::addNets(this, netCount(nets), nets);
+    QkRegistration::start(this, 1, rowCount(nets), false);
+    QkRegistration::addNets(this, rowCount(nets), nets);
     QkRegistration::end(this);
 }
 

@@ -6,7 +6,7 @@
 uart::uart(const uint8_t* uclk_, const uint8_t* req_)
     : kelvo_module("uart"),
       uclk(uclk_),
-      rst_n(nullptr),
+      master_rst_n(nullptr),
       req(req_),
       data(nullptr),
       ack(nullptr),
@@ -17,6 +17,7 @@ uart::uart(const uint8_t* uclk_, const uint8_t* req_)
       baud(0),
       busy(0),
       start(0),
+      rst_n(0),
       u_req_sync(uclk_, req_, &req_seen) {
     u_req_sync.qk_setup("u_req_sync", this);
 }
@@ -25,7 +26,7 @@ void uart::qk_netlist() {
     const QkGRNet nets[] = {
         {0, 1, "uclk", &uclk, 0, 0, QK_type_input, 0, 0, 0, kRegister | QK_flag_clock, nullptr,
          nullptr},
-        {0, 2, "rst_n", &rst_n, 0, 0, QK_type_input, 0, 0, 0, 0, nullptr, nullptr},
+        {0, 2, "rst_n", &rst_n, 0, 0, kNet, 0, 0, 0, QK_flag_shadow, master_rst_n, nullptr},
         {0, 3, "req", &req, 0, 0, QK_type_input, 0, 0, 0, kRegister, nullptr, nullptr},
         {0, 4, "data", &data, 7, 0, QK_type_input, 0, 0, 0, kRegister, nullptr, nullptr},
         {0, 5, "ack", &ack, 0, 0, QK_type_output, 0, 0, 0, kRegister, nullptr, nullptr},
@@ -35,10 +36,12 @@ void uart::qk_netlist() {
         {0, 9, "bits_left", &bits_left, 3, 0, kNet, 0, 0, 0, kRegister, nullptr, nullptr},
         {0, 10, "baud", &baud, 1, 0, kNet, 0, 0, 0, kRegister, nullptr, nullptr},
         {0, 11, "busy", &busy, 0, 0, kNet, 0, 0, 0, 0, nullptr, nullptr},
-        {0, 12, "start", &start, 0, 0, kNet, 0, 0, 0, 0, nullptr, nullptr},
+        {0, 12, "idle", nullptr, 0, 0, kNet, 0, 0, -11, QK_flag_replaced, nullptr, nullptr},
+        {0, 13, "start", &start, 0, 0, kNet, 0, 0, 0, 0, nullptr, nullptr},
     };
-    QkRegistration::start(this, 1, netCount(nets), false);
-    QkRegistration::addNets(this, netCount(nets), nets);
+    QkRegistration::start(this, 1, rowCount(nets), false);
+    QkRegistration::addNets(this, rowCount(nets), nets);
+    QkRegistration::addExtracts(this, 0, nullptr);  // replacements are carried out here
     QkRegistration::end(this);
     u_req_sync.qk_netlist();
 }
@@ -53,7 +56,7 @@ void uart::initials() {
 
 void uart::clock() {
     u_req_sync.clock();
-    if (!*rst_n) {
+    if (!*master_rst_n) {
         shift = 0x3ff;
         bits_left = 0;
         baud = 0;

@@ -17,7 +17,7 @@ public:
 
     // ports, set by the enclosing module
     const uint8_t* uclk;
-    const uint8_t* rst_n;
+    const uint8_t* master_rst_n;
     const uint8_t* req;
     const uint8_t* data;
     uint8_t* ack;
@@ -29,6 +29,7 @@ public:
     uint8_t baud;
     uint8_t busy;
     uint8_t start;
+    uint8_t rst_n;  // a copy, which the library keeps up
 
     sync2 u_req_sync;
 };

@@ -71,6 +71,7 @@ module cpu (
     assign bus_write = mem_valid & mem_store;
 
     wire        wait_bus  = (bus_read | bus_write) & ~bus_ready;
+    wire        advance   = ~wait_bus;
     wire [7:0]  load_byte = bus_rdata >> {mem_result[1:0], 3'b000};
     wire [31:0] load_data = mem_byte ? {24'd0, load_byte} : bus_rdata;
 
@@ -170,7 +171,7 @@ module cpu (
             wb_write    <= 1'b0;
             wait_cycles <= 48'd0;
             retired     <= 0;
-        end else if (wait_bus) begin
+        end else if (!advance) begin
             wait_cycles <= wait_cycles + 48'd1;
         end else begin
             pc <= pc_next;

@@ -3,7 +3,7 @@
 //   +image=FILE   program for the design's ROM, words in hexadecimal
 //   +cycles=N     clock cycles to run, default 120000
 //   +vcd=FILE     dump all nets of the design
-//   +memories     write ram.mem, regs.mem and fifo.mem at the end
+//   +memories     write ram.mem, regs.mem, fifo.mem and trail.mem at the end
 //
 // Prints each line that the design sends, as "uart: text".
 `timescale 1ns / 1ns
@@ -51,6 +51,7 @@ module tb;
             $writememh("ram.mem", dut.u_ram.words, 0, 255);
             $writememh("regs.mem", dut.u_cpu.u_rf.regs, 0, 31);
             $writememh("fifo.mem", dut.u_fifo.slots, 0, 15);
+            $writememh("trail.mem", dut.u_sig.trail, 0, 7);
         end
         $finish;
     end

@@ -22,7 +22,8 @@ module uart (
     reg  [3:0] bits_left = 4'd0;
     reg  [1:0] baud      = 2'd0;
     wire       busy      = bits_left != 4'd0;
-    wire       start     = ~busy & (req_seen != ack);
+    wire       idle      = ~busy;
+    wire       start     = idle & (req_seen != ack);
 
     assign txd = shift[0];
 
