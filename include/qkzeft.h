@@ -8,6 +8,7 @@
 
 #include "qkzeft_api.h"
 #include "qkzeft_console.h"
+#include "qkzeft_memimage.h"
 #include "qkzeft_module.h"
 #include "qkzeft_registration.h"
 #include "qkzeft_run.h"
