@@ -26,12 +26,13 @@ using Classes = std::array<uint8_t, 256>;
 constexpr Classes makeClasses(int base) {
     Classes classes{};
     for (size_t c = 0; c < classes.size(); ++c) classes[c] = c <= ' ' || c >= 127 ? kBlank : kOther;
-    for (uint8_t digit = 0; digit < base; ++digit) {
-        if (digit < 10) {
-            classes['0' + size_t{digit}] = digit;
+    for (size_t i = 0; i < static_cast<size_t>(base); ++i) {
+        const auto digit = static_cast<uint8_t>(i);
+        if (i < 10) {
+            classes['0' + i] = digit;
         } else {
-            classes['a' + size_t{digit} - 10] = digit;
-            classes['A' + size_t{digit} - 10] = digit;
+            classes['a' + i - 10] = digit;
+            classes['A' + i - 10] = digit;
         }
     }
     for (const char c : {'x', 'X', 'z', 'Z'}) classes[static_cast<size_t>(c)] = kUnknownDigit;
@@ -78,13 +79,10 @@ public:
     /// Lines the value up to the right, for field().
     void align() {
         chunks.assign(1, current);
-        for (auto word = above.rbegin(); word != above.rend(); ++word) {
-            if (used == QK_MAXUBITS) {
-                chunks.push_back(*word);
-            } else {
-                chunks.back() |= *word << used;
-                chunks.push_back(*word >> (QK_MAXUBITS - used));
-            }
+        for (size_t i = above.size(); i-- > 0;) {
+            const uint64_t word = above[i];
+            if (used < QK_MAXUBITS) chunks.back() |= word << used;
+            chunks.push_back(used < QK_MAXUBITS ? word >> (QK_MAXUBITS - used) : word);
         }
     }
     /// @return 64 bits from bit `offset` on
