@@ -123,6 +123,7 @@ struct Part {
     uint64_t mask;
     int offset;  ///< of its lowest bit within the value
     uint64_t inversion;
+    bool hasCopies;
 };
 
 int offsetInValue(const QkTrace* array, const QkTrace* part) {
@@ -202,7 +203,8 @@ ImageReader::ImageReader(QkTrace* theArray, const MemoryImage& image)
         if (!part->address || part->nel != array->nel) continue;
         parts.push_back({part, static_cast<char*>(part->address), part->elementBytes(),
                          bitMask(part->width()), offsetInValue(array, part),
-                         part->invert ? bitMask(part->width()) : 0});
+                         part->invert ? bitMask(part->width()) : 0,
+                         part->sameAddr_n && copiesOf(part)});  // plain memory is in no ring
     }
 }
 
@@ -407,6 +409,12 @@ bool ImageReader::readWideValue() {
 void ImageReader::store() {
     const auto element = static_cast<size_t>(position());
     const auto storePart = [&](const Part& part, uint64_t value) {
+        if (part.hasCopies) {
+            const BitRange& range = part.trace->range;
+            const int lowestBit = range.isRange && range.reversed ? range.msb : range.lsb;
+            writeBits(part.trace, index, lowestBit, range.width, value & part.mask);
+            return;
+        }
         storeStorage(part.place + element * static_cast<size_t>(part.bytes), part.bytes,
                      (value & part.mask) ^ part.inversion);
     };

@@ -295,6 +295,20 @@ TEST_F(ReadmemTest, MarksTheChangeListAndKeepsPolarity) {
     EXPECT_EQ(model.mem[9], 0xf0);
 }
 
+TEST_F(ReadmemTest, ReachesCopiesOfTheArray) {
+    static uint16_t owner[3], copy[3];
+    QkGRNet rows[] = {net(0, 1, "mem", owner, 8, 0, 1 | QK_array),
+                      net(0, 1, "mem", copy, 8, 0, 1 | QK_array)};
+    for (QkGRNet& row : rows) row.array_left = 2;
+    rows[1].trace_word = owner;
+    registerNets("owner", {rows[0]});
+    registerNets("child", {rows[1]});
+    writeFile("f", "1ff 2 3");
+    EXPECT_EQ(qk_readmemh("child.mem", "f"), 1);
+    EXPECT_THAT(owner, testing::ElementsAre(0x1ff, 2, 3));
+    EXPECT_THAT(copy, testing::ElementsAre(0x1ff, 2, 3));
+}
+
 using ReadmemDeathTest = ConsoleTest;
 
 TEST_F(ReadmemDeathTest, AssertsThePlainFormsArguments) {
