@@ -45,7 +45,7 @@ constexpr Classes kHexadecimal = makeClasses(16), kBinary = makeClasses(2);
 /// The digits of one value.
 class Digits {
 public:
-    explicit Digits(int base) : digitBits(base == 2 ? 1 : 4) {}
+    explicit Digits(int base) : digitBits(base == 2 ? 1 : 4), wordDigits(QK_MAXUBITS / digitBits) {}
 
     void clear() {
         above.clear();
@@ -53,36 +53,33 @@ public:
         used = 0;
         before = 0;
     }
-    int64_t count() const { return before + used / digitBits; }
-    /// Adds a run of digits. There are kWordDigits readable characters behind its end.
+    int64_t count() const { return before + used; }
+    /// Adds a run of digits. There are kMaxWordDigits readable characters behind its end.
     /// @param limit  digits that the element holds; of more, only the last are kept
     /// @return the run's end
     const unsigned char* addRun(const unsigned char* at, const Classes& classes, int64_t limit) {
         for (;;) {
-            const unsigned char* const from = at;
-            const unsigned char* const full = at + (QK_MAXUBITS - used) / digitBits;
-            uint64_t word = current;
-            uint8_t digit = kOther;
-            for (; at != full && (digit = classes[*at]) < kUnknownDigit; ++at)
-                word = word << digitBits | digit;
-            current = word;
-            used += static_cast<int>(at - from) * digitBits;
-            if (at != full || classes[*at] >= kUnknownDigit) return at;
+            const unsigned char* const end =
+                digitBits == 1 ? addToWord<1>(at, classes) : addToWord<4>(at, classes);
+            used += static_cast<int>(end - at);
+            at = end;
+            if (used < wordDigits || classes[*at] >= kUnknownDigit) return at;
             finishWord(limit);
         }
     }
     void addZero(int64_t limit) {
-        if (used == QK_MAXUBITS) finishWord(limit);
+        if (used == wordDigits) finishWord(limit);
         current <<= digitBits;
-        used += digitBits;
+        ++used;
     }
     /// Lines the value up to the right, for field().
     void align() {
+        const int bits = used * digitBits;
         chunks.assign(1, current);
         for (size_t i = above.size(); i-- > 0;) {
             const uint64_t word = above[i];
-            if (used < QK_MAXUBITS) chunks.back() |= word << used;
-            chunks.push_back(used < QK_MAXUBITS ? word >> (QK_MAXUBITS - used) : word);
+            if (bits < QK_MAXUBITS) chunks.back() |= word << bits;
+            chunks.push_back(bits < QK_MAXUBITS ? word >> (QK_MAXUBITS - bits) : word);
         }
     }
     /// @return 64 bits from bit `offset` on
@@ -97,12 +94,23 @@ public:
     /// @return the last 64 bits of it
     uint64_t low() const { return current; }
 
-    const int digitBits;
-    static constexpr size_t kWordDigits = QK_MAXUBITS;
+    const int digitBits, wordDigits;
+    static constexpr size_t kMaxWordDigits = QK_MAXUBITS;
 
 private:
+    template <int kDigitBits>
+    const unsigned char* addToWord(const unsigned char* at, const Classes& classes) {
+        uint64_t word = current;
+        uint8_t digit;
+        for (int room = wordDigits - used; room > 0; --room, ++at) {
+            if ((digit = classes[*at]) >= kUnknownDigit) break;
+            word = word << kDigitBits | digit;
+        }
+        current = word;
+        return at;
+    }
     void finishWord(int64_t limit) {
-        before += used / digitBits;
+        before += used;
         if (before <= limit) above.push_back(current);
         used = 0;
     }
@@ -110,7 +118,7 @@ private:
 
     std::vector<uint64_t> above;   // full words, the most significant first
     uint64_t current = 0;          // the word in work
-    int used = 0;                  // its bits
+    int used = 0;                  // its digits
     int64_t before = 0;            // digits before those of `current`
     std::vector<uint64_t> chunks;  // after align(), the least significant first
 };
@@ -183,7 +191,7 @@ private:
     int64_t linesBefore = 0;  ///< in blocks before this one
     const unsigned char *at, *end;
     static constexpr size_t kBlockBytes = 64 * 1024;
-    unsigned char block[kBlockBytes + 1 + Digits::kWordDigits];
+    unsigned char block[kBlockBytes + 1 + Digits::kMaxWordDigits];
 };
 
 ImageReader::ImageReader(QkTrace* theArray, const MemoryImage& image)
