@@ -10,6 +10,7 @@
 #include "qkzeft_console.h"
 #include "qkzeft_memimage.h"
 #include "qkzeft_module.h"
+#include "qkzeft_random.h"
 #include "qkzeft_registration.h"
 #include "qkzeft_run.h"
 #include "qkzeft_value_list.h"
