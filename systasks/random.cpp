@@ -1,6 +1,5 @@
 // $random and the $dist_ functions: their arguments and warnings.
 #include <cstdarg>
-#include <cstring>
 
 #include "base/storage.h"
 #include "qkzeft_module.h"
@@ -10,16 +9,9 @@
 
 namespace {
 
-/// The argument pairs of a call that have not been read.
-struct Arguments {
-    int pairs;
-    va_list list;
-};
-
-/// Reads a size word, without the mark of a signed value.
-int readSize(va_list& list) {
+/// @return a size word without the mark of a signed value
+int unmarked(int size) {
     constexpr int kSignedMark = 0x40000000;
-    const int size = va_arg(list, int);
     if (size > kSignedMark) return size - kSignedMark;
     return size < -kSignedMark ? size + kSignedMark : size;
 }
@@ -33,12 +25,9 @@ void skipText(va_list& list) {
     for (uint64_t bits = 0; bits < width; bits += 64) va_arg(list, void*);
 }
 
-/// @return the low 32 bits of the next argument; 0 when there is none, or it is a text or an array
-int32_t readInteger(Arguments& arguments) {
-    if (arguments.pairs <= 0) return 0;
-    --arguments.pairs;
-    va_list& list = arguments.list;
-    const int size = readSize(list);
+/// @return the low 32 bits of the next argument; 0 for a text or an array
+int32_t readInteger(va_list& list) {
+    const int size = unmarked(va_arg(list, int));
     if (size == 0) {
         skipText(list);
         return 0;
@@ -59,13 +48,6 @@ int32_t readInteger(Arguments& arguments) {
     return static_cast<int32_t>(low);
 }
 
-/// @return the register that is the next argument, or null when that is anything else
-void* readSeedPlace(Arguments& arguments) {
-    if (arguments.pairs <= 0) return nullptr;
-    --arguments.pairs;
-    return readSize(arguments.list) == -32 ? va_arg(arguments.list, void*) : nullptr;
-}
-
 /// Ends the run because of a call that cannot be carried out.
 void endFailedRun() {
     kelvo_finish();
@@ -76,112 +58,114 @@ struct Distribution {
     const char* function;
     int32_t (*draw)(uint32_t& seed, int32_t first, int32_t second);
     const char* warning;  ///< when the first parameter is not positive; null: it may be anything
+    uint32_t* ownSeed;    ///< for a call without arguments; null: it must have some
 };
 
-int32_t drawFor(const Distribution& distribution, Arguments& arguments) {
-    void* const place = readSeedPlace(arguments);
-    if (!place) {
-        qk_printf("\n%s seed is not a 32 bit inout\n", distribution.function);
-        endFailedRun();
-        return 0;
+/// What a call passes: the seed's register, null for anything else, and two parameters, 0 when they
+/// are not given.
+struct Call {
+    void* seed = nullptr;
+    int32_t first = 0, second = 0;
+};
+
+/// Reads arguments of any form.
+Call readCall(va_list& list, int pairs) {
+    Call call;
+    if (pairs > 0 && unmarked(va_arg(list, int)) == -32) call.seed = va_arg(list, void*);
+    if (!call.seed) return call;
+    if (pairs > 1) call.first = readInteger(list);
+    if (pairs > 2) call.second = readInteger(list);
+    return call;
+}
+
+/// Reads arguments of the usual form, all of 32 bits without a mark. No function is given the list,
+/// so that the compiler can do without it.
+/// @return whether they were of that form
+[[gnu::always_inline]] inline bool readUsualCall(va_list& list, int pairs, Call& call) {
+    if (pairs < 1) return true;
+    if (va_arg(list, int) != -32) return false;
+    call.seed = va_arg(list, void*);
+    if (pairs > 1) {
+        if (va_arg(list, int) != 32) return false;
+        call.first = static_cast<int32_t>(va_arg(list, unsigned));
     }
-    const int32_t first = readInteger(arguments), second = readInteger(arguments);
-    if (distribution.warning && first <= 0) {
+    if (pairs > 2) {
+        if (va_arg(list, int) != 32) return false;
+        call.second = static_cast<int32_t>(va_arg(list, unsigned));
+    }
+    return true;
+}
+
+int32_t failForSeed(const char* function) {
+    qk_printf("\n%s seed is not a 32 bit inout\n", function);
+    endFailedRun();
+    return 0;
+}
+
+[[gnu::always_inline]] inline int32_t drawFor(const Distribution& distribution, const Call& call,
+                                              int pairs) {
+    void* const place = pairs > 0 ? call.seed : distribution.ownSeed;
+    if (!place) return failForSeed(distribution.function);
+    if (distribution.warning && call.first <= 0) {
         qk_printf("%s", distribution.warning);
         return 0;
     }
     auto seed = static_cast<uint32_t>(loadStorage(place, 4));
-    const int32_t drawn = distribution.draw(seed, first, second);
+    const int32_t drawn = distribution.draw(seed, call.first, call.second);
     storeStorage(place, 4, seed);
     return drawn;
 }
 
-uint32_t ownSeed = 0;  // of $random without a seed
+uint32_t ownSeed = 0;
 
-constexpr Distribution kRandom = {
-    "qkzeft_random", [](uint32_t& seed, int32_t, int32_t) { return drawRandom(seed); }, nullptr};
-constexpr Distribution kUniform = {"qkzeft_uniform", drawUniform, nullptr};
-constexpr Distribution kNormal = {"qkzeft_normal", drawNormal, nullptr};
+constexpr Distribution kRandom = {"qkzeft_random",
+                                  [](uint32_t& seed, int32_t, int32_t) { return drawRandom(seed); },
+                                  nullptr, &ownSeed};
+constexpr Distribution kUniform = {"qkzeft_uniform", drawUniform, nullptr, nullptr};
+constexpr Distribution kNormal = {"qkzeft_normal", drawNormal, nullptr, nullptr};
 constexpr Distribution kExponential = {
     "qkzeft_exponential",
     [](uint32_t& seed, int32_t mean, int32_t) { return drawExponential(seed, mean); },
-    "WARNING: Exponential distribution must have a positive mean\n"};
+    "WARNING: Exponential distribution must have a positive mean\n", nullptr};
 constexpr Distribution kPoisson = {
     "qkzeft_poisson", [](uint32_t& seed, int32_t mean, int32_t) { return drawPoisson(seed, mean); },
-    "WARNING: Poisson distribution must have a positive mean\n"};
+    "WARNING: Poisson distribution must have a positive mean\n", nullptr};
 constexpr Distribution kChiSquare = {
     "qkzeft_chi_square",
     [](uint32_t& seed, int32_t degrees, int32_t) { return drawChiSquare(seed, degrees); },
-    "WARNING: Chi_square distribution must have positive degree of freedom\n"};
+    "WARNING: Chi_square distribution must have positive degree of freedom\n", nullptr};
 constexpr Distribution kT = {
     "qkzeft_t", [](uint32_t& seed, int32_t degrees, int32_t) { return drawT(seed, degrees); },
-    "WARNING: t distribution must have positive degree of freedom\n"};
+    "WARNING: t distribution must have positive degree of freedom\n", nullptr};
 constexpr Distribution kErlang = {"qkzeft_erlang", drawErlang,
-                                  "WARNING: k-stage erlangian distribution must have positive k\n"};
+                                  "WARNING: k-stage erlangian distribution must have positive k\n",
+                                  nullptr};
 
 }  // namespace
 
-int qkzeft_random(int, const void*, const char*, int ArgPairCount, ...) {
-    if (ArgPairCount <= 0) return drawRandom(ownSeed);
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kRandom, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
+// Defines a function of the interface. Arguments that are not the usual ones are read again, from a
+// list of their own.
+#define QK_DEFINE_DRAW(name, distribution)                            \
+    int name(int, const void*, const char*, int ArgPairCount, ...) {  \
+        Call call;                                                    \
+        va_list list;                                                 \
+        va_start(list, ArgPairCount);                                 \
+        const bool isUsual = readUsualCall(list, ArgPairCount, call); \
+        va_end(list);                                                 \
+        if (!isUsual) {                                               \
+            va_list again;                                            \
+            va_start(again, ArgPairCount);                            \
+            call = readCall(again, ArgPairCount);                     \
+            va_end(again);                                            \
+        }                                                             \
+        return drawFor(distribution, call, ArgPairCount);             \
+    }
 
-int qkzeft_uniform(int, const void*, const char*, int ArgPairCount, ...) {
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kUniform, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
-
-int qkzeft_normal(int, const void*, const char*, int ArgPairCount, ...) {
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kNormal, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
-
-int qkzeft_exponential(int, const void*, const char*, int ArgPairCount, ...) {
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kExponential, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
-
-int qkzeft_poisson(int, const void*, const char*, int ArgPairCount, ...) {
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kPoisson, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
-
-int qkzeft_chi_square(int, const void*, const char*, int ArgPairCount, ...) {
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kChiSquare, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
-
-int qkzeft_t(int, const void*, const char*, int ArgPairCount, ...) {
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kT, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
-
-int qkzeft_erlang(int, const void*, const char*, int ArgPairCount, ...) {
-    Arguments arguments{ArgPairCount, {}};
-    va_start(arguments.list, ArgPairCount);
-    const int32_t drawn = drawFor(kErlang, arguments);
-    va_end(arguments.list);
-    return drawn;
-}
+QK_DEFINE_DRAW(qkzeft_random, kRandom)
+QK_DEFINE_DRAW(qkzeft_uniform, kUniform)
+QK_DEFINE_DRAW(qkzeft_normal, kNormal)
+QK_DEFINE_DRAW(qkzeft_exponential, kExponential)
+QK_DEFINE_DRAW(qkzeft_poisson, kPoisson)
+QK_DEFINE_DRAW(qkzeft_chi_square, kChiSquare)
+QK_DEFINE_DRAW(qkzeft_t, kT)
+QK_DEFINE_DRAW(qkzeft_erlang, kErlang)
