@@ -53,6 +53,7 @@ constinit QkCommand builtIns[] = {
     {"unshow", kSignalPattern, kListed, kAlways, "unshow      <pattern>           turn off show", unshowCommand},
     {"clearsim", kNumberOrTime, kListed, kAlways, "#clearsim     [<n>]             set all simulation state to n (default=0)", clearsimCommand},
     {"wired", kSignalPattern, kListed, kAlways, "wired       <signal name>       list signals wired to signal name", wiredCommand},
+    {"signature", kFreeText, kListed, kAlways, nullptr, signatureCommand},
     {"cli", kFreeText, kFurther, kAlways, nullptr, cliCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -i       [<pattern>]      list inputs driven by the trace file", lsCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -m       [<pattern>]      list signals that are matched", lsCommand},

@@ -24,6 +24,8 @@ int lsCommand(const char* argument);  // listing.cpp
 int lstofileCommand(const char* argument);
 int wiredCommand(const char* argument);
 
+int signatureCommand(const char* argument);  // signature.cpp
+
 int traceCommand(const char* argument);  // tracecmds.cpp
 int untraceCommand(const char* argument);
 int showCommand(const char* argument);

@@ -8,6 +8,7 @@
 
 #include "qkzeft_api.h"
 #include "qkzeft_console.h"
+#include "qkzeft_licence.h"
 #include "qkzeft_memimage.h"
 #include "qkzeft_module.h"
 #include "qkzeft_random.h"

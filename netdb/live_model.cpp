@@ -1,8 +1,10 @@
 #include "netdb/live_model.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
+#include "licence/licence.h"
 #include "qkzeft_module.h"
 
 QkLiveModel::QkLiveModel() : writer(this) {}
@@ -68,7 +70,7 @@ private:
 
 }  // namespace
 
-bool completeRegistration(bool, int) {
+bool completeRegistration(bool fatal, int) {
     kelvo_start();
     QkLiveModel* const model = qkLiveModel;
     if (model->complete) return true;
@@ -78,6 +80,10 @@ bool completeRegistration(bool, int) {
         walk.walk(model->top_scopes);
         walk.finish();
         model->elaborated = true;
+    }
+    if (!licensed(Gate::kRun)) {
+        if (fatal) std::exit(1);
+        return false;
     }
     model->complete = true;
     return true;

@@ -160,6 +160,7 @@ public:
     int tracedCount = 0;  ///< traced names in this scope and below
     uint32_t generatorWords[2] = {0, 0};
     uint32_t exportWord = 0;
+    uint64_t shape = 0;              ///< of the module's section; see qk_generator_check()
     kelvo_module* module = nullptr;  ///< the module that claimed this scope
     uint32_t hash;                   ///< of the full name and a dot; each name's continues it
     std::vector<MasterAssign> masterAssigns;  ///< by rising `to` once complete

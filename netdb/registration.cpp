@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "licence/licence.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
 
@@ -112,12 +113,31 @@ void QkRegistrationData::closeNets() {
 }
 
 void QkRegistrationData::finish() {
+    if (!generatorAccepted(words, shape))
+        fail("Error: ZEFT Generate id mismatch in module %s\n", name());
     QkScope* const scope = pscopes[0];
+    scope->shape = shape;
     std::copy(std::begin(words), std::end(words), scope->generatorWords);
     scope->exportWord = exportWord;
 }
 
 // ---- Rows
+
+namespace {
+
+void addToShape(uint64_t& shape, const QkGRNet& row) {
+    const auto add = [&](uint32_t high, uint32_t low) {
+        shape = (shape ^ (uint64_t{high} << 32 | low)) * 0x9e3779b97f4a7c15;
+    };
+    const auto word = [](int field) { return static_cast<uint32_t>(field); };
+    add(word(row.scope), word(row.net));
+    add(word(row.left), word(row.right));
+    add(row.mode, row.flags);
+    add(word(row.array_left), word(row.array_right));
+    add(0, word(row.replacement));
+}
+
+}  // namespace
 
 void QkRegistrationData::addScope(const QkGRScope& row) {
     if (!row.name)
@@ -160,6 +180,7 @@ void QkRegistrationData::addNet(const QkGRNet& row) {
         fail("Error: Duplicate net-id while registering \"%s\", id %d, nets \"%s\" and \"%s\"\n",
              name(), index, localName, pnames[index]->name);
 
+    addToShape(shape, row);
     const unsigned mode = row.mode & ~static_cast<unsigned>(QK_invert);
     QkScope* const scope = pscopes[row.scope];
     QkName* record = nullptr;

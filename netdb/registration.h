@@ -32,6 +32,7 @@ struct QkRegistrationData {
     QkName** pnames;                           ///< net index to name
     int* lowIndices;                           ///< net index to the lower of the net's two bounds
     std::vector<NetReplacement> replacements;  ///< applied newest first
+    uint64_t shape = 0;                        ///< the sum that qk_generator_check() documents
     int scopesAdded = 1;
     int netsAdded = 0;
 

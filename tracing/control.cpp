@@ -2,11 +2,13 @@
 #include <algorithm>
 #include <cctype>
 
+#include "licence/licence.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 
 int qk_traceto(const char* filename) {
     completeRegistration(true, 0);
+    if (!licensed(Gate::kTraceto)) return 0;
     if (!filename) filename = "";
     while (std::isspace(static_cast<unsigned char>(*filename))) ++filename;
     return qkLiveModel->writer.traceTo(filename);

@@ -14,14 +14,12 @@
 #include "netdb/netdb.h"
 #include "run/console_text.h"
 #include "run/time.h"
+#include "run/version.h"
 
 namespace {
 
 constexpr size_t kBufferBytes = 512 * 1024;
 constexpr size_t kBlockBytesOut = 256 * 1024;  // what leaves at a time, at least
-
-constexpr const char* kLibraryTag =
-    "VERSION__BUILT_FOR_ZEFT_3_1_6__LIBVER_8__CODEREQ_0x020300__unknown";
 
 class QkVcdPlainFile : public QkVcdFile {
 public:
@@ -141,7 +139,7 @@ void QkVcdFile::close() {
 
 void QkVcdFile::writeVersion() {
     puts("$version\n    Halbrix VCD graphics V3.0\n    ");
-    puts(kLibraryTag);
+    puts(kLibraryMarker);
     puts("\n$end\n");
 }
 

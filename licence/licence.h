@@ -1,0 +1,28 @@
+// The gates of the library, and the one place that decides at them.
+#pragma once
+
+#include <cstdint>
+
+enum class Gate {
+    kRun,
+    kTraceto,
+    kSavesim,
+    kValidate,
+    kMalloc,
+    kWideShift,
+    kDisplay,
+    kArrayString,
+    kCount
+};
+
+/// A policy is set: gates have to ask. Written by qk_licence_policy().
+extern bool licencePolicySet;
+
+/// Asks the policy; says once what was refused.
+bool askLicencePolicy(Gate gate);
+
+/// @return whether the gate is open. Costs one branch without a policy
+inline bool licensed(Gate gate) { return !licencePolicySet || askLicencePolicy(gate); }
+
+/// @return whether a registration section with these generator words is accepted
+bool generatorAccepted(const unsigned words[2], uint64_t shape);
