@@ -62,7 +62,7 @@ struct AnyArray {
         std::vector<QkGRNet> rows;
         for (int at = 0; at < width; at += 64) {
             QkGRNet row = net(0, static_cast<int>(rows.size()) + 1, "mem", place(0, at),
-                              at + partWidth(at) - 1, at, 0x201 | QK_array);
+                              at + partWidth(at) - 1, at, (width > 64 ? 0x201 : 1) | QK_array);
             row.array_left = left;
             row.array_right = right;
             rows.push_back(row);
@@ -101,21 +101,13 @@ TEST_F(ReadmemTest, LoadsGoldenImages) {
         const std::string file = ZEFT_GOLDEN_DIR "/readmem/" + row.file;
         AnyArray& array = arrays.emplace_back(row);
         array.fill(std::stoull(row.fill, nullptr, 16));
+        const std::string module = "m" + std::to_string(rows), name = module + ".mem";
+        array.registerAs(module.c_str());
         std::string console = unquoted(row.console, file);
-        int status;
+        if (row.status) console += "Array '" + name + "' read from file: '" + file + "'\n";
         said.clear();
-        if (row.width > 64) {
-            const std::string module = "wide" + std::to_string(rows), name = module + ".mem";
-            array.registerAs(module.c_str());
-            const auto load = row.base == "h" ? qk_readmemh_sf : qk_readmemb_sf;
-            status = load(name.c_str(), file.c_str(), row.args, row.start, row.finish);
-            if (row.status) console += "Array '" + name + "' read from file: '" + file + "'\n";
-        } else {
-            status =
-                qk_readmem_lr_c(row.base == "h" ? 16 : 2, array.place(0, 0), row.width, row.left,
-                                row.right, file.c_str(), row.args, row.start, row.finish);
-        }
-        EXPECT_EQ(status, row.status);
+        const auto load = row.base == "h" ? qk_readmemh_sf : qk_readmemb_sf;
+        EXPECT_EQ(load(name.c_str(), file.c_str(), row.args, row.start, row.finish), row.status);
         EXPECT_EQ(array.contents(), row.contents);
         EXPECT_TRUE(said == console || row.check == "contents") << said;
     }
