@@ -68,4 +68,46 @@ BENCHMARK(BM_Listing)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+/// `readmemh` of a file of 32-bit values, beside one pass over the file that only adds up digits.
+void BM_ReadImage(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    const char* const path = "console_bench.mem";
+    FILE* const image = std::fopen(path, "w");
+    uint32_t value = 1;
+    for (size_t i = 0; i < count; ++i) std::fprintf(image, "%08x\n", value = value * 69069 + 1);
+    std::fclose(image);
+
+    std::vector<uint32_t> storage(count);
+    const QkGRNet row{
+        0, 1, "mem", storage.data(), 31,     0, 1 | QK_array, static_cast<int>(count) - 1,
+        0, 0, 0,     nullptr,        nullptr};
+    kelvo_module module("bench", "top");
+    QkRegistration::start(&module, 1, 1, false);
+    QkRegistration::addNets(&module, 1, &row);
+    QkRegistration::end(&module);
+    FILE* const sink = std::fopen("/dev/null", "w");
+    qk_stdout = sink;
+    std::vector<unsigned char> block(64 * 1024);
+    compareWithLimit(
+        state, [&] { qk_readmemh("top.mem", path); },
+        [&] {
+            FILE* const file = std::fopen(path, "r");
+            uint64_t sum = 0;
+            while (const size_t bytes = std::fread(block.data(), 1, block.size(), file))
+                for (size_t i = 0; i < bytes; ++i) sum = sum * 16 + block[i];
+            std::fclose(file);
+            benchmark::DoNotOptimize(sum);
+        });
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(count) * 9);
+    qk_stdout = stdout;
+    std::fclose(sink);
+    std::remove(path);
+}
+BENCHMARK(BM_ReadImage)
+    ->Arg(1000)
+    ->Arg(30000)
+    ->Arg(1000000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
 }  // namespace

@@ -16,6 +16,10 @@ int loadtCommand(const char* argument);  // script.cpp
 
 int logCommand(const char* argument);  // log.cpp
 
+int readmemhCommand(const char* argument);  // readmem.cpp
+int readmembCommand(const char* argument);
+int writememhCommand(const char* argument);
+
 int lsCommand(const char* argument);  // listing.cpp
 int lstofileCommand(const char* argument);
 int wiredCommand(const char* argument);

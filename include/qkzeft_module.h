@@ -53,6 +53,19 @@ public:
     QkScope* qk_get_scope(bool case_insensitive);
     /// Called by generated code at the end of each wave: completes registration if that is due.
     void qk_finalize_wave();
+    /// Gives the module's scope, which must exist, counters for its signals, all 0. Does nothing
+    /// when it has as many already.
+    /// @param second  not read
+    void qk_pra_info(int record_count, int second);
+    /// Counts one event on a signal, for the activity report. Ignored for a record that is not
+    /// there.
+    /// @param name         name of the signal, kept as a pointer while the scope is; not null
+    /// @param changed      0: counts as `nochanges`
+    /// @param zero_result  a change counts as `sz` when this is not 0, else as `snz`
+    /// @param third,text,second  not read
+    /// @param record       number of the signal within the module, from 0
+    void qk_pra(const char* name, int changed, int zero_result, int third, const char* text,
+                int record, int second);
 
 protected:
     /// Gives a nameless instance the name "toplevel." and ends any other with a '.'.
@@ -76,8 +89,16 @@ extern "C" {
 QK_API void kelvo_start(void);
 
 /// Ends a run: in an interactive one prints "Simulation run completed" and opens the console a last
-/// time. Returns to the caller; trace files are closed when the process exits.
+/// time. Where signals have been counted (kelvo_module::qk_pra), "dump.xml" is written. Returns to
+/// the caller; trace files are closed when the process exits.
 QK_API void kelvo_finish(void);
+
+/// Ends the process with status 1 and a message on the standard error stream, unless this library
+/// can run the model.
+/// @param required_library_version  the library is version 8
+/// @param model_version  of the generator, two hexadecimal digits a part: 0x020300 is 2.3.0
+/// @param flags          bit 0: the model needs a 32-bit library
+QK_API void qk_vercheck(int required_library_version, int model_version, int flags);
 
 /// Has Ctrl-C open the console at the next qk_takenote(). The fourth press that the console has not
 /// served gives the signal back to the handler displaced here.

@@ -21,6 +21,7 @@
 class QkScope;
 class kelvo_module;
 struct QkName;
+struct ScopeActivity;
 struct QkTrace;
 
 /// What a name reads through. Extracts and virtual variables have code and range of their own.
@@ -164,6 +165,7 @@ public:
     uint32_t hash;                   ///< of the full name and a dot; each name's continues it
     std::vector<MasterAssign> masterAssigns;  ///< by rising `to` once complete
     std::vector<MasterArrayAssign*> masterArrayAssigns;
+    ScopeActivity* activity = nullptr;  ///< counters of the scope's signals; owned
 
     /// @return whether every scope above this one holds no names: empty wrappers are no levels
     bool isTopLevel() const;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "genrt/report.h"
 #include "netdb/live_model.h"
 #include "qkzeft_module.h"
 
@@ -74,6 +75,7 @@ void QkLiveModel::destroyScope(QkScope* scope) {
     while (scope->allNames) removeName(scope->allNames);
     if (scope->module) scope->module->qk_scope = nullptr;
     rehomeArrays(scope);
+    releaseActivity(scope);
     ScopeRing::remove(scope->parent ? scope->parent->children : top_scopes, scope);
     delete scope;
     elaborated = complete = false;

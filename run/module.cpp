@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "console/console.h"
+#include "genrt/report.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "run/time.h"
@@ -52,9 +53,11 @@ void kelvo_start() {
 }
 
 void kelvo_finish() {
-    if (!qkLiveModel || !qkLiveModel->interactive) return;
-    qk_printf("Simulation run completed\n");
-    qk_cli("cli");
+    if (qkLiveModel && qkLiveModel->interactive) {
+        qk_printf("Simulation run completed\n");
+        qk_cli("cli");
+    }
+    writeActivityReport();
 }
 
 kelvo_module::kelvo_module(const char* module_name, const char* instance_name)

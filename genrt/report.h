@@ -1,0 +1,15 @@
+// Counters of the activity of a model's signals, and the report of them at the end of a run.
+//
+// Generated code numbers the signals of each module from 0 and counts events on them. A scope's
+// counters live as long as the scope.
+#pragma once
+
+class QkScope;
+struct ScopeActivity;
+
+/// Writes "dump.xml" in the current directory, over any that is there; nothing when no scope has
+/// counters. Failures are told on the standard error stream.
+void writeActivityReport();
+
+/// Drops a scope's counters, before the scope goes.
+void releaseActivity(QkScope* scope);

@@ -1,0 +1,41 @@
+// Random numbers: $random and the $dist_ functions of Verilog (IEEE 1364-2005, 17.9), which draw
+// the same sequences from the same seeds as every simulator.
+//
+// Arguments travel as those of all system tasks: flags, the instance's path or module, the local
+// scope, the count of argument pairs, and the pairs. The seed is the first pair, of size -32: a
+// pointer to the 32-bit register that each draw steps on. With any other the run ends with
+// status 1. The other arguments are integers, of which the low 32 bits count, signed; one that is
+// not given counts as 0. A parameter that a distribution cannot have gives a warning, the result 0,
+// and leaves the seed alone.
+#ifndef QKZEFT_RANDOM_H
+#define QKZEFT_RANDOM_H
+
+#include "qkzeft_api.h"
+
+extern "C" {
+
+/// $random: any value. Without a pair, a seed of the library's own is used, which starts at 0.
+QK_API int qkzeft_random(int flags, const void* instance, const char* scope, int ArgPairCount, ...);
+/// $dist_uniform(seed, start, end): from start to end, both included; start if it is not below end,
+/// without a draw.
+QK_API int qkzeft_uniform(int flags, const void* instance, const char* scope, int ArgPairCount,
+                          ...);
+/// $dist_normal(seed, mean, standard deviation)
+QK_API int qkzeft_normal(int flags, const void* instance, const char* scope, int ArgPairCount, ...);
+/// $dist_exponential(seed, mean); the mean must be positive
+QK_API int qkzeft_exponential(int flags, const void* instance, const char* scope, int ArgPairCount,
+                              ...);
+/// $dist_poisson(seed, mean); the mean must be positive
+QK_API int qkzeft_poisson(int flags, const void* instance, const char* scope, int ArgPairCount,
+                          ...);
+/// $dist_chi_square(seed, degrees of freedom); they must be positive
+QK_API int qkzeft_chi_square(int flags, const void* instance, const char* scope, int ArgPairCount,
+                             ...);
+/// $dist_t(seed, degrees of freedom); they must be positive
+QK_API int qkzeft_t(int flags, const void* instance, const char* scope, int ArgPairCount, ...);
+/// $dist_erlang(seed, k, mean); k must be positive
+QK_API int qkzeft_erlang(int flags, const void* instance, const char* scope, int ArgPairCount, ...);
+
+}  // extern "C"
+
+#endif
