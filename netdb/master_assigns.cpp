@@ -375,6 +375,8 @@ void copy(const MasterAssign& assign) {
 }  // namespace
 
 void applyMasterAssigns(QkScope& scope) {
+    // What is told of a change may add records.
+    // NOLINTNEXTLINE(modernize-loop-convert)
     for (size_t i = 0; i < scope.masterArrayAssigns.size(); ++i)
         ArrayWave(*scope.masterArrayAssigns[i]).run();
     for (const MasterAssign& assign : scope.masterAssigns) copy(assign);
