@@ -192,20 +192,42 @@ int64_t loadSigned(const char* area, uint64_t element, int bytes) {
     return static_cast<int64_t>(value << unusedBits) >> unusedBits;
 }
 
+bool sameStorage(const Array& l, const Array& r, uint64_t first, uint64_t count) {
+    for (uint64_t chunk = 0; chunk < chunkCount(l.width); ++chunk) {
+        const auto bytes = static_cast<unsigned>(elementBytes(l.width, chunk));
+        if (std::memcmp(l.areas[chunk] + first * bytes, r.areas[chunk] + first * bytes,
+                        count * bytes) != 0)
+            return false;
+    }
+    return true;
+}
+
+/// @return below 0, 0, or above 0
+int orderOfElements(const Array& l, const Array& r, uint64_t element) {
+    for (uint64_t chunk = chunkCount(l.width); chunk-- > 0;) {
+        const int bytes = elementBytes(l.width, chunk);
+        const int64_t left = loadSigned(l.areas[chunk], element, bytes);
+        const int64_t right = loadSigned(r.areas[chunk], element, bytes);
+        if (left != right) return left < right ? -1 : 1;
+    }
+    return 0;
+}
+
 /// @return `tie` for equal arrays
 int isGreater(ArgumentList& from, int no_of_dims, int tie) {
+    constexpr uint64_t kBlock = 512;  // elements to look over at once
     QK_ASSERT(no_of_dims == 1);
     const ArrayPair arrays(from, 1);
     if (!arrays.match()) return 0;
     const Array &l = arrays.l, &r = arrays.r;
-    const uint64_t chunks = chunkCount(l.width);
-    for (uint64_t element = l.elements; element-- > 0;) {
-        for (uint64_t chunk = chunks; chunk-- > 0;) {
-            const int bytes = elementBytes(l.width, chunk);
-            const int64_t left = loadSigned(l.areas[chunk], element, bytes);
-            const int64_t right = loadSigned(r.areas[chunk], element, bytes);
-            if (left != right) return left > right;
+    for (uint64_t end = l.elements; end > 0;) {
+        const uint64_t start = end - std::min(end, kBlock);
+        if (!sameStorage(l, r, start, end - start)) {
+            int order = 0;
+            while (order == 0 && end > start) order = orderOfElements(l, r, --end);
+            return order > 0;
         }
+        end = start;
     }
     return tie;
 }

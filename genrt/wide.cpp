@@ -136,9 +136,43 @@ void shiftLong(Arguments arguments, size_t chunks, Window window) {
     *placeOf(*lastPlace) = joined(low, valueAt(at), window.part()) & window.topMask;
 }
 
-/// Kept apart from the shift of two chunks, the most frequent one, which needs no frame so large.
+/// The shift of two chunks, the most frequent one: all arguments are in registers, and no branch
+/// depends on the amount. The check comes last, so that nothing has to be kept across it.
 template <bool kLeft>
-[[gnu::noinline]] void shiftMore(Arguments arguments, size_t chunks, Window window) {
+void shiftTwo(unsigned nbits, unsigned shift, std::va_list list) {
+    // The analyzer does not see that the caller has started the list.
+    const auto low = va_arg(list, uint64_t);  // NOLINT(clang-analyzer-valist.Uninitialized)
+    const auto high = va_arg(list, uint64_t);
+    uint64_t* const lowPlace = va_arg(list, uint64_t*);
+    uint64_t* const highPlace = va_arg(list, uint64_t*);
+    const uint64_t keep = shift < nbits ? ~uint64_t{0} : 0;
+    const uint64_t isFar = uint64_t{0} - (shift / 64 & 1);
+    const uint64_t far = (kLeft ? low : high) & isFar & keep;
+    const uint64_t lower = low & ~isFar & keep, upper = high & ~isFar & keep;
+    const unsigned part = shift % 64;
+    if (kLeft) {
+        *lowPlace = lower << part;
+        *highPlace =
+            ((upper | far) << part | lower >> 1 >> (63 - part)) & ~uint64_t{0} >> (128 - nbits);
+    } else {
+        *lowPlace = joined(lower | far, upper, part);
+        *highPlace = upper >> part;
+    }
+    if (nbits < 128) checkHighest(high, nbits - 64);
+}
+
+template <bool kLeft>
+[[gnu::noinline]] void shiftMore(unsigned nbits, unsigned shift, std::va_list list) {
+    const size_t chunks = wideChunks(nbits);
+    if (chunks == 0) return;
+    const ArgumentList passed(list, 2 * chunks);
+    const Arguments arguments = passed.arguments;
+    const int64_t bits = shift < nbits ? int64_t{shift} : static_cast<int64_t>(chunks) * 64;
+    Window window{kLeft ? -bits : bits, ~uint64_t{0}};
+    if (const unsigned topBits = nbits % 64) {
+        checkHighest(arguments[chunks - 1], topBits);
+        window.topMask = bitMask(static_cast<int>(topBits));
+    }
     switch (chunks) {
         case 1: return shiftShort<1, kLeft>(arguments, window);
         case 3: return shiftShort<3, kLeft>(arguments, window);
@@ -161,18 +195,10 @@ template <bool kLeft>
 
 template <bool kLeft>
 void shiftBy(unsigned nbits, unsigned shift, std::va_list list) {
-    const size_t chunks = wideChunks(nbits);
-    if (chunks == 0) return;
-    const ArgumentList passed(list, 2 * chunks);
-    const Arguments arguments = passed.arguments;
-    const int64_t bits = shift < nbits ? int64_t{shift} : static_cast<int64_t>(chunks) * 64;
-    Window window{kLeft ? -bits : bits, ~uint64_t{0}};
-    if (const unsigned topBits = nbits % 64) {
-        checkHighest(arguments[chunks - 1], topBits);
-        window.topMask = bitMask(static_cast<int>(topBits));
-    }
-    if (chunks == 2) return shiftShort<2, kLeft>(arguments, window);
-    shiftMore<kLeft>(arguments, chunks, window);
+    if (nbits > 64 && nbits <= 128)
+        shiftTwo<kLeft>(nbits, shift, list);
+    else
+        shiftMore<kLeft>(nbits, shift, list);
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ class ArraysTest : public testing::Test {
 protected:
     uint64_t upTo(uint64_t limit) { return random() % limit; }
     TestArray randomArray(uint64_t width) {
-        TestArray array(width, 1 + upTo(20));
+        TestArray array(width, 1 + upTo(upTo(50) ? 20 : 1100));
         for (auto& area : array.areas)
             for (auto& byte : area) byte = static_cast<unsigned char>(random());
         return array;

@@ -17,9 +17,9 @@ TEST_F(MemoryTest, BlocksAreGivenOrTheProcessEnds) {
     qk_free(nullptr);
     volatile size_t tooMuch = SIZE_MAX / 2;
     EXPECT_EXIT(qk_malloc(tooMuch, "a net"), testing::ExitedWithCode(1),
-                "^malloc failed for a net\n$");
+                "\\bmalloc failed for a net\n$");
     EXPECT_EXIT(qk_realloc(nullptr, tooMuch, "it"), testing::ExitedWithCode(1),
-                "^realloc failed for it\n$");
+                "\\brealloc failed for it\n$");
 }
 
 TEST_F(MemoryTest, ValuesAreReadByWidth) {
