@@ -2,7 +2,9 @@
 
 #include <bit>
 #include <cctype>
+#include <cinttypes>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -238,6 +240,19 @@ int listWidth(const QkMaxuList* list) {
     for (; list->next; list = list->next) bits += kChunkBits;
     bits += std::bit_width(list->value);
     return bits < INT_MAX ? static_cast<int>(bits) : INT_MAX;
+}
+
+std::string listText(const QkMaxuList* list) {
+    const QkMaxuList* top = list;
+    for (const QkMaxuList* node = list; node; node = node->next)
+        if (node->value != 0) top = node;
+    std::string text = "0x";
+    for (const QkMaxuList* node = top; node; node = node == list ? nullptr : node->prev) {
+        char digits[17];
+        std::snprintf(digits, sizeof digits, node == top ? "%" PRIx64 : "%016" PRIx64, node->value);
+        text += digits;
+    }
+    return list ? text : "0x0";
 }
 
 void freeList(QkMaxuList* list) {

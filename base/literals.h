@@ -4,6 +4,8 @@
 // or hexadecimal literal count, those of a decimal one do not; a size adds none.
 #pragma once
 
+#include <string>
+
 #include "qkzeft_value_list.h"
 
 /// Reads one literal: <size>'<radix><digits>, 0x..., 0<octal>, decimal, or <radix>#<digits>#
@@ -19,5 +21,7 @@ QkMaxuList* copyList(const QkMaxuList* source);
 /// @return significant bits: 64 a node below the top, and up to the highest set bit of the top; 0
 ///         for a single chunk of 0
 int listWidth(const QkMaxuList* list);
+/// @return the value as "0x" and hexadecimal digits without leading zeros, which parseValue() reads
+std::string listText(const QkMaxuList* list);
 /// Deletes all nodes; null is allowed.
 void freeList(QkMaxuList* list);

@@ -20,6 +20,26 @@ namespace {
 constexpr bool kListed = true, kFurther = false;
 constexpr bool kAlways = false, kValidateOnly = true;
 
+constexpr const char* kBreakHelp =
+    "break       <var name> == <value>  set a break on equal\n"
+    "  break       <var name> != <value>  set a break on unequal\n"
+    "  break       <var name>             set a break on change\n"
+    "  break       <var name> disable     disable a break temporarily\n"
+    "  break       <var name> enable      enable a disabled break\n"
+    "  break       <var name> delete      delete a break";
+constexpr const char* kSetvvHelp =
+    "setvv       <myvar name> = element1 [, element2, ...]\n"
+    "              create a virtual variable as a catenation of elements\n"
+    "  setvv       <myvar name> += element1 [, element2, ...]\n"
+    "              catenate more elements to an existing virtual variable\n"
+    "  setvv       <myvar name> delete\n"
+    "              delete a virtual variable\n"
+    "              element is part of register : <var name>[<msb>:<lsb>]\n"
+    "                      or idle bits        : <width>(<pattern>)";
+constexpr const char* kSetHelp =
+    "set         <var name> = <value>         set value to var\n"
+    "  set         <var name>[index] = <value>  set value to var[index]";
+
 // clang-format off
 constinit QkCommand builtIns[] = {
     {"help", kFreeText, kListed, kAlways, "help                            this message", helpCommand},
@@ -55,6 +75,9 @@ constinit QkCommand builtIns[] = {
     {"wired", kSignalPattern, kListed, kAlways, "wired       <signal name>       list signals wired to signal name", wiredCommand},
     {"signature", kFreeText, kListed, kAlways, nullptr, signatureCommand},
     {"cli", kFreeText, kFurther, kAlways, nullptr, cliCommand},
+    {"break", kFreeText, kFurther, kAlways, kBreakHelp, breakCommand},
+    {"setvv", kFreeText, kFurther, kAlways, kSetvvHelp, setvvCommand},
+    {"set", kFreeText, kFurther, kAlways, kSetHelp, setCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -i       [<pattern>]      list inputs driven by the trace file", lsCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -m       [<pattern>]      list signals that are matched", lsCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -n       [<pattern>]      list signals that are not matched", lsCommand},

@@ -26,6 +26,12 @@ int wiredCommand(const char* argument);
 
 int signatureCommand(const char* argument);  // signature.cpp
 
+int breakCommand(const char* argument);  // breaks.cpp
+
+int setCommand(const char* argument);  // set.cpp
+
+int setvvCommand(const char* argument);  // setvv.cpp
+
 int traceCommand(const char* argument);  // tracecmds.cpp
 int untraceCommand(const char* argument);
 int showCommand(const char* argument);

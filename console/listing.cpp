@@ -95,9 +95,9 @@ bool isRegister(const QkName* name) {
 }
 
 bool isWanted(const QkName* name, Letters options) {
+    if (name->kind == kVirtualName) return options.has('v');
     return options.has(name->traced ? 't' : 'u') || (options.has('i') && isStimulus(name)) ||
-           (options.has('r') && isRegister(name)) ||
-           (options.has('v') && name->kind == kVirtualName);
+           (options.has('r') && isRegister(name));
 }
 
 std::vector<QkName*> chooseNames(const Request& request) {

@@ -89,7 +89,10 @@ uint64_t typedStop(uint64_t time) { return time == kNoStop ? 0 : time; }
 int cliCommand(const char*) {
     qkLiveModel->interactive = true;
     QK_ASSERT_AS(qk_stdin != nullptr, "qk_stdin != 0");
-    if (stdinExhausted || !qk_stdin) return 1;
+    if (stdinExhausted || !qk_stdin) {
+        stopTime = kNoStop;  // a breakpoint may have moved it, and nobody could move it on
+        return 1;
+    }
     stopTime = 0;
     // An inner loop does just what the outer one would do next: there is no need for many.
     if (activeLoops == kMaxLoops) return 1;

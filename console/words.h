@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cctype>
+#include <string>
 #include <string_view>
 
 inline bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
@@ -22,3 +23,25 @@ inline FirstWord firstWord(const char* text) {
     while (*end && !isSpace(*end)) ++end;
     return {std::string_view(text, static_cast<std::size_t>(end - text)), skipSpace(end)};
 }
+
+/// Cuts the word at the start of `text` off: what runs to white space or one of `stops`.
+inline std::string takeWord(const char*& text, const char* stops = "") {
+    const std::string_view all(text), ends(stops);
+    size_t length = 0;
+    while (length < all.size() && !isSpace(all[length]) &&
+           ends.find(all[length]) == std::string_view::npos)
+        ++length;
+    text += length;
+    return std::string(all.substr(0, length));
+}
+
+/// The two sides of "<model>=<trace>".
+struct Assignment {
+    std::string left;
+    std::string right;  ///< a path with slashes becomes a dotted one
+};
+
+/// Splits two words of letters, digits and ".-_$" with blanks, '=' or '/' between them. What is
+/// missing is empty.
+/// @param argument  null counts as empty
+Assignment splitAssignment(const char* argument);

@@ -17,6 +17,7 @@
 #include "qkzeft_registration.h"
 #include "qkzeft_run.h"
 #include "qkzeft_value_list.h"
+#include "qkzeft_variable.h"
 #include "qkzeft_wide.h"
 
 #endif

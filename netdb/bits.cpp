@@ -67,6 +67,7 @@ bool isReadable(const QkName* name) {
         case kPlainName: return name->trace != nullptr;
         case kTermName:
         case kExtractName: return name->trace != nullptr && name->extension != nullptr;
+        case kVirtualName: return name->extension != nullptr;
         default: QK_ASSERT_AS(false, "0"); return false;
     }
 }
@@ -132,22 +133,44 @@ int writeBits(QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t va
 int readBits(const QkName* name, int64_t index, int64_t bit, int count, uint64_t* out) {
     *out = 0;
     if (!isReadable(name)) return 1;
+    if (name->kind == kVirtualName) return index == 0 ? readVirtualBits(name, bit, count, out) : 1;
     return readBits(name->trace, index, bitOfTrace(name, bit), count, out);
 }
 
 int writeBits(QkName* name, int64_t index, int64_t bit, int count, uint64_t value) {
     if (!isReadable(name)) return 1;
+    if (name->kind == kVirtualName)
+        return index == 0 ? writeVirtualBits(name, bit, count, value) : 1;
     return writeBits(name->trace, index, bitOfTrace(name, bit), count, value);
 }
 
-uint64_t readChunk(const QkName* name, int chunk, int64_t index) {
+namespace {
+
+/// The bits of a chunk, in the name's own numbers.
+struct ChunkBits {
+    int64_t bit;
+    int count;  ///< 0 when the chunk lies beyond the width
+};
+
+ChunkBits bitsOfChunk(const QkName* name, int chunk) {
     const BitRange& range = name->range();
     const int64_t below = int64_t{chunk} * QK_MAXUBITS;
-    if (chunk < 0 || range.width <= below) return 0;
-    const int count = static_cast<int>(std::min<int64_t>(range.width - below, QK_MAXUBITS));
+    if (chunk < 0 || range.width <= below) return {0, 0};
     const int64_t bit = range.isRange && range.reversed
                             ? range.msb - below
                             : (range.reversed ? range.msb : range.lsb) + below;
+    return {bit, static_cast<int>(std::min<int64_t>(range.width - below, QK_MAXUBITS))};
+}
+
+}  // namespace
+
+uint64_t readChunk(const QkName* name, int chunk, int64_t index) {
+    const auto [bit, count] = bitsOfChunk(name, chunk);
     uint64_t bits;
-    return readBits(name, index, bit, count, &bits) == 0 ? bits : 0;
+    return count != 0 && readBits(name, index, bit, count, &bits) == 0 ? bits : 0;
+}
+
+int writeChunk(QkName* name, int chunk, int64_t index, uint64_t value) {
+    const auto [bit, count] = bitsOfChunk(name, chunk);
+    return count != 0 ? writeBits(name, index, bit, count, value) : 1;
 }

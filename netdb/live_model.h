@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "genrt/handles.h"
 #include "netdb/index.h"
 #include "netdb/netdb.h"
 #include "netdb/store.h"
@@ -57,6 +58,7 @@ struct QkLiveModel : QkModel {
     Store<QkName> nameStore;
     Store<QkTrace> traceStore;
     TextStore texts;
+    QkHandleTable handles;
 
     bool isComplete() const { return complete; }
 
@@ -83,6 +85,12 @@ struct QkLiveModel : QkModel {
     void bindName(QkName* name, QkTrace* trace);
     /// Moves a name of kind 2 to those that read `trace`.
     void bindExtract(QkName* name, QkTrace* trace);
+    /// Makes a virtual variable without elements in the first top-level scope, which there is.
+    QkName* addVirtual(const char* localName);
+    /// Adds an element at the low end of a virtual variable.
+    void addElement(QkName* name, const VirtualElement& element);
+    /// Names removed so far: a pointer kept across a call may be stale when this has moved on.
+    uint64_t removals = 0;
 
     /// @return the names whose full names match, in the order of `names`, hidden ones included. A
     ///         pattern without a '*' costs a look-up, any other one pass.
@@ -92,6 +100,9 @@ struct QkLiveModel : QkModel {
     void eachOfFullName(const char* text, Visit&& visit) const;
     /// @return the one name that matches and that is neither hidden nor replaced, else null
     QkName* findOne(const char* pattern) const;
+    /// @return the first such name behind `after` in the order of `names`, or of all for null; null
+    ///         when there is none. All calls of a walk together cost one pass.
+    QkName* findNext(const char* pattern, const QkName* after) const;
 
     // ---- Traces (netdb/traces.cpp)
 
@@ -152,6 +163,8 @@ private:
     QkTrace* makeHeader(const QkTrace& part);
     void linkAtAddress(QkTrace* trace, QkTrace* ring);
     void addPart(const QkName* name, QkTrace* part, QkTrace* header);
+    void leaveSources(QkName* name);
+    void dropReaders(QkTrace* trace);
     /// Removes a trace that the last name has left, with its parts and their inverted forms.
     void dropUnnamed(QkTrace* trace);
     void dropAtAddress(const void* address);

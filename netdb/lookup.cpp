@@ -1,4 +1,5 @@
 // Finding names by pattern.
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -107,11 +108,20 @@ std::vector<QkName*> QkLiveModel::matching(const char* pattern) const {
     return found;
 }
 
+namespace {
+
+/// @return whether a look-up for one object may give the name
+bool isCandidate(const QkName* name) {
+    return !(name->netFlags & (QK_flag_hidden | QK_flag_replaced)) && !name->readsCopy;
+}
+
+}  // namespace
+
 QkName* QkLiveModel::findOne(const char* pattern) const {
     QkName* one = nullptr;
     int count = 0;
     const auto consider = [&](QkName* name) {
-        if ((name->netFlags & (QK_flag_hidden | QK_flag_replaced)) || name->readsCopy) return;
+        if (!isCandidate(name)) return;
         one = name;
         ++count;
     };
@@ -121,4 +131,24 @@ QkName* QkLiveModel::findOne(const char* pattern) const {
         eachOfFullName(pattern, consider);
     }
     return count == 1 ? one : nullptr;
+}
+
+QkName* QkLiveModel::findNext(const char* pattern, const QkName* after) const {
+    if (!std::strchr(pattern, '*')) {
+        const std::vector<QkName*> found = matching(pattern);
+        auto at = found.begin();
+        if (after) at = std::find(at, found.end(), after);
+        if (after && at != found.end()) ++at;
+        at = std::find_if(at, found.end(), isCandidate);
+        return at == found.end() ? nullptr : *at;
+    }
+    FullNameWalk fullNames;
+    for (QkName* name = after ? after->next : names; name; name = name->next) {
+        if (after && name == names) return nullptr;  // round the ring
+        after = name;
+        if (isCandidate(name) &&
+            matchesPattern(fullNames.of(name), pattern, name->scope->caseInsensitive))
+            return name;
+    }
+    return nullptr;
 }

@@ -84,7 +84,9 @@ public:
         }
         record.count = 0;
         // The record may change under what a report sets off.
+        const uint64_t removals = qkLiveModel->removals;
         for (const uint32_t element : changed) {
+            if (removals != qkLiveModel->removals) return;  // the array may have gone
             const int64_t number = element;
             qkLiveModel->writer.recordElement(array, array->arrayLeft() > array->arrayRight()
                                                          ? array->arrayRight() + number

@@ -82,11 +82,14 @@ void QkLiveModel::bindExtract(QkName* name, QkTrace* trace) {
 void QkLiveModel::removeName(QkName* name) {
     QK_ASSERT_AS(name->scope, "n->scope");
     QK_ASSERT_AS(name->same_scope_next, "n->same_scope_next");
+    ++removals;
+    handles.forget(name);
     if (name->traced) writer.stopTracing(name);
     --name->scope->nameCount;
     visibleNames -= name->isHidden() ? 0 : 1;
     ScopeNames::remove(name->scope->allNames, name);
     QkTrace* const trace = name->trace;
+    if (name->kind == kVirtualName) leaveSources(name);
     if (name->kind == kExtractName) {
         std::erase(trace->extras->exnames, name);
     } else {
@@ -98,6 +101,49 @@ void QkLiveModel::removeName(QkName* name) {
     texts.release(name->name);
     delete name->extension;
     nameStore.release(name->id);
+}
+
+// ---- Virtual variables
+
+QkName* QkLiveModel::addVirtual(const char* localName) {
+    QkName* const name = addName(top_scopes, localName, 0, 0);
+    ++top_scopes->virtualCount;
+    name->kind = kVirtualName;
+    name->extension = new NameExtension;
+    name->extension->range.width = 0;
+    // A trace of its own, in no ring: code that looks at a name's trace finds a net without
+    // storage.
+    uint32_t id;
+    QkTrace* const trace = traceStore.make(id);
+    trace->id = id;
+    trace->header = trace;
+    bindName(name, trace);
+    return name;
+}
+
+void QkLiveModel::addElement(QkName* name, const VirtualElement& element) {
+    NameExtension& extension = *name->extension;
+    extension.elements.push_back(element);
+    extension.elements.back().above = extension.range.width;
+    const int width = extension.range.width + element.width;
+    extension.range = width == 1 ? BitRange::bit() : BitRange(width - 1, 0);
+    if (!element.trace) return;
+    if (!element.trace->extras) element.trace->extras = new TraceExtras;
+    std::vector<QkName*>& readers = element.trace->extras->pvnames;
+    if (std::find(readers.begin(), readers.end(), name) == readers.end()) readers.push_back(name);
+}
+
+void QkLiveModel::leaveSources(QkName* name) {
+    eachSource(name, [&](QkTrace* trace) { std::erase(trace->extras->pvnames, name); });
+    --name->scope->virtualCount;
+}
+
+/// What virtual variables read of a trace that goes becomes zero bits.
+void QkLiveModel::dropReaders(QkTrace* trace) {
+    if (!trace->extras) return;
+    for (QkName* reader : trace->extras->pvnames)
+        for (VirtualElement& element : reader->extension->elements)
+            if (element.trace == trace) element.trace = nullptr;
 }
 
 // ---- Order

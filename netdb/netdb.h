@@ -27,12 +27,23 @@ struct QkTrace;
 /// What a name reads through. Extracts and virtual variables have code and range of their own.
 enum NameKind : uint8_t { kPlainName = 0, kTermName = 1, kExtractName = 2, kVirtualName = 3 };
 
-/// What names of kind 1 to 3, and few others, have beside the common fields.
+/// A run of bits of a virtual variable: a slice of a net, or a constant.
+struct VirtualElement {
+    int width;
+    QkTrace* trace;  ///< null for a constant, and once the net has gone
+    int offset;      ///< of the slice's low bit from the low end of the trace's value
+    uint64_t idle;   ///< the constant; 0 for a slice
+    int above = 0;   ///< bits of the elements before it
+};
+
+/// What names of kind 1 to 3 have beside the common fields.
 struct NameExtension {
     BitRange range;                  ///< the name's own bounds, kinds 1 to 3
     int offset = 0;                  ///< kind 2: low bit of the slice within its trace
     uint32_t vcdSlot = 0;            ///< kinds 2 and 3: place in the trace writer, 0 for none yet
-    std::vector<uint64_t> recorded;  ///< kinds 2 and 3, traced: the chunks as last recorded
+    int holds = 0;                   ///< kinds 2 and 3: reasons to compare it at captures
+    std::vector<uint64_t> recorded;  ///< kinds 2 and 3, compared: the chunks as last seen
+    std::vector<VirtualElement> elements;  ///< kind 3: the most significant first
 };
 
 // What a look-up reads stands first.
@@ -51,6 +62,7 @@ struct QkName {
     bool dirty : 1;                             ///< used inside one capture only
     bool stimulus : 1;                          ///< named as a further stimulus by the user
     bool readsCopy : 1;                         ///< the trace is a copy of an owner elsewhere
+    bool watched : 1;                           ///< its handle has breakpoints or asks for changes
     QkName *next, *prev;                        ///< ring QkModel::names
     QkName *same_scope_next, *same_scope_prev;  ///< ring QkScope::allNames
     QkName *n_next, *n_prev;                    ///< ring QkTrace::names
@@ -59,6 +71,8 @@ struct QkName {
     bool isHidden() const;
     /// @return the bounds that the user sees: the trace's for a plain name, else the name's own
     const BitRange& range() const;
+    /// @return whether the value is a slice, or several, of what traces hold
+    bool isSlice() const { return kind == kExtractName || kind == kVirtualName; }
     int chunkCount() const { return (range().width + QK_MAXUBITS - 1) / QK_MAXUBITS; }
 };
 
@@ -70,6 +84,7 @@ struct TraceExtras {
     MasterArrayAssign* arrayRecord = nullptr;  ///< the change list in generated code's cell
     CopyGroup* copies = nullptr;               ///< shared by its members
     std::vector<QkName*> exnames = {};         ///< names of kind 2 that read this trace
+    std::vector<QkName*> pvnames = {};         ///< names of kind 3 that read it, each once
 };
 
 struct QkTrace {
@@ -86,10 +101,10 @@ struct QkTrace {
     uint32_t flags;                    ///< net flags; a header gathers those of its parts
     uint32_t changed;                  ///< sticky: a capture saw a change
     uint32_t nel;                      ///< elements of an array, else 0
-    int32_t ntrace;                    ///< traced names, and traced slices that read this trace
+    int32_t ntrace;    ///< reasons to compare it: traced and watched names that read this trace
     int32_t nrecord;   ///< traced names of kind 0 and 1: they have its changes recorded
-    int32_t nshow;     ///< shown names
-    int32_t nbreak;    ///< variables with breakpoints that read this trace
+    int32_t nshow;     ///< shown names, and those whose handles ask for changes
+    int32_t nbreak;    ///< names with breakpoints that read this trace
     uint32_t vcdSlot;  ///< place in the trace writer, 0 for none yet
     uint32_t id;       ///< number in the store
     bool invert;       ///< reads the storage inverted
@@ -157,7 +172,8 @@ public:
     bool caseInsensitive;
     QkName* allNames = nullptr;
     int nameCount = 0;
-    int tracedCount = 0;  ///< traced names in this scope and below
+    int virtualCount = 0;  ///< virtual variables among them
+    int tracedCount = 0;   ///< traced names in this scope and below
     uint32_t generatorWords[2] = {0, 0};
     uint32_t exportWord = 0;
     uint64_t shape = 0;              ///< of the module's section; see qk_generator_check()
@@ -167,7 +183,9 @@ public:
     std::vector<MasterArrayAssign*> masterArrayAssigns;
     ScopeActivity* activity = nullptr;  ///< counters of the scope's signals; owned
 
-    /// @return whether every scope above this one holds no names: empty wrappers are no levels
+    /// @return whether the scope has names beside those that the user made
+    bool holdsNets() const { return nameCount > virtualCount; }
+    /// @return whether every scope above this one holds no nets: empty wrappers are no levels
     bool isTopLevel() const;
 };
 
@@ -208,6 +226,25 @@ int writeBits(QkName* name, int64_t index, int64_t bit, int count, uint64_t valu
 /// @param index  array index as declared; 0 for a scalar
 /// @return the bits; 0 beyond the width and for a failed read
 uint64_t readChunk(const QkName* name, int chunk, int64_t index);
+/// Writes it; bits of `value` above those of the chunk are cut off.
+/// @return 0, or 1 when the chunk or the index lies outside
+int writeChunk(QkName* name, int chunk, int64_t index, uint64_t value);
+
+/// The same through the elements of a virtual variable.
+int readVirtualBits(const QkName* name, int64_t bit, int count, uint64_t* out);
+int writeVirtualBits(QkName* name, int64_t bit, int count, uint64_t value);
+
+/// Calls visit(QkTrace*) for each trace that the name reads: a virtual variable's once for each
+/// slice.
+template <class Visit>
+void eachSource(const QkName* name, Visit&& visit) {
+    if (name->kind != kVirtualName) {
+        visit(name->trace);
+        return;
+    }
+    for (const VirtualElement& element : name->extension->elements)
+        if (element.trace) visit(element.trace);
+}
 
 // ---- Look-up
 

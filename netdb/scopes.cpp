@@ -21,7 +21,7 @@ QkScope::QkScope(const char* localName, QkScope* parentScope, bool namesCaseInse
 
 bool QkScope::isTopLevel() const {
     for (const QkScope* above = parent; above; above = above->parent)
-        if (above->nameCount != 0) return false;
+        if (above->holdsNets()) return false;
     return true;
 }
 

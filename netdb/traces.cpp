@@ -165,6 +165,7 @@ void QkLiveModel::addInvertedForm(QkName* name, NetStorage net) {
 }
 
 void QkLiveModel::removeTrace(QkTrace* trace) {
+    dropReaders(trace);
     writer.forgetTrace(trace);
     if (trace->next) TraceRing::remove(traces, trace);
     if (trace->address) {

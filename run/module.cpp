@@ -53,6 +53,7 @@ void kelvo_start() {
 }
 
 void kelvo_finish() {
+    if (qkLiveModel) qkLiveModel->handles.checkOnceMore();
     if (qkLiveModel && qkLiveModel->interactive) {
         qk_printf("Simulation run completed\n");
         qk_cli("cli");
@@ -147,13 +148,13 @@ QkScope* kelvo_module::qk_get_scope(bool case_insensitive) {
 
 namespace {
 
-/// A scope goes with its module only when nothing above it holds names.
+/// A scope goes with its module only when nothing above it holds nets.
 bool mayDestroy(const QkScope* scope) {
     const QkScope* const parent = scope->parent;
     if (!parent) return true;
-    if (parent->nameCount != 0) return false;
+    if (parent->holdsNets()) return false;
     for (const QkScope* above = parent->parent; above; above = above->parent)
-        if (above->nameCount != 0) return false;
+        if (above->holdsNets()) return false;
     return parent->children != nullptr;
 }
 

@@ -11,6 +11,14 @@ void countTraced(QkScope* scope, int by) {
     for (; scope; scope = scope->parent) scope->tracedCount += by;
 }
 
+/// Takes a slice's value as what was last seen.
+void readSlice(const QkName* name) {
+    std::vector<uint64_t>& recorded = name->extension->recorded;
+    recorded.resize(static_cast<size_t>(name->chunkCount()));
+    for (size_t chunk = 0; chunk < recorded.size(); ++chunk)
+        recorded[chunk] = readChunk(name, static_cast<int>(chunk), 0);
+}
+
 }  // namespace
 
 void QkTraceWriter::forgetPlan() {
@@ -41,20 +49,50 @@ void QkTraceWriter::deactivate(QkTrace* trace) {
     ActiveTraces::remove(liveModel->active_traces, trace);
 }
 
+void QkTraceWriter::hold(QkName* name) {
+    countHolds(name, 1);
+    if (!name->isSlice() || name->extension->holds++ != 0) return;
+    readSlice(name);
+    activeSlices(name).push_back(name);
+}
+
+void QkTraceWriter::release(QkName* name) {
+    if (name->isSlice() && --name->extension->holds == 0) std::erase(activeSlices(name), name);
+    countHolds(name, -1);
+}
+
+void QkTraceWriter::countHolds(QkName* name, int by) {
+    forgetPlan();
+    eachSource(name, [&](QkTrace* trace) {
+        const bool wasActive = trace->ntrace > 0;
+        trace->ntrace += by;
+        const bool isActive = trace->ntrace > 0;
+        if (isActive && !wasActive) {
+            activate(trace);
+            if (trace->isArray()) liveModel->followArray(name);
+        }
+        if (wasActive && !isActive) {
+            deactivate(trace);
+            if (trace->isArray()) liveModel->unfollowArray(trace);
+        }
+    });
+}
+
+void QkTraceWriter::countOn(QkName* name, int32_t QkTrace::*counter, int by) {
+    forgetPlan();
+    eachSource(name, [&](QkTrace* trace) { trace->*counter += by; });
+}
+
 void QkTraceWriter::startTracing(QkName* name) {
     QkTrace* const trace = name->trace;
     QK_ASSERT_AS(trace && trace != &gDummyTrace, "nn && nn->trace && (nn->trace != &gDummyTrace)");
-    if (trace->ntrace++ == 0) {
-        activate(trace);
-        if (trace->isArray()) liveModel->followArray(name);
-    }
-    switch (name->kind) {
-        case kPlainName:
-        case kTermName:
-            if (trace->nrecord++ == 0) recordStart(trace);
-            break;
-        case kExtractName: startExtract(name); break;
-        default: QK_ASSERT_AS(false, "0");
+    hold(name);
+    if (name->isSlice()) {
+        NameExtension& extension = *name->extension;
+        if (extension.vcdSlot == 0) extension.vcdSlot = slots.add(nullptr);
+        recordSlice(name, initialbs);
+    } else if (trace->nrecord++ == 0) {
+        recordStart(trace);
     }
     name->traced = true;
     countTraced(name->scope, 1);
@@ -62,22 +100,37 @@ void QkTraceWriter::startTracing(QkName* name) {
 
 void QkTraceWriter::stopTracing(QkName* name) {
     setShow(name, false);
-    QkTrace* const trace = name->trace;
-    QK_ASSERT(trace->ntrace >= 0);
-    QK_ASSERT_AS(trace->nTraced() >= trace->nshow, "n->trace->nTraced() >= n->trace->nshow");
-    QK_ASSERT_AS(trace->nshow >= 0, "n->trace->nshow >= 0");
-    forgetPlan();
-    if (trace->ntrace-- == 1) {
-        deactivate(trace);
-        if (trace->isArray()) liveModel->unfollowArray(trace);
-    }
-    if (name->kind == kExtractName) {
-        std::erase(activeExtracts, name);
-    } else {
-        --trace->nrecord;
-    }
+    eachSource(name, [](const QkTrace* trace) {
+        QK_ASSERT(trace->ntrace >= 0);
+        QK_ASSERT_AS(trace->nTraced() >= trace->nshow, "n->trace->nTraced() >= n->trace->nshow");
+        QK_ASSERT_AS(trace->nshow >= 0, "n->trace->nshow >= 0");
+    });
+    release(name);
+    if (!name->isSlice()) --name->trace->nrecord;
     name->traced = false;
     countTraced(name->scope, -1);
+}
+
+void QkTraceWriter::noteElement(QkName* name, QkTrace* source, int shows, int breaks) {
+    NameExtension& extension = *name->extension;
+    if (extension.holds == 0) return;
+    forgetPlan();
+    if (source) {
+        if (source->ntrace == 0) activate(source);
+        source->ntrace += extension.holds;
+        source->nshow += shows;
+        source->nbreak += breaks;
+    }
+    readSlice(name);
+    if (!name->traced) return;
+    extension.vcdSlot = slots.add(nullptr);
+    recordSlice(name, initialbs);
+}
+
+bool QkTraceWriter::isCompared(const QkName* name) {
+    bool compared = false;
+    eachSource(name, [&](const QkTrace* trace) { compared |= trace->ntrace > 0; });
+    return compared;
 }
 
 void QkTraceWriter::recordStart(QkTrace* trace) {
@@ -95,9 +148,8 @@ void QkTraceWriter::recordStart(QkTrace* trace) {
 
 void QkTraceWriter::setShow(QkName* name, bool on) {
     if (name->show == on) return;
-    forgetPlan();
     name->show = on;
-    name->trace->nshow += on ? 1 : -1;
+    countOn(name, &QkTrace::nshow, on ? 1 : -1);
 }
 
 void QkTraceWriter::forgetTrace(QkTrace* trace) {
@@ -149,26 +201,21 @@ void QkTraceWriter::recordInitialElement(QkTrace* trace, int64_t index) {
 
 // ---- Slices
 
-void QkTraceWriter::startExtract(QkName* name) {
-    NameExtension& extension = *name->extension;
-    if (extension.vcdSlot == 0) extension.vcdSlot = slots.add(nullptr);
-    extension.recorded.assign(static_cast<size_t>(name->chunkCount()), 0);
-    recordExtract(name, initialbs);
-    activeExtracts.push_back(name);
+std::vector<QkName*>& QkTraceWriter::activeSlices(const QkName* name) {
+    return name->kind == kVirtualName ? activeVirtuals : activeExtracts;
 }
 
-void QkTraceWriter::recordExtract(QkName* name, BucketRing& ring) {
+void QkTraceWriter::recordSlice(const QkName* name, BucketRing& ring) {
     openTail();
     if (lastTime != qk_cycle) stampTime();
     closeTail();
-    NameExtension& extension = *name->extension;
+    const NameExtension& extension = *name->extension;
     const int width = extension.range.width;
     const int chunks = name->chunkCount();
     for (int chunk = chunks; chunk-- > 0;) {
         const int bits = std::min(width - chunk * QK_MAXUBITS, QK_MAXUBITS);
-        const uint64_t value = readChunk(name, chunk, 0) & bitMask(bits);
-        extension.recorded[static_cast<size_t>(chunk)] = value;
-        *nextChange(ring) = OutputChange{extension.vcdSlot,
-                                         partShape(bits, chunk + 1 == chunks, chunk == 0), value};
+        *nextChange(ring) =
+            OutputChange{extension.vcdSlot, partShape(bits, chunk + 1 == chunks, chunk == 0),
+                         extension.recorded[static_cast<size_t>(chunk)]};
     }
 }

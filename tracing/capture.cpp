@@ -1,4 +1,5 @@
 // Captures: what changed since the last one goes into history, in the order of the active ring.
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -25,12 +26,29 @@ inline uint64_t imageValue(const unsigned char* image, uint32_t offset, int unus
     return word & ~uint64_t{0} >> unusedBits;
 }
 
-bool differsFromRecorded(const QkName* name) {
-    const std::vector<uint64_t>& recorded = name->extension->recorded;
-    for (size_t chunk = 0; chunk < recorded.size(); ++chunk)
-        if (readChunk(name, static_cast<int>(chunk), 0) != recorded[chunk]) return true;
-    return false;
+/// Takes a slice's value as what was last seen. @return whether it differs from what that was
+bool takeChange(const QkName* name) {
+    std::vector<uint64_t>& recorded = name->extension->recorded;
+    bool changed = false;
+    for (size_t chunk = 0; chunk < recorded.size(); ++chunk) {
+        const uint64_t now = readChunk(name, static_cast<int>(chunk), 0);
+        changed |= now != recorded[chunk];
+        recorded[chunk] = now;
+    }
+    return changed;
 }
+
+/// Holds a flag up for a time, also when what is called meanwhile throws.
+class Raised {
+public:
+    explicit Raised(bool& word) : flag(word) { flag = true; }
+    ~Raised() { flag = false; }
+    Raised(const Raised&) = delete;
+    Raised& operator=(const Raised&) = delete;
+
+private:
+    bool& flag;
+};
 
 }  // namespace
 
@@ -42,9 +60,8 @@ void QkTraceWriter::captureEntry() {
 
 void QkTraceWriter::captureChanges() {
     if (capturing) return;  // code called from a capture asks for another
-    capturing = true;
+    const Raised whileCapturing(capturing);
     compareAndRecord();
-    capturing = false;
 }
 
 void QkTraceWriter::compareAndRecord() {
@@ -58,7 +75,7 @@ void QkTraceWriter::compareAndRecord() {
     const bool inOrder = plan.direction != 0 && !anyForced;
     if (anyForced) markForced();
     record(inOrder ? listInOrder(picks, count) : listByBitmap(picks, count));
-    if (anyDirty) recordExtracts();
+    if (anyDirty) reportSlices();
 }
 
 // ---- Order
@@ -168,30 +185,22 @@ void QkTraceWriter::recordParts(const CapturePosition& at) {
 void QkTraceWriter::recordSlowly(uint32_t position) {
     CapturePosition& at = plan.positions[position];
     QkTrace* const trace = slots.owners[at.slot].trace;
+    if (!trace) return;  // removed by code that was called in this capture
     trace->changed = 1;
+    const bool inParts = at.inParts;
     if (trace->nrecord > 0) {
         at.slow = false;
         recordAt(position);
         at.slow = true;
     }
-    if (trace->nshow > 0) {
-        closeTail();  // printing may come back to the writer
-        TraceNames::each(trace->names, [](const QkName* name) {
-            if (name->show) printShownChange(name);
-        });
-        openTail();
-    }
     // A trace in several parts is read as a whole by slices; its parts may be read alone, too.
-    const auto markReaders = [&](const QkTrace* source) {
-        if (!source->extras) return;
-        for (QkName* name : source->extras->exnames) {
-            name->dirty = name->traced;
-            anyDirty |= name->traced;
-        }
-    };
     markReaders(trace);
-    if (!at.inParts) return;
-    for (const QkTrace* part = trace->bits; part; part = part->bits) markReaders(part);
+    for (const QkTrace* part = inParts ? trace->bits : nullptr; part; part = part->bits)
+        markReaders(part);
+    if (trace->nshow == 0 && trace->nbreak == 0) return;
+    closeTail();
+    reportChange(at.slot, 0);
+    openTail();
 }
 
 void QkTraceWriter::recordElement(QkTrace* array, int64_t index) {
@@ -209,22 +218,69 @@ void QkTraceWriter::recordElement(QkTrace* array, int64_t index) {
         }
         closeTail();
     }
-    if (array->nshow == 0) return;
-    TraceNames::each(array->names, [&](const QkName* name) {
-        if (name->show) printShownChange(name, index);
-    });
+    if (array->nshow > 0 || array->nbreak > 0) reportChange(array->vcdSlot, index);
 }
 
-void QkTraceWriter::recordExtracts() {
+void QkTraceWriter::markReaders(const QkTrace* trace) {
+    if (!trace->extras) return;
+    const auto mark = [&](QkName* name) {
+        name->dirty = name->extension->holds > 0;
+        anyDirty |= name->dirty;
+    };
+    for (QkName* name : trace->extras->exnames) mark(name);
+    for (QkName* name : trace->extras->pvnames) mark(name);
+}
+
+// ---- Telling of changes
+//
+// Printing, notifiers and breakpoints call code of the user, which may come back to the library and
+// even take names out of the model.
+
+/// Tells those concerned of a change of the trace of `slot`, name by name.
+/// @param index  of the element that changed, as declared; 0 for a scalar
+void QkTraceWriter::reportChange(uint32_t slot, int64_t index) {
+    std::vector<QkName*> concerned;
+    TraceNames::each(slots.owners[slot].trace->names, [&](QkName* name) {
+        if (name->show || name->watched) concerned.push_back(name);
+    });
+    const uint64_t removals = liveModel->removals;
+    for (QkName* name : concerned) {
+        if (removals != liveModel->removals) {
+            const QkTrace* const trace = slots.owners[slot].trace;
+            if (!trace) return;
+            if (!TraceNames::find(trace->names, [&](const QkName* n) { return n == name; }))
+                continue;
+        }
+        tell(name, index);
+    }
+}
+
+void QkTraceWriter::reportSlices() {
     anyDirty = false;
-    const std::vector<QkName*> names = activeExtracts;  // printing may come back to the writer
+    reportSlices(activeExtracts);
+    reportSlices(activeVirtuals);
+}
+
+void QkTraceWriter::reportSlices(const std::vector<QkName*>& active) {
+    const std::vector<QkName*> names = active;
+    const uint64_t removals = liveModel->removals;
     for (QkName* name : names) {
+        if (removals != liveModel->removals &&
+            std::find(active.begin(), active.end(), name) == active.end())
+            continue;
         if (!name->dirty) continue;
         name->dirty = false;
-        if (!differsFromRecorded(name)) continue;
-        recordExtract(name, eventbs);
-        if (name->show) printShownChange(name);
+        if (!takeChange(name)) continue;
+        if (name->traced) recordSlice(name, eventbs);
+        tell(name, 0);
     }
+}
+
+void QkTraceWriter::tell(QkName* name, int64_t index) {
+    const uint64_t removals = liveModel->removals;
+    if (name->show) printShownChange(name, index);
+    if (removals == liveModel->removals && name->watched)
+        liveModel->handles.noteChange(name, index);
 }
 
 void QkTraceWriter::stampTime() {

@@ -16,11 +16,18 @@ uintptr_t addressOf(const CapturePart& part) {
     return reinterpret_cast<uintptr_t>(part.trace->address);
 }
 
-/// @return whether names of slices read the trace or a part of it
+bool hasComparedReader(const QkTrace* trace) {
+    if (!trace->extras) return false;
+    const auto isCompared = [](const QkName* reader) { return reader->extension->holds > 0; };
+    return std::any_of(trace->extras->exnames.begin(), trace->extras->exnames.end(), isCompared) ||
+           std::any_of(trace->extras->pvnames.begin(), trace->extras->pvnames.end(), isCompared);
+}
+
+/// @return whether names of slices that are compared read the trace or a part of it
 bool isSliced(const QkTrace* trace) {
     for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
-        if (part->extras && !part->extras->exnames.empty()) return true;
-    return trace->extras && !trace->extras->exnames.empty();
+        if (hasComparedReader(part)) return true;
+    return hasComparedReader(trace);
 }
 
 /// The parts in the order of their addresses.

@@ -105,7 +105,7 @@ void QkTraceWriter::writeScope(const QkScope* scope) {
 
 void QkTraceWriter::writeVariable(const QkName* name) {
     // Names of one trace share its code; a slice has a code of its own.
-    const bool isSlice = name->kind == kExtractName;
+    const bool isSlice = name->isSlice();
     const uint32_t slot = isSlice ? name->extension->vcdSlot : slotOf(name->trace);
     slots.declare(slot, (isSlice ? name->range() : name->trace->range).width != 1);
     file->writeVar(name, slots.codeText(slot));

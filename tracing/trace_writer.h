@@ -42,6 +42,19 @@ public:
     void stopTracing(QkName* name);
     /// Has each change of a traced name printed, or no longer.
     void setShow(QkName* name, bool on);
+    /// Has a name compared at captures, traced or not, until as many calls of release(). The first
+    /// takes its value as seen.
+    void hold(QkName* name);
+    void release(QkName* name);
+    /// Adds to a counter of all traces that the name reads: QkTrace::nshow or nbreak.
+    void countOn(QkName* name, int32_t QkTrace::*counter, int by);
+    /// Takes note of an element added to a virtual variable. What was recorded of it so far is not
+    /// written any more, as it had another width: its tracing starts anew.
+    /// @param source         the element's trace, or null
+    /// @param shows, breaks  what the variable counts in nshow and nbreak of each source
+    void noteElement(QkName* name, QkTrace* source, int shows, int breaks);
+    /// @return whether captures compare something that the name reads
+    static bool isCompared(const QkName* name);
     /// Forgets a trace that is about to be deleted; its history is not written any more.
     void forgetTrace(QkTrace* trace);
 
@@ -69,8 +82,9 @@ private:
     void activate(QkTrace* trace);
     void deactivate(QkTrace* trace);
     void recordStart(QkTrace* trace);
-    void startExtract(QkName* name);
-    void recordExtract(QkName* name, BucketRing& ring);
+    void countHolds(QkName* name, int by);
+    std::vector<QkName*>& activeSlices(const QkName* name);
+    void recordSlice(const QkName* name, BucketRing& ring);
     void recordInitial(QkTrace* trace);
     void recordInitialArray(QkTrace* trace);
     void recordInitialElement(QkTrace* trace, int64_t index);
@@ -89,7 +103,11 @@ private:
     void compareAndRecord();
     void recordAt(uint32_t position);
     void recordSlowly(uint32_t position);
-    void recordExtracts();
+    void reportChange(uint32_t slot, int64_t index);
+    void markReaders(const QkTrace* trace);
+    void reportSlices();
+    void reportSlices(const std::vector<QkName*>& active);
+    void tell(QkName* name, int64_t index);
     void recordParts(const CapturePosition& at);
     /// List the positions that picks, or bits set before, stand for, in order and once each.
     /// @return how many there are in plan.changedPositions
@@ -121,8 +139,9 @@ private:
     SlotTable slots;
     /// Array elements that have an initial entry: slot in the high half, index in the low.
     std::unordered_set<uint64_t> initialElements;
-    /// Traced names that read slices, in the order of their tracing.
+    /// Names that read slices and are compared, in the order in which that began.
     std::vector<QkName*> activeExtracts;
+    std::vector<QkName*> activeVirtuals;
     CapturePlan plan;
     bool planValid = false;
     bool capturing = false;

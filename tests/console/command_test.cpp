@@ -77,9 +77,14 @@ TEST_F(CommandTest, HelpListsTheRowsThatAreNotHidden) {
                           "  lstofile    <file> <ls options> \"ls\", writing output to a file\n"
                           "  print                           an alias for 'ls'\n"
                           "  continue    [<t>]               continue [until time t]\n"));
+    EXPECT_THAT(help, testing::HasSubstr(
+                          "  wired       <signal name>       list signals wired to signal name\n"
+                          "  break       <var name> == <value>  set a break on equal\n"));
+    EXPECT_THAT(
+        help, testing::HasSubstr("                      or idle bits        : <width>(<pattern>)\n"
+                                 "  set         <var name> = <value>         set value to var\n"));
     EXPECT_THAT(help, testing::EndsWith(
-                          "  unshow      <pattern>           turn off show\n"
-                          "  wired       <signal name>       list signals wired to signal name\n"));
+                          "  set         <var name>[index] = <value>  set value to var[index]\n"));
     for (const char* hidden : {"clearsim", "ls -r", "ls -i", "quit"})
         EXPECT_EQ(help.find(hidden), std::string::npos) << hidden;
 }

@@ -5,17 +5,23 @@
 #include <string>
 
 #include "console/console.h"
+#include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "tests/fuzz/target.h"
 
-const char* const kFuzzSeeds[] = {"ls ",     "ls -d ",    "ls -rt",    "print ",
-                                  "wired ",  "trace ",    "untrace ",  "show ",
-                                  "unshow ", "step ",     "continue ", "circular ",
-                                  "help ",   "clearsim ", "top.*",     "top.wide",
-                                  "top.mem", "[3]",       "[1:2]",     "[",
-                                  "]",       "-i ",       "-m ",       "*",
-                                  "\n",      "\n",        "\n",        "1",
-                                  "10ns",    "trace *\n", "show *\n",  "ls top.mem[]\n"};
+const char* const kFuzzSeeds[] = {"ls ",     "ls -d ",      "ls -rt",    "print ",
+                                  "wired ",  "trace ",      "untrace ",  "show ",
+                                  "unshow ", "step ",       "continue ", "circular ",
+                                  "help ",   "clearsim ",   "top.*",     "top.wide",
+                                  "top.mem", "[3]",         "[1:2]",     "[",
+                                  "]",       "-i ",         "-m ",       "*",
+                                  "\n",      "\n",          "\n",        "1",
+                                  "10ns",    "trace *\n",   "show *\n",  "ls top.mem[]\n",
+                                  "break ",  "setvv ",      "set ",      "setvv v = top.bit",
+                                  " += ",    ", 4(9)",      " = ",       "set top.mem[1] = ",
+                                  " == ",    " delete",     " disable",  "break top.wide",
+                                  "top.v",   "[0:9]",       "top.wide",  "8'hff",
+                                  "16#1f#",  "setvv v += ", "break 1",   "untrace "};
 const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
 
 namespace {
@@ -71,6 +77,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         at = end + 1;
     }
     qk_cli("untrace *");
+    auto& breaks = qkLiveModel->handles.brks;
+    while (!breaks.empty()) qkLiveModel->handles.deleteBreak(breaks.back()->number);
+    QkVariable* cookie;
+    for (QkVariable* v = QkVariable::GetFirstByName("*", cookie); v;) {
+        QkVariable* made = v;
+        v = QkVariable::GetNextByName("*", cookie);
+        QkVariable::DeleteByPointer(made);  // nets of the design stay
+    }
     qk_save("/dev/null");
     return 0;
 }

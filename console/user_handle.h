@@ -1,0 +1,30 @@
+// Nets as the user names them in commands.
+#pragma once
+
+#include <string>
+
+#include "qkzeft_variable.h"
+
+/// A handle that a command holds while it runs.
+class UserHandle {
+public:
+    /// Finds the one net that `pattern`, which may be null, names.
+    explicit UserHandle(const char* pattern) : variable(QkVariable::GetByName(pattern)) {}
+    ~UserHandle() {
+        if (variable) QkVariable::Destroy(variable);
+    }
+    UserHandle(const UserHandle&) = delete;
+    UserHandle& operator=(const UserHandle&) = delete;
+
+    explicit operator bool() const { return variable != nullptr; }
+    QkVariable* get() const { return variable; }
+    QkVariable* operator->() const { return variable; }
+
+private:
+    QkVariable* variable;
+};
+
+/// Cuts a net's name off the start of `text`. It ends at white space, at one of `stops` and at a
+/// '['; but scopes and nets may have brackets in their names, so of several ends at a bracket the
+/// first counts that makes it name a net, and the very first if none does.
+std::string takeNetName(const char*& text, const char* stops);

@@ -1,0 +1,158 @@
+// A test bench for the model of examples/soc, written by a user of the library: it finds nets by
+// name, loads the program, watches, stops at, forces and checks values, and its exit status tells.
+//
+// usage: soc_bench [IMAGE]
+#include <qkzeft.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+
+#include <string>
+#include <vector>
+
+#include "soc.h"
+
+namespace {
+
+// ---- The device under test
+
+struct Device {
+    uint8_t clk = 0, rst_n = 0, txd = 1;
+    uint16_t leds = 0;
+    soc dut{&clk, &rst_n, &txd, &leds};
+
+    void runUntil(uint64_t end) {
+        while (qk_get_time() + 5 <= end) {
+            qk_set_time(qk_get_time() + 5);
+            if (qk_get_time() == 40) rst_n = 1;
+            clk ^= 1;
+            dut.step();
+            qk_takenote();
+        }
+    }
+};
+
+// ---- Checks
+
+int failures = 0;
+
+void check(bool good, const char* what) {
+    printf("%s: %s\n", good ? "ok" : "FAILED", what);
+    failures += good ? 0 : 1;
+}
+
+/// A net that must be there.
+QkVariable* net(const char* name) {
+    QkVariable* const found = QkVariable::GetByName(name);
+    if (!found) {
+        fprintf(stderr, "no such net: %s\n", name);
+        exit(2);
+    }
+    return found;
+}
+
+/// Loads the program through the handle of the memory that holds it.
+bool load(const char* path) {
+    FILE* const file = fopen(path, "r");
+    if (!file) {
+        perror(path);
+        return false;
+    }
+    QkVariable* const rom = net("soc.u_rom.words");
+    unsigned word = 0;
+    int count = 0;
+    while (count < rom->GetBound(0) && fscanf(file, "%x", &word) == 1)
+        rom->SetArrayValue(word, count++);
+    fclose(file);
+    QkVariable::Destroy(rom);
+    return count > 0;
+}
+
+// ---- What the callbacks know
+
+QkVariable* txData = nullptr;
+QkVariable* ram = nullptr;
+QkVariable* lamps = nullptr;
+
+std::string text;  // what the device has sent
+bool wasSorted = false;
+uint32_t expectedCrc = 0;
+int timesFull = 0, timesFullAndEmpty = 0;
+
+uint32_t crc32(const std::vector<uint32_t>& words) {
+    uint32_t crc = ~0u;
+    for (uint32_t word : words) {
+        crc ^= word;
+        for (int bit = 0; bit < 32; ++bit) crc = (crc & 1) ? crc >> 1 ^ 0xedb88320u : crc >> 1;
+    }
+    return ~crc;
+}
+
+/// Told of each change of the request line, which turns over for each character.
+void takeCharacter(QkVariable*) { text += static_cast<char>(txData->GetValue()); }
+
+/// The report of a round begins, so its words are in order in memory.
+void checkMemory(QkVariable* sent) {
+    std::vector<uint32_t> words;
+    for (int i = 0; i < 9 + static_cast<int>(lamps->GetValue() % 8); ++i)
+        words.push_back(static_cast<uint32_t>(ram->GetArrayValue(i)));
+    wasSorted = true;
+    for (size_t i = 1; i < words.size(); ++i) wasSorted = wasSorted && words[i - 1] <= words[i];
+    expectedCrc = crc32(words);
+    ram->SetArrayValue(0, 0);  // the program is about to tell the least word
+    sent->UnregisterBreak();   // one round will do
+}
+
+void countFull(QkVariable*) { ++timesFull; }
+void countImpossible(QkVariable*) { ++timesFullAndEmpty; }
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Device device;
+    qk_set_timescale("bench", -9, -9);
+    device.dut.qk_setup("soc", nullptr);
+    device.dut.qk_netlist();
+    device.dut.initials();
+    if (!load(argc > 1 ? argv[1] : SOC_IMAGE)) return 2;
+
+    txData = net("soc.tx_data");
+    ram = net("soc.u_ram.words");
+    lamps = net("soc.led_reg");
+
+    QkVariable::RegisterChangeNotifier(takeCharacter);
+    net("soc.tx_req")->SetChangeNotify(true);
+    txData->RegisterBreak(checkMemory, QkVariable::BreakOnEqual, 1, uint64_t{'s'});
+
+    // Both flags of the FIFO side by side, so that one breakpoint sees them together.
+    int code = 0;
+    QkVariable* const flags = QkVariable::CreateByName("flags", "soc.fifo_full", &code);
+    if (code == 0) code = QkVariable::AddByName(flags, "soc.fifo_empty");
+    check(code == 0 && flags->GetWidth() == 2, "the flags make a variable of two bits");
+    if (code == 0) {
+        flags->RegisterBreak(countFull, QkVariable::BreakOnEqual, 1, uint64_t{2});
+        flags->RegisterBreak(countImpossible, QkVariable::BreakOnEqual, 1, uint64_t{3});
+    }
+
+    // What the breakpoints print when they fire is not wanted here.
+    void (*const prints)(const char*) = qk_prints;
+    qk_prints = nullptr;
+    device.runUntil(110000);
+    qk_prints = prints;
+
+    printf("said: %s\n", text.c_str());
+    char crc[16];
+    snprintf(crc, sizeof crc, "crc=%08x", expectedCrc);
+    check(wasSorted && text.find(crc) != std::string::npos,
+          "memory was sorted and its CRC is told");
+    check(text.find(": 00000000..") != std::string::npos, "the value forced into memory is told");
+    check(timesFull > 0, "the FIFO was full at times");
+    check(timesFullAndEmpty == 0, "and never full and empty at once");
+    check(QkVariable::DeleteByName("flags") == 0 && !QkVariable::GetByName("soc.flags"),
+          "the variable is gone");
+    if (failures == 0)
+        printf("all checks passed\n");
+    else
+        printf("%d checks FAILED\n", failures);
+    return failures == 0 ? 0 : 1;
+}

@@ -1,0 +1,135 @@
+// The handles of a model's names, their breakpoints, and who is told of changes.
+//
+// A name has at most one handle, made when it is first asked for. A handle with breakpoints, or one
+// that asks for changes, holds its name among those compared at captures, traced or not. When a
+// name goes its handle loses both, so that an invalid handle waits for nothing but its references.
+//
+// Handles are never freed: one that has gone has no magic number, and its memory serves again only
+// after many others, so that a stale pointer in a user's code finds an invalid handle.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "base/ring.h"
+#include "qkzeft_variable.h"
+
+struct QkName;
+
+/// Results of the operations on handles, breakpoints and virtual variables. 0 is success.
+enum HandleResult {
+    kNoSuchElement = 1,
+    kNoSource = 2,
+    kSourceIsArray = 3,
+    kSourceIsVirtual = 4,
+    kOutOfRange = 5,
+    kBadConstant = 6,
+    kBadIdleWidth = 7,
+    kNoSuchNet = 8,
+    kNullHandle = 9,
+    kNotVirtual = 10,
+    kInvalidHandle = 11,
+    kIsArray = 12,
+    kNotArray = 13,
+    kCombinational = 14,
+    kBadOperator = 15,
+    kRedundantOption = 16,
+    kBadIndex = 17,
+    kBeyondWidth = 18,
+    kNoName = 25,
+    kNameTaken = 26,
+    kNoBreak = 27,
+    kNoBreakNumber = 28,
+    kBadBreakNumber = 29,
+    kSaveInProgress = 30,
+    kNameGone = 31,
+};
+
+struct FreeList {
+    void operator()(QkMaxuList* list) const;
+};
+using OwnedList = std::unique_ptr<QkMaxuList, FreeList>;
+
+struct QkBreakpoint {
+    unsigned number;
+    std::string var_name;
+    QkVariable* variable;  ///< null once it has gone
+    QkVariable::Callback callback;
+    QkVariable::BreakEvent event;
+    bool enabled;
+    OwnedList value;                ///< null for a break on change
+    QkBreakpoint *v_next, *v_prev;  ///< ring QkVariable::brkpts
+};
+using VariableBreaks = Ring<QkBreakpoint, &QkBreakpoint::v_next, &QkBreakpoint::v_prev>;
+
+struct QkHandleTable {
+    // ---- Handles (genrt/handles.cpp)
+
+    /// @return the handle of a name, with one reference more
+    QkVariable* give(QkName* name);
+    /// @return the handle of a name, or null when none has been asked for
+    QkVariable* of(const QkName* name) const;
+    const char* fullName(const QkName* name);
+    /// Takes a name that is about to be removed from its handle.
+    void forget(QkName* name);
+    /// Takes a handle out of use at once. Its name has no handle any more.
+    void drop(QkVariable* variable);
+
+    static bool isHandle(const QkVariable* variable) {
+        return variable && variable->magic == kMagic;
+    }
+    static bool isValid(const QkVariable* variable) { return isHandle(variable) && variable->name; }
+    static QkName* nameOf(const QkVariable* variable) { return variable->name; }
+    static void*& userPointer(QkVariable* variable) { return variable->handle; }
+    int giveBack(QkVariable* variable);
+    bool notifies(const QkName* name) const;
+    bool hasBreaks(const QkName* name) const;
+
+    // ---- Being told of changes (genrt/breakpoints.cpp)
+
+    int setNotify(QkVariable* variable, bool on);
+    /// Calls the notifier and tests the breakpoints of a watched name whose value has changed. What
+    /// they call may remove the name.
+    /// @param index  of the element that changed, 0 for a scalar
+    void noteChange(QkName* name, int64_t index);
+    /// Tests the breakpoints a last time, at the end of a run.
+    void checkOnceMore();
+
+    // ---- Breakpoints (genrt/breakpoints.cpp)
+
+    /// @param value  copied; the caller keeps its own
+    int addBreak(QkVariable* variable, QkVariable::Callback callback, QkVariable::BreakEvent event,
+                 const QkMaxuList* value);
+    int deleteBreaks(QkVariable* variable);
+    int enableBreaks(QkVariable* variable, bool on);
+    int deleteBreak(unsigned number);
+    int enableBreak(unsigned number, bool on);
+
+    /// By rising number, which is the order of their making.
+    std::vector<std::unique_ptr<QkBreakpoint>> brks;
+    QkVariable::Callback notifier = nullptr;
+
+private:
+    static constexpr uint32_t kMagic = 0x1234feed;
+    static constexpr unsigned char kHasBreaks = 1, kNotifies = 2;
+    static constexpr size_t kQuarantine = 1024;  ///< handles that have gone and do not serve again
+
+    QkVariable* make(QkName* name);
+    void setFlag(QkVariable* variable, unsigned char flag, bool on);
+    void detachBreaks(QkVariable* variable);
+    void fireBreaks(QkVariable* variable, int64_t index);
+    void dropBreak(QkBreakpoint* brk);
+    QkBreakpoint* find(unsigned number) const;
+    static int refusal(const QkVariable* variable);
+
+    std::vector<QkVariable*> byId;  ///< by QkName::id; null without a handle
+    std::unordered_map<uint32_t, std::string> fullNames;
+    std::vector<QkVariable*> made;  ///< all there are, also those that only a user knows
+    std::deque<QkVariable*> gone;
+    unsigned lastNumber = 0;  ///< of a breakpoint; numbers are not used again
+};
