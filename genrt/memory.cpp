@@ -3,12 +3,16 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/qkassert.h"
 #include "base/storage.h"
+#include "licence/licence.h"
 #include "netdb/live_model.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 
 namespace {
+
+bool qk_malloc_licensed = true;
 
 [[noreturn]] void failAllocation(const char* what, const char* tag) {
     std::fprintf(stderr, "%s failed for %s\n", what, tag);
@@ -26,6 +30,7 @@ const QkTrace* findTrace(const char* name) {
 }  // namespace
 
 void* qk_malloc(size_t size, const char* tag) {
+    qk_malloc_licensed = licensed(Gate::kMalloc);
     void* const block = std::malloc(size ? size : 1);
     if (!block) failAllocation("malloc", tag);
     return block;
@@ -37,7 +42,10 @@ void* qk_realloc(void* block, size_t size, const char* tag) {
     return resized;
 }
 
-void qk_free(void* block) { std::free(block); }
+void qk_free(void* block) {
+    QK_ASSERT(qk_malloc_licensed);
+    std::free(block);
+}
 
 uint64_t qk_getval(const void* address, int width) {
     kelvo_start();

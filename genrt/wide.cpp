@@ -14,6 +14,7 @@
 
 #include "base/qkassert.h"
 #include "base/storage.h"
+#include "licence/licence.h"
 #include "qkzeft_wide.h"
 
 namespace {
@@ -195,6 +196,7 @@ template <bool kLeft>
 
 template <bool kLeft>
 void shiftBy(unsigned nbits, unsigned shift, std::va_list list) {
+    if (!licensed(Gate::kWideShift)) shift = nbits;
     if (nbits > 64 && nbits <= 128)
         shiftTwo<kLeft>(nbits, shift, list);
     else

@@ -16,6 +16,7 @@
 #include "qkzeft_random.h"
 #include "qkzeft_registration.h"
 #include "qkzeft_run.h"
+#include "qkzeft_systasks.h"
 #include "qkzeft_value_list.h"
 #include "qkzeft_variable.h"
 #include "qkzeft_wide.h"

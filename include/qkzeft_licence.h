@@ -19,7 +19,8 @@ extern "C" {
 ///     traceto       qk_traceto() and `traceto` open no file and return 0
 ///     savesim       qk_savesim(), qk_loadsim() and their commands do nothing and return 0
 ///     validate      qk_mtc() and `validate` return 0; the message goes to the error stream
-///     malloc        qk_malloc() gives the block, and the next qk_free() ends the process
+///     malloc        qk_malloc() gives the block, and qk_free() ends the process, until qk_malloc()
+///                   is granted again
 ///     wide_shift    shifts of more than 64 bits give zero
 ///     display       display and write tasks format nothing
 ///     array_string  an array passed as a string is the empty string

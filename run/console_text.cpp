@@ -53,6 +53,11 @@ void qk_printf(const char* format, ...) {
     qk_prints(message.str());
 }
 
+void deliverLine(std::string_view text) {
+    QK_ASSERT_AS(text.size() < WORKBUFLEN, "printed_length < WORKBUFLEN");
+    if (text.size() < WORKBUFLEN && qk_prints) qk_prints(text.data());
+}
+
 // ---- The log
 
 const char* logFileName() { return ownedLogName; }

@@ -6,11 +6,16 @@
 #pragma once
 
 #include <cstdio>
+#include <string_view>
 
 #include "qkzeft_run.h"
 
 /// Where console text is copied to; null when no log is open, or while text is diverted.
 extern FILE* logStream;
+
+/// Hands a line of ready text to qk_prints; it must be shorter than what qk_printf() can print.
+/// @param text  ended by a NUL
+void deliverLine(std::string_view text);
 
 /// @return the log's name as it was given; null when none is open. Valid until the log is closed.
 const char* logFileName();

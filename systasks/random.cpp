@@ -2,19 +2,12 @@
 #include <cstdarg>
 
 #include "base/storage.h"
-#include "qkzeft_module.h"
 #include "qkzeft_random.h"
 #include "qkzeft_run.h"
+#include "systasks/args.h"
 #include "systasks/distributions.h"
 
 namespace {
-
-/// @return a size word without the mark of a signed value
-int unmarked(int size) {
-    constexpr int kSignedMark = 0x40000000;
-    if (size > kSignedMark) return size - kSignedMark;
-    return size < -kSignedMark ? size + kSignedMark : size;
-}
 
 void skipText(va_list& list) {
     if (va_arg(list, const char*)) return;
@@ -27,7 +20,7 @@ void skipText(va_list& list) {
 
 /// @return the low 32 bits of the next argument; 0 for a text or an array
 int32_t readInteger(va_list& list) {
-    const int size = unmarked(va_arg(list, int));
+    const int size = withoutSignedMark(va_arg(list, int));
     if (size == 0) {
         skipText(list);
         return 0;
@@ -48,12 +41,6 @@ int32_t readInteger(va_list& list) {
     return static_cast<int32_t>(low);
 }
 
-/// Ends the run because of a call that cannot be carried out.
-void endFailedRun() {
-    kelvo_finish();
-    qk_exit(1);
-}
-
 struct Distribution {
     const char* function;
     int32_t (*draw)(uint32_t& seed, int32_t first, int32_t second);
@@ -71,7 +58,7 @@ struct Call {
 /// Reads arguments of any form.
 Call readCall(va_list& list, int pairs) {
     Call call;
-    if (pairs > 0 && unmarked(va_arg(list, int)) == -32) call.seed = va_arg(list, void*);
+    if (pairs > 0 && withoutSignedMark(va_arg(list, int)) == -32) call.seed = va_arg(list, void*);
     if (!call.seed) return call;
     if (pairs > 1) call.first = readInteger(list);
     if (pairs > 2) call.second = readInteger(list);
@@ -98,7 +85,7 @@ Call readCall(va_list& list, int pairs) {
 
 int32_t failForSeed(const char* function) {
     qk_printf("\n%s seed is not a 32 bit inout\n", function);
-    endFailedRun();
+    endRun(1);
     return 0;
 }
 

@@ -128,6 +128,13 @@ bool QkTraceWriter::open(const char* filename) {
     return file != nullptr;
 }
 
+void QkTraceWriter::flushFile() {
+    if (!file || capturing) return;
+    captureEntry();
+    flushAll();
+    file->sync();
+}
+
 void QkTraceWriter::closeFile() {
     if (!file) return;
     flushAll();

@@ -74,6 +74,8 @@ public:
     bool traceTo(const char* filename);
     /// Writes all history to a file and closes it. @return whether it could be opened
     bool save(const char* filename);
+    /// Captures, and writes all history to the open file, if there is one, which goes on.
+    void flushFile();
     /// Writes what is left of the history and closes the open file, if there is one.
     void closeFile();
 

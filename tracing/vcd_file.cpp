@@ -36,6 +36,7 @@ protected:
         QK_ASSERT(pfp);
         return std::fwrite(text, 1, bytes, pfp) == bytes;
     }
+    bool flushStream() override { return std::fflush(pfp) == 0; }
     bool closeStream() override { return !pfp || std::fclose(std::exchange(pfp, nullptr)) == 0; }
     void report() const override { qk_printf("VCD written to file: %s\n", name()); }
 
@@ -60,6 +61,7 @@ protected:
         QK_ASSERT(gzfp);
         return gzwrite(gzfp, text, static_cast<unsigned>(bytes)) == static_cast<int>(bytes);
     }
+    bool flushStream() override { return gzflush(gzfp, Z_SYNC_FLUSH) == Z_OK; }
     bool closeStream() override { return !gzfp || gzclose(std::exchange(gzfp, nullptr)) == Z_OK; }
     void report() const override { qk_printf("VCD written to gzipped file: %s\n", name()); }
 
@@ -100,6 +102,11 @@ QkVcdFile::QkVcdFile(const char* name) : fileName(name), buffer(kBufferBytes) {}
 void QkVcdFile::flush() {
     if (used != 0 && error == 0 && !put(buffer.data(), used)) error = errno ? errno : EIO;
     used = 0;
+}
+
+void QkVcdFile::sync() {
+    flush();
+    if (!flushStream() && error == 0) error = errno ? errno : EIO;
 }
 
 void QkVcdFile::makeRoom(size_t bytes) {

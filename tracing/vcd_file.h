@@ -23,6 +23,8 @@ public:
     QkVcdFile& operator=(const QkVcdFile&) = delete;
 
     virtual bool open() = 0;
+    /// Writes what is buffered, so that the file can be read.
+    void sync();
     /// Writes what is buffered, closes the stream and prints where the text went.
     void close();
 
@@ -43,6 +45,8 @@ public:
 protected:
     /// @return whether all went out; errno tells why not
     virtual bool put(const char* text, size_t bytes) = 0;
+    /// Has what was put reach the file. @return whether it could
+    virtual bool flushStream() = 0;
     /// @return whether the stream, if open, closed without an error
     virtual bool closeStream() = 0;
     /// Prints where the text went.

@@ -50,6 +50,28 @@ TEST_F(LicenceTest, WithoutTheRunsLicenceNothingIsCompleted) {
     EXPECT_TRUE(completeRegistration(false, 0));
 }
 
+TEST_F(LicenceTest, GeneratedCodeFeelsARefusal) {
+    GTEST_FLAG_SET(death_test_style, "fast");
+    uint64_t low, high;
+    close("wide_shift");
+    qk_wide_shift_left64(100, 1, uint64_t{3}, uint64_t{1}, &low, &high);
+    EXPECT_EQ(low | high, 0u);
+    close("display");
+    qkzeft_display(0, "u", nullptr, 1, 8, 5u);
+    EXPECT_EQ(said, "ZEFT: no licence for display\n\n");
+    close("array_string");
+    qkzeft_write(0, "u", nullptr, 2, 0, "<%s>", 0, static_cast<const char*>(nullptr), 0,
+                 uint64_t{8}, uint64_t{1}, uint64_t{0}, uint64_t{0}, "x");
+    EXPECT_EQ(said, "ZEFT: no licence for array_string\n<>");
+    close("malloc");
+    void* const block = qk_malloc(1, "test");
+    EXPECT_NE(block, nullptr);
+    EXPECT_DEATH(qk_free(block), "qk_malloc_licensed");
+    qk_licence_policy(nullptr);
+    qk_free(qk_malloc(1, "test"));
+    qk_free(qk_realloc(block, 2, "test"));
+}
+
 // ---- Generators
 
 uint64_t shapeSeen;

@@ -1,0 +1,191 @@
+#include "systasks/args.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "base/storage.h"
+#include "base/stringbuf.h"
+#include "licence/licence.h"
+#include "netdb/live_model.h"
+#include "netdb/store.h"
+#include "qkzeft_module.h"
+#include "run/console_text.h"
+
+int taskFlags = 0;
+
+int withoutSignedMark(int size) {
+    constexpr int kSignedMark = 0x40000000;
+    if (size > kSignedMark) return size - kSignedMark;
+    return size < -kSignedMark ? size + kSignedMark : size;
+}
+
+namespace {
+
+/// @return the magnitude of a size without a mark
+unsigned widthOf(int size) {
+    return size < 0 ? 0u - static_cast<unsigned>(size) : static_cast<unsigned>(size);
+}
+
+/// @return bits of the chunk that comes next
+int nextBits(int size) { return static_cast<int>(std::min(widthOf(size), 64u)); }
+
+void takeBits(int& size) {
+    if (widthOf(size) <= 64)
+        size = 0;
+    else
+        size += size < 0 ? 64 : -64;
+}
+
+template <class Block>
+Block* allocate(size_t count, const char* tag) {
+    return static_cast<Block*>(allocateBlock(count * sizeof(Block), tag));
+}
+
+}  // namespace
+
+uint64_t qk_read_chunk(TaskCall& call, int& size) {
+    const int bits = nextBits(size);
+    uint64_t chunk;
+    if (size > 0) {
+        chunk = bits > 32 ? va_arg(call.list, uint64_t) : va_arg(call.list, unsigned);
+    } else {
+        const void* const place = va_arg(call.list, const void*);
+        chunk = place ? loadStorage(place, storageBytes(bits)) : 0;
+    }
+    takeBits(size);
+    return chunk & bitMask(bits);
+}
+
+void qk_skip_arg(TaskCall& call, int size) {
+    while (size != 0) {
+        if (size < 0) {
+            va_arg(call.list, const void*);
+        } else if (nextBits(size) > 32) {
+            va_arg(call.list, uint64_t);
+        } else {
+            va_arg(call.list, unsigned);
+        }
+        takeBits(size);
+    }
+}
+
+int qk_arg_chunks(int size) { return static_cast<int>((uint64_t{widthOf(size)} + 63) / 64); }
+
+OwnedChunks qk_read_this_arg_into_array(TaskCall& call, int size) {
+    if (size == 0) return nullptr;
+    const auto count = static_cast<size_t>(qk_arg_chunks(size));
+    OwnedChunks chunks(allocate<uint64_t>(count + 1, "qkzeftsys:qk_read_this_arg_into_array"));
+    for (size_t i = 0; i < count; ++i) chunks.get()[i] = qk_read_chunk(call, size);
+    chunks.get()[count] = 0;
+    return chunks;
+}
+
+OwnedPlaces qk_read_this_arg_ptrs(TaskCall& call, int size) {
+    if (size >= 0 && size != 32 && size != 64) return nullptr;
+    const size_t count = size > 0 ? 1 : static_cast<size_t>(qk_arg_chunks(size));
+    OwnedPlaces places(allocate<void*>(count + 1, "qkzeftsys:qk_read_this_arg_ptrs"));
+    for (size_t i = 0; i < count; ++i) places.get()[i] = va_arg(call.list, void*);
+    places.get()[count] = nullptr;
+    return places;
+}
+
+// ---- Texts and arrays
+
+ArrayArgument readArray(TaskCall& call) {
+    va_arg(call.list, int);
+    ArrayArgument array{};
+    array.width = va_arg(call.list, uint64_t) & UINT32_MAX;
+    array.elements = va_arg(call.list, uint64_t);
+    array.third = va_arg(call.list, uint64_t);
+    array.fourth = va_arg(call.list, uint64_t);
+    for (uint64_t bits = 0; bits < array.width; bits += 64) {
+        void* const area = va_arg(call.list, void*);
+        if (bits == 0) array.lowestArea = area;
+    }
+    return array;
+}
+
+OwnedText qk_read_this_arg_as_array_string(TaskCall& call) {
+    const ArrayArgument array = readArray(call);
+    if (array.width != 8 || !array.lowestArea) return nullptr;
+    const size_t count = licensed(Gate::kArrayString) ? array.elements : 0;
+    OwnedText text(allocate<char>(count + 1, "qkzeftsys:qk_read_this_arg_as_array_string"));
+    const char* const area = static_cast<const char*>(array.lowestArea);
+    std::reverse_copy(area, area + count, text.get());
+    text.get()[count] = '\0';
+    return text;
+}
+
+void skipText(TaskCall& call) {
+    if (!va_arg(call.list, const char*)) readArray(call);
+}
+
+TextArgument readTextArgument(TaskCall& call, int size) {
+    OwnedText owned;
+    if (size != 0) {
+        owned = qk_Cstr_of_Vstr(qk_read_this_arg_into_array(call, size).get(), size);
+    } else if (const char* const text = va_arg(call.list, const char*)) {
+        return {text, nullptr};
+    } else {
+        owned = qk_read_this_arg_as_array_string(call);
+    }
+    const char* const text = owned.get();
+    return {text, std::move(owned)};
+}
+
+uint64_t readInteger(TaskCall& call, int size) {
+    if (size == 0) {
+        skipText(call);
+        return 0;
+    }
+    const uint64_t low = qk_read_chunk(call, size);
+    qk_skip_arg(call, size);
+    return low;
+}
+
+OwnedText qk_Cstr_of_Vstr(const uint64_t* chunks, int size) {
+    const size_t length = widthOf(size) / 8;  // an incomplete top byte is left out
+    OwnedText text(allocate<char>(length + 1, "qkzeftsys:qk_Cstr_of_Vstr"));
+    for (size_t i = 0; i < length; ++i) {
+        const size_t byte = length - 1 - i;
+        const char c = static_cast<char>(chunks[byte / 8] >> (byte % 8 * 8));
+        text.get()[i] = c ? c : ' ';
+    }
+    text.get()[length] = '\0';
+    return text;
+}
+
+size_t storeText(int size, size_t length, const char* text, void* const* places) {
+    const auto chunks = static_cast<size_t>(qk_arg_chunks(size));
+    size_t left = length;
+    for (size_t i = 0; i < chunks; ++i) {
+        uint64_t chunk = 0;
+        for (unsigned byte = 0; byte < 8 && left > 0; ++byte) {
+            // A character above 127 counts as a negative number, which fills what is above it.
+            const auto c = static_cast<int64_t>(static_cast<signed char>(text[--left]));
+            chunk |= static_cast<uint64_t>(c) << (8 * byte);
+        }
+        const int bits = i + 1 < chunks ? 64 : static_cast<int>((widthOf(size) - 1) % 64 + 1);
+        if (places[i]) storeStorage(places[i], storageBytes(bits), chunk & bitMask(bits));
+    }
+    return length - left;
+}
+
+// ---- Faults
+
+void qk_task_error(const char* task, const char* format, ...) {
+    qk_printf("\nError in ZEFT system task/function %s:\n", task);
+    StringBuf message;
+    std::va_list arguments;
+    va_start(arguments, format);
+    message.vformat(format, arguments);
+    va_end(arguments);
+    qk_printf("%s\n", message.str());
+}
+
+void endRun(int status) {
+    if (qkLiveModel) qkLiveModel->writer.flushFile();
+    kelvo_finish();
+    qk_exit(status);
+}

@@ -1,0 +1,46 @@
+// The text that a display task builds.
+//
+// The buffer of the last task serves the next one. A delivery may call a task in turn: that one
+// finds no buffer to take and makes its own.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+class Line {
+public:
+    Line();
+    ~Line();
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    /// Makes room for `count` characters more.
+    /// @return where they go; used up by advance()
+    char* room(size_t count) {
+        if (capacity - used < count) grow(count);
+        return text.get() + used;
+    }
+    void advance(size_t count) { used += count; }
+    void add(char c) {
+        *room(1) = c;
+        advance(1);
+    }
+    void add(std::string_view piece);
+    void fill(size_t count, char c);
+
+    /// Ends the text. A NUL that came from a value has ended it before.
+    /// @param ending  added behind it
+    /// @return the text, ended by a NUL; valid until the next change
+    std::string_view finish(std::string_view ending);
+    /// What has been added, NULs included.
+    std::string_view sofar() const { return {text.get(), used}; }
+
+private:
+    void grow(size_t count);
+
+    std::unique_ptr<char[]> text;
+    size_t used = 0;
+    size_t capacity;
+};

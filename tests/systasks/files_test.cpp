@@ -1,0 +1,123 @@
+// Files of a design.
+#include "tests/support/model_test.h"
+
+namespace {
+
+constexpr unsigned kFirst = 0x80000003u;  // the first descriptor that a design opens
+
+class FilesTest : public ModelTest {
+protected:
+    void SetUp() override {
+        ModelTest::SetUp();
+        qk_exit = [](int status) { exits.push_back(status); };
+    }
+    static unsigned open(const char* name, const char* mode) {
+        return static_cast<unsigned>(qkzeft_fopen(0, "u", nullptr, 2, 0, name, 0, mode));
+    }
+    static unsigned openChannel(const char* name) {
+        return static_cast<unsigned>(qkzeft_fopen(0, "u", nullptr, 1, 0, name));
+    }
+    static void close(unsigned fd) { qkzeft_fclose(0, "u", nullptr, 1, 32, fd); }
+    static inline std::vector<int> exits;
+};
+
+TEST_F(FilesTest, WhatIsWrittenIsReadBack) {
+    const unsigned fd = open("a.txt", "w+");
+    ASSERT_EQ(fd, kFirst);
+    qkzeft_fdisplay(0, "u", nullptr, 3, 32, fd, 0, "line %0d", 8, 1u);
+    qkzeft_fwriteh(0, "u", nullptr, 3, 32, fd, 8, 0xabu, 4, 12u);
+    EXPECT_EQ(qkzeft_ftell(0, "u", nullptr, 1, 32, fd), 10);
+    qkzeft_fflush(0, "u", nullptr, 1, 32, fd);
+    EXPECT_EQ(readFile("a.txt"), "line 1\nabc");
+    EXPECT_EQ(qkzeft_rewind(0, "u", nullptr, 1, 32, fd), 0);
+    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), 'l');
+    EXPECT_EQ(qkzeft_fungetc(0, "u", nullptr, 2, 8, unsigned{'L'}, 32, fd), 'L');
+
+    // A register of 100 bits takes what fits its 12 bytes, at the low end.
+    uint64_t low = 0;
+    uint64_t high = ~uint64_t{0};
+    EXPECT_EQ(qkzeft_fgets(0, "u", nullptr, 2, -100, &low, &high, 32, fd), 7);
+    EXPECT_EQ(low, 0x4c696e6520310au);
+    EXPECT_EQ(high & 0xfffffffff, 0u);
+    EXPECT_EQ(qkzeft_fseek(0, "u", nullptr, 3, 32, fd, 32, static_cast<unsigned>(-2), 32, 2u), 0);
+    uint16_t two = 0;
+    EXPECT_EQ(qkzeft_fgets(0, "u", nullptr, 2, -16, &two, 32, fd), 2);
+    EXPECT_EQ(two, 'b' << 8 | 'c');
+    EXPECT_EQ(qkzeft_fgets(0, "u", nullptr, 2, -16, &two, 32, fd), 0);
+    EXPECT_EQ(two, 'b' << 8 | 'c');
+    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
+    close(fd);
+    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
+    EXPECT_TRUE(exits.empty());
+}
+
+TEST_F(FilesTest, DescriptorsAndChannelsAreCounted) {
+    std::vector<unsigned> fds, channels;
+    for (int i = 0; i < 7; ++i) fds.push_back(open(("f" + std::to_string(i)).c_str(), "w"));
+    EXPECT_EQ(
+        fds, (std::vector<unsigned>{kFirst, kFirst + 1, kFirst + 2, kFirst + 3, kFirst + 4, 0, 0}));
+    close(kFirst + 2);
+    EXPECT_EQ(open("again", "w"), kFirst + 2);
+    EXPECT_EQ(open("again", "w"), 0u);
+    for (int i = 0; i < 31; ++i) channels.push_back(openChannel(("c" + std::to_string(i)).c_str()));
+    EXPECT_EQ(channels.front(), 2u);
+    EXPECT_EQ(channels[29], 1u << 30);
+    EXPECT_EQ(channels[30], 0u);
+    qkzeft_fwrite(0, "u", nullptr, 2, 32, 2u | 8u, 0, "both");
+    qkzeft_fflush(0, "u", nullptr, 0);
+    EXPECT_EQ(readFile("c0") + readFile("c1") + readFile("c2"), "bothboth");
+    close(2u | 8u);
+    EXPECT_EQ(openChannel("c31"), 2u);
+    close(1);  // the standard output goes on
+    EXPECT_EQ(openChannel("c32"), 1u);
+    EXPECT_EQ(open("no/such/file", "w"), 0u);
+}
+
+TEST_F(FilesTest, RegistersTakeTexts) {
+    uint64_t chunks[2] = {~uint64_t{0}, ~uint64_t{0}};
+    uint8_t byte = 0;
+    qkzeft_swrite(0, "u", nullptr, 4, -128, &chunks[0], &chunks[1], 0, "%0d-%h", 8, 12u, 8, 0xabu);
+    EXPECT_EQ(chunks[0], 0x31322d6162u);  // 12-ab
+    EXPECT_EQ(chunks[1], 0u);
+    qkzeft_swriteb(0, "u", nullptr, 2, -8, &byte, 2, 2u);
+    EXPECT_EQ(byte, '0');
+    EXPECT_EQ(said, "");
+}
+
+TEST_F(FilesTest, FaultyCallsEndTheRun) {
+    const unsigned fd = open("a.txt", "w+");
+    struct {
+        const char* message;
+        void (*call)(unsigned);
+    } const cases[] = {
+        {"$fclose:\nExpected 32 bit integer file descriptor, got 8 bits\n",
+         [](unsigned) { qkzeft_fclose(0, "u", nullptr, 1, 8, 3u); }},
+        {"$fclose:\nIllegal file descriptor of 0\n", [](unsigned) { close(0); }},
+        {"$fdisplay:\nExpected 32 bit integer file descriptor, got 0 bits\n",
+         [](unsigned) { qkzeft_fdisplay(0, "u", nullptr, 1, 0, "text"); }},
+        {"$fgets:\nFirst argument (str) must be a register\n",
+         [](unsigned f) { qkzeft_fgets(0, "u", nullptr, 2, 8, 1u, 32, f); }},
+        {"fungetc:\nArgument is null string\n",
+         [](unsigned f) {
+             const uint64_t words[4] = {16, 1, 0, 0};
+             qkzeft_fungetc(0, "u", nullptr, 2, 0, static_cast<const char*>(nullptr), 0, words[0],
+                            words[1], words[2], words[3], static_cast<const void*>(words), 32, f);
+         }},
+        {"$ftell:\nCannot use channel descriptor (4)\n",
+         [](unsigned) { qkzeft_ftell(0, "u", nullptr, 1, 32, 4u); }},
+        {"$fseek:\nIllegal value of 3 for operation\n",
+         [](unsigned f) { qkzeft_fseek(0, "u", nullptr, 3, 32, f, 32, 0u, 32, 3u); }},
+        {"$swriteh:\nFirst argument not a suitable lhs\n",
+         [](unsigned) { qkzeft_swriteh(0, "u", nullptr, 2, 8, 1u, 8, 2u); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.message);
+        exits.clear();
+        said.clear();
+        c.call(fd);
+        EXPECT_EQ(said, std::string("\nError in ZEFT system task/function ") + c.message);
+        EXPECT_EQ(exits, std::vector<int>{1});
+    }
+}
+
+}  // namespace

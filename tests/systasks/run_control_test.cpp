@@ -1,0 +1,111 @@
+// Stopping and ending a run, and loading memories.
+#include <fstream>
+
+#include "tests/support/model_test.h"
+
+namespace {
+
+class RunControlTest : public ModelTest {
+protected:
+    void SetUp() override {
+        ModelTest::SetUp();
+        qk_exit = [](int status) { exits.push_back(status); };
+    }
+    /// Has the standard input give a text.
+    static void answer(const char* text) {
+        std::ofstream("answers") << text;
+        ASSERT_TRUE(std::freopen("answers", "r", stdin));
+    }
+    static inline std::vector<int> exits;
+};
+
+TEST_F(RunControlTest, FinishTellsWhereByItsLevel) {
+    qkzeft_finish(0, "top.u", "block", 0);
+    EXPECT_EQ(said, "\nStopped in top.u.block\n");
+    for (const unsigned level : {0u, 1u, 2u, 3u}) {
+        said.clear();
+        qkzeft_finish(0, "top.u", nullptr, 1, 32, level);
+        EXPECT_EQ(said, level == 1 || level == 2 ? "\nStopped in top.u\n" : "\n");
+    }
+    EXPECT_EQ(exits, (std::vector<int>{0, 0, 0, 0, 0}));
+    qkzeft_exit(7);
+    EXPECT_EQ(exits.back(), 7);
+}
+
+TEST_F(RunControlTest, StopAsksWhetherToGoOn) {
+    struct {
+        const char* input;
+        bool ends;
+    } const cases[] = {{"q\n", true},    {"q now\n", true}, {"quit\n", false}, {"\n", false},
+                       {"\x04\n", true}, {"\x04 x", true},  {"", true},        {"go\n", false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.input);
+        exits.clear();
+        said.clear();
+        answer(c.input);
+        qkzeft_stop(0, "top.u", nullptr, 1, 32, 0u);
+        EXPECT_EQ(said, "\n\nZEFT top.u $stop:");
+        EXPECT_EQ(exits.size(), c.ends ? 1u : 0u);
+    }
+}
+
+TEST_F(RunControlTest, StopOpensTheConsoleOfAnInteractiveRun) {
+    std::ofstream("commands") << "ls nothing\n";
+    qk_stdin = std::fopen("commands", "r");
+    qkLiveModel->interactive = true;
+    qkzeft_stop(0, "top.u", nullptr, 0);
+    EXPECT_THAT(said, testing::StartsWith("\nStopped in top.u\n"));
+    EXPECT_THAT(said, testing::HasSubstr("zeft> "));
+    std::fclose(qk_stdin);
+    qk_stdin = stdin;
+}
+
+TEST_F(RunControlTest, MemoriesAreLoaded) {
+    static uint16_t memory[4];
+    static uint8_t plain[3];
+    QkGRNet row = net(0, 1, "memory", memory, 11, 0, 1 | QK_array);
+    row.array_left = 7;
+    row.array_right = 4;
+    registerNets("top", {row});
+    std::ofstream("image.mem") << "1 2 3 4\n";
+    const char* const null = nullptr;
+    const uint64_t zero = 0;
+    qkzeft_readmemh(0, "top", nullptr, 2, 0, "image.mem", 0, null, 0, uint64_t{12}, uint64_t{4},
+                    zero, zero, memory);
+    EXPECT_EQ(memory[0], 1);
+    EXPECT_EQ(memory[3], 4);
+    qkzeft_readmemh(0, "top", nullptr, 4, 0, "image.mem", 0, null, 0, uint64_t{8}, uint64_t{3},
+                    uint64_t{1}, uint64_t{3}, plain, 32, 2u, 32, 3u);
+    // [1:3] is stored from element 3 on. The third word is one too many.
+    EXPECT_EQ(plain[0], 2);
+    EXPECT_EQ(plain[1], 1);
+    EXPECT_EQ(plain[2], 0);
+    EXPECT_EQ(exits, std::vector<int>{1});
+
+    struct {
+        const char* message;
+        void (*call)();
+    } const cases[] = {
+        {"$readmemb:\nZEFT requires two to four arguments\n",
+         [] { qkzeft_readmemb(0, "top", nullptr, 1, 0, "image.mem"); }},
+        {"$readmemh:\nSecond argument must be an array name\n",
+         [] { qkzeft_readmemh(0, "top", nullptr, 2, 0, "image.mem", 32, 0u); }},
+        {"$readmemb:\nwhile executing $readmemb(\"none.mem\", top.memory...\n",
+         [] {
+             qkzeft_readmemb(0, "top", nullptr, 2, 0, "none.mem", 0,
+                             static_cast<const char*>(nullptr), 0, uint64_t{12}, uint64_t{4},
+                             uint64_t{0}, uint64_t{0}, static_cast<void*>(memory));
+         }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.message);
+        exits.clear();
+        said.clear();
+        c.call();
+        EXPECT_THAT(said, testing::EndsWith(std::string("\nError in ZEFT system task/function ") +
+                                            c.message));
+        EXPECT_EQ(exits, std::vector<int>{1});
+    }
+}
+
+}  // namespace
