@@ -116,7 +116,6 @@ void BM_WaveWithBreaksElsewhere(benchmark::State& state) {
     const auto count = static_cast<size_t>(state.range(0));
     Model model(count);
     qk_cli("trace *");
-    Random random;
     const auto wave = [&] {
         for (size_t i = 0; i < count; i += 100) ++model.storage[i];
         ++qk_cycle;

@@ -36,11 +36,6 @@ bool isMet(const QkBreakpoint& brk, const QkName* name, int64_t index) {
     }
 }
 
-/// Has what changed so far be told to those who waited for it, and not to those to come.
-void settle(const QkName* name) {
-    if (QkTraceWriter::isCompared(name)) qkLiveModel->writer.captureEntry();
-}
-
 }  // namespace
 
 // ---- Being told
@@ -50,7 +45,7 @@ int QkHandleTable::setNotify(QkVariable* variable, bool on) {
     QkName* const name = variable->name;
     if (qkLiveModel->writer.fileIsOpen() && name->traced) return kSaveInProgress;
     if (on && name->kind != kVirtualName && name->trace->isArray()) return kIsArray;
-    if (on) settle(name);
+    if (on) qkLiveModel->writer.settle(name);
     if (isValid(variable) && variable->name == name) setFlag(variable, kNotifies, on);
     return 0;
 }
@@ -108,7 +103,7 @@ int QkHandleTable::addBreak(QkVariable* variable, QkVariable::Callback callback,
     if (isTooLong(value, width) || listWidth(value) > width) return kOutOfRange;
     if (event < QkVariable::BreakOnEqual || event > QkVariable::BreakOnChange) return kBadOperator;
     if (const int refused = refusal(variable)) return refused;
-    settle(variable->name);
+    qkLiveModel->writer.settle(variable->name);
     if (!isValid(variable)) return kNameGone;
 
     QkName* const name = variable->name;

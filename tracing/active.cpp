@@ -127,10 +127,16 @@ void QkTraceWriter::noteElement(QkName* name, QkTrace* source, int shows, int br
     recordSlice(name, initialbs);
 }
 
-bool QkTraceWriter::isCompared(const QkName* name) {
-    bool compared = false;
-    eachSource(name, [&](const QkTrace* trace) { compared |= trace->ntrace > 0; });
-    return compared;
+void QkTraceWriter::settle(const QkName* name) {
+    bool compared = false, changed = false;
+    eachSource(name, [&](const QkTrace* trace) {
+        if (trace->ntrace == 0 || trace->isArray()) return;
+        compared = true;
+        for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+            changed |= loadStorage(part->address, part->elementBytes()) != part->value;
+    });
+    // With a plan the values last seen stand in its image, and a capture is cheap.
+    if (compared && (planValid || changed)) captureEntry();
 }
 
 void QkTraceWriter::recordStart(QkTrace* trace) {

@@ -53,8 +53,9 @@ public:
     /// @param source         the element's trace, or null
     /// @param shows, breaks  what the variable counts in nshow and nbreak of each source
     void noteElement(QkName* name, QkTrace* source, int shows, int breaks);
-    /// @return whether captures compare something that the name reads
-    static bool isCompared(const QkName* name);
+    /// Makes a capture if what the name reads has changed since the last one: those who waited for
+    /// that are told, and those to come are not.
+    void settle(const QkName* name);
     /// Forgets a trace that is about to be deleted; its history is not written any more.
     void forgetTrace(QkTrace* trace);
 
