@@ -211,7 +211,7 @@ void add(const std::string& name, const char* text) {
     int code;
     QkName* const variable = findVirtual(name.c_str(), code);
     if (variable) code = checkExtensible(variable);
-    if (code) {
+    if (!variable || code) {
         sayNameError(code, name);
     } else if (const auto elements = readElements(text, variable->extension->range.width)) {
         extend(variable, name, *elements);
