@@ -19,7 +19,9 @@ cd "$work"
 
 iverilog -g2001 -Wall -o tb.vvp "$example"/rtl/*.v 2>iverilog.log || fail "$(cat iverilog.log)"
 [ ! -s iverilog.log ] || fail "iverilog warns: $(cat iverilog.log)"
-vvp -n tb.vvp +image="$example/prog/sort.hex" +cycles=$cycles +vcd=icarus.vcd +memories >icarus.log
+mkdir icarus
+(cd icarus && vvp -n ../tb.vvp +image="$example/prog/sort.hex" +cycles=$cycles +vcd=../icarus.vcd +memories >../icarus.log)
+mv icarus/*.mem .
 
 cat >run.cmd <<END
 # The whole run; the listings are made at its last moment.
@@ -52,6 +54,7 @@ grep '^uart: ' icarus.log >icarus.txt
 grep '^uart: ' model.log >model.txt || true
 cmp icarus.txt model.txt || fail "the text on the serial line differs"
 complete=$(($(wc -l <model.txt) - 1))
+cmp icarus/serial.log serial.log || fail "the logs differ"
 [ $complete -ge 12 ] || fail "only $complete lines were sent"
 "$reference" $complete | head -n $complete >expected.txt
 head -n $complete model.txt | cmp - expected.txt || fail "the program computes something else"

@@ -23,17 +23,15 @@ expect() {
     exit 1
 }
 
-: >empty.hex
-echo '0000006x' >garbage.hex
+echo '0000006g' >garbage.hex
 echo '100000000' >wide.hex
 yes 00000013 | head -n 257 >long.hex
 echo '0000006f' >spin.hex
 
-expect 1 'No such file' nosuch.hex
-expect 1 'no program' empty.hex
-expect 1 "'0000006x'" garbage.hex
-expect 1 "'100000000'" wide.hex
-expect 1 'too many' long.hex
+expect 1 "Failed to open 'nosuch.hex'" nosuch.hex
+expect 1 'garbage.hex:1: unexpected character' garbage.hex
+expect 1 'too many digits' wide.hex
+expect 1 'out of range' long.hex
 expect 2 'usage' -x
 expect 2 'usage' -n
 expect 2 'usage' -n many

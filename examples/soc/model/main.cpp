@@ -10,8 +10,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <string>
-
 #include "soc.h"
 
 namespace {
@@ -40,32 +38,48 @@ public:
         if (inMiddle) bits = (level ? 0x100u : 0u) | bits >> 1;
         if (count == 152) {  // one cycle after the middle of the stop bit
             receiving = false;
-            if (bits & 0x100) take(static_cast<char>(bits & 0xff));
+            if (bits & 0x100) take(bits & 0xff);
         }
         ++count;
     }
 
     /// Prints what has come since the last end of a line.
     void flush() {
-        if (inLine) take('\n');
+        if (characters != 0) printLine();
     }
+
+    /// $fopen of the log
+    void open() { log = qkzeft_fopen(0, "tb", nullptr, 1, 0, "serial.log"); }
+    int32_t cycles = 0;
+    uint16_t leds = 0;
 
 private:
-    void take(char c) {
-        inLine = c != '\n';
-        if (inLine) {
-            line += c;
-            return;
+    // The tasks of rtl/tb.v, as the generator calls them.
+    void take(unsigned c) {
+        if (c == '\n') {
+            const int32_t sCount = 32 + 0x40000000;  // an integer, which is signed
+            qkzeft_fdisplay(0, "tb", nullptr, 6, 32, log, 0,
+                            "%d cycles, %0d characters, leds %h %b", sCount, cycles, sCount,
+                            characters, 16, unsigned{leds}, 16, unsigned{leds});
+            printLine();
+        } else if (characters < 128) {
+            text[characters++] = static_cast<uint8_t>(c);
         }
-        qk_printf("uart: %s\n", line.c_str());
-        line.clear();
+    }
+    void printLine() {
+        qkzeft_write(0, "tb", nullptr, 1, 0, "uart: ");
+        for (int i = 0; i < characters; ++i)
+            qkzeft_write(0, "tb", nullptr, 2, 0, "%c", 8, unsigned{text[i]});
+        qkzeft_write(0, "tb", nullptr, 1, 0, "\n");
+        characters = 0;
     }
 
-    std::string line;
-    bool inLine = false;
     bool receiving = false;
     int count = 0;      // cycles since the start bit was seen
     unsigned bits = 0;  // stop bit and data bits
+    int32_t log = 0;    // channel
+    uint8_t text[128];  // of the line that is coming
+    int32_t characters = 0;
 };
 
 struct Bench {
@@ -102,7 +116,11 @@ void Bench::run(uint64_t cycles) {
         if (time == reset->time) rst_n = (reset++)->level;
         if (time == edge) {
             clk ^= 1;
-            if (clk) receiver.sample(txd);
+            if (clk) {
+                receiver.cycles = dut.cycles;
+                receiver.leds = leds;
+                receiver.sample(txd);
+            }
             edge += kHalfPeriod;
         }
         dut.step();
@@ -110,30 +128,11 @@ void Bench::run(uint64_t cycles) {
     }
 }
 
-/// Reads the program, a word a line in hexadecimal. Says what is wrong with it.
-bool loadImage(const char* path, uint32_t* words, int room) {
-    FILE* file = fopen(path, "r");
-    if (!file) {
-        perror(path);
-        return false;
-    }
-    char text[32];
-    int count = 0;
-    bool good = true;
-    while (good && fscanf(file, "%31s", text) == 1) {
-        char* end = nullptr;
-        const unsigned long word = strtoul(text, &end, 16);
-        good = isxdigit(static_cast<unsigned char>(text[0])) && *end == '\0' &&
-               word <= UINT32_MAX && count < room;
-        if (good) words[count++] = static_cast<uint32_t>(word);
-    }
-    if (!good) fprintf(stderr, "%s: not a word of the program, or too many: '%s'\n", path, text);
-    if (good && count == 0) {
-        fprintf(stderr, "%s: no program\n", path);
-        good = false;
-    }
-    fclose(file);
-    return good;
+/// $readmemh(image, dut.u_rom.words, 0, 255); what is wrong with it ends the run.
+void loadImage(const char* path, uint32_t* words) {
+    const uint64_t width = 32, count = soc::kRomWords, left = soc::kRomWords - 1, right = 0;
+    qkzeft_readmemh(0, "tb", nullptr, 4, 0, path, 0, static_cast<const char*>(nullptr), 0, width,
+                    count, left, right, words, 32, 0u, 32, 255u);
 }
 
 int usage() {
@@ -181,7 +180,8 @@ int main(int argc, char** argv) {
     qk_set_timescale("soc", -9, -9);
     bench.dut.qk_setup("soc", nullptr);
     bench.dut.qk_netlist();
-    if (!loadImage(options.image, bench.dut.u_rom_words, soc::kRomWords)) return 1;
+    loadImage(options.image, bench.dut.u_rom_words);
+    bench.receiver.open();
     bench.dut.initials();
     qk_step_fn = evaluate;
 
@@ -192,6 +192,6 @@ int main(int argc, char** argv) {
     }
     bench.run(options.cycles);
     bench.receiver.flush();
-    kelvo_finish();
+    qkzeft_finish(0, "tb", nullptr, 1, 32, 0u);
     return 0;
 }

@@ -5,7 +5,7 @@
 //   +vcd=FILE     dump all nets of the design
 //   +memories     write ram.mem, regs.mem, fifo.mem and trail.mem at the end
 //
-// Prints each line that the design sends, as "uart: text".
+// Prints each line that the design sends, as "uart: text", and logs it in serial.log.
 `timescale 1ns / 1ns
 `default_nettype none
 
@@ -43,24 +43,36 @@ module tb;
             $dumpfile(vcd);
             $dumpvars(0, dut);
         end
+        log = $fopen("serial.log");
         if (!$value$plusargs("cycles=%d", cycles)) cycles = 120000;
         repeat (cycles) @(negedge clk);
         #1;
-        if (in_line) $write("\n");
+        if (characters != 0) print_line;
         if ($test$plusargs("memories")) begin
             $writememh("ram.mem", dut.u_ram.words, 0, 255);
             $writememh("regs.mem", dut.u_cpu.u_rf.regs, 0, 31);
             $writememh("fifo.mem", dut.u_fifo.slots, 0, 15);
             $writememh("trail.mem", dut.u_sig.trail, 0, 7);
         end
-        $finish;
+        $finish(0);
     end
 
     // ---- Receiver: samples each bit in its middle, 16 cycles a bit
+    integer   log;
+    reg [7:0] text[0:127];  // of the line that is coming
+    integer   characters = 0;
+    integer   i;
     reg       receiving = 1'b0;
-    reg       in_line = 1'b0;
     reg [7:0] count = 8'd0;  // cycles since the start bit was seen
     reg [8:0] bits = 9'd0;   // data bits and the stop bit
+    task print_line;
+        begin
+            $write("uart: ");
+            for (i = 0; i < characters; i = i + 1) $write("%c", text[i]);
+            $write("\n");
+            characters = 0;
+        end
+    endtask
     always @(posedge clk) begin
         if (!receiving) begin
             receiving <= ~txd;
@@ -71,9 +83,14 @@ module tb;
             if (count == 8'd152) begin
                 receiving <= 1'b0;
                 if (bits[8]) begin
-                    if (!in_line) $write("uart: ");
-                    $write("%c", bits[7:0]);
-                    in_line = bits[7:0] != 8'h0a;
+                    if (bits[7:0] == 8'h0a) begin
+                        $fdisplay(log, "%d cycles, %0d characters, leds %h %b", dut.cycles,
+                                  characters, leds, leds);
+                        print_line;
+                    end else if (characters < 128) begin
+                        text[characters] = bits[7:0];
+                        characters = characters + 1;
+                    end
                 end
             end
         end
