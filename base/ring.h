@@ -51,10 +51,12 @@ struct Ring {
 
     /// Takes `node` out of the ring at `head`; the next member succeeds a head, null a lone one.
     static void remove(T*& head, T* node) {
-        if (!checkLinks(node)) return;
-        if (head == node) head = isLone(node) ? nullptr : node->*Next;
-        node->*Next->*Prev = node->*Prev;
-        node->*Prev->*Next = node->*Next;
+        const bool holds = checkLinks(node);
+        T *const next = node->*Next, *const prev = node->*Prev;
+        if (!holds || !next || !prev) return;  // static analysis does not look into the check
+        if (head == node) head = isLone(node) ? nullptr : next;
+        next->*Prev = prev;
+        prev->*Next = next;
         node->*Next = node->*Prev = nullptr;
     }
 
