@@ -3,20 +3,21 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <string>
 
 #include "base/qkassert.h"
+#include "base/storage.h"
 
 namespace {
 
 constexpr int kHexDigitBits = 4;
+constexpr int kChunkDigits = 64;
+
+constexpr uint64_t kZeros = 0x3030303030303030;  // "00000000"
+constexpr uint64_t kOnes = 0x0101010101010101;
 
 bool isKnown(char digit) { return digit == '0' || digit == '1'; }
 
 bool isUnknown(char digit) { return digit == 'x' || digit == 'X' || digit == 'z' || digit == 'Z'; }
-
-/// @return what fills the places to the left of a value that begins with `first`
-char extensionOf(char first) { return isKnown(first) ? '0' : isUnknown(first) ? first : '\0'; }
 
 const char* dropRepeats(const char* digits) {
     while ((*digits == '0' || isUnknown(*digits)) && *digits == digits[1]) ++digits;
@@ -29,87 +30,181 @@ const char* dropZero(const char* digits) {
 
 }  // namespace
 
-BitString::BitString(int width)
-    : liveBits(nullptr), dirty(0), digitCount(std::max(width, 0)), str(nullptr) {
-    const auto count = static_cast<size_t>(digitCount);
-    str = new (std::nothrow) char[count + 1];
-    QK_ASSERT(str);
-    if (!str) {
-        digitCount = 0;
-        return;
+BitString::BitString(int width) : digitCount(std::max(width, 0)) {
+    if (digitCount > kChunkDigits) {
+        wide.reset(new (std::nothrow) Chunk[static_cast<size_t>(chunkCount())]);
+        QK_ASSERT_AS(wide, "str");
+        if (!wide) digitCount = kChunkDigits;
+        if (wide) chunks = wide.get();
     }
-    std::memset(str, 'X', count);
-    str[count] = '\0';
+    for (int i = 0; i < chunkCount(); ++i) chunks[i] = Chunk{0, 0, ~uint64_t{0}};
 }
 
-BitString::~BitString() { delete[] str; }
+/// @return the last digits of a text, at most 64, right-aligned
+BitString::Chunk BitString::chunkOf(std::string_view digits) {
+    const size_t count = std::min<size_t>(digits.size(), kChunkDigits);
+    const char* at = digits.data() + digits.size() - count;
+    const char* const end = digits.data() + digits.size();
+    Chunk chunk{0, 0, 0};
+    const auto add = [&](char digit) {
+        const bool known = !isUnknown(digit);
+        const bool high = known ? digit == '1' : (digit | 0x20) == 'z';
+        const bool upper = known ? !isKnown(digit) : (digit & 0x20) == 0;
+        chunk.known = chunk.known << 1 | known;
+        chunk.high = chunk.high << 1 | high;
+        chunk.upper = chunk.upper << 1 | upper;
+    };
+    while ((end - at) % 8 != 0) add(*at++);
+    for (; at != end; at += 8) {
+        uint64_t eight;
+        std::memcpy(&eight, at, sizeof eight);
+        if ((eight ^ kZeros) & ~kOnes) {
+            for (int i = 0; i < 8; ++i) add(at[i]);
+            continue;
+        }
+        // Gathers the low bit of each byte, the first byte's as the highest.
+        const uint64_t bits = (eight & kOnes) * 0x8040201008040201 >> 56;
+        chunk.known = chunk.known << 8 | 0xff;
+        chunk.high = chunk.high << 8 | bits;
+        chunk.upper <<= 8;
+    }
+    return chunk;
+}
 
-void BitString::setDigits(const char* digits, int at, int bits) {
-    dirty = 1;
-    const size_t length = std::strlen(digits);
+/// @return 64 of what fills the places to the left of a value
+BitString::Chunk BitString::extensionOf(std::string_view digits) {
+    const char first = digits.empty() ? '\0' : digits.front();
+    const char filler = isKnown(first) ? '0' : first;
+    const Chunk one = chunkOf(std::string_view(&filler, 1));
+    return Chunk{0 - one.known, 0 - one.high, 0 - one.upper};
+}
+
+/// Writes up to 64 digits, which may lie in two chunks.
+void BitString::put(const Chunk& digits, int at, int bits) {
+    const int shift = at % kChunkDigits;
+    Chunk* to = &chunks[at / kChunkDigits];
+    const uint64_t mask = bitMask(bits);
+    const auto merge = [](uint64_t& word, uint64_t field, uint64_t value) {
+        word = (word & ~field) | (value & field);
+    };
+    merge(to->known, mask << shift, digits.known << shift);
+    merge(to->high, mask << shift, digits.high << shift);
+    merge(to->upper, mask << shift, digits.upper << shift);
+    if (shift + bits <= kChunkDigits) return;
+    ++to;
+    const int done = kChunkDigits - shift;
+    merge(to->known, mask >> done, digits.known >> done);
+    merge(to->high, mask >> done, digits.high >> done);
+    merge(to->upper, mask >> done, digits.upper >> done);
+}
+
+void BitString::setDigits(std::string_view digits, int at, int bits) {
+    dirty = true;
     if (at < 0) {
         QK_ASSERT_AS(bits < 0 || bits == digitCount, "(nbits < 0) || (nbits == width)");
         bits = digitCount;
         at = 0;
     }
-    const bool fits = bits >= 0 && length <= static_cast<size_t>(bits);
+    const bool fits = bits >= 0 && digits.size() <= static_cast<size_t>(bits);
     QK_ASSERT_AS(fits, "l <= nbits");
     const bool isInside = int64_t{at} + bits <= digitCount;
     QK_ASSERT_AS(isInside, "(at + nbits) <= width");
     if (!fits || !isInside) return;
 
-    char* const field = str + (digitCount - at - bits);
-    const size_t extended = static_cast<size_t>(bits) - length;
-    std::memset(field, extensionOf(*digits), extended);
-    std::memcpy(field + extended, digits, length);
+    std::string_view left = digits;
+    while (!left.empty()) {
+        const int count = static_cast<int>(std::min<size_t>(left.size(), kChunkDigits));
+        put(chunkOf(left), at, count);
+        left.remove_suffix(static_cast<size_t>(count));
+        at += count;
+        bits -= count;
+    }
+    if (bits == 0) return;
+    const Chunk filler = extensionOf(digits);
+    for (; bits > 0; bits -= kChunkDigits, at += kChunkDigits)
+        put(filler, at, std::min(bits, kChunkDigits));
+}
+
+void BitString::setKnown(uint64_t value, int at, int bits) {
+    dirty = true;
+    put(Chunk{~uint64_t{0}, value, 0}, at, bits);
 }
 
 int BitString::commit() {
-    dirty = 0;
+    dirty = false;
     QK_ASSERT(liveBits);
     if (!liveBits) return 1;
-    bool becameKnown = false, becameUnknown = false;
-    const int count = std::min(digitCount, liveBits->digitCount);
-    for (int i = 0; i < count; ++i) {
-        const char pending = str[i];
-        char& live = liveBits->str[i];
-        if (isKnown(pending)) {
-            becameKnown |= pending != live;
-        } else if (isUnknown(pending)) {
-            becameUnknown |= isKnown(live);
-        } else {
-            QK_ASSERT_AS(false, "0");
-        }
+    uint64_t becameKnown = 0, becameUnknown = 0, noDigits = 0;
+    const int digits = std::min(digitCount, liveBits->digitCount);
+    for (int done = 0; done < digits; done += kChunkDigits) {
+        const Chunk& pending = chunks[done / kChunkDigits];
+        Chunk& live = liveBits->chunks[done / kChunkDigits];
+        const uint64_t mask = bitMask(std::min(digits - done, kChunkDigits));
+        const uint64_t bad = pending.known & pending.upper;
+        noDigits |= bad & mask;
+        becameKnown |= mask & pending.known & ~bad & (~live.known | (pending.high ^ live.high));
+        becameUnknown |= mask & ~pending.known & live.known;
         live = pending;
     }
+    QK_ASSERT_AS(noDigits == 0, "0");
     return becameKnown ? 2 : becameUnknown ? 3 : 1;
+}
+
+void BitString::copyFrom(const BitString& other) {
+    QK_ASSERT(digitCount == other.digitCount);
+    if (digitCount == other.digitCount)
+        std::copy(other.chunks, other.chunks + chunkCount(), chunks);
 }
 
 char BitString::digitAt(int offset) const {
     const bool isInside = offset >= 0 && offset < digitCount;
     QK_ASSERT_AS(isInside, "(o >= 0) && (o < width)");
-    return isInside ? str[digitCount - offset - 1] : 'X';
+    if (!isInside) return 'X';
+    const Chunk& chunk = chunks[offset / kChunkDigits];
+    const int bit = offset % kChunkDigits;
+    const bool known = chunk.known >> bit & 1, high = chunk.high >> bit & 1,
+               upper = chunk.upper >> bit & 1;
+    if (known) return upper ? '?' : high ? '1' : '0';
+    return (upper ? "XZ" : "xz")[high];
+}
+
+BitString::Known BitString::knownAt(int at, int bits) const {
+    const int shift = at % kChunkDigits;
+    const Chunk* const from = &chunks[at / kChunkDigits];
+    uint64_t known = from->known >> shift, high = from->high >> shift;
+    if (shift + bits > kChunkDigits) {
+        known |= from[1].known << (kChunkDigits - shift);
+        high |= from[1].high << (kChunkDigits - shift);
+    }
+    known &= bitMask(bits);
+    return Known{known, high & known};
+}
+
+std::string BitString::text() const {
+    std::string digits(static_cast<size_t>(digitCount), '0');
+    for (int i = 0; i < digitCount; ++i)
+        digits[static_cast<size_t>(digitCount - 1 - i)] = digitAt(i);
+    return digits;
 }
 
 void BitString::printReduced(StringBuf& out, bool reduce) const {
-    out.assign(dropZero(reduce ? dropRepeats(str) : str));
+    const std::string digits = text();
+    out.assign(dropZero(reduce ? dropRepeats(digits.c_str()) : digits.c_str()));
 }
 
 void BitString::printHex(StringBuf& out) const {
-    std::string text;
-    int groupBits = digitCount % kHexDigitBits;
-    if (groupBits != 0) text = std::to_string(digitCount) + "'h";
-    if (groupBits == 0) groupBits = kHexDigitBits;
-    for (const char* p = str; *p; groupBits = kHexDigitBits) {
-        int value = 0;
-        for (; groupBits != 0; --groupBits) {
-            QK_ASSERT(*p);
-            value = value * 2 + (*p == '1' ? 1 : 0);
-            if (*p) ++p;
-        }
-        text += static_cast<char>(value > 9 ? 'a' + value : '0' + value);
+    std::string digits;
+    if (digitCount % kHexDigitBits != 0) digits = std::to_string(digitCount) + "'h";
+    int value = 0;
+    for (int offset = digitCount; offset-- > 0;) {
+        const char digit = digitAt(offset);
+        QK_ASSERT_AS(digit != '?', "*p");
+        value = value * 2 + (digit == '1' ? 1 : 0);
+        if (offset % kHexDigitBits != 0) continue;
+        digits += static_cast<char>(value > 9 ? 'a' + value : '0' + value);
+        value = 0;
     }
-    out.append(text.c_str());
+    out.append(digits.c_str());
 }
 
 void BitString::link(BitString* live) {

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <random>
 #include <string>
 
 #include "failed_assertions.h"
@@ -40,9 +42,51 @@ TEST(BitStringTest, WritesAFieldExtendedToTheLeft) {
         BitString string(8);
         EXPECT_FALSE(string.isDirty());
         string.setDigits(c.digits, c.at, c.bits);
-        EXPECT_STREQ(string.text(), c.text);
+        EXPECT_EQ(string.text(), c.text);
         EXPECT_TRUE(string.isDirty());
         EXPECT_EQ(failures.take(), c.failed);
+    }
+}
+
+TEST(BitStringTest, IsAsGoodWide) {
+    // A plain string of digits is the model; fields cross the chunks of 64.
+    std::mt19937 random(1);
+    const auto below = [&](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    for (const int width : {1, 7, 8, 63, 64, 65, 128, 129, 200}) {
+        SCOPED_TRACE(width);
+        BitString pending(width), live(width);
+        pending.link(&live);
+        std::string model(static_cast<size_t>(width), 'X'), before = model;
+        for (int round = 0; round < 300; ++round) {
+            const int bits = 1 + below(width), at = below(width - bits + 1);
+            std::string digits;
+            for (int i = 1 + below(bits); i > 0; --i)
+                digits += (round % 2 ? "01" : "01xzXZ")[below(round % 2 ? 2 : 6)];
+            pending.setDigits(digits, at, bits);
+            const char filler = digits[0] == '1' ? '0' : digits[0];
+            digits.insert(0, static_cast<size_t>(bits) - digits.size(), filler);
+            model.replace(static_cast<size_t>(width - at - bits), digits.size(), digits);
+            ASSERT_EQ(pending.text(), model);
+
+            int change = 1;
+            for (size_t i = 0; i < model.size(); ++i) {
+                const bool known = model[i] < 'A', wasKnown = before[i] < 'A';
+                if (known && model[i] != before[i]) change = 2;
+                if (!known && wasKnown && change == 1) change = 3;
+            }
+            ASSERT_EQ(pending.commit(), change);
+            ASSERT_EQ(live.text(), before = model);
+            uint64_t known = 0, ones = 0;
+            const int part = std::min(bits, 64);
+            for (int i = part; i-- > 0;) {
+                known = known << 1 | (live.digitAt(at + i) < 'A');
+                ones = ones << 1 | (live.digitAt(at + i) == '1');
+            }
+            ASSERT_EQ(live.knownAt(at, part).known, known);
+            ASSERT_EQ(live.knownAt(at, part).ones, ones);
+        }
     }
 }
 
@@ -61,11 +105,13 @@ TEST(BitStringTest, CommitsAndClassifiesTheChange) {
     const struct {
         const char *pending, *live;
         int change;
+        const char* text;
         Failed failed;
     } cases[] = {
-        {"01xz", "01xz", 1, {}}, {"0", "1", 2, {}},      {"z", "1", 3, {}},    {"1", "z", 2, {}},
-        {"x", "z", 1, {}},       {"X", "x", 1, {}},      {"0x", "11", 2, {}},  {"x0", "11", 2, {}},
-        {"Zx", "z0", 3, {}},     {"-1", "00", 2, {"0"}}, {"-", "0", 1, {"0"}},
+        {"01xz", "01xz", 1, "01xz", {}}, {"0", "1", 2, "0", {}},    {"z", "1", 3, "z", {}},
+        {"1", "z", 2, "1", {}},          {"x", "z", 1, "x", {}},    {"X", "x", 1, "X", {}},
+        {"0x", "11", 2, "0x", {}},       {"x0", "11", 2, "x0", {}}, {"Zx", "z0", 3, "Zx", {}},
+        {"-1", "00", 2, "?1", {"0"}},    {"-", "0", 1, "?", {"0"}},
     };
     FailedAssertions failures;
     for (const auto& c : cases) {
@@ -73,7 +119,7 @@ TEST(BitStringTest, CommitsAndClassifiesTheChange) {
         Bits pending(c.pending), live(c.live);
         pending.link(&live);
         EXPECT_EQ(pending.commit(), c.change);
-        EXPECT_STREQ(live.text(), c.pending);
+        EXPECT_EQ(live.text(), c.text);
         EXPECT_FALSE(pending.isDirty());
         EXPECT_EQ(failures.take(), c.failed);
     }
