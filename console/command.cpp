@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "base/qkassert.h"
+#include "console/console.h"
 #include "console/handlers.h"
 #include "console/printout.h"
 #include "console/words.h"
@@ -72,17 +73,37 @@ constinit QkCommand builtIns[] = {
     {"show", kSignalPattern, kListed, kAlways, "show        <pattern>           show when this traced value(s) changes", showCommand},
     {"unshow", kSignalPattern, kListed, kAlways, "unshow      <pattern>           turn off show", unshowCommand},
     {"clearsim", kNumberOrTime, kListed, kAlways, "#clearsim     [<n>]             set all simulation state to n (default=0)", clearsimCommand},
+    {"mtc", kFileName, kFurther, kAlways, "#mtc         <filename>          run Model/Trace Compare", validateCommand},
+    {"validate", kFileName, kFurther, kAlways, "validate    [<filename>]        run ZEFT Validate", validateCommand},
     {"wired", kSignalPattern, kListed, kAlways, "wired       <signal name>       list signals wired to signal name", wiredCommand},
     {"signature", kFreeText, kListed, kAlways, nullptr, signatureCommand},
+    {"time_execution", kNumberOrTime, kFurther, kAlways, nullptr, timeExecutionCommand},
     {"cli", kFreeText, kFurther, kAlways, nullptr, cliCommand},
     {"break", kFreeText, kFurther, kAlways, kBreakHelp, breakCommand},
     {"setvv", kFreeText, kFurther, kAlways, kSetvvHelp, setvvCommand},
     {"set", kFreeText, kFurther, kAlways, kSetHelp, setCommand},
+    {"open", kFileName, kListed, kValidateOnly, "open        <vcd file>       open a trace file for comparision", openCommand},
+    {"clock", kSignalPattern, kListed, kValidateOnly, "clock       <net> [<ON/off>] name a stimulus as a clock input", clockCommand},
+    {"synctime", kNumberOrTime, kListed, kValidateOnly, "synctime    <time>           set time allowed between Model and Trace changes", synctimeCommand},
+    {"map", kSignalPattern, kListed, kValidateOnly, "map         <model>=<trace>  map a scope in the trace to one in the model", mapCommand},
+    {"close", kFreeText, kListed, kValidateOnly, "close                        close the trace file", closeCommand},
+    {"restart", kFreeText, kFurther, kValidateOnly, nullptr, restartCommand},
+    {"monitor", kFreeText, kListed, kValidateOnly, "monitor     [-a|-t]          monitor all (default) or only traced signals", monitorCommand},
+    {"threshold", kNumberOrTime, kListed, kValidateOnly, "threshold   [<n>]            set or report the error threshold", thresholdCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -i       [<pattern>]      list inputs driven by the trace file", lsCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -m       [<pattern>]      list signals that are matched", lsCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -n       [<pattern>]      list signals that are not matched", lsCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -o       [<pattern>]      list signals currently out of step", lsCommand},
     {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -c       [<pattern>]      list signals marked as clocks", lsCommand},
+    {"verbose", kNumberOrTime, kListed, kValidateOnly, "verbose     [on|off]         set the verbosity", verboseCommand},
+    {"summarise", kFreeText, kListed, kValidateOnly, "summarise                    report progress on the comparison", summariseCommand},
+    {"summarize", kFreeText, kFurther, kValidateOnly, nullptr, summariseCommand},
+    {"summary", kFreeText, kFurther, kValidateOnly, nullptr, summariseCommand},
+    {"stimulus", kSignalPattern, kListed, kValidateOnly, "stimulus    <model>=<trace>  use <trace> to drive <model>", stimulusCommand},
+    {"ignore", kSignalPattern, kListed, kValidateOnly, "ignore      <pattern>        do not compare signals matching pattern", ignoreCommand},
+    {"cli", kFreeText, kFurther, kValidateOnly, nullptr, cliCommand},
+    {"steponclock", kNumberOrTime, kFurther, kValidateOnly, nullptr, steponclockCommand},
+    {"verbosestep", kNumberOrTime, kFurther, kValidateOnly, "verbosestep [on|off]         verbose stepping", verbosestepCommand},
 };
 // clang-format on
 
@@ -150,8 +171,10 @@ QkCommand* qk_register_cmd(const char* name, const char* help, int kind, Command
 
 int helpCommand(const char*) {
     Printout out;
+    const bool isValidating = currentPrompt == kValidatePrompt;
     for (const QkCommand* row = commandList(); row; row = row->next) {
-        if (row->validateOnly || !row->helptext || row->helptext[0] == '#') continue;
+        if ((row->validateOnly && !isValidating) || !row->helptext || row->helptext[0] == '#')
+            continue;
         out.print("  %s\n", row->helptext);
     }
     return 1;

@@ -13,17 +13,31 @@ struct QkName;
 /// A stop time that never comes.
 inline constexpr uint64_t kNoStop = ~uint64_t{0};
 
-inline constexpr const char* kPrompt = "zeft> ";
+// Told apart by address.
+inline constexpr char kPrompt[] = "zeft> ";
+inline constexpr char kValidatePrompt[] = "zeft validate> ";
 
 // ---- Run control, process-wide; not saved with the simulation state
 
 /// Ticks at which qk_takenote() opens the console, or kNoStop. Set by the loop on entry, by `step`
 /// and `continue`, and by whatever else wants the run to stop.
 extern uint64_t stopTime;
+/// One of the prompts above. Set with the start and the end of a comparison.
+extern const char* currentPrompt;
 /// Set by `continue` when the model is to run on; the script runner clears it before each line.
 extern bool resumeRequested;
 /// Ctrl-C presses that the loop has not served. Written by the signal handler and the loop.
 extern volatile std::sig_atomic_t sigintCount;
+
+/// Opens the console until a command lets the model run. @return false when there is none to open:
+/// its input has ended
+bool enterConsole();
+
+/// @return why a command was not recognised, a line of text
+const char* notRecognised(const char* line);
+
+/// Has the clock set back without a warning, as a trace does that begins.
+void forgetNotedTime();
 
 /// Gives SIGINT back to the handler that qk_sigint_install() displaced. Does nothing when none is
 /// displaced. May be called from a signal handler.

@@ -30,7 +30,23 @@ int breakCommand(const char* argument);  // breaks.cpp
 
 int setCommand(const char* argument);  // set.cpp
 
-int setvvCommand(const char* argument);  // setvv.cpp
+int setvvCommand(const char* argument);     // setvv.cpp
+int validateCommand(const char* argument);  // validate/commands.cpp
+int openCommand(const char* argument);
+int closeCommand(const char* argument);
+int clockCommand(const char* argument);
+int synctimeCommand(const char* argument);
+int mapCommand(const char* argument);
+int stimulusCommand(const char* argument);
+int ignoreCommand(const char* argument);
+int monitorCommand(const char* argument);
+int thresholdCommand(const char* argument);
+int verboseCommand(const char* argument);
+int verbosestepCommand(const char* argument);
+int steponclockCommand(const char* argument);
+int timeExecutionCommand(const char* argument);
+int summariseCommand(const char* argument);
+int restartCommand(const char* argument);
 
 int traceCommand(const char* argument);  // tracecmds.cpp
 int untraceCommand(const char* argument);

@@ -36,7 +36,8 @@ private:
 constexpr Letters kOptions("cdimnortuv");
 constexpr Letters kComparisonOptions("cmno");
 constexpr Letters kSelectingOptions("cimnortuv");
-constexpr Letters kCountedOptions("ir");
+constexpr Letters kAllButNotMatched("cdimortuv");
+constexpr Letters kCountedOptions("oicmr");
 
 struct Request {
     Letters options;
@@ -60,8 +61,12 @@ const char* readOptions(const char* text, Letters& options) {
     }
     if (!options.hasAnyOf(kSelectingOptions))
         for (const char letter : {'t', 'u', 'v'}) options.add(letter);
-    if (options.hasAnyOf(kComparisonOptions)) {
+    if (options.hasAnyOf(kComparisonOptions) && !qkLiveModel->reader.runningFromVCD) {
         qk_printf("ls: options [cmno] not available, ZEFT Validate not running\n");
+        return nullptr;
+    }
+    if (options.has('n') && options.hasAnyOf(kAllButNotMatched)) {
+        qk_printf("ls: -n must be given as the only option\n");
         return nullptr;
     }
     return text;
@@ -94,8 +99,21 @@ bool isRegister(const QkName* name) {
            !(last->flags & QK_flag_not_compared);
 }
 
+bool isMatched(const QkName* name) {
+    const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+    return compared && compared->isMatched();
+}
+
+bool isOutOfStep(const QkName* name) {
+    const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+    return compared && compared->isComparable() && compared->state != ValuesMatch;
+}
+
 bool isWanted(const QkName* name, Letters options) {
     if (name->kind == kVirtualName) return options.has('v');
+    if ((options.has('o') && isOutOfStep(name)) || (options.has('c') && isClock(name)) ||
+        (options.has('m') && isMatched(name)))
+        return true;
     return options.has(name->traced ? 't' : 'u') || (options.has('i') && isStimulus(name)) ||
            (options.has('r') && isRegister(name));
 }
@@ -124,7 +142,24 @@ void describe(Printout& out, const QkName* name) {
 char sourceFlag(const QkName* name) {
     if (isClock(name)) return 'c';
     if (isStimulus(name)) return 'i';
+    if (isMatched(name)) return 'm';
     return name->kind == kVirtualName ? 'v' : ' ';
+}
+
+/// Tells how model and trace differ, in lines of their own.
+void printOutOfStep(Printout& out, const QkName* name, int indent) {
+    const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+    QK_ASSERT_AS(name->trace->nel == 0, "t->nel == 0");
+    QK_ASSERT_AS(compared, "v");
+    out.print("\n%*sModel : %s", indent, "", compared->storageText().c_str());
+    out.print("\n%*sTrace : %s", indent, "", compared->vcdBits.text().c_str());
+    out.print("\n%*sState : %s Since:%s", indent, "", compareStateName(compared->state),
+              qk_time_as_string(compared->lastStateChange));
+}
+
+std::string clockNote(const QkName* name) {
+    const QkVCDTrace* const driven = isClock(name) ? qkLiveModel->reader.traceOf(name) : nullptr;
+    return driven ? "(" + std::to_string(driven->nChanges) + " changes)" : "";
 }
 
 void printLines(Printout& out, const std::vector<QkName*>& names, const Request& request) {
@@ -137,13 +172,16 @@ void printLines(Printout& out, const std::vector<QkName*>& names, const Request&
         widen(nameWidth, name->name);
     }
     for (const QkName* name : names) {
-        out.print("%*s.%-*s %c%c%c : ", scopeWidth, name->scope->fullName.str(), nameWidth,
+        out.print("%*s.%-*s %c%c%c %s: ", scopeWidth, name->scope->fullName.str(), nameWidth,
                   name->name, sourceFlag(name),
                   name->show     ? 's'
                   : name->traced ? 't'
                                  : ' ',
-                  isRegister(name) ? 'r' : ' ');
+                  isRegister(name) ? 'r' : ' ',
+                  request.options.has('c') ? clockNote(name).c_str() : "");
         printName(out, name, request.from, request.to, '\n');
+        if (request.options.has('o') && isOutOfStep(name))
+            printOutOfStep(out, name, scopeWidth + nameWidth + 7);
         out.add('\n');
         out.endLine();
     }
@@ -151,21 +189,56 @@ void printLines(Printout& out, const std::vector<QkName*>& names, const Request&
 
 /// Tells what was searched. The ready line of the prompt ends the line.
 void printNothingFound(Printout& out, Letters options) {
-    int names = 0, inputs = 0, registers = 0;
+    int names = 0, outOfSync = 0, inputs = 0, clocks = 0, matched = 0, registers = 0;
     NameRing::each(qkLiveModel->names, [&](const QkName* name) {
         ++names;
+        outOfSync += isOutOfStep(name);
         inputs += isStimulus(name);
+        clocks += isClock(name);
+        matched += isMatched(name);
         registers += isRegister(name);
     });
     out.print("No matching signals (in %d names)\n", names);
     if (!options.hasAnyOf(kCountedOptions)) return;
     out.add("  Searched a total of:");
+    const struct {
+        char option;
+        int count;
+        const char* what;
+    } searched[] = {{'o', outOfSync, "out-of-sync signals"},
+                    {'i', inputs, "inputs"},
+                    {'c', clocks, "clocks"},
+                    {'m', matched, "matched signals"},
+                    {'r', registers, "registers"}};
     const char* comma = "";
-    if (options.has('i')) {
-        out.print("%s %d inputs", comma, inputs);
+    for (const auto& item : searched) {
+        if (!options.has(item.option)) continue;
+        out.print("%s %d %s", comma, item.count, item.what);
         comma = ",";
     }
-    if (options.has('r')) out.print("%s %d registers", comma, registers);
+}
+
+// ---- What has no counterpart
+
+void listNotMatched(const char* pattern) {
+    const QkVCDModel* const vcdModel = qkLiveModel->reader.vcdModel.get();
+    Printout out;
+    bool any = false;
+    const auto add = [&](const char* fullName) {
+        out.print("\t%s\n", fullName);
+        out.endLine();
+        any = true;
+    };
+    out.add("Model Signals Not in Trace:\n");
+    for (const QkName* name : qkLiveModel->matching(pattern))
+        if (!name->isHidden() && !vcdModel->partnerOf(name)) add(FullName(name).c_str());
+    if (!any) out.add("\t(none)\n");
+    any = false;
+    out.add("Trace Signals Not in Model:\n");
+    for (const QkVCDName& name : vcdModel->names)
+        if (!name.linked && matchesPattern(name.fullName.c_str(), pattern, false))
+            add(name.fullName.c_str());
+    if (!any) out.add("\t(none)\n");
 }
 
 // ---- wired
@@ -218,6 +291,10 @@ private:
 int lsCommand(const char* argument) {
     Request request;
     const char* const rest = readOptions(argument, request.options);
+    if (rest && request.options.has('n')) {
+        listNotMatched(*rest ? rest : "*");
+        return 1;
+    }
     if (!rest || !readPattern(rest, request)) return 1;
     const std::vector<QkName*> names = chooseNames(request);
     Printout out;

@@ -5,10 +5,12 @@
 #include <string>
 
 #include "base/qkassert.h"
+#include "console/command.h"
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/printout.h"
 #include "console/script.h"
+#include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "qkzeft_run.h"
@@ -17,6 +19,7 @@
 
 uint64_t stopTime = kNoStop;
 bool resumeRequested = false;
+const char* currentPrompt = kPrompt;
 
 namespace {
 
@@ -46,7 +49,7 @@ void printReadyLine() {
 
 /// Prompts and reads a line. @return false at the end of input
 bool readLine(std::string& line) {
-    char* const typed = readConsoleLine(kPrompt);
+    char* const typed = readConsoleLine(currentPrompt);
     if (!typed) return false;
     line = typed;
     std::free(typed);
@@ -77,8 +80,17 @@ bool runPass() {
     }
     const char* const command = stripLine(line.data());
     recordHistory(command);
-    if (!qk_cli(command)) qk_printf("Command not recognised\n");
+    if (!qk_cli(command)) qk_printf("Command %s\n", notRecognised(command));
     return stopTime <= qk_cycle;
+}
+
+/// Without a trace, a comparison has nothing to run along: the prompt comes back.
+bool isTraceMissing() {
+    const QkFileReader& reader = qkLiveModel->reader;
+    if (!reader.runningFromVCD || reader.fileIsOpen()) return false;
+    qk_printf("ZEFT Validate: Trace file not open\n");
+    stopTime = 0;
+    return true;
 }
 
 /// A time that was typed never means "no stop": the prompt comes back instead.
@@ -86,31 +98,47 @@ uint64_t typedStop(uint64_t time) { return time == kNoStop ? 0 : time; }
 
 }  // namespace
 
-int cliCommand(const char*) {
+bool enterConsole() {
     qkLiveModel->interactive = true;
     QK_ASSERT_AS(qk_stdin != nullptr, "qk_stdin != 0");
     if (stdinExhausted || !qk_stdin) {
         stopTime = kNoStop;  // a breakpoint may have moved it, and nobody could move it on
-        return 1;
+        return false;
     }
     stopTime = 0;
     // An inner loop does just what the outer one would do next: there is no need for many.
-    if (activeLoops == kMaxLoops) return 1;
+    if (activeLoops == kMaxLoops) return false;
     ++activeLoops;
     while (runPass()) continue;
     --activeLoops;
     sigintCount = 0;
+    return true;
+}
+
+int cliCommand(const char*) {
+    enterConsole();
     return 1;
 }
+
+const char* notRecognised(const char* line) {
+    const QkCommand* const command = findCommand(firstWord(skipSpace(line)).word);
+    return command && command->validateOnly && currentPrompt != kValidatePrompt
+               ? "not recognised (ZEFT Validate is not running)"
+               : "not recognised";
+}
+
+void forgetNotedTime() { lastNotedTime = 0; }
 
 int stepCommand(const char* argument) {
     stopTime = qk_cycle + 1;
     if (*argument) stopTime = typedStop(qk_cycle + parseConsoleTime(argument));
+    isTraceMissing();
     return 1;
 }
 
 int continueCommand(const char* argument) {
     stopTime = *argument ? typedStop(parseConsoleTime(argument)) : kNoStop;
+    if (isTraceMissing()) return 1;
     resumeRequested = stopTime == kNoStop || stopTime > qk_cycle;
     return 1;
 }
@@ -125,6 +153,7 @@ int clearsimCommand(const char*) { return 1; }
 
 void qk_takenote() {
     completeRegistration(true, 0);
+    if (qkLiveModel->reader.runningFromVCD) return;  // the trace owns time
     if (qk_cycle < lastNotedTime) {
         const char* const now = qk_cycle_as_string();
         qk_printf("Warning, time now=%s, previous time was %s\n", now,

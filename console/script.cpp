@@ -40,8 +40,8 @@ void runLine(LoadtFile& script) {
     const char first = *skipSpace(line);
     if (first == '\0' || first == '#') return;
     line[std::strcspn(line, "\n")] = '\0';
-    say("%s%s\n", kPrompt, line);
-    if (!qk_cli(line)) say("Script: %s - Command not recognised\n", script.name.c_str());
+    say("%s%s\n", currentPrompt, line);
+    if (!qk_cli(line)) say("Script: %s - Command %s\n", script.name.c_str(), notRecognised(line));
 }
 
 /// Runs scripts until a line moves the stop time or asks to resume, or `base` are left.

@@ -25,7 +25,9 @@ struct Selection {
 
     bool isRestricted() const { return stimuli || matched; }
     bool takes(const QkName* name) const {
-        return !isRestricted() || (stimuli && isStimulus(name));
+        if (!isRestricted() || (stimuli && isStimulus(name))) return true;
+        const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+        return matched && compared && compared->isMatched();
     }
 };
 
@@ -40,6 +42,13 @@ Selection readSelection(const char* argument) {
     }
     selection.pattern = skipSpace(at);
     return selection;
+}
+
+/// Takes note of names that are traced now or no longer.
+void noteTraced() {
+    qkLiveModel->writer.captureEntry();
+    QkFileReader& reader = qkLiveModel->reader;
+    if (reader.runningFromVCD) reader.vcdModel->traces.updateMonitoring();
 }
 
 void showChanges(QkName* name) {
@@ -63,6 +72,7 @@ void traceNames(const char* argument, bool showRestricted) {
         qk_printf("trace: no pattern supplied!\n");
         return;
     }
+    if (qkLiveModel->reader.verbose > 1) say("trace: pattern >%s<\n", selection.pattern);
     bool found = false;
     for (QkName* name : qkLiveModel->matching(selection.pattern)) {
         if (name->isHidden() || !selection.takes(name)) continue;
@@ -71,7 +81,7 @@ void traceNames(const char* argument, bool showRestricted) {
         if (showRestricted && selection.isRestricted()) showChanges(name);
     }
     if (found)
-        writer.captureEntry();
+        noteTraced();
     else
         say("trace: no signals match pattern: %s\n", selection.pattern);
 }
@@ -106,7 +116,7 @@ int untraceCommand(const char* argument) {
         qkLiveModel->writer.stopTracing(name);
     }
     if (found)
-        qkLiveModel->writer.captureEntry();
+        noteTraced();
     else
         say("untrace: no signals match pattern: %s\n", argument);
     return 1;

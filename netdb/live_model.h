@@ -16,6 +16,7 @@
 #include "netdb/store.h"
 #include "qkzeft_registration.h"
 #include "tracing/trace_writer.h"
+#include "validate/file_reader.h"
 
 /// A command as it was typed.
 struct HistoryEntry {
@@ -39,6 +40,7 @@ struct QkLiveModel : QkModel {
 
     QkTrace* active_traces = nullptr;  ///< traces to compare, newest first, clocks last
     QkTraceWriter writer;
+    QkFileReader reader;
 
     HistoryEntry* history = nullptr;  ///< typed commands, oldest first
     int showScopeWidth = 0;           ///< columns of the lines of shown changes
@@ -77,6 +79,8 @@ struct QkLiveModel : QkModel {
     QkName* addName(QkScope* scope, const char* localName, uint32_t mode, uint32_t netFlags);
     /// @return the newest name of exactly this local name in `scope`, or null
     QkName* findInScope(const QkScope* scope, const char* localName) const;
+    /// The same without regard to case where the scope's names have none.
+    QkName* findLocal(const QkScope* scope, const char* localName) const;
     /// Sorts a scope's names, and gives the sorted names in `sorted`.
     void sortNames(QkScope* scope, std::vector<QkName*>& sorted);
     /// Takes a name out of every ring and index, and deletes it.

@@ -64,6 +64,20 @@ QkName* QkLiveModel::findInScope(const QkScope* scope, const char* localName) co
     return newest;
 }
 
+QkName* QkLiveModel::findLocal(const QkScope* scope, const char* localName) const {
+    QkName* const exact = findInScope(scope, localName);
+    if (exact || !scope->caseInsensitive) return exact;
+    QkName* newest = nullptr;
+    namesByFullName.find(foldedHashFrom(scope->hash, localName), [&](uint32_t id) {
+        QkName* const name = nameStore.at(id);
+        if (name->scope == scope && StringBuf(name->name).compareNoCase(localName) == 0 &&
+            (!newest || newest->id < id))
+            newest = name;
+        return false;
+    });
+    return newest;
+}
+
 void QkLiveModel::bindName(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
     name->trace = trace;
@@ -85,6 +99,7 @@ void QkLiveModel::removeName(QkName* name) {
     ++removals;
     handles.forget(name);
     if (name->traced) writer.stopTracing(name);
+    reader.forgetName(name);
     --name->scope->nameCount;
     visibleNames -= name->isHidden() ? 0 : 1;
     ScopeNames::remove(name->scope->allNames, name);
@@ -141,8 +156,8 @@ void QkLiveModel::leaveSources(QkName* name) {
 /// What virtual variables read of a trace that goes becomes zero bits.
 void QkLiveModel::dropReaders(QkTrace* trace) {
     if (!trace->extras) return;
-    for (QkName* reader : trace->extras->pvnames)
-        for (VirtualElement& element : reader->extension->elements)
+    for (QkName* variable : trace->extras->pvnames)
+        for (VirtualElement& element : variable->extension->elements)
             if (element.trace == trace) element.trace = nullptr;
 }
 

@@ -76,6 +76,7 @@ void QkLiveModel::destroyScope(QkScope* scope) {
     if (scope->module) scope->module->qk_scope = nullptr;
     rehomeArrays(scope);
     releaseActivity(scope);
+    reader.forgetScope(scope);
     ScopeRing::remove(scope->parent ? scope->parent->children : top_scopes, scope);
     delete scope;
     elaborated = complete = false;

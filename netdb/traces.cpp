@@ -167,6 +167,7 @@ void QkLiveModel::addInvertedForm(QkName* name, NetStorage net) {
 void QkLiveModel::removeTrace(QkTrace* trace) {
     dropReaders(trace);
     writer.forgetTrace(trace);
+    reader.forgetTrace(trace);
     if (trace->next) TraceRing::remove(traces, trace);
     if (trace->address) {
         QkTrace* ring = tracesAt(trace->address);

@@ -53,6 +53,7 @@ private:
 }  // namespace
 
 void QkTraceWriter::captureEntry() {
+    if (liveModel->reader.runningFromVCD) return;  // it captures with the steps of the trace
     if (lastTime == qk_cycle) lastTime = qk_cycle - 1;
     completeRegistration(true, 0);
     captureChanges();
@@ -66,57 +67,20 @@ void QkTraceWriter::captureChanges() {
 
 void QkTraceWriter::compareAndRecord() {
     if (!planValid) {
-        plan.build(liveModel->active_traces);
+        std::vector<QkTrace*> active;
+        ActiveTraces::each(liveModel->active_traces, [&](QkTrace* at) { active.push_back(at); });
+        plan.build(active, CapturePlan::kFromValues);
         planValid = true;
     }
     const size_t count = hotLoops().findChanges(plan);
     if (count == 0 && !anyForced) return;
-    const uint32_t* const picks = plan.hits.data() + 1;
-    const bool inOrder = plan.direction != 0 && !anyForced;
+    const bool noneForced = !anyForced;
     if (anyForced) markForced();
-    record(inOrder ? listInOrder(picks, count) : listByBitmap(picks, count));
+    record(plan.listChanged(count, noneForced));
     if (anyDirty) reportSlices();
 }
 
-// ---- Order
-
-size_t QkTraceWriter::listInOrder(const uint32_t* picks, size_t count) {
-    // Picks of one trace are neighbours then.
-    uint32_t* const list = plan.changedPositions.data();
-    uint32_t* out = list;
-    uint32_t last = ~uint32_t{0};
-    const auto add = [&](uint32_t pick) {
-        const uint32_t position = plan.pickPosition[pick];
-        if (position != last) *out++ = position;
-        last = position;
-    };
-    if (plan.direction > 0) {
-        for (size_t i = 0; i < count; ++i) add(picks[i]);
-    } else {
-        for (size_t i = count; i-- > 0;) add(picks[i]);
-    }
-    return static_cast<size_t>(out - list);
-}
-
-size_t QkTraceWriter::listByBitmap(const uint32_t* picks, size_t count) {
-    uint64_t* const changed = plan.changedBits.data();
-    const uint32_t* const pickPosition = plan.pickPosition.data();
-    for (size_t i = 0; i < count; ++i) {
-        const uint32_t position = pickPosition[picks[i]];
-        changed[position / 64] |= uint64_t{1} << position % 64;
-    }
-    uint32_t* const list = plan.changedPositions.data();
-    uint32_t* out = list;
-    const size_t words = plan.changedBits.size();
-    for (size_t word = 0; word < words; ++word) {
-        uint64_t bits = changed[word];
-        if (!bits) continue;
-        changed[word] = 0;
-        for (; bits; bits &= bits - 1)
-            *out++ = static_cast<uint32_t>(word * 64 + static_cast<size_t>(std::countr_zero(bits)));
-    }
-    return static_cast<size_t>(out - list);
-}
+// ---- Entries
 
 void QkTraceWriter::markForced() {
     anyForced = false;
@@ -127,8 +91,6 @@ void QkTraceWriter::markForced() {
         plan.changedBits[position / 64] |= uint64_t{1} << position % 64;
     }
 }
-
-// ---- Entries
 
 void QkTraceWriter::record(size_t count) {
     // The positions lie scattered over more memory than the near caches hold.
@@ -262,7 +224,9 @@ void QkTraceWriter::reportSlices() {
 }
 
 void QkTraceWriter::reportSlices(const std::vector<QkName*>& active) {
-    const std::vector<QkName*> names = active;
+    // A breakpoint's console may remove names from the list.
+    std::vector<QkName*> names;
+    names.assign(active.begin(), active.end());
     const uint64_t removals = liveModel->removals;
     for (QkName* name : names) {
         if (removals != liveModel->removals &&

@@ -1,6 +1,7 @@
 #include "tracing/capture_plan.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -54,10 +55,10 @@ uint64_t bytesWithin(uintptr_t block, uintptr_t address, size_t bytes) {
 
 }  // namespace
 
-void CapturePlan::build(QkTrace* activeTraces) {
+void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
     *this = CapturePlan{};
-    ActiveTraces::each(activeTraces, [&](QkTrace* trace) {
-        if (trace->isArray()) return;  // elements report their own changes
+    for (QkTrace* const trace : traces) {
+        if (trace->isArray()) continue;  // elements report their own changes
         CapturePosition at{};
         at.unusedBits = static_cast<uint8_t>(
             trace->firstPart() != trace ? 0 : QK_MAXUBITS - trace->range.width);
@@ -72,10 +73,13 @@ void CapturePlan::build(QkTrace* activeTraces) {
         }
         at.inParts = trace->firstPart() != trace;
         positions.push_back(at);
-    });
+    }
     changedBits.assign(positions.size() / 64 + 1, 0);
     changedPositions.resize(positions.size());
     layOut();
+    if (start == kFromStorage) return;
+    for (const CapturePart& part : parts)
+        storeStorage(image + part.imageOffset, part.trace->elementBytes(), part.trace->value);
 }
 
 void CapturePlan::layOut() {
@@ -120,8 +124,6 @@ void CapturePlan::layOut() {
     for (const CaptureRun& run : runs)
         hotLoops().copyBlocks(run.live, image + size_t{run.firstBlock} * kBlockBytes,
                               run.blockCount);
-    for (const CapturePart& part : parts)
-        storeStorage(image + part.imageOffset, part.trace->elementBytes(), part.trace->value);
 
     // Picks in the order of their blocks.
     firstPick.assign(size_t{blocks} + 1, 0);
@@ -164,4 +166,49 @@ void CapturePlan::fillPicks() {
 void CapturePlan::spill() const {
     for (const CapturePart& part : parts)
         part.trace->value = loadStorage(image + part.imageOffset, part.trace->elementBytes());
+}
+
+// ---- Order
+
+size_t CapturePlan::listChanged(size_t count, bool mayGoByHits) {
+    const uint32_t* const picks = hits.data() + 1;
+    return mayGoByHits && direction != 0 ? listInOrder(picks, count) : listByBitmap(picks, count);
+}
+
+size_t CapturePlan::listInOrder(const uint32_t* picks, size_t count) {
+    // Picks of one trace are neighbours then.
+    uint32_t* const list = changedPositions.data();
+    uint32_t* out = list;
+    uint32_t last = ~uint32_t{0};
+    const auto add = [&](uint32_t pick) {
+        const uint32_t position = pickPosition[pick];
+        if (position != last) *out++ = position;
+        last = position;
+    };
+    if (direction > 0) {
+        for (size_t i = 0; i < count; ++i) add(picks[i]);
+    } else {
+        for (size_t i = count; i-- > 0;) add(picks[i]);
+    }
+    return static_cast<size_t>(out - list);
+}
+
+size_t CapturePlan::listByBitmap(const uint32_t* picks, size_t count) {
+    uint64_t* const changed = changedBits.data();
+    const uint32_t* const positionOf = pickPosition.data();
+    for (size_t i = 0; i < count; ++i) {
+        const uint32_t position = positionOf[picks[i]];
+        changed[position / 64] |= uint64_t{1} << position % 64;
+    }
+    uint32_t* const list = changedPositions.data();
+    uint32_t* out = list;
+    const size_t words = changedBits.size();
+    for (size_t word = 0; word < words; ++word) {
+        uint64_t bits = changed[word];
+        if (!bits) continue;
+        changed[word] = 0;
+        for (; bits; bits &= bits - 1)
+            *out++ = static_cast<uint32_t>(word * 64 + static_cast<size_t>(std::countr_zero(bits)));
+    }
+    return static_cast<size_t>(out - list);
 }

@@ -70,13 +70,21 @@ struct CapturePlan {
     int direction = 0;   ///< 1: positions rise with addresses, -1: they fall, 0: neither
     bool dense = false;  ///< the last capture found many changes
 
-    /// Plans the ring of active traces. Each part's image starts as its QkTrace::value; bytes of no
-    /// part, as they are.
-    void build(QkTrace* activeTraces);
+    enum ImageStart { kFromValues, kFromStorage };
+    /// Plans traces in the order of the vector; arrays, whose elements report their own changes,
+    /// are passed over. Each part's image starts as its QkTrace::value or as its storage.
+    void build(const std::vector<QkTrace*>& traces, ImageStart start);
+    /// Lists in changedPositions which positions the first `count` of the hits stand for, and those
+    /// with a bit in changedBits, once each.
+    /// @param mayGoByHits  no bit is set: the hits alone may decide
+    /// @return how many there are
+    size_t listChanged(size_t count, bool mayGoByHits);
     /// Stores what the image holds in QkTrace::value.
     void spill() const;
 
 private:
+    size_t listInOrder(const uint32_t* picks, size_t count);
+    size_t listByBitmap(const uint32_t* picks, size_t count);
     void layOut();
     void fillPicks();
     std::vector<unsigned char> imageStore;

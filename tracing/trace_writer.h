@@ -112,10 +112,6 @@ private:
     void reportSlices(const std::vector<QkName*>& active);
     void tell(QkName* name, int64_t index);
     void recordParts(const CapturePosition& at);
-    /// List the positions that picks, or bits set before, stand for, in order and once each.
-    /// @return how many there are in plan.changedPositions
-    size_t listInOrder(const uint32_t* picks, size_t count);
-    size_t listByBitmap(const uint32_t* picks, size_t count);
     void markForced();
     /// Records the first `count` of plan.changedPositions.
     void record(size_t count);

@@ -1,0 +1,268 @@
+// Running along a trace: who moves time, when the model is stepped, where a run stops.
+#include "console/console.h"
+#include "tests/validate/validate_fixture.h"
+
+namespace {
+
+constexpr const char* kDump = "#0\n$dumpvars\n0c\n0e\n0d\nb0 n\n$end\n";
+constexpr const char* kCompletion = "\nZEFT Validate: Running simulation to completion\n";
+constexpr const char* kFailed = "ZEFT Validate: difference found while running simulation\n";
+
+std::string ended(const char* time) {
+    return std::string("\nTime: ") + time + ": End of Trace File Reached\n\n";
+}
+
+std::string summary(int driven, int compared, const char* longest, int differences) {
+    return "\n\nZEFT Validate:\n  Made " + std::to_string(driven) +
+           " changes in 2 inputs\n  Compared " + std::to_string(compared) +
+           " changes in 2 signals\n  Longest time to synchronise was " + longest + "\n  " +
+           std::to_string(differences) + " differences found\n";
+}
+
+class RunTest : public ValidateTest {
+protected:
+    /// Runs a trace without a console. @return what was said from the run on
+    static std::string runTrace(const std::string& body, int result) {
+        writeTrace(body);
+        stepped = 0;
+        said.clear();
+        const int done = qk_mtc("ref.vcd");
+        if (result >= 0) {
+            EXPECT_EQ(done, result);
+        }
+        const size_t at = said.find(kCompletion);
+        return at == std::string::npos ? said : said.substr(at + std::strlen(kCompletion));
+    }
+    static QkFileReader& reader() { return qkLiveModel->reader; }
+};
+
+TEST_F(RunTest, AgreesWithATrace) {
+    qk_mtc_clock("top.clk", 0);
+    const std::string body = std::string(kDump) +
+                             "#5\n1e\n#10\n1c\nb1 n\n#15\n0c\n#20\n1c\n#21\n"
+                             "b10 n\n#25\nbx n\n#30\nb10 n\n";
+    EXPECT_EQ(runTrace(body, 1),
+              "Time: 0ns: 0 signals out-of-sync\n" + ended("30ns") + summary(4, 2, "1ns", 0));
+    EXPECT_EQ(stepped, 1 + 4) << "the first values, and once for each time that an input changed";
+    EXPECT_EQ(model.count, 2);
+    EXPECT_EQ(qk_cycle, 30u);
+    EXPECT_STREQ(currentPrompt, kPrompt);
+    EXPECT_FALSE(reader().runningFromVCD);
+}
+
+TEST_F(RunTest, ReportsPlantedDifferences) {
+    qk_mtc_clock("top.clk", 0);
+    qk_mtc_synctime(4, "ns");
+    const std::string body = std::string(kDump) +
+                             "#5\n1e\n1c\n#10\n0c\n#20\n1c\nb10 n\n#25\n"
+                             "1d\n#30\n0c\n0d\n#40\n";
+    EXPECT_EQ(runTrace(body, 0),
+              "Time: 0ns: 0 signals out-of-sync\n"
+              "Time: 5ns: Model change not in the Trace: top.count\n"
+              "Time: 20ns: 1 signal out-of-sync\n"
+              "Time: 25ns: 0 signals out-of-sync\n"
+              "Time: 25ns: Model missed a state change: top.done\n" +
+                  ended("40ns") + summary(5, 2, "5ns", 2) + kFailed);
+}
+
+TEST_F(RunTest, StopsAtTheThreshold) {
+    qk_mtc_clock("top.clk", 0);
+    std::string body = kDump;
+    for (int i = 1; i <= 60; ++i) {
+        body += "#" + std::to_string(i);
+        body += i % 2 ? "\nb1 n\n" : "\nb0 n\n";
+    }
+    std::string counted = runTrace(body, 0);
+    EXPECT_THAT(counted, testing::EndsWith(summary(0, 10, "1ns", 10) + kFailed));
+    EXPECT_EQ(qk_cycle, 21u);
+    reader().threshold = -1;
+    counted = runTrace(body, 0);
+    EXPECT_THAT(counted, testing::EndsWith(ended("60ns") + summary(0, 30, "1ns", 30) + kFailed));
+}
+
+// What the model is given in each step of one time step of the trace.
+std::string inputsSeen;
+
+TEST_F(RunTest, StepsOnClocksInTheOrderOfTheLines) {
+    const struct {
+        unsigned flags;  ///< of the other input
+        const char *lines, *steps;
+    } cases[] = {
+        {0, "1e\n1c\n", "c1e1 "},
+        {0, "1c\n1e\n", "c1e0 "},
+        {0, "1e\n", ""},
+        {QK_flag_step_input, "1e\n", "c0e1 "},
+        {QK_flag_step_input, "1c\n1e\n", "c1e0 c1e1 "},
+        {QK_flag_early_input, "1e\n", ""},
+        {QK_flag_early_input, "1e\n1c\n", "c0e1 c1e1 "},
+        {QK_flag_early_input, "1c\n1e\n", "c1e0 "},
+        {QK_flag_early_input, "1c\n0c\n1e\n1c\n", "c0e0 c0e1 c1e1 "},
+        {0, "1c\n1d\n0c\n", "c1e0 c0e0 "},
+    };
+    duringStep = [] {
+        inputsSeen += "c" + std::to_string(counter->clk) + "e" + std::to_string(counter->en) + " ";
+        qk_cycle += 1000;  // undone
+    };
+    QkTrace* const en = name("top.en")->trace;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.lines);
+        en->flags = c.flags;
+        model = CounterStorage{};
+        model.clkPort = &model.clk;
+        qk_cycle = 0;
+        inputsSeen.clear();
+        runTrace(std::string(kDump) + "#5\n" + c.lines + "#6\n", -1);
+        EXPECT_EQ(inputsSeen, std::string("c0e0 ") + c.steps);
+        EXPECT_EQ(qk_cycle, 6u);
+    }
+}
+
+TEST_F(RunTest, SteppingOnClocksNeedsOne) {
+    qk_mtc_clock("top.clk", 0);
+    const std::string complaint = "steponclock is on, but no stimuli are clocks.\n";
+    qk_mtc_step_on_clock(1);
+    EXPECT_EQ(runTrace(kDump, 0), complaint + kFailed);
+    EXPECT_FALSE(reader().runningFromVCD);
+    EXPECT_THAT(type({"open ref.vcd", "c", "steponclock off", "c"}),
+                testing::HasSubstr(kCompletion + complaint + "\ntime=0ns"));
+    EXPECT_THAT(run("help"), testing::Not(testing::HasSubstr("synctime")));
+}
+
+TEST_F(RunTest, PausesAtTheStopTimeAndGoesOn) {
+    qk_mtc_clock("top.clk", 0);
+    writeTrace(std::string(kDump) + "#5\n1e\n#10\n1c\nb1 n\n#15\n0c\n#20\nb10 n\n");
+    const std::string typed = type({"open ref.vcd", "step 7", "s 1", "continue 12", "c"});
+    const auto pass = [](const char* until, const char* now) {
+        return std::string("\nZEFT Validate: Running simulation until time >= ") + until +
+               "\nTime: " + now + ": 0 signals out-of-sync\n\ntime=";
+    };
+    EXPECT_THAT(typed, testing::HasSubstr("> " + pass("7ns", "0ns") + "10ns: "));
+    EXPECT_THAT(typed, testing::HasSubstr("> " + pass("11ns", "10ns") + "15ns: "));
+    EXPECT_THAT(typed, testing::HasSubstr("> \ntime=15ns: ")) << "12 ns have passed";
+    EXPECT_THAT(typed, testing::HasSubstr(std::string("> ") + kCompletion +
+                                          "Time: 15ns: 0 signals out-of-sync\n" + ended("20ns")));
+    EXPECT_THAT(typed, testing::EndsWith("ready\nzeft validate> ")) << "and the input has ended";
+    EXPECT_FALSE(reader().runningFromVCD);
+}
+
+TEST_F(RunTest, RunsOnWhenTheInputEnds) {
+    qk_mtc_clock("top.clk", 0);
+    writeTrace(std::string(kDump) + "#5\n1e\n#10\n");
+    EXPECT_THAT(type({"open ref.vcd"}),
+                testing::EndsWith("zeft validate> " + std::string(kCompletion) +
+                                  "Time: 0ns: 0 signals out-of-sync\n" + ended("10ns") +
+                                  summary(1, 0, "0ns", 0)));
+    EXPECT_FALSE(reader().runningFromVCD);
+    EXPECT_EQ(run("validate ref.vcd").substr(0, 5), "\nThe ");
+}
+
+TEST_F(RunTest, ScriptsRunBetweenPasses) {
+    qk_mtc_clock("top.clk", 0);
+    writeTrace(std::string(kDump) + "#5\n1e\n#10\n1c\nb1 n\n#15\n");
+    writeFile("cmds", "validate\nopen ref.vcd\nstep 6\nls top.en\nbogus\nc\n");
+    const std::string ran = run("loadt cmds");
+    EXPECT_THAT(ran, testing::StartsWith("zeft> validate\nzeft validate> open ref.vcd\n"));
+    EXPECT_THAT(ran, testing::HasSubstr("zeft validate> ls top.en\ntop.en    i   : 1\n"
+                                        "zeft validate> bogus\nScript: cmds - Command not "
+                                        "recognised\nzeft validate> c\n" +
+                                        std::string(kCompletion)));
+}
+
+TEST_F(RunTest, WritesKnownDigitsOnly) {
+    qk_mtc_stimulus("top.sub.bus", "top.b");
+    qk_mtc_stimulus("top.sub.other", "top.o");
+    name("top.sub.other")->trace->flags |= QK_flag_never_write;
+    model.bus = 0xa5;
+    model.other = 5;
+    std::string text = std::string("$var wire 8 b b [7:0] $end $var wire 3 o o [2:0] $end\n") +
+                       "$var wire 1 c clk $end $upscope $end $enddefinitions $end\n#0\n$dumpvars\n"
+                       "bzx0x1 b\nb0 o\n0c\n$end\n#1\nb1xxxxxxx b\nb1 o\n1c\n#2\nbxzzzzzzz b\n0c\n"
+                       "#3\n";
+    writeFile("ref.vcd", "$scope module top $end " + text);
+    EXPECT_EQ(qk_mtc("ref.vcd"), 1);
+    EXPECT_EQ(model.bus, 0xa1 | 0x80);
+    EXPECT_EQ(model.other, 5);
+}
+
+TEST_F(RunTest, TakesADumpInTheMiddle) {
+    qk_mtc_clock("top.clk", 0);
+    const std::string body = std::string(kDump) +
+                             "#5\n$dumpoff\nbx n\n$end\n#9\n$dumpon\n1c\n1e\n0d\nb101 n\n$end\n"
+                             "#10\n0c\n#11\n1c\nb110 n\n#12\n";
+    EXPECT_THAT(runTrace(body, 1), testing::HasSubstr("'$dumpoff' ignored\n"));
+    EXPECT_EQ(model.count, 6) << "a dump writes compared nets, too";
+}
+
+TEST_F(RunTest, ALineThatCannotBeReadEndsTheRunOrOpensTheConsole) {
+    const std::string line = "ref.vcd:18: VCD signal 'q' not recognised\n";
+    const std::string body = std::string(kDump) + "#5\n1e\n1q\n#10\n";
+    EXPECT_EQ(runTrace(body, 0), "Time: 0ns: 0 signals out-of-sync\n" + line + kFailed);
+    EXPECT_FALSE(reader().runningFromVCD);
+    EXPECT_THAT(
+        type({"open ref.vcd", "c", "summary"}),
+        testing::HasSubstr(line + "\ntime=5ns: 0 of 6 values traced: ready\nzeft validate> "));
+}
+
+TEST_F(RunTest, NeedsAStepFunctionAndACompatibleModel) {
+    qk_step_fn = nullptr;
+    writeTrace(kDump);
+    EXPECT_EQ(qk_mtc("ref.vcd"), 0);
+    EXPECT_THAT(said, testing::EndsWith("found \nZEFT Validate: 'qk_step_fn()' not registered\n"));
+    qkLiveModel->allTraceFlags = QK_flag_hidden;
+    said.clear();
+    EXPECT_EQ(qk_mtc(nullptr), 0);
+    EXPECT_EQ(said, "ZEFT Validate: model not compatible, rebuild using MS Mode\n");
+}
+
+TEST_F(RunTest, TracesWhatItDrivesBeforeWhatFollows) {
+    qk_mtc_clock("top.clk", 0);
+    run("trace top.count");
+    run("trace top.en");
+    run("trace top.clk");
+    runTrace(std::string(kDump) + "#5\n1e\n#10\n1c\nb1 n\n#15\n0c\n", 1);
+    qk_save("out.vcd");
+    EXPECT_EQ(readVcd("out.vcd").substr(readVcd("out.vcd").find("$enddefinitions")),
+              "$enddefinitions $end\n#0\n$dumpvars\nb0 #\n0\"\n0!\n$end\n#5\n1\"\n#10\n1!\nb1 #\n"
+              "#15\n0!\n");
+}
+
+TEST_F(RunTest, TheModelMayAskForAnythingInItsStep) {
+    qk_mtc_clock("top.clk", 0);
+    duringStep = [] {
+        if (stepped != 3) return;
+        for (const char* line : {"close", "map top=top", "stimulus top.en=top.clk", "validate",
+                                 "open ref.vcd", "monitor -t", "ignore *count", "trace *"})
+            qk_cli(line);
+        qk_takenote();
+    };
+    const std::string ran = runTrace(std::string(kDump) + "#5\n1e\n#10\n1c\n#15\n0c\n#20\n", 1);
+    EXPECT_THAT(ran, testing::HasSubstr("Added mapping top = top\nZEFT Validate: unable to add"));
+    EXPECT_THAT(ran, testing::HasSubstr("ZEFT Validate: VCD file already open\n"));
+    EXPECT_FALSE(reader().runningFromVCD);
+    EXPECT_EQ(qk_cycle, 15u) << "closed behind the line";
+}
+
+TEST_F(RunTest, ShowsItselfToTheCurious) {
+    qk_mtc_clock("top.clk", 0);
+    run("show top.count");
+    run("show top.en");
+    reader().verbose = 4;
+    reader().verbosestep = true;
+    reader().timeExecution = true;
+    const std::string ran = runTrace(std::string(kDump) + "#5\n1e\nb1 n\n#10\n", 0);
+    for (const char* part :
+         {"QkVCDVar::setVCDValue: top.en (linked to top.en) <= 1\n",
+          "QkVCDTrace::setPendingVC(): Time: 5ns: Change in      : top.en\n",
+          "Commit Pending Changes:\nTime: 5ns: Commit top.en: 0 -> 1\n",
+          "QkVCDTrace::noteVCDUpdate(1) [top.en] canCompareValues=0, state=DoNotCompare\n",
+          "QkTrace::writeBitString(\"1\") (top.en) flags=0x0000 invert=0 neverWrite:0\n",
+          "Time: 5ns: VCD Change: top.en  (stimulus updated)  1\n",
+          "Time: 5ns: setState for top.count  - ValuesMatch->WaitingForLiveModel (after 5ns)\n",
+          "Time: 5ns: Step (time change)\n", "Time: 10ns: Start VCD timestep:\n",
+          "       5ns: top.en    = 1\n", "    top.count:  Changes:1      (Lost Sync)\n",
+          "       top.en:  Changes:1      (Input)\n",
+          "     top.done:  Changes:0      Max Sync Time: 0ns\n", " CPU-seconds elapsed\n"})
+        EXPECT_THAT(ran, testing::HasSubstr(part));
+}
+
+}  // namespace

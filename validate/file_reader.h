@@ -1,0 +1,184 @@
+// Reading a reference trace, and the state of a comparison as a whole.
+//
+// The trace is a VCD file (IEEE 1364-2005, 18.2), plain or gzip. One QkFileReader stands in the
+// live model. Between start() and close() it has a QkVCDModel; a file is open from openTrace() on.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "validate/vcd_model.h"
+
+struct QkLiveModel;
+class VcdInputBuffer;
+
+/// A scope of the model that stands in another place in the trace.
+struct MappedScope {
+    QkScope* live;
+    std::string path;  ///< in the trace
+};
+
+/// A net of the model that the trace is to drive.
+struct StimulusMap {
+    QkName* live;
+    std::string path;  ///< full name in the trace
+};
+
+class QkFileReader {
+public:
+    QkFileReader();
+    ~QkFileReader();
+    QkFileReader(const QkFileReader&) = delete;
+    QkFileReader& operator=(const QkFileReader&) = delete;
+
+    // ---- Reading (validate/file_reader.cpp)
+
+    /// Begins anew with an empty QkVCDModel.
+    /// @param loading  to take over saved state, without a comparison
+    void start(bool loading);
+    /// Opens a file and reads its declarations. @return 1, or 0 with a message
+    int readHeader(const char* path);
+    /// Reads a dump of all values up to its end, and applies it.
+    /// @param expectDumpvars  a time and `$dumpvars` come first
+    /// @return 1 or 0
+    int readInitialValues(bool expectDumpvars);
+    bool fileIsOpen() const { return file != nullptr; }
+
+    // ---- Linking (validate/linking.cpp)
+
+    /// Pairs the scopes and names of trace and model, and decides what is compared.
+    /// @return 1, or 0 when saved state lacks a signal
+    int linkModel();
+    void addStimulusMap(const StimulusMap& map);
+    /// Decides what the trace drives. @return 1, or 0 when that is nothing
+    int findStimuli();
+    /// Closes the file, and forgets all of the trace.
+    void close();
+
+    // ---- Running (validate/run.cpp)
+
+    /// Opens a trace, links it and brings the model to its first values. @return 1, or 0 with
+    /// messages
+    int openTrace(const char* path);
+    /// Ends the comparison, in an interactive run only that of this file. During a pass of the run
+    /// it waits for the end of the pass.
+    void closeValidate();
+    /// Runs the model along the trace until a stop. @return 1, or 0 when a pass failed
+    int runValidate();
+    /// One pass. @param final  the end of the file ends the comparison
+    /// @return whether there was neither a difference nor a failure
+    int runTrace(bool final);
+    /// @return whether the model is within a step: the file cannot be exchanged then
+    bool isPassRunning() const { return passRunning; }
+
+    // ---- Options; kept from file to file
+
+    int threshold = 10;  ///< differences at which the run stops, -1 for no limit
+    int verbose = 0;     ///< level
+    bool verbosestep = false;
+    uint64_t synctime = 0;  ///< ticks that model and trace may be apart; 0: until the end
+    bool steponclock = true;
+    bool steponclockRequested = false;  ///< the user has asked for it
+    bool timeExecution = false;
+    std::list<MappedScope> mappedScopes;  ///< newest first
+    std::list<StimulusMap> stimulusMaps;
+
+    // ---- State
+
+    std::string filename;  ///< of the open trace
+    bool loadingState = false;
+    bool runningFromVCD = false;  ///< the trace drives the run
+    int nDifferences = 0;         ///< since the last pause
+    int nDifferencesTotal = 0;    ///< before it
+    std::unique_ptr<QkVCDModel> vcdModel;
+
+    /// @return what compares or drives the net behind a name, or null
+    QkVCDTrace* traceOf(const QkName* name) const;
+    /// Forgets records of the model that are about to be deleted.
+    void forgetTrace(const QkTrace* trace);
+    void forgetName(const QkName* name);
+    void forgetScope(const QkScope* scope);
+
+private:
+    // Reading. A token is valid until the next is read.
+    bool atEnd() const;
+    std::string_view readToken(bool escapedAllowed = false);
+    std::string_view readLongToken(bool escaped);
+    bool skipBlanks();
+    bool isTokenAhead() const;
+    void endToken(char terminator);
+    int skipToEnd(bool printTokens, std::string* text = nullptr);
+    int readDeclaration(std::string_view token);
+    int readScope();
+    int readUpscope();
+    int skipDumparray();
+    int readVar();
+    int readBitSelect(BitRange& range);
+    int parseVCDtimescale();
+    void setTimescale(const std::string& text);
+    int fail(const char* what) const;
+    void readTimeLine(std::string_view token);
+    /// Reads what is left of a value line.
+    /// @param first       its first token
+    /// @param value       receives the digits, valid until the next token is read
+    /// @param passedOver  receives whether the line is a constant's, of no concern; may be null
+    /// @return the code's record, or null with a message or for a constant
+    QkVCDId* readValueLine(std::string_view first, std::string_view& value, bool* passedOver);
+
+    // Linking.
+    void applyScopeMaps();
+    void linkUpward(QkVCDScope* vcdS, QkScope* liveS);
+    void linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* liveRing);
+    void reportMissingScopes(QkScope* liveRing) const;
+    int reportMissingSignals() const;
+    void reportCounts(int signals, int matched) const;
+    int linkTo(QkVCDName* name, QkName* live);
+    /// What becomes of a linked net, beside that it is compared if it can be.
+    struct TraceUse {
+        bool isStimulus = false, isClock = false, isEarlyInput = false, isStepInput = false;
+    };
+    QkVCDTrace* addTrace(QkVCDName* name, const TraceUse& use);
+    void closeFile();
+
+    // Running.
+    int stepModel(const char* reason);
+    bool mustPause() const;
+    bool openConsole();
+    void endValidate();
+    bool runPass(bool& pause);
+    bool hasClocks(bool& pause);
+    bool readLines();
+    bool reportProgress();
+    bool readLine(std::string_view token);
+    bool readTime(std::string_view token);
+    bool readValue(std::string_view token);
+    bool applyInClockOrder(QkVCDId& id, std::string_view value);
+    bool finishTrace();
+    void reportEnd();
+
+    std::unique_ptr<VcdInputBuffer> file;
+    int lineNumber = 1;
+    bool lineEndPending = false;  ///< the last token's line end is not counted yet
+    QkVCDScope* currentScope = nullptr;
+    int vcdTimescaleExponent = 0;
+    uint64_t vcdTimeMultiplier = 1;  ///< ticks of the model in one of the trace
+    std::string spilled;             ///< a token that runs over a buffer's end
+    std::string valueText;
+
+    // What the current time step of the trace has come to.
+    bool stepNeeded = false;    ///< an input changed: the model is to be stepped at its end
+    bool earlyInputs = false;   ///< an input changed that must reach the model before the clock
+    bool clockPending = false;  ///< a clock's value waits to be committed
+
+    bool passRunning = false;
+    bool closeRequested = false;  ///< while a pass was running
+    bool stopped = false;         ///< the pass ended by a request or by its differences
+    bool readFailed = false;      ///< the pass ended by a line that cannot be read
+    int lastOutOfSync = -1;       ///< count that was last told in this pass
+    std::clock_t passStart = 0;
+};

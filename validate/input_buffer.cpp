@@ -1,0 +1,52 @@
+#include "validate/input_buffer.h"
+
+#include <cstddef>
+
+#include "base/qkassert.h"
+
+namespace {
+
+constexpr unsigned kBlockBytes = 0x800000;
+constexpr size_t kSlackBytes = 16;  // blanks behind the end, for reads of several bytes
+constexpr unsigned kZlibBytes = 1 << 18;
+
+void blankOut(char* bytes, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        const auto c = static_cast<unsigned char>(bytes[i]);
+        const bool kept = (c > ' ' && c < 127) || c == '\n';
+        bytes[i] = kept ? bytes[i] : ' ';
+    }
+}
+
+}  // namespace
+
+std::unique_ptr<VcdInputBuffer> VcdInputBuffer::open(const char* path) {
+    std::unique_ptr<VcdInputBuffer> file(new VcdInputBuffer);
+    file->gz = gzopen(path, "rb");
+    if (!file->gz) return nullptr;
+    gzbuffer(file->gz, kZlibBytes);
+    file->buffer = std::make_unique_for_overwrite<char[]>(kBlockBytes + kSlackBytes);
+    return file;
+}
+
+VcdInputBuffer::~VcdInputBuffer() { closeInput(); }
+
+void VcdInputBuffer::closeInput() {
+    if (gz) gzclose(gz);
+    gz = nullptr;
+}
+
+bool VcdInputBuffer::refill() {
+    cur = end = buffer.get();
+    if (!gz) return false;
+    const int count = gzread(gz, buffer.get(), kBlockBytes);
+    if (count <= 0) {
+        closeInput();
+        return false;
+    }
+    const auto bytes = static_cast<size_t>(count);
+    blankOut(buffer.get(), bytes);
+    for (size_t i = 0; i < kSlackBytes; ++i) buffer[bytes + i] = ' ';
+    end = cur + bytes;
+    return true;
+}

@@ -1,0 +1,309 @@
+// Pairing what a trace declares with the model: scopes by name, names within paired scopes by bit
+// range; then which nets are compared, and which the trace drives.
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "console/console.h"
+#include "console/printout.h"
+#include "netdb/live_model.h"
+#include "qkzeft_run.h"
+#include "validate/file_reader.h"
+
+namespace {
+
+constexpr int kMostListed = 20;
+
+/// A heading and at most kMostListed lines below it.
+class ShortList {
+public:
+    explicit ShortList(const char* heading) : title(heading) {}
+    /// @return whether the list goes on
+    bool add(const char* text) {
+        if (count == 0) say("%s", title);
+        if (count++ == kMostListed) {
+            say("\t...\n");
+            return false;
+        }
+        say("\t%s\n", text);
+        return true;
+    }
+    bool empty() const { return count == 0; }
+
+private:
+    const char* title;
+    int count = 0;
+};
+
+/// @return whether `path` is at or below the scope of that full name
+bool isWithin(const std::string& path, const std::string& scope) {
+    return path.compare(0, scope.size(), scope) == 0 &&
+           (path.size() == scope.size() || path[scope.size()] == '.');
+}
+
+bool sameName(const char* a, const char* b, bool ignoreCase) {
+    return ignoreCase ? StringBuf(a).compareNoCase(b) == 0 : std::strcmp(a, b) == 0;
+}
+
+/// The bounds of a range that a declaration gave, else -1.
+struct Bounds {
+    explicit Bounds(const BitRange& range)
+        : most(range.isRange ? range.msb : -1), least(range.isRange ? range.lsb : -1) {}
+    int most, least;
+};
+
+bool hasSameBounds(const BitRange& a, const BitRange& b) {
+    return a.msb == b.msb && a.lsb == b.lsb;
+}
+
+bool isTopLevelOutput(const QkName* name) {
+    return name->typeCode() == QK_type_output && name->scope->isTopLevel();
+}
+
+}  // namespace
+
+// ---- Scopes
+
+void QkFileReader::linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* liveRing) {
+    for (QkVCDScope* const vcdS : ring) {
+        if (vcdS->linked) continue;  // by the user's map, with all below
+        QkScope* const liveS = ScopeRing::find(liveRing, [&](const QkScope* scope) {
+            return !vcdModel->partnerOf(scope) &&
+                   sameName(scope->name.str(), vcdS->name.c_str(), scope->caseInsensitive);
+        });
+        if (!liveS) continue;
+        vcdModel->link(vcdS, liveS);
+        linkScopes(vcdS->children, liveS->children);
+    }
+    if (loadingState) reportMissingScopes(liveRing);
+}
+
+void QkFileReader::reportMissingScopes(QkScope* liveRing) const {
+    ShortList missing("Failed to find data for the following scopes:\n");
+    ScopeRing::find(liveRing, [&](const QkScope* scope) {
+        return !vcdModel->partnerOf(scope) && !missing.add(scope->fullName.str());
+    });
+}
+
+void QkFileReader::applyScopeMaps() {
+    for (const MappedScope& map : mappedScopes) {
+        const auto containsPath = [&](const QkVCDScope* scope) {
+            return isWithin(map.path, scope->fullName);
+        };
+        QkVCDScope* target = nullptr;
+        for (const std::vector<QkVCDScope*>* level = &vcdModel->topScopes;;) {
+            const auto found = std::find_if(level->begin(), level->end(), containsPath);
+            if (found == level->end()) break;
+            if ((*found)->fullName.size() == map.path.size()) {
+                target = *found;
+                break;
+            }
+            level = &(*found)->children;
+        }
+        if (!target) {
+            say("Unable to map '%s' to trace scope '%s'\n", map.live->fullName.str(),
+                map.path.c_str());
+            continue;
+        }
+        linkUpward(target, map.live);
+    }
+}
+
+/// Links a pair of scopes and the pairs above it, as high up as both hierarchies reach, and what
+/// lies below them by name.
+void QkFileReader::linkUpward(QkVCDScope* vcdS, QkScope* liveS) {
+    if (vcdS->linked || vcdModel->partnerOf(liveS)) return;
+    vcdModel->link(vcdS, liveS);
+    if (vcdS->parent && liveS->parent) linkUpward(vcdS->parent, liveS->parent);
+    linkScopes(vcdS->children, liveS->children);
+}
+
+// ---- Names
+
+int QkFileReader::linkModel() {
+    QK_ASSERT(vcdModel);
+    if (runningFromVCD) applyScopeMaps();
+    linkScopes(vcdModel->topScopes, qkLiveModel->top_scopes);
+    int signals = 0, matched = 0;
+    for (QkVCDName& name : vcdModel->names) {
+        ++signals;
+        const QkScope* const liveS = name.scope->linked;
+        QkName* const live = liveS ? qkLiveModel->findLocal(liveS, name.name.c_str()) : nullptr;
+        if (!live || !linkTo(&name, live)) continue;
+        ++matched;
+        if (isComparable(live->trace)) addTrace(&name, TraceUse{});
+    }
+    if (loadingState) return reportMissingSignals();
+    reportCounts(signals, matched);
+    return 1;
+}
+
+int QkFileReader::linkTo(QkVCDName* name, QkName* live) {
+    if (live->kind == kExtractName || live->kind == kVirtualName) return 0;
+    const BitRange& range = live->range();
+    if (live->kind == kTermName && !hasSameBounds(range, live->trace->range)) return 0;
+    if (hasSameBounds(name->range, range)) {
+        QK_ASSERT_AS(!name->vcdVars.empty(), "vcdVars");
+        if (name->linked || vcdModel->partnerOf(live)) return name->linked == live;
+        vcdModel->link(name, live);
+        return 1;
+    }
+    if (name->range.width == range.width) return 0;
+    const Bounds inFile(name->range), inModel(range);
+    say("Warning: Bit Range mismatch:\n"
+        "  in the file,  width %4d, range [%d:%d]: '%s'\n"
+        "  in the model, width %4d, range [%d:%d]: '%s'\n",
+        name->range.width, inFile.most, inFile.least, name->fullName.c_str(), range.width,
+        inModel.most, inModel.least, FullName(live).c_str());
+    return 0;
+}
+
+QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
+    QK_ASSERT_AS(!use.isClock || use.isStimulus, "! isClock || isStimulus");
+    QK_ASSERT_AS(name->linked, "linked");
+    QkTrace* const live = name->linked->trace;
+    QkVCDTrace* trace = vcdModel->traces.find(live);
+    if (!trace) trace = vcdModel->traces.add(live, name->range.width);
+    if (use.isStimulus) trace->makeStimulus();
+    for (QkVCDVar* const var : name->vcdVars) {
+        QkVCDId& id = *var->vcdId;
+        id.linked = true;
+        id.isStimulus = use.isStimulus;
+        id.isClock = use.isClock;
+        id.isEarlyInput = use.isEarlyInput;
+        id.isStepInput = use.isStepInput;
+    }
+    return trace;
+}
+
+// ---- What the trace drives
+
+void QkFileReader::addStimulusMap(const StimulusMap& map) {
+    QK_ASSERT(vcdModel);
+    const FullName live(map.live);
+    const char* const path = map.path.c_str();
+    QkVCDName* const name = vcdModel->findName(map.path);
+    if (!name) {
+        say("ZEFT Validate: warning: unable to find trace of '%s' to drive '%s'\n", path,
+            live.c_str());
+    } else if (!hasSameBounds(name->range, map.live->trace->range)) {
+        say("ZEFT Validate: unable to use '%s' to drive '%s' as their bit-ranges do not match\n",
+            path, live.c_str());
+    } else if (!linkTo(name, map.live)) {
+        say("ZEFT Validate: error: unable to drive '%s' from trace of '%s'\n", live.c_str(), path);
+    } else {
+        map.live->stimulus = true;
+    }
+}
+
+int QkFileReader::findStimuli() {
+    int stimuli = 0;
+    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+        QkVCDName* const partner = vcdModel->partnerOf(name);
+        QkTrace* const trace = name->trace;
+        if (isStimulus(name)) {
+            if (!partner) {
+                say("Warning: Top-level c-model input not traced in VCD file: %s\n",
+                    FullName(name).c_str());
+                return;
+            }
+            const auto has = [&](uint32_t flag) { return (trace->flags & flag) != 0; };
+            addTrace(partner, TraceUse{true, has(QK_flag_clock), has(QK_flag_early_input),
+                                       has(QK_flag_step_input)});
+            ++stimuli;
+        } else if (partner && isTopLevelOutput(name)) {
+            trace->forceCompare = true;
+            addTrace(partner, TraceUse{});
+        }
+    });
+    const bool listed = verbose != 0 && stimuli != 0;
+    Printout out;
+    out.print("%5d stimulus signals found%c\n", stimuli, listed ? ':' : ' ');
+    if (!listed) return stimuli > 0;
+    const auto& all = vcdModel->traces.all;
+    for (auto trace = all.rbegin(); trace != all.rend(); ++trace)
+        if ((*trace)->isStimulus) out.print("    %s\n", (*trace)->name.c_str());
+    return stimuli > 0;
+}
+
+// ---- Reports
+
+int QkFileReader::reportMissingSignals() const {
+    ShortList missing("Failed to find data for the following signals:\n");
+    // Names that read a slice have no data of their own.
+    const auto wantsData = [&](const QkName* name) {
+        if (name->kind == kExtractName || name->kind == kVirtualName) return false;
+        if (name->kind == kTermName && !hasSameBounds(name->range(), name->trace->range))
+            return false;
+        return !name->trace->isArray() && !(name->trace->flags & QK_flag_never_write);
+    };
+    NameRing::find(qkLiveModel->names, [&](const QkName* name) {
+        return wantsData(name) && !vcdModel->partnerOf(name) &&
+               !missing.add(FullName(name).c_str());
+    });
+    return missing.empty();
+}
+
+void QkFileReader::reportCounts(int signals, int matched) const {
+    int comparable = 0, inTrace = 0;
+    const auto canBeCompared = [](const QkTrace* trace) {
+        return trace->header == trace && isComparable(trace);
+    };
+    TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+        if (!canBeCompared(trace)) return;
+        ++comparable;
+        inTrace += vcdModel->traces.find(trace) != nullptr;
+    });
+    Printout out;
+    if (inTrace == 0) {
+        out.print(
+            "\nZEFT Validate Warning: %d variables can be compared but none were traced in the "
+            "VCD\n",
+            comparable);
+        if (verbose != 0 && comparable != 0) {
+            out.add("\tVariables that could be compared:\n");
+            TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+                if (!canBeCompared(trace) || !trace->names) return;
+                out.print("\t    %s\n", FullName(trace->names).c_str());
+                out.endLine();
+            });
+            out.add("\tTop-level scopes in the trace:\n");
+            for (const QkVCDScope* scope : vcdModel->topScopes)
+                if (scope->nameCount > 0) out.print("\t    %s\n", scope->fullName.c_str());
+        }
+    }
+    out.print(
+        "\nThe Trace file contains %d signals:\n    %d match variables in the model\n"
+        "    %d not matched to any variable in the model\n"
+        "    %d variables can be compared, %d in trace\n",
+        signals, matched, signals - matched, comparable, inTrace);
+}
+
+// ---- The end
+
+void QkFileReader::close() {
+    closeFile();
+    vcdModel = nullptr;
+    for (const StimulusMap& map : stimulusMaps) map.live->stimulus = false;
+    if (qkLiveModel->interactive) return;
+    runningFromVCD = false;
+    currentPrompt = kPrompt;
+}
+
+QkVCDTrace* QkFileReader::traceOf(const QkName* name) const {
+    return vcdModel ? vcdModel->traces.find(name->trace) : nullptr;
+}
+
+void QkFileReader::forgetTrace(const QkTrace* trace) {
+    if (vcdModel) vcdModel->traces.retire(trace);
+}
+
+void QkFileReader::forgetName(const QkName* name) {
+    if (vcdModel) vcdModel->unlink(name);
+    std::erase_if(stimulusMaps, [&](const StimulusMap& map) { return map.live == name; });
+}
+
+void QkFileReader::forgetScope(const QkScope* scope) {
+    if (vcdModel) vcdModel->unlink(scope);
+    std::erase_if(mappedScopes, [&](const MappedScope& map) { return map.live == scope; });
+}

@@ -1,0 +1,282 @@
+// Running the model along a trace. The trace owns time: it moves the clock, drives the inputs and
+// says when the model is stepped.
+#include <ctime>
+#include <string_view>
+
+#include "base/qkassert.h"
+#include "console/console.h"
+#include "console/handlers.h"
+#include "console/printout.h"
+#include "console/script.h"
+#include "netdb/live_model.h"
+#include "qkzeft.h"
+#include "validate/file_reader.h"
+#include "validate/input_buffer.h"
+
+namespace {
+
+bool timeIsUp() { return qk_cycle >= stopTime && stopTime != kNoStop; }
+
+}  // namespace
+
+// ---- Opening and closing
+
+int QkFileReader::openTrace(const char* path) {
+    if (file) {
+        say("Open Trace: VCD already open (%s)\n", path);
+        return 0;
+    }
+    const auto failed = [&](const char* what) {
+        say("%s: Open Trace: Failed to %s\n", path, what);
+        return 0;
+    };
+    if (!readHeader(path)) return failed("Open");
+    if (!linkModel()) return failed("cross-reference model with VCD file");
+    for (const StimulusMap& map : stimulusMaps) addStimulusMap(map);
+    if (!findStimuli()) return failed("find stimuli");
+    qk_cycle = 0;
+    forgetNotedTime();
+    stepNeeded = earlyInputs = clockPending = readFailed = false;
+    if (!readInitialValues(true)) {
+        say("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);
+        return 0;
+    }
+    if (!stepModel("init")) return 0;
+    vcdModel->traces.endDump();
+    if (qkLiveModel->interactive) qk_printf("\nTimescale precision is %s\n", qk_time_as_string(1));
+    return 1;
+}
+
+void QkFileReader::closeValidate() {
+    if (!runningFromVCD) return;
+    if (passRunning) {
+        closeRequested = true;
+        return;
+    }
+    closeRequested = false;
+    close();
+    if (qkLiveModel->interactive) {
+        start(false);
+    } else {
+        stopTime = qk_cycle;
+    }
+}
+
+/// Ends the comparison in any case.
+void QkFileReader::endValidate() {
+    close();
+    runningFromVCD = false;
+    stopTime = qk_cycle;
+    currentPrompt = kPrompt;
+}
+
+// ---- Passes
+
+int QkFileReader::runValidate() {
+    QK_ASSERT_AS(qkLiveModel->isComplete(), "qkLiveModel->isComplete()");
+    QK_ASSERT_AS(runningFromVCD, "qkLiveModel->reader.runningFromVCD");
+    bool failed = false;
+    while (runningFromVCD) {
+        bool pause = false;
+        if (!atEnd() && !runPass(pause)) failed = true;
+        if (!runningFromVCD) break;
+        if (pause || sigintCount > 0 || (qkLiveModel->interactive && mustPause())) {
+            if (!openConsole()) endValidate();
+        } else if (!qkLiveModel->interactive && atEnd()) {
+            endValidate();
+        } else if (!qkLiveModel->interactive && timeIsUp()) {
+            stopTime = kNoStop;  // nobody could move the run on
+        }
+        nDifferencesTotal += nDifferences;
+        nDifferences = 0;
+    }
+    if (failed) qk_printf("ZEFT Validate: difference found while running simulation\n");
+    return !failed;
+}
+
+/// @param pause  receives whether the console must open whatever the time
+/// @return whether the pass went without a difference or a failure
+bool QkFileReader::runPass(bool& pause) {
+    vcdModel->traces.updateMonitoring();
+    if (stopTime == kNoStop)
+        qk_printf("\nZEFT Validate: Running simulation to completion\n");
+    else if (stopTime == 0)
+        qk_printf("\nZEFT Validate: Initialising simulation\n");
+    else
+        qk_printf("\nZEFT Validate: Running simulation until time >= %s\n",
+                  qk_time_as_string(stopTime));
+    if (!hasClocks(pause)) return false;
+    const bool good = runTrace(true) != 0;
+    if (readFailed) {
+        if (qkLiveModel->interactive)
+            pause = true;
+        else
+            closeValidate();
+    }
+    return good;
+}
+
+/// Stepping on clocks needs one; unless the user asked for it, it turns itself off without.
+bool QkFileReader::hasClocks(bool& pause) {
+    if (!steponclock || vcdModel->traces.countClockStimuli() > 0) return true;
+    if (!steponclockRequested) {
+        steponclock = false;
+        return true;
+    }
+    qk_printf("steponclock is on, but no stimuli are clocks.\n");
+    if (qkLiveModel->interactive)
+        pause = true;
+    else
+        closeValidate();
+    return false;
+}
+
+bool QkFileReader::mustPause() const {
+    const bool tooMany = threshold != -1 && nDifferences >= threshold;
+    if (tooMany) qk_printf("ZEFT Validate: error threshold exceeded\n");
+    return tooMany || timeIsUp() || atEnd();
+}
+
+/// @return false when there is nobody to ask
+bool QkFileReader::openConsole() { return runPendingScripts() || enterConsole(); }
+
+int QkFileReader::runTrace(bool final) {
+    QK_ASSERT_AS(file != nullptr, "file != NULL");
+    if (!file) return 0;
+    passStart = std::clock();
+    stopped = readFailed = false;
+    lastOutOfSync = -1;
+    passRunning = true;
+    bool good = readLines();
+    const bool complete = good && final && atEnd() && !stopped;
+    if (complete) good = finishTrace();
+    passRunning = false;
+    if (!good) readFailed = true;
+    const bool equal = good && nDifferences == 0;
+    if (good && (complete || stopped)) {
+        reportEnd();
+        if (!qkLiveModel->interactive) close();
+    }
+    if (closeRequested) closeValidate();
+    return equal;
+}
+
+/// @return false after a failure
+bool QkFileReader::readLines() {
+    stopped = sigintCount > 0 || closeRequested;
+    while (!stopped) {
+        if (timeIsUp()) return true;
+        if (vcdModel->traces.monitoredCount > 0 && !reportProgress()) {
+            stopped = true;
+            return true;
+        }
+        const std::string_view token = readToken();
+        if (token.empty()) return true;
+        if (!readLine(token)) return false;
+        stopped = sigintCount > 0 || closeRequested;
+    }
+    return true;
+}
+
+/// @return false when there are as many differences as the user wants
+bool QkFileReader::reportProgress() {
+    if (threshold != -1 && static_cast<unsigned>(nDifferences) >= static_cast<unsigned>(threshold))
+        return false;
+    if (nOutOfSync == lastOutOfSync) return true;
+    lastOutOfSync = nOutOfSync;
+    qk_printf("Time: %s: %d signal%s out-of-sync\n", qk_cycle_as_string(), nOutOfSync,
+              nOutOfSync == 1 ? "" : "s");
+    return true;
+}
+
+bool QkFileReader::readLine(std::string_view token) {
+    if (token.front() == '#') return readTime(token);
+    if (token.front() != '$') return readValue(token);
+    if (token == "$dumpon") return readInitialValues(false) != 0;
+    say("%s:%d: '%.*s' ignored\n", filename.c_str(), lineNumber, static_cast<int>(token.size()),
+        token.data());
+    return true;
+}
+
+bool QkFileReader::readTime(std::string_view token) {
+    const std::string line(token);  // the model may do anything, in its step
+    if (stepNeeded || clockPending) {
+        if (!stepModel("time change")) return false;
+    } else {
+        vcdModel->traces.commitPending(false);
+    }
+    stepNeeded = clockPending = false;
+    if (vcdModel->traces.monitoredCount > 0) checkSyncTimeouts();
+    readTimeLine(line);
+    if (verbosestep || verbose > 3)
+        qk_printf("Time: %s: Start VCD timestep:\n", qk_cycle_as_string());
+    return true;
+}
+
+bool QkFileReader::readValue(std::string_view token) {
+    std::string_view value;
+    QkVCDId* const id = readValueLine(token, value, nullptr);
+    if (!id) return false;
+    if (!id->linked) return true;
+    if (steponclock) return applyInClockOrder(*id, value);
+    id->setVCDValue(value, false);
+    if (id->isStimulus) stepNeeded = true;
+    return true;
+}
+
+/// Inputs that stand before the first clock in a time step reach the model before it, and clocks in
+/// succession reach it together.
+bool QkFileReader::applyInClockOrder(QkVCDId& id, std::string_view value) {
+    if (id.isClock) {
+        if (earlyInputs && !stepModel("apply early inputs")) return false;
+        earlyInputs = false;
+        clockPending = true;
+    } else {
+        stepNeeded |= id.isStepInput;
+        earlyInputs |= id.isEarlyInput;
+        if (clockPending && !stepModel("clock change")) return false;
+        clockPending = false;
+    }
+    id.setVCDValue(value, false);
+    return true;
+}
+
+int QkFileReader::stepModel(const char* reason) {
+    if (!qk_step_fn) {
+        qk_printf("ZEFT Validate: 'qk_step_fn()' not registered\n");
+        return 0;
+    }
+    QkVCDTraces& traces = vcdModel->traces;
+    traces.commitPending(false);
+    if (verbosestep || verbose > 3)
+        qk_printf("Time: %s: Step (%s)\n", qk_cycle_as_string(), reason);
+    const bool wasRunning = passRunning;
+    passRunning = true;  // nothing that is in use here may go away
+    const uint64_t time = qk_cycle;
+    qk_step_fn();
+    qk_cycle = time;
+    passRunning = wasRunning;
+    traces.scanLiveChanges();
+    return 1;
+}
+
+bool QkFileReader::finishTrace() {
+    QkVCDTraces& traces = vcdModel->traces;
+    traces.commitPending(false);
+    if (stepNeeded && !stepModel("end")) return false;
+    stepNeeded = clockPending = false;
+    traces.scanLiveChanges();
+    traces.endOfTrace();
+    return true;
+}
+
+void QkFileReader::reportEnd() {
+    vcdModel->traces.summarise();
+    if (timeExecution)
+        qk_printf("  %.2f CPU-seconds elapsed\n",
+                  static_cast<double>(std::clock() - passStart) / CLOCKS_PER_SEC);
+    if ((verbosestep || verbose > 0) && vcdModel->traces.countClockStimuli() > 0) {
+        qk_printf("\nClocks:\n");
+        lsCommand("-c");
+    }
+}

@@ -1,0 +1,233 @@
+#include "validate/vcd_model.h"
+
+#include <algorithm>
+
+#include "base/qkassert.h"
+#include "console/printout.h"
+#include "netdb/live_model.h"
+
+namespace {
+
+/// Codes with lower numbers are found in a table, others by their text.
+constexpr size_t kShortCodes = size_t{1} << 20;
+
+/// Numbers codes without a gap: 1 to 94 for one character, and so on, the first counting least. All
+/// characters are printable.
+size_t numberOf(std::string_view code) {
+    constexpr size_t base = 94;
+    if (code.empty() || code.size() > 4) return kShortCodes;
+    size_t number = 0;
+    for (size_t i = code.size(); i-- > 0;)
+        number = number * base + static_cast<unsigned char>(code[i]) - ' ';
+    return number;
+}
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+    const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [&](char x, char y) { return upper(x) == upper(y); });
+}
+
+}  // namespace
+
+// ---- Scopes
+
+QkVCDScope* QkVCDModel::findOrCreateScope(QkVCDScope* scope, std::string_view path,
+                                          bool ignoreCase) {
+    while (!path.empty()) {
+        const size_t dot = path.find('.');
+        const std::string_view component = path.substr(0, dot);
+        path.remove_prefix(dot == std::string_view::npos ? path.size() : dot + 1);
+        if (component.empty()) continue;
+        std::vector<QkVCDScope*>& ring = scope ? scope->children : topScopes;
+        const auto found = std::find_if(ring.begin(), ring.end(), [&](const QkVCDScope* child) {
+            return ignoreCase ? equalsIgnoringCase(child->name, component)
+                              : child->name == component;
+        });
+        if (found != ring.end()) {
+            scope = *found;
+            continue;
+        }
+        QkVCDScope& made = scopeStore.emplace_back();
+        made.name = component;
+        made.fullName = scope ? scope->fullName + "." + made.name : made.name;
+        made.parent = scope;
+        ring.push_back(&made);
+        scope = &made;
+    }
+    return scope;
+}
+
+// ---- Codes
+
+QkVCDId* QkVCDModel::findId(std::string_view code) const {
+    const size_t number = numberOf(code);
+    if (number < shortCodes.size()) return shortCodes[number];
+    if (number < kShortCodes) return nullptr;
+    const auto found = longCodes.find(code);
+    return found == longCodes.end() ? nullptr : found->second;
+}
+
+void QkVCDModel::enter(std::string_view code, QkVCDId* id) {
+    const size_t number = numberOf(code);
+    if (number >= kShortCodes) {
+        longCodes.insert_or_assign(std::string(code), id);
+        return;
+    }
+    if (number >= shortCodes.size())
+        shortCodes.resize(std::min(kShortCodes, std::max(number + 1, 2 * shortCodes.size())));
+    shortCodes[number] = id;
+}
+
+QkVCDId* QkVCDModel::findOrCreateId(std::string_view code, int width, bool isReal) {
+    QkVCDId* const found = findId(code);
+    if (found && !found->isParameter) {
+        if (found->width == width) return found;
+        say("Redefinition of VCD Id Code: '%s' (width=%d, new width=%d)\n", found->vcdId.c_str(),
+            found->width, width);
+        return nullptr;
+    }
+    QkVCDId& id = ids.emplace_back();
+    id.width = width;
+    id.isReal = isReal;
+    id.vcdId = code;
+    enter(code, &id);
+    return &id;
+}
+
+void QkVCDModel::addParameter(std::string_view code) {
+    if (findId(code)) return;
+    QkVCDId& id = ids.emplace_back();
+    id.isParameter = true;
+    id.vcdId = code;
+    enter(code, &id);
+}
+
+// ---- Names and variables
+
+QkVCDName* QkVCDModel::findName(std::string_view fullName) const {
+    const auto found = nameTable.find(fullName);
+    return found == nameTable.end() ? nullptr : found->second;
+}
+
+QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name,
+                                        const BitRange& range) {
+    // A dotted name has scopes of its own in front.
+    const size_t dot = name.rfind('.');
+    if (dot != std::string_view::npos) {
+        scope = findOrCreateScope(scope, name.substr(0, dot), true);
+        name.remove_prefix(dot + 1);
+    }
+    if (!scope) scope = findOrCreateScope(nullptr, "toplevel", false);
+    std::string fullName = scope->fullName + ".";
+    fullName += name;
+    if (QkVCDName* const found = findName(fullName)) {
+        BitRange& whole = found->range;
+        const bool joins =
+            whole.isRange && range.isRange &&
+            (whole.reversed == range.reversed || whole.width == 1 || range.width == 1);
+        if (joins) {
+            const int msb = std::max(whole.msb, range.msb), lsb = std::min(whole.lsb, range.lsb);
+            const bool reversed = whole.width > 1 ? whole.reversed : range.reversed;
+            whole = reversed ? BitRange(lsb, msb) : BitRange(msb, lsb);
+        }
+        return found;
+    }
+    QkVCDName& made = names.emplace_back(QkVCDName{std::string(name), fullName, scope, range});
+    ++scope->nameCount;
+    nameTable.emplace(std::move(fullName), &made);
+    return &made;
+}
+
+bool QkVCDModel::addVariable(std::string_view code, int width, QkVCDScope* scope,
+                             std::string_view name, const BitRange& range, bool isReal) {
+    QkVCDId* const id = findOrCreateId(code, width, isReal);
+    if (!id) return false;
+    QkVCDName* const qkname = findOrCreateName(scope, name, range);
+    QkVCDVar& var = vars.emplace_back(QkVCDVar{range, id, qkname});
+    qkname->vcdVars.push_back(&var);
+    id->sameId.push_back(&var);
+    return true;
+}
+
+void QkVCDModel::bindVariables() {
+    for (QkVCDVar& var : vars) {
+        const QkName* const live = var.vcdName->linked;
+        var.bound = false;
+        if (!live) continue;
+        const BitRange& whole = live->range();
+        var.offset = var.range.width == whole.width ? 0
+                     : whole.reversed               ? whole.msb - var.range.msb
+                                                    : var.range.lsb - whole.lsb;
+        var.bound = var.offset >= 0 && int64_t{var.offset} + var.range.width <= whole.width;
+        var.vcdTrace = traces.find(live->trace);
+    }
+}
+
+// ---- Links
+
+QkVCDName* QkVCDModel::partnerOf(const QkName* name) const {
+    return name->id < partners.size() ? partners[name->id] : nullptr;
+}
+
+QkVCDScope* QkVCDModel::partnerOf(const QkScope* scope) const {
+    const auto found = scopePartners.find(scope);
+    return found == scopePartners.end() ? nullptr : found->second;
+}
+
+void QkVCDModel::link(QkVCDName* name, QkName* live) {
+    unlink(live);
+    if (name->linked) unlink(name->linked);
+    if (live->id >= partners.size()) partners.resize(size_t{live->id} + 1);
+    partners[live->id] = name;
+    name->linked = live;
+}
+
+void QkVCDModel::link(QkVCDScope* scope, QkScope* live) {
+    QK_ASSERT_AS(!scope->linked && !partnerOf(live), "!vcdS->linked && !liveS->linked");
+    scopePartners[live] = scope;
+    scope->linked = live;
+}
+
+void QkVCDModel::unlink(const QkName* live) {
+    QkVCDName* const name = partnerOf(live);
+    if (!name) return;
+    name->linked = nullptr;
+    partners[live->id] = nullptr;
+    for (QkVCDVar* const var : name->vcdVars) var->bound = false;
+}
+
+void QkVCDModel::unlink(const QkScope* live) {
+    QkVCDScope* const scope = partnerOf(live);
+    if (!scope) return;
+    scope->linked = nullptr;
+    scopePartners.erase(live);
+}
+
+// ---- Values
+
+void QkVCDId::setVCDValue(std::string_view value, bool initial) {
+    if (isReal) return;
+    for (QkVCDVar* const var : sameId) var->setVCDValue(value, initial);
+}
+
+void QkVCDVar::setVCDValue(std::string_view value, bool initial) {
+    if (qkLiveModel->reader.verbose > 3)
+        say("QkVCDVar::setVCDValue: %s (%s%s) <= %.*s\n", vcdName->fullName.c_str(),
+            vcdName->linked ? "linked to " : "not linked to live model",
+            vcdName->linked ? FullName(vcdName->linked).c_str() : "",
+            static_cast<int>(value.size()), value.data());
+    if (!bound) return;
+    // The code may be declared wider than the variable.
+    const auto width = static_cast<size_t>(range.width);
+    if (value.size() > width) value.remove_prefix(value.size() - width);
+    if (vcdTrace) {
+        vcdTrace->setPendingVC(value, offset, range.width, initial);
+    } else if (initial && !value.empty()) {
+        // Linked, but neither compared nor driven: it takes its first value all the same.
+        QkTrace* const live = vcdName->linked->trace;
+        BitString bits(live->width());
+        bits.setDigits(value, offset, range.width);
+        writeBitString(live, bits);
+    }
+}

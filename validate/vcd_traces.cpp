@@ -1,0 +1,371 @@
+// The traces of a comparison: their values, and how events reach them.
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "console/printout.h"
+#include "netdb/live_model.h"
+#include "qkzeft_run.h"
+#include "tracing/hot_loops.h"
+#include "validate/compare.h"
+
+namespace {
+
+/// Calls visit(part, offset) for each part of a net, the most significant first; `offset` is that
+/// of the part's low bit from the low end of the value.
+template <class Trace, class Visit>
+void eachPart(Trace* trace, Visit&& visit) {
+    int top = trace->width();
+    for (Trace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+        top -= part->width();
+        if (top < 0 || !part->address) return;
+        visit(part, top);
+    }
+}
+
+/// ORs a value of at most 64 bits into chunks of 64 bits, one member of each.
+template <class Chunk>
+void place(Chunk* chunks, uint64_t Chunk::*member, int offset, int width, uint64_t value) {
+    const int shift = offset % 64;
+    chunks[offset / 64].*member |= value << shift;
+    if (shift + width > 64) chunks[offset / 64 + 1].*member |= value >> (64 - shift);
+}
+
+}  // namespace
+
+bool isComparable(const QkTrace* trace) {
+    if (trace->ignored) return false;
+    const QkTrace* last = trace->firstPart();
+    for (const QkTrace* part = last; part; part = trace->partAfter(part)) {
+        if (part->ignored) return false;
+        last = part;
+    }
+    if (last->isArray()) return false;
+    if (trace->forceCompare || last->forceCompare) return true;
+    return (last->flags & QK_flag_register) && !(last->flags & QK_flag_not_compared);
+}
+
+// ---- A trace's values
+
+QkVCDTrace::QkVCDTrace(QkVCDTraces* traces, QkTrace* trace, int width)
+    : liveTrace(trace),
+      owner(traces),
+      state(::isComparable(trace) && width == trace->width() ? ValuesMatch : DoNotCompare),
+      vcdBits(width),
+      pendingBits(width),
+      previousValue(width) {
+    pendingBits.link(&vcdBits);
+    if (chunkCount() > 1) {
+        wide = std::make_unique<LiveChunk[]>(static_cast<size_t>(chunkCount()));
+        live = wide.get();
+    }
+    if (width == trace->width())
+        eachPart(trace, [&](const QkTrace* part, int offset) {
+            if (!part->invert)
+                place(live, &LiveChunk::compared, offset, part->width(), bitMask(part->width()));
+        });
+    readLive();
+    forgetChange();
+    chooseName();
+}
+
+QkVCDTrace::~QkVCDTrace() {
+    if (waitingToSync_n) WaitingRing::remove(waitingToSync, this);
+    if (state == OutOfSync) --nOutOfSync;
+}
+
+/// Takes the shortest of the net's names; those that another net has replaced come last.
+void QkVCDTrace::chooseName() {
+    const QkName* chosen = nullptr;
+    const auto length = [](const QkName* candidate) {
+        return static_cast<size_t>(candidate->scope->fullNameLength) + std::strlen(candidate->name);
+    };
+    TraceNames::each(liveTrace->names, [&](const QkName* candidate) {
+        const bool mayReplace =
+            !chosen ||
+            (length(candidate) < length(chosen) &&
+             ((chosen->netFlags & QK_flag_replaced) || !(candidate->netFlags & QK_flag_replaced)));
+        if (mayReplace) chosen = candidate;
+    });
+    if (chosen) name = FullName(chosen).c_str();
+}
+
+bool QkVCDTrace::readLive() {
+    if (liveTrace->isArray() || vcdBits.width() != liveTrace->width()) return false;
+    if (liveTrace->firstPart() == liveTrace) {
+        const uint64_t now = liveTrace->readStorage();
+        if (now == live->now) return false;
+        live->before = live->now;
+        live->now = now;
+        return true;
+    }
+    const std::vector<LiveChunk> read = readStorage();
+    bool changed = false;
+    for (size_t i = 0; i < read.size(); ++i) changed |= read[i].now != live[i].now;
+    for (size_t i = 0; changed && i < read.size(); ++i) {
+        live[i].before = live[i].now;
+        live[i].now = read[i].now;
+    }
+    return changed;
+}
+
+std::vector<QkVCDTrace::LiveChunk> QkVCDTrace::readStorage() const {
+    std::vector<LiveChunk> chunks(static_cast<size_t>(chunkCount()), LiveChunk{0, 0, 0});
+    eachPart(liveTrace, [&](const QkTrace* part, int offset) {
+        place(chunks.data(), &LiveChunk::now, offset, part->width(), part->readStorage());
+    });
+    return chunks;
+}
+
+std::string QkVCDTrace::storageText() const {
+    return digitsOf(readStorage().data(), &LiveChunk::now);
+}
+
+void QkVCDTrace::forgetChange() {
+    for (int i = 0; i < chunkCount(); ++i) live[i].before = live[i].now;
+}
+
+bool QkVCDTrace::matchesLiveModel() const {
+    if (state == DoNotCompare) return true;
+    const int width = vcdBits.width();
+    for (int at = 0; at < width; at += 64) {
+        const BitString::Known digits = vcdBits.knownAt(at, std::min(64, width - at));
+        const LiveChunk& chunk = live[at / 64];
+        if ((digits.ones ^ chunk.now) & digits.known & chunk.compared) return false;
+    }
+    return true;
+}
+
+std::string QkVCDTrace::digitsOf(const LiveChunk* chunks, uint64_t LiveChunk::*value) const {
+    const int width = vcdBits.width();
+    std::string text(static_cast<size_t>(width), '0');
+    for (int i = 0; i < width; ++i)
+        if (chunks[i / 64].*value >> i % 64 & 1) text[static_cast<size_t>(width - 1 - i)] = '1';
+    return text;
+}
+
+// ---- Values from the trace
+
+void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool initial) {
+    if (!liveTrace || (state == Parked && !isStimulus && !initial)) return;
+    const bool logged = !isPending && isStimulus && qkLiveModel->reader.verbosestep;
+    if (logged)
+        say("QkVCDTrace::setPendingVC(): Time: %s: Change in %s: %s\n", qk_cycle_as_string(),
+            liveTrace->flags & QK_flag_clock ? "clock" : "     ", name.c_str());
+    changeTime = qk_cycle;
+    if (!value.empty()) pendingBits.setDigits(value, offset, bits);
+    if (isPending || value.empty()) return;
+    isPending = true;
+    owner->pending.push_back(this);
+}
+
+void QkVCDTraces::commitPending(bool initial) {
+    if (pending.empty()) return;
+    const QkFileReader& reader = qkLiveModel->reader;
+    if (reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
+    droveTraced = false;
+    for (size_t i = 0; i < pending.size(); ++i) {
+        QkVCDTrace* const trace = pending[i];
+        trace->isPending = false;
+        if (!trace->liveTrace) continue;
+        if (reader.verbose > 3 || (reader.verbosestep && trace->isStimulus))
+            say("Time: %s: Commit %s: %s -> %s\n", qk_cycle_as_string(), trace->name.c_str(),
+                trace->vcdBits.text().c_str(), trace->pendingBits.text().c_str());
+        trace->commitPendingVC(initial);
+    }
+    pending.clear();
+    // What the trace drives comes before what the model makes of it.
+    if (droveTraced) qkLiveModel->writer.captureChanges();
+}
+
+void QkVCDTrace::commitPendingVC(bool initial) {
+    QK_ASSERT(pendingBits.isDirty());
+    previousValue.copyFrom(vcdBits);
+    constexpr int unchanged = 1, becameKnown = 2;
+    const int change = pendingBits.commit();
+    if (!initial && change == unchanged) return;
+    noteVCDUpdate(change == becameKnown);
+    const bool drives = isStimulus && change == becameKnown;
+    if (initial || drives) {
+        writeBitString(liveTrace, vcdBits);
+        if (initial) {
+            readLive();
+            forgetChange();
+        }
+        if (isStimulus) {
+            ++nChanges;
+            owner->droveTraced |= liveTrace->nTraced() > 0;
+        }
+    }
+    if (liveTrace->nshow == 0 || qkLiveModel->reader.verbose <= 2) return;
+    say("Time: %s: VCD Change: %s %s %s%s\n", qk_time_as_string(changeTime), name.c_str(),
+        drives ? " (stimulus updated) " : "", change == becameKnown ? "" : "(changed to Xs/Zs) ",
+        pendingBits.text().c_str());
+}
+
+void writeBitString(QkTrace* trace, const BitString& bits) {
+    if (qkLiveModel->reader.verbose > 3)
+        say("QkTrace::writeBitString(\"%s\") (%s) flags=0x%04X invert=%d neverWrite:%d\n",
+            bits.text().c_str(), trace->names ? FullName(trace->names).c_str() : "NO NAMES",
+            trace->flags, trace->invert, (trace->flags & QK_flag_never_write) != 0);
+    if ((trace->flags & QK_flag_never_write) || trace->isArray()) return;
+    if (bits.width() != trace->width()) return;
+    eachPart(trace, [&](QkTrace* part, int offset) {
+        const int width = part->width();
+        const BitString::Known digits = bits.knownAt(offset, width);
+        if (digits.known == 0) return;
+        const uint64_t ones = digits.ones ^ (trace->invert ? bitMask(width) : 0);
+        const uint64_t old = part->readStorage();
+        const uint64_t value = (old & ~digits.known) | (ones & digits.known);
+        const BitRange& range = part->range;
+        const int lowest = range.isRange && range.reversed ? range.msb : range.lsb;
+        if (value != old) writeBits(part, 0, lowest, width, value);
+    });
+}
+
+// ---- Changes in the model
+
+void QkVCDTraces::noteChange(QkVCDTrace* trace) {
+    if (trace->liveTrace && trace->readLive()) trace->noteLiveUpdate();
+}
+
+void QkVCDTraces::scanLiveChanges() {
+    if (qkLiveModel->active_traces) qkLiveModel->writer.captureChanges();
+    if (!planValid) {
+        // What changed since the traces were last read is not in the images.
+        std::erase_if(active, [](const QkVCDTrace* trace) { return !trace->liveTrace; });
+        std::vector<QkTrace*> watched;
+        for (const QkVCDTrace* trace : active) watched.push_back(trace->liveTrace);
+        plan.build(watched, CapturePlan::kFromStorage);
+        planValid = true;
+        for (QkVCDTrace* const trace : active) noteChange(trace);
+        return;
+    }
+    const size_t hits = hotLoops().findChanges(plan);
+    const size_t count = plan.listChanged(hits, true);
+    for (size_t i = 0; i < count; ++i) noteChange(active[plan.changedPositions[i]]);
+}
+
+void QkVCDTraces::endDump() {
+    commitPending(true);
+    for (const auto& trace : all) {
+        if (!trace->liveTrace || (!trace->isComparable() && !trace->isStimulus)) continue;
+        trace->setState(ValuesMatch, qk_cycle);
+        trace->lastStateChange = 0;
+        trace->nChanges = 0;
+        trace->readLive();
+        trace->forgetChange();
+    }
+}
+
+void QkVCDTraces::endOfTrace() {
+    qk_printf("\nTime: %s: End of Trace File Reached\n\n", qk_cycle_as_string());
+    for (auto trace = all.rbegin(); trace != all.rend(); ++trace) (*trace)->checkEndState();
+}
+
+// ---- Which traces there are
+
+QkVCDTraces::~QkVCDTraces() {
+    all.clear();
+    QK_ASSERT_AS(waitingToSync == nullptr, "waitingToSync == NULL");
+}
+
+QkVCDTrace* QkVCDTraces::find(const QkTrace* trace) const {
+    return trace->id < byTrace.size() ? byTrace[trace->id] : nullptr;
+}
+
+QkVCDTrace* QkVCDTraces::add(QkTrace* trace, int width) {
+    if (trace->id >= byTrace.size()) byTrace.resize(size_t{trace->id} + 1);
+    QK_ASSERT_AS(!byTrace[trace->id], "newone");
+    all.push_back(std::make_unique<QkVCDTrace>(this, trace, width));
+    QkVCDTrace* const made = all.back().get();
+    byTrace[trace->id] = made;
+    longestName = std::max(longestName, static_cast<int>(made->name.size()));
+    planValid = false;
+    active.push_back(made);
+    return made;
+}
+
+void QkVCDTraces::retire(const QkTrace* trace) {
+    QkVCDTrace* const gone = find(trace);
+    if (!gone) return;
+    QK_ASSERT_AS(gone->liveTrace == trace, "vcdTrace->liveTrace == this");
+    byTrace[trace->id] = nullptr;
+    gone->retire();
+    planValid = false;
+}
+
+void QkVCDTraces::updateMonitoring() {
+    std::vector<QkVCDTrace*> watched;
+    int monitored = 0, total = 0;
+    for (const auto& trace : all) {
+        const QkTrace* const live = trace->liveTrace;
+        if (!live) continue;
+        const bool comparable = trace->isComparable();
+        const bool traced = live->nTraced() > 0;
+        const bool leftOut = live->ignored || (!traced && monitorTracedOnly);
+        total += comparable;
+        if (leftOut) {
+            if (comparable && !live->ignored) trace->setState(Parked, qk_cycle);
+            continue;
+        }
+        if (!traced && !comparable) continue;
+        if (trace->state == Parked) trace->unpark();
+        if (!live->isArray()) watched.push_back(trace.get());
+        monitored += comparable;
+    }
+    if (watched != active) {
+        active = std::move(watched);
+        planValid = false;
+    }
+    monitoredCount = total;
+    if (total == 0)
+        qk_printf("ZEFT Validate: no variables in the model can be compared to the trace\n");
+    if (monitored == 0 || qkLiveModel->reader.verbose != 0)
+        qk_printf("ZEFT Validate: monitoring %d of %d variables in the model\n", monitored, total);
+}
+
+int QkVCDTraces::countClockStimuli() const {
+    int count = 0;
+    const auto isClock = [](const QkTrace* trace) { return (trace->flags & QK_flag_clock) != 0; };
+    for (const auto& trace : all)
+        count += trace->isStimulus && trace->liveTrace &&
+                 SameAddress::find(trace->liveTrace, isClock) != nullptr;
+    return count;
+}
+
+// ---- The summary
+
+void QkVCDTraces::summarise() {
+    Printout out;
+    out.add('\n');
+    const bool each = qkLiveModel->reader.verbose > 1;
+    int inputs = 0, signals = 0, inputChanges = 0, comparedChanges = 0;
+    uint64_t longest = 0;
+    for (auto at = all.rbegin(); at != all.rend(); ++at) {
+        const QkVCDTrace& trace = **at;
+        const uint64_t sync = std::max(trace.maxSyncToVCD, trace.maxSyncToLive);
+        longest = std::max(longest, sync);
+        (trace.isStimulus ? inputs : signals) += 1;
+        (trace.isStimulus ? inputChanges : comparedChanges) += trace.nChanges;
+        if (!each) continue;
+        out.print("    %*s:  Changes:%-6d ", longestName, trace.name.c_str(), trace.nChanges);
+        if (trace.isStimulus)
+            out.add("(Input)\n");
+        else if (trace.lostSync)
+            out.add("(Lost Sync)\n");
+        else
+            out.print("Max Sync Time: %s\n", qk_time_as_string(sync));
+        out.endLine();
+    }
+    if (inputs == 0 && signals == 0) {
+        out.add("ZEFT Validate: not started!\n");
+        return;
+    }
+    const QkFileReader& reader = qkLiveModel->reader;
+    out.print(
+        "\nZEFT Validate:\n  Made %d changes in %d inputs\n  Compared %d changes in %d signals\n"
+        "  Longest time to synchronise was %s\n  %d differences found\n",
+        inputChanges, inputs, comparedChanges, signals, qk_time_as_string(longest),
+        reader.nDifferences + reader.nDifferencesTotal);
+}
