@@ -50,6 +50,40 @@ QK_API int qk_mtc_synctime_real(double seconds);
 /// an error for a trace to have none.
 /// @return 1
 QK_API int qk_mtc_step_on_clock(int on);
+/// Sets at how many differences a comparison stops; 10 at first.
+/// @param differences  0 or less: it does not stop for them
+/// @return 1
+QK_API int qk_mtc_threshold(int differences);
+/// Sets how much is told: 0 at first, 1 adds to each difference the values of both sides.
+/// @return 1
+QK_API int qk_mtc_verbose(int level);
+
+/// What the latest comparison has come to. It is kept until the next one begins.
+struct qk_mtc_stats {
+    uint64_t file_bytes;  ///< size of the trace file as it lies there; 0 if that is not known
+    uint64_t bytes_read;  ///< of them
+    uint64_t time;        ///< of the last value that was read, in ticks
+    int signals;          ///< names that the trace declares
+    int linked;           ///< of them those that stand for a net of the model
+    int comparable;       ///< nets of the model that can be compared with a trace
+    int compared;         ///< of them those that the trace has
+    int driven;           ///< nets of the model that the trace drives
+    int differences;      ///< so far
+    int complete;         ///< not 0: the trace has been compared to its end
+    int damaged;          ///< not 0: the file ends within compressed data, or that is corrupt
+};
+
+/// @param stats  receives the numbers, zeros before the first comparison; not null
+/// @return 1 when a trace has been opened and linked, else 0
+QK_API int qk_mtc_statistics(struct qk_mtc_stats* stats);
+/// Asks where the latest trace has the ports of a top-level scope of the model, when that scope has
+/// inputs and none of them is driven.
+/// @param index        0 for the best of what was found, then 1 and so on
+/// @param model_scope  receives a dotted path; not null. Both texts are the library's, and valid
+///                     until the next comparison begins.
+/// @param trace_scope  likewise: qk_mtc_map(*model_scope, *trace_scope) would have it driven
+/// @return 1, or 0 when there are no more
+QK_API int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scope);
 
 }  // extern "C"
 

@@ -258,6 +258,16 @@ int qk_mtc_step_on_clock(int on) {
     return 1;
 }
 
+int qk_mtc_threshold(int differences) {
+    reader().threshold = differences > 0 ? differences : -1;
+    return 1;
+}
+
+int qk_mtc_verbose(int level) {
+    reader().verbose = std::max(level, 0);
+    return 1;
+}
+
 // ---- Commands
 
 int validateCommand(const char* argument) {

@@ -27,12 +27,16 @@ void QkFileReader::start(bool loading) {
     loadingState = loading;
     runningFromVCD = !loading;
     nDifferences = nDifferencesTotal = 0;
+    stats = {};
+    traceKnown = false;
+    proposals.clear();
     vcdTimescaleExponent = qk_timescale_precision;
     vcdTimeMultiplier = 1;
 }
 
 void QkFileReader::closeFile() {
     if (file) QK_ASSERT_AS(!filename.empty(), "!filename.isempty()");
+    currentStats();
     filename.clear();
     file = nullptr;
 }

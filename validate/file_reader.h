@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "qkzeft_validate.h"
 #include "validate/vcd_model.h"
 
 struct QkLiveModel;
@@ -97,6 +98,17 @@ public:
     int nDifferencesTotal = 0;    ///< before it
     std::unique_ptr<QkVCDModel> vcdModel;
 
+    // ---- What users ask of the latest comparison (validate/statistics.cpp)
+
+    /// Ports of a top-level scope of the model that the trace has elsewhere.
+    struct Proposal {
+        std::string model, trace;
+    };
+    std::vector<Proposal> proposals;  ///< best first
+    /// @return the numbers as they stand
+    const qk_mtc_stats& currentStats();
+    bool isTraceKnown() const { return traceKnown; }
+
     /// @return what compares or drives the net behind a name, or null
     QkVCDTrace* traceOf(const QkName* name) const;
     /// Forgets records of the model that are about to be deleted.
@@ -161,7 +173,13 @@ private:
     bool finishTrace();
     void reportEnd();
 
+    // Statistics.
+    void countLinks();
+    void findProposals();
+
     std::unique_ptr<VcdInputBuffer> file;
+    qk_mtc_stats stats{};
+    bool traceKnown = false;  ///< a trace has been linked
     int lineNumber = 1;
     bool lineEndPending = false;  ///< the last token's line end is not counted yet
     QkVCDScope* currentScope = nullptr;

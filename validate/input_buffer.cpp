@@ -1,5 +1,8 @@
 #include "validate/input_buffer.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstddef>
 
 #include "base/qkassert.h"
@@ -25,6 +28,9 @@ std::unique_ptr<VcdInputBuffer> VcdInputBuffer::open(const char* path) {
     file->gz = gzopen(path, "rb");
     if (!file->gz) return nullptr;
     gzbuffer(file->gz, kZlibBytes);
+    struct stat status;
+    if (stat(path, &status) == 0 && S_ISREG(status.st_mode))
+        file->size = static_cast<uint64_t>(status.st_size);
     file->buffer = std::make_unique_for_overwrite<char[]>(kBlockBytes + kSlackBytes);
     return file;
 }
@@ -36,10 +42,23 @@ void VcdInputBuffer::closeInput() {
     gz = nullptr;
 }
 
+uint64_t VcdInputBuffer::position() const {
+    const uint64_t length = blockEnd - blockBegin;
+    if (length == 0 || end == buffer.get()) return blockEnd;
+    const auto done = static_cast<double>(cur - buffer.get());
+    const double share = done / static_cast<double>(end - buffer.get());
+    return blockBegin + static_cast<uint64_t>(share * static_cast<double>(length));
+}
+
 bool VcdInputBuffer::refill() {
     cur = end = buffer.get();
     if (!gz) return false;
     const int count = gzread(gz, buffer.get(), kBlockBytes);
+    int error = Z_OK;
+    gzerror(gz, &error);
+    damaged |= error != Z_OK;
+    blockBegin = blockEnd;
+    blockEnd = std::max(blockBegin, static_cast<uint64_t>(std::max<z_off_t>(gzoffset(gz), 0)));
     if (count <= 0) {
         closeInput();
         return false;

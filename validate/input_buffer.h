@@ -6,6 +6,7 @@
 
 #include <zlib.h>
 
+#include <cstdint>
 #include <memory>
 
 class VcdInputBuffer {
@@ -19,6 +20,11 @@ public:
     /// Reads the next block over the one before. @return false at the end of input
     bool refill();
     bool atEnd() const { return cur == end && !gz; }
+    /// @return whether compressed data ended early or could not be expanded
+    bool isDamaged() const { return damaged; }
+    /// @return bytes of the file in front of `cur`, as near as can be told
+    uint64_t position() const;
+    uint64_t fileBytes() const { return size; }
 
     const char* cur = nullptr;  ///< next character; behind `end` stands a blank
     const char* end = nullptr;
@@ -29,4 +35,7 @@ private:
 
     std::unique_ptr<char[]> buffer;
     gzFile gz = nullptr;  ///< null once the input is exhausted
+    bool damaged = false;
+    uint64_t size = 0;                      ///< of the file; 0 if it is none
+    uint64_t blockBegin = 0, blockEnd = 0;  ///< where the block in hand lies in it
 };

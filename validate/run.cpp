@@ -33,7 +33,10 @@ int QkFileReader::openTrace(const char* path) {
     if (!readHeader(path)) return failed("Open");
     if (!linkModel()) return failed("cross-reference model with VCD file");
     for (const StimulusMap& map : stimulusMaps) addStimulusMap(map);
-    if (!findStimuli()) return failed("find stimuli");
+    const int stimuli = findStimuli();
+    countLinks();
+    findProposals();
+    if (!stimuli) return failed("find stimuli");
     qk_cycle = 0;
     forgetNotedTime();
     stepNeeded = earlyInputs = clockPending = readFailed = false;
@@ -150,6 +153,7 @@ int QkFileReader::runTrace(bool final) {
     bool good = readLines();
     const bool complete = good && final && atEnd() && !stopped;
     if (complete) good = finishTrace();
+    stats.complete = complete && good;
     passRunning = false;
     if (!good) readFailed = true;
     const bool equal = good && nDifferences == 0;

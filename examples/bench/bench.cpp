@@ -1,11 +1,12 @@
 // A test bench for the model of examples/soc, written by a user of the library: it finds nets by
 // name, loads the program, watches, stops at, forces and checks values, and its exit status tells.
 //
-// usage: soc_bench [IMAGE]
+// usage: soc_bench [OPTION]... [IMAGE]
 #include <qkzeft.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <zeft_main.h>
 
 #include <string>
 #include <vector>
@@ -22,6 +23,7 @@ struct Device {
     soc dut{&clk, &rst_n, &txd, &leds};
 
     void runUntil(uint64_t end) {
+        qk_takenote();
         while (qk_get_time() + 5 <= end) {
             qk_set_time(qk_get_time() + 5);
             if (qk_get_time() == 40) rst_n = 1;
@@ -106,16 +108,30 @@ void checkMemory(QkVariable* sent) {
 void countFull(QkVariable*) { ++timesFull; }
 void countImpossible(QkVariable*) { ++timesFullAndEmpty; }
 
-}  // namespace
+// ---- What zeft_main() is told
 
-int main(int argc, char** argv) {
-    Device device;
+const char* image = nullptr;
+Device* device = nullptr;
+
+bool takeImage(const char* path) {
+    const bool first = !image;
+    image = path;
+    return first;
+}
+
+void evaluate() { device->dut.step(); }
+
+bool build() {
+    device = new Device;  // until the process ends
     qk_set_timescale("bench", -9, -9);
-    device.dut.qk_setup("soc", nullptr);
-    device.dut.qk_netlist();
-    device.dut.initials();
-    if (!load(argc > 1 ? argv[1] : SOC_IMAGE)) return 2;
+    device->dut.qk_setup("soc", nullptr);
+    device->dut.qk_netlist();
+    device->dut.initials();
+    return load(image ? image : SOC_IMAGE);
+}
 
+/// @return 1 when a check fails
+int run(uint64_t stop) {
     txData = net("soc.tx_data");
     ram = net("soc.u_ram.words");
     lamps = net("soc.led_reg");
@@ -137,7 +153,7 @@ int main(int argc, char** argv) {
     // What the breakpoints print when they fire is not wanted here.
     void (*const prints)(const char*) = qk_prints;
     qk_prints = nullptr;
-    device.runUntil(110000);
+    device->runUntil(stop < 110000 ? stop : 110000);
     qk_prints = prints;
 
     printf("said: %s\n", text.c_str());
@@ -155,4 +171,17 @@ int main(int argc, char** argv) {
     else
         printf("%d checks FAILED\n", failures);
     return failures == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    zeft_model model;
+    model.name = "soc_bench";
+    model.build = build;
+    model.step = evaluate;
+    model.run = run;
+    model.operand = "IMAGE";
+    model.take_operand = takeImage;
+    return zeft_main(model, argc, argv);
 }

@@ -28,10 +28,10 @@ echo '100000000' >wide.hex
 yes 00000013 | head -n 257 >long.hex
 echo '0000006f' >spin.hex
 
-expect 1 "Failed to open 'nosuch.hex'" nosuch.hex
-expect 1 'garbage.hex:1: unexpected character' garbage.hex
-expect 1 'too many digits' wide.hex
-expect 1 'out of range' long.hex
+expect 2 "Failed to open 'nosuch.hex'" nosuch.hex
+expect 2 'garbage.hex:1: unexpected character' garbage.hex
+expect 2 'too many digits' wide.hex
+expect 2 'out of range' long.hex
 expect 2 'usage' -x
 expect 2 'usage' -n
 expect 2 'usage' -n many

@@ -1,4 +1,5 @@
-// Bench of the example: clock, resets, a receiver on the serial line, and the command line.
+// Bench of the example: clock, resets, a receiver on the serial line. The command line is
+// zeft_main()'s, with two additions.
 //
 // The stimulus and the receiver are those of rtl/tb.v, so that a run of this model can be compared
 // with one of a Verilog simulator change for change.
@@ -6,9 +7,8 @@
 #include <errno.h>
 #include <qkzeft.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <stdlib.h>
-#include <unistd.h>
+#include <zeft_main.h>
 
 #include "soc.h"
 
@@ -17,12 +17,8 @@ namespace {
 const uint64_t kHalfPeriod = 5;  // ns, the tick of this model
 const uint64_t kNever = UINT64_MAX;
 
-struct Options {
-    const char* script = nullptr;
-    bool interactive = false;
-    uint64_t cycles = 120000;
-    const char* image = SOC_IMAGE;
-};
+uint64_t cyclesToRun = 120000;
+const char* image = nullptr;
 
 /// Turns the level of the serial line, a sample a clock cycle, into lines of text.
 class Receiver {
@@ -90,7 +86,7 @@ struct Bench {
     soc dut{&clk, &rst_n, &txd, &leds};
     Receiver receiver;
 
-    void run(uint64_t cycles);
+    void run(uint64_t end);
 };
 
 Bench* theBench = nullptr;
@@ -104,8 +100,7 @@ struct ResetChange {
 };
 const ResetChange kResetChanges[] = {{42, 1}, {20003, 0}, {20263, 1}, {kNever, 1}};
 
-void Bench::run(uint64_t cycles) {
-    const uint64_t end = cycles * 2 * kHalfPeriod;
+void Bench::run(uint64_t end) {
     const ResetChange* reset = kResetChanges;
     uint64_t edge = kHalfPeriod;
     qk_takenote();
@@ -135,63 +130,57 @@ void loadImage(const char* path, uint32_t* words) {
                     count, left, right, words, 32, 0u, 32, 255u);
 }
 
-int usage() {
-    fprintf(stderr,
-            "usage: soc [-i] [-c SCRIPT] [-n CYCLES] [IMAGE]\n"
-            "  -i         open the console before the run\n"
-            "  -c SCRIPT  run console commands from a file\n"
-            "  -n CYCLES  clock cycles to run, default 120000\n"
-            "  IMAGE      program, default %s\n",
-            SOC_IMAGE);
-    return 2;
+// ---- What zeft_main() is told
+
+bool build() {
+    theBench = new Bench;  // until the process ends
+    qk_set_timescale("soc", -9, -9);
+    theBench->dut.qk_setup("soc", nullptr);
+    theBench->dut.qk_netlist();
+    loadImage(image ? image : SOC_IMAGE, theBench->dut.u_rom_words);
+    theBench->receiver.open();
+    theBench->dut.initials();
+    return true;
 }
 
-bool parseCycles(const char* text, uint64_t* cycles) {
+int run(uint64_t stop) {
+    const uint64_t end = cyclesToRun * 2 * kHalfPeriod;
+    theBench->run(end < stop ? end : stop);
+    theBench->receiver.flush();
+    qkzeft_finish(0, "tb", nullptr, 1, 32, 0u);
+    return 0;
+}
+
+bool takeCycles(const char* text) {
     char* end = nullptr;
     errno = 0;
-    *cycles = strtoull(text, &end, 10);
+    cyclesToRun = strtoull(text, &end, 10);
     return isdigit(static_cast<unsigned char>(text[0])) && *end == '\0' && errno == 0 &&
-           *cycles <= kNever / (4 * kHalfPeriod);
+           cyclesToRun <= kNever / (4 * kHalfPeriod);
 }
 
-bool parseOptions(int argc, char** argv, Options* options) {
-    for (int letter; (letter = getopt(argc, argv, "c:in:")) != -1;) {
-        switch (letter) {
-            case 'c': options->script = optarg; break;
-            case 'i': options->interactive = true; break;
-            case 'n':
-                if (!parseCycles(optarg, &options->cycles)) return false;
-                break;
-            default: return false;
-        }
-    }
-    if (optind < argc) options->image = argv[optind++];
-    return optind == argc;
+bool takeImage(const char* path) {
+    const bool first = !image;
+    image = path;
+    return first;
 }
+
+const zeft_option kOptions[] = {
+    {'n', "cycles", "CYCLES", "clock cycles to run, default 120000", takeCycles},
+};
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    Options options;
-    if (!parseOptions(argc, argv, &options)) return usage();
-
-    Bench bench;
-    theBench = &bench;
-    qk_set_timescale("soc", -9, -9);
-    bench.dut.qk_setup("soc", nullptr);
-    bench.dut.qk_netlist();
-    loadImage(options.image, bench.dut.u_rom_words);
-    bench.receiver.open();
-    bench.dut.initials();
-    qk_step_fn = evaluate;
-
-    if (options.script) qk_loadt(options.script);
-    if (options.interactive) {
-        qk_sigint_install();
-        qk_cli("cli");
-    }
-    bench.run(options.cycles);
-    bench.receiver.flush();
-    qkzeft_finish(0, "tb", nullptr, 1, 32, 0u);
-    return 0;
+    zeft_model model;
+    model.name = "soc";
+    model.build = build;
+    model.step = evaluate;
+    model.run = run;
+    model.options = kOptions;
+    model.option_count = 1;
+    model.operand = "IMAGE";
+    model.operand_help = "program, default " SOC_IMAGE;
+    model.take_operand = takeImage;
+    return zeft_main(model, argc, argv);
 }

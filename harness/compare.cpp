@@ -1,0 +1,203 @@
+// The trace drives the run, and calls qk_step_fn whenever it has changed an input: that is where
+// options that need an open trace are carried out, progress is shown and the run is stopped.
+#include "harness/compare.h"
+
+#include <qkzeft.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+
+namespace zeft_harness {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kDefaultThreshold = 10;
+constexpr auto kProgressInterval = std::chrono::milliseconds(250);
+constexpr unsigned kStepsPerLook = 64;  // at the clock on the wall
+
+struct Comparison {
+    const Options* options = nullptr;
+    void (*step)() = nullptr;  ///< of the model
+    void (*prints)(const char*) = nullptr;
+    uint64_t stopTicks = UINT64_MAX;
+    bool begun = false;     ///< the trace is open
+    bool stopped = false;   ///< at the time that the user gave
+    bool unusable = false;  ///< what is wrong has been said
+    bool showsProgress = false;
+    bool progressShown = false;
+    unsigned steps = 0;
+    Clock::time_point lastProgress;
+};
+Comparison comparison;
+
+void giveUp() {
+    comparison.unusable = true;
+    if (comparison.begun) qk_cli("close");
+}
+
+std::string countOf(int differences) {
+    return std::to_string(differences) + (differences == 1 ? " difference" : " differences");
+}
+
+// ---- Progress
+
+void showProgress() {
+    if (!comparison.showsProgress || comparison.steps++ % kStepsPerLook != 0) return;
+    const Clock::time_point now = Clock::now();
+    if (comparison.progressShown && now - comparison.lastProgress < kProgressInterval) return;
+    comparison.lastProgress = now;
+    qk_mtc_stats stats;
+    qk_mtc_statistics(&stats);
+    std::fflush(stdout);
+    std::fputc('\r', stderr);
+    if (stats.file_bytes != 0)
+        std::fprintf(
+            stderr, "%3.0f %% of ",
+            100 * static_cast<double>(stats.bytes_read) / static_cast<double>(stats.file_bytes));
+    std::fprintf(stderr, "%s, %s, %s\033[K", comparison.options->reference.c_str(),
+                 qk_cycle_as_string(), countOf(stats.differences).c_str());
+    std::fflush(stderr);
+    comparison.progressShown = true;
+}
+
+void printOverProgress(const char* text) {
+    clearProgress();
+    if (comparison.prints) comparison.prints(text);
+}
+
+// ---- Within the run
+
+/// Ticks are those of the trace from here on, if they are the finer ones.
+void beginTrace() {
+    comparison.begun = true;
+    const Options& options = *comparison.options;
+    if (!options.synctime.empty())
+        qk_mtc_synctime(qk_parse_time(options.synctime.c_str(), nullptr), nullptr);
+    if (!options.stop.empty()) comparison.stopTicks = qk_parse_time(options.stop.c_str(), nullptr);
+    for (const std::string& net : options.clocks) {
+        if (qk_mtc_clock(net.c_str(), 1)) continue;
+        complain("--clock %s: the trace drives no such input", net.c_str());
+        giveUp();
+    }
+}
+
+void stepCompared() {
+    if (!comparison.begun) beginTrace();
+    comparison.step();
+    if (qk_cycle >= comparison.stopTicks && !comparison.stopped) {
+        comparison.stopped = true;
+        qk_cli("close");
+    }
+    showProgress();
+}
+
+// ---- Before it
+
+void refuse(const char* option, const std::string& what, const char* why) {
+    complain("%s %s: %s", option, what.c_str(), why);
+    comparison.unusable = true;
+}
+
+void applyOptions(const Options& options) {
+    for (const auto& [model, trace] : options.maps)
+        if (!qk_mtc_map(model.c_str(), trace.c_str()))
+            refuse("--map", model, "the model has no such scope");
+    for (const auto& [model, trace] : options.stimuli)
+        if (!qk_mtc_stimulus(model.c_str(), trace.c_str()))
+            refuse("--stimulus", model, "the model has no such net");
+    for (const std::string& pattern : options.ignored)
+        if (!qk_mtc_ignore(pattern.c_str())) refuse("--ignore", pattern, "no net matches");
+    if (options.threshold) qk_mtc_threshold(*options.threshold);
+    qk_mtc_verbose(options.verbose);
+}
+
+// ---- After it
+
+void proposeMaps() {
+    const char *model, *trace;
+    for (int i = 0; qk_mtc_proposal(i, &model, &trace); ++i)
+        complain("the trace has ports of %s at %s: %s --map %s=%s", model, trace,
+                 i == 0 ? "try" : "or", model, trace);
+}
+
+/// @return null, or why the numbers say nothing about the model
+const char* whyUseless(const qk_mtc_stats& stats, bool linked) {
+    if (!linked) return "cannot be read";
+    if (stats.damaged) return "is damaged, or ends early";
+    if (stats.linked == 0) return "nothing is linked: the trace has no net of the model";
+    if (stats.driven == 0) return "nothing is linked: the trace has no input of the model";
+    if (stats.compared == 0)
+        return stats.comparable == 0
+                   ? "nothing comparable: the model has no net that can be compared"
+                   : "nothing comparable: the trace has no net to compare";
+    return nullptr;
+}
+
+bool isFinished(const Options& options, const qk_mtc_stats& stats) {
+    const int threshold = options.threshold.value_or(kDefaultThreshold);
+    return stats.complete || comparison.stopped ||
+           (threshold > 0 && stats.differences >= threshold);
+}
+
+}  // namespace
+
+void clearProgress() {
+    if (!comparison.progressShown) return;
+    comparison.progressShown = false;
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+}
+
+void compare(const Options& options) {
+    comparison.options = &options;
+    if (!qk_step_fn) {
+        complain("the model has no function that evaluates it: nothing to compare");
+        comparison.unusable = true;
+        return;
+    }
+    applyOptions(options);
+    if (comparison.unusable) return;
+    comparison.step = qk_step_fn;
+    qk_step_fn = stepCompared;
+    comparison.showsProgress = isatty(STDERR_FILENO) != 0;
+    comparison.prints = qk_prints;
+    if (comparison.showsProgress) qk_prints = printOverProgress;
+    qk_mtc(options.reference.c_str());
+    clearProgress();
+    qk_prints = comparison.prints;
+    qk_step_fn = comparison.step;
+}
+
+Status judge(const Options& options) {
+    if (comparison.unusable) return kCouldNotRun;
+    const char* const path = options.reference.c_str();
+    qk_mtc_stats stats;
+    const bool linked = qk_mtc_statistics(&stats) != 0;
+    if (linked)
+        qk_printf(
+            "%d signals in the trace, %d linked; of the model %d nets comparable, %d compared, "
+            "%d driven\n",
+            stats.signals, stats.linked, stats.comparable, stats.compared, stats.driven);
+    if (const char* const why = whyUseless(stats, linked)) {
+        complain("%s: %s", path, why);
+        proposeMaps();
+        return kCouldNotRun;
+    }
+    const char* const until = qk_time_as_string(stats.time);
+    if (!isFinished(options, stats)) {
+        complain("%s: left at %s, before its end, after %s", path, until,
+                 countOf(stats.differences).c_str());
+        return kCouldNotRun;
+    }
+    if (stats.differences == 0)
+        qk_printf("The model agrees with %s until %s\n", path, until);
+    else
+        qk_printf("The model differs from %s: %s until %s\n", path,
+                  countOf(stats.differences).c_str(), until);
+    return stats.differences == 0 ? kAgrees : kDiffers;
+}
+
+}  // namespace zeft_harness

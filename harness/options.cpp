@@ -1,0 +1,274 @@
+#include "harness/options.h"
+
+#include <getopt.h>
+#include <qkzeft_run.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace zeft_harness {
+
+namespace {
+
+const char* programName = "model";
+
+bool addPair(const char* text, std::vector<Pair>& pairs) {
+    const char* const equals = std::strchr(text, '=');
+    if (!equals || equals == text || !equals[1]) return false;
+    pairs.emplace_back(std::string(text, equals), equals + 1);
+    return true;
+}
+
+bool setText(const char* text, std::string& value) {
+    value = text;
+    return !value.empty();
+}
+
+bool addText(const char* text, std::vector<std::string>& values) {
+    values.emplace_back(text);
+    return *text != '\0';
+}
+
+bool setTime(const char* text, std::string& value) {
+    value = text;
+    const bool isNumber = std::isdigit(static_cast<unsigned char>(*text)) || *text == '.';
+    const char* end = text;
+    if (isNumber) qk_parse_time(text, &end);
+    return isNumber && *end == '\0';
+}
+
+bool setCount(const char* text, int least, std::optional<int>& value) {
+    char* end = nullptr;
+    errno = 0;
+    const long count = std::strtol(text, &end, 10);
+    const bool isNumber = std::isdigit(static_cast<unsigned char>(*text)) && *end == '\0';
+    if (!isNumber || errno != 0 || count < least || count > INT_MAX) return false;
+    value = static_cast<int>(count);
+    return true;
+}
+
+/// A zeft_option with a place to put what it says.
+struct Option {
+    zeft_option declared;
+    bool comparing;  ///< of no use without --validate
+    bool (*set)(const char* argument, Options& options);
+};
+
+using Text = const char*;
+
+const Option kOptions[] = {
+    {{'c', "script", "FILE", "run console commands from FILE first", nullptr},
+     false,
+     [](Text text, Options& o) { return setText(text, o.script); }},
+    {{'i', "interactive", nullptr, "open the console first", nullptr},
+     false,
+     [](Text, Options& o) { return o.interactive = true; }},
+    {{0, "batch", nullptr, "never read from the terminal", nullptr},
+     false,
+     [](Text, Options& o) { return o.batch = true; }},
+    {{0, "stop", "TIME", "end the run at TIME", nullptr},
+     false,
+     [](Text text, Options& o) { return setTime(text, o.stop); }},
+    {{0, "log", "FILE", "copy console text to FILE", nullptr},
+     false,
+     [](Text text, Options& o) { return setText(text, o.log); }},
+    {{0, "trace", "PATTERN", "record these nets; may be repeated, default '*'", nullptr},
+     false,
+     [](Text text, Options& o) { return addText(text, o.traced); }},
+    {{0, "vcd", "FILE", "record to FILE, gzip if it ends in .gz", nullptr},
+     false,
+     [](Text text, Options& o) { return setText(text, o.vcd); }},
+    {{0, "last", "N", "keep N changes, at least 10000, saved if the run ends badly", nullptr},
+     false,
+     [](Text text, Options& o) { return setCount(text, 1, o.last); }},
+    {{0, "validate", "TRACE", "compare with a VCD file, plain or gzip", nullptr},
+     true,
+     [](Text text, Options& o) { return setText(text, o.reference); }},
+    {{0, "map", "MODEL=TRACE", "a scope of the model, and where the trace has it", nullptr},
+     true,
+     [](Text text, Options& o) { return addPair(text, o.maps); }},
+    {{0, "stimulus", "MODEL=TRACE", "a net to drive, and what it is in the trace", nullptr},
+     true,
+     [](Text text, Options& o) { return addPair(text, o.stimuli); }},
+    {{0, "clock", "NET", "an input that is a clock", nullptr},
+     true,
+     [](Text text, Options& o) { return addText(text, o.clocks); }},
+    {{0, "ignore", "PATTERN", "nets not to compare", nullptr},
+     true,
+     [](Text text, Options& o) { return addText(text, o.ignored); }},
+    {{0, "synctime", "TIME", "how long both may differ before it counts", nullptr},
+     true,
+     [](Text text, Options& o) { return setTime(text, o.synctime); }},
+    {{0, "threshold", "N", "stop at N differences, default 10; 0: never", nullptr},
+     true,
+     [](Text text, Options& o) { return setCount(text, 0, o.threshold); }},
+    {{0, "verbose", nullptr, "tell both values of a difference; twice: of every net", nullptr},
+     true,
+     [](Text, Options& o) { return ++o.verbose > 0; }},
+    {{0, "help", nullptr, "show this", nullptr}, false, nullptr},
+    {{0, "version", nullptr, "show the library's version", nullptr}, false, nullptr},
+};
+
+/// All options of a program, its own first, in the form that getopt_long() wants.
+struct CommandLine {
+    explicit CommandLine(const zeft_model& model);
+    const zeft_option& declared(size_t index) const {
+        return index < own ? model.options[index] : kOptions[index - own].declared;
+    }
+    size_t count() const { return own + std::size(kOptions); }
+    /// @return the index of what getopt_long() has found
+    size_t indexOf(int found) const;
+    std::string nameOf(size_t index) const;
+
+    const zeft_model& model;
+    const size_t own;
+    std::string letters;
+    std::vector<::option> names;
+};
+
+constexpr int kFirstName = UCHAR_MAX + 1;
+
+CommandLine::CommandLine(const zeft_model& described)
+    : model(described), own(static_cast<size_t>(std::max(described.option_count, 0))) {
+    for (size_t i = 0; i < count(); ++i) {
+        const zeft_option& option = declared(i);
+        const bool isTaken = option.letter && letters.find(option.letter) != std::string::npos;
+        if (option.letter && !isTaken) {
+            letters += option.letter;
+            if (option.argument) letters += ':';
+        }
+        if (!option.name) continue;
+        names.push_back({option.name, option.argument ? required_argument : no_argument, nullptr,
+                         kFirstName + static_cast<int>(i)});
+    }
+    names.push_back({nullptr, 0, nullptr, 0});
+}
+
+size_t CommandLine::indexOf(int found) const {
+    if (found >= kFirstName) return static_cast<size_t>(found - kFirstName);
+    size_t index = 0;
+    while (declared(index).letter != found) ++index;
+    return index;
+}
+
+std::string CommandLine::nameOf(size_t index) const {
+    const zeft_option& option = declared(index);
+    return option.name ? std::string("--") + option.name : std::string("-") + option.letter;
+}
+
+void printUsage(const zeft_model& model, FILE* stream) {
+    std::fprintf(stream, "usage: %s [OPTION]...", programName);
+    if (model.take_operand) std::fprintf(stream, " [%s]", model.operand ? model.operand : "FILE");
+    std::fprintf(stream, "\n");
+}
+
+void printOption(const zeft_option& option) {
+    std::string left = option.letter ? std::string("-") + option.letter : "    ";
+    if (option.letter && option.name) left += ", ";
+    if (option.name) left += std::string("--") + option.name;
+    if (option.argument) left += std::string(" ") + option.argument;
+    std::printf("  %-26s  %s\n", left.c_str(), option.help);
+}
+
+void printHelp(const CommandLine& line) {
+    const zeft_model& model = line.model;
+    printUsage(model, stdout);
+    if (model.take_operand && model.operand && model.operand_help)
+        std::printf("  %-26s  %s\n", model.operand, model.operand_help);
+    if (line.own > 0) std::printf("\nOf this model:\n");
+    for (size_t i = 0; i < line.own; ++i) printOption(model.options[i]);
+    std::printf("\nRunning:\n");
+    for (const Option& option : kOptions)
+        if (!option.comparing) printOption(option.declared);
+    std::printf("\nComparing:\n");
+    for (const Option& option : kOptions)
+        if (option.comparing) printOption(option.declared);
+    std::printf(
+        "\nExit status: 0 when the run went well or model and trace agree, 1 when they differ\n"
+        "or the model found a fault, 2 when it could not run.\n");
+}
+
+enum class Taken { kFine, kRefused, kHelp, kVersion };
+
+Taken take(const CommandLine& line, size_t index, const char* argument, Options& options) {
+    if (index < line.own)
+        return line.model.options[index].take(argument) ? Taken::kFine : Taken::kRefused;
+    const Option& option = kOptions[index - line.own];
+    if (!option.set)
+        return std::strcmp(option.declared.name, "help") == 0 ? Taken::kHelp : Taken::kVersion;
+    return option.set(argument, options) ? Taken::kFine : Taken::kRefused;
+}
+
+/// @return why the options make no sense together, empty if they do
+std::string conflictOf(const CommandLine& line, const std::vector<bool>& used,
+                       const Options& options) {
+    if (options.batch && options.interactive) return "--batch and --interactive exclude each other";
+    if (!options.reference.empty()) return "";
+    for (size_t i = line.own; i < line.count(); ++i)
+        if (used[i] && kOptions[i - line.own].comparing)
+            return line.nameOf(i) + " is of no use without --validate";
+    return "";
+}
+
+bool takeOperands(const zeft_model& model, int argc, char** argv) {
+    for (int i = optind; i < argc; ++i) {
+        if (model.take_operand && model.take_operand(argv[i])) continue;
+        complain("unexpected argument '%s'", argv[i]);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+void complain(const char* format, ...) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s: ", programName);
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vfprintf(stderr, format, arguments);
+    va_end(arguments);
+    std::fputc('\n', stderr);
+}
+
+bool readOptions(const zeft_model& model, int argc, char** argv, Options& options, Status& status) {
+    programName = model.name;
+    const CommandLine line(model);
+    std::vector<bool> used(line.count());
+    const auto refuse = [&] {
+        printUsage(model, stderr);
+        std::fprintf(stderr, "%s --help lists the options\n", programName);
+        status = kCouldNotRun;
+        return false;
+    };
+    optind = 1;
+    for (int found; (found = getopt_long(argc, argv, line.letters.c_str(), line.names.data(),
+                                         nullptr)) != -1;) {
+        if (found == '?') return refuse();
+        const size_t index = line.indexOf(found);
+        used[index] = true;
+        switch (take(line, index, optarg, options)) {
+            case Taken::kFine: continue;
+            case Taken::kRefused:
+                complain("%s cannot be '%s'", line.nameOf(index).c_str(), optarg ? optarg : "");
+                return refuse();
+            case Taken::kHelp: printHelp(line); break;
+            case Taken::kVersion: std::printf("%s (zeft %s)\n", model.name, ZEFT_VERSION); break;
+        }
+        status = kAgrees;
+        return false;
+    }
+    if (!takeOperands(model, argc, argv)) return refuse();
+    const std::string conflict = conflictOf(line, used, options);
+    if (conflict.empty()) return true;
+    complain("%s", conflict.c_str());
+    return refuse();
+}
+
+}  // namespace zeft_harness

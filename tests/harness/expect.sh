@@ -1,0 +1,36 @@
+# shellcheck shell=bash
+# Sourced by the tests of the command line, with the program as first argument.
+counter=$1
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failed=0
+
+# expect STATUS OUTPUT ERRORS ARGUMENT...: regular expressions of what is said on the two streams;
+# '' wants an error stream without a word, and takes any output. A `!` in front wants none of it.
+expect() {
+    local status=0 want=$1 output=$2 errors=$3 good=yes
+    shift 3
+    "$counter" "$@" >out 2>err </dev/null || status=$?
+    [ "$status" -eq "$want" ] || good=
+    case $output in
+        '') ;;
+        !*) ! grep -qE -- "${output#!}" out || good= ;;
+        *) grep -qE -- "$output" out || good= ;;
+    esac
+    if [ -z "$errors" ]; then [ ! -s err ] || good=; else grep -qE -- "$errors" err || good=; fi
+    [ -z "$good" ] || return 0
+    failed=1
+    printf 'FAILED: %s\n  status %s, not %s; output:\n' "$*" "$status" "$want"
+    sed 's/^/    /' out
+    echo '  errors:'
+    sed 's/^/    /' err
+}
+
+holds() { # WHAT COMMAND...: a command that must succeed
+    local what=$1
+    shift
+    "$@" && return
+    failed=1
+    echo "FAILED: $what"
+}

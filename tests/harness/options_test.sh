@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# Options of a free run, and what is wrong with a command line: options_test.sh COUNTER
+. "$(dirname "$0")/expect.sh"
+
+# ---- Help, version, faults of the line
+expect 0 '^usage: counter \[OPTION\]... \[START\]' '' --help
+for option in script interactive batch stop log trace vcd last validate map stimulus clock ignore \
+    synctime threshold verbose help version fault; do
+    holds "--help names --$option" grep -qE -- "--$option( |$)" out
+done
+expect 0 '^counter \(zeft [0-9.]+\)$' '' --version
+expect 0 '^own c' '' -c
+usage='^usage: counter'
+expect 2 '!.' "$usage" --nonsense
+expect 2 '!.' "$usage" --script
+expect 2 '!.' "$usage" 12
+expect 2 '!.' "unexpected argument 'x'" 1 x
+expect 2 '!.' "fault cannot be '-x'" --fault=-x
+expect 2 '!.' "stop cannot be 'soon'" --stop soon
+expect 2 '!.' "stop cannot be '-5ns'" --stop=-5ns
+expect 2 '!.' "stop cannot be '5 parsecs'" --stop '5 parsecs'
+expect 2 '!.' "last cannot be '0'" --last 0
+expect 2 '!.' "last cannot be '99999999999'" --last 99999999999
+expect 2 '!.' "vcd cannot be ''" --vcd ''
+expect 2 '!.' 'exclude each other' --batch -i
+for option in --map=a=b --stimulus=a=b --clock=clk --ignore=x --synctime=1ns --threshold=3 --verbose; do
+    expect 2 '!.' "${option%%=*} is of no use without --validate" "$option"
+    expect 2 '!.' 'cannot be read' --validate missing.vcd "$option"
+done
+for option in --map --stimulus; do
+    for pair in a a= =b ''; do expect 2 '!.' "cannot be '$pair'" --validate r.vcd "$option" "$pair"; done
+done
+
+# ---- Running
+expect 0 'ran until 100ns with count 10' ''
+expect 0 'ran until 100ns with count 13' '' 3
+expect 0 'ran until 40ns with count 4' '' --stop 42ns
+expect 0 'ran until 40ns with count 4' '' --stop .042us
+expect 1 'ran until 100ns' '' --fault checks
+expect 1 'ran until 100ns' '' --fault fatal
+expect 7 'ran until 100ns' '' --fault exit
+expect 0 '!ran until 100ns' '' --fault finish-in-step
+expect 2 '!ran' '' --fault build
+expect 2 '!ran' 'no stimulus of its own' --fault no-run
+expect 2 '!ran' '' --fault registration
+expect 0 '!ran' '' --fault qk_exit-in-build
+
+# ---- The console
+printf 'trace top.count\ntraceto script.vcd\ncontinue 50\nls top.count\ncontinue\n' >script
+expect 0 'top.count +tr : 5' '' --script script --batch
+holds 'the script records' grep -q '^#95' script.vcd
+expect 2 '!ran' 'missing: cannot be read' --script missing
+expect 2 '!ran' 'cannot be read' --script .
+expect 0 'zeft> ' '' --interactive
+echo exit >script
+expect 0 '!ran' '' --script script
+expect 0 'Stopped|\$stop' '' --batch --fault stop
+expect 0 '' '' --log run.log --script script
+holds 'the log has what was said' grep -q '^zeft> exit' run.log
+expect 2 '!ran' 'no/run.log: cannot be written' --log no/run.log
+
+# ---- Recording
+expect 0 'VCD written to file: all.vcd' '' --vcd all.vcd
+holds 'all nets are recorded' grep -q ' done ' all.vcd
+expect 0 'gzipped' '' --vcd some.vcd.gz --trace top.c*
+holds 'some nets are recorded' [ "$(gzip -dc some.vcd.gz | grep -c '^\$var')" = 2 ]
+expect 0 'logfile.vcd' '' --trace top.count
+expect 2 '!ran' 'no/x.vcd: cannot be written' --vcd no/x.vcd
+expect 0 '!VCD written' '' --last 100 --vcd last.vcd
+holds 'a good run saves nothing' [ ! -e last.vcd ]
+expect 1 'last.vcd' '' --last 100 --vcd last.vcd --fault checks
+holds 'a bad run saves its end' grep -q '^#100' last.vcd
+rm last.vcd
+expect 1 'last.vcd' '' --last 100 --vcd last.vcd --fault fatal
+holds 'by qk_exit, too' [ -s last.vcd ]
+expect 2 '' '' --last 100 --vcd no/last.vcd --fault checks
+exit $failed

@@ -1,0 +1,120 @@
+// What a comparison has come to, for those who drive one from a program.
+#include <algorithm>
+
+#include "netdb/live_model.h"
+#include "qkzeft_run.h"
+#include "qkzeft_validate.h"
+#include "run/time.h"
+#include "validate/file_reader.h"
+#include "validate/input_buffer.h"
+
+void QkFileReader::countLinks() {
+    traceKnown = true;
+    stats.signals = static_cast<int>(vcdModel->names.size());
+    stats.linked = stats.comparable = stats.compared = stats.driven = 0;
+    for (const QkVCDName& name : vcdModel->names) stats.linked += name.linked != nullptr;
+    TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+        if (trace->header != trace) return;
+        const QkVCDTrace* const partner = vcdModel->traces.find(trace);
+        const bool isDriven = partner && partner->isStimulus;
+        const bool canBeCompared = isComparable(trace) && !isDriven;
+        stats.driven += isDriven;
+        stats.comparable += canBeCompared;
+        stats.compared += canBeCompared && partner && partner->isComparable();
+    });
+}
+
+const qk_mtc_stats& QkFileReader::currentStats() {
+    if (file) {
+        stats.file_bytes = file->fileBytes();
+        stats.bytes_read = file->position();
+        stats.damaged = file->isDamaged();
+        stats.time = qk_cycle;
+    }
+    stats.differences = nDifferences + nDifferencesTotal;
+    return stats;
+}
+
+// ---- Ports in another place
+
+namespace {
+
+/// How well a scope of the trace would do for one of the model.
+struct Fit {
+    const QkVCDScope* scope;
+    int inputs = 0, ports = 0, names = 0;
+};
+
+std::vector<Fit> fitsOf(const QkVCDModel& vcdModel, const QkScope* liveScope) {
+    std::unordered_map<const QkVCDScope*, Fit> byScope;
+    for (const QkVCDName& name : vcdModel.names) {
+        if (!name.scope || name.scope->linked) continue;
+        const QkName* const live = qkLiveModel->findLocal(liveScope, name.name.c_str());
+        if (!live || live->range().width != name.range.width) continue;
+        Fit& fit = byScope.try_emplace(name.scope, Fit{name.scope}).first->second;
+        ++fit.names;
+        const bool isInput = isStimulus(live);
+        fit.inputs += isInput;
+        fit.ports += isInput || live->typeCode() == QK_type_output;
+    }
+    std::vector<Fit> fits;
+    for (const auto& [scope, fit] : byScope)
+        if (fit.inputs > 0) fits.push_back(fit);
+    // A bench declares nets of the ports' names, too: the scope with more of the insides is better,
+    // and of two that have as much the deeper one.
+    std::sort(fits.begin(), fits.end(), [](const Fit& a, const Fit& b) {
+        if (a.ports != b.ports) return a.ports > b.ports;
+        if (a.names != b.names) return a.names > b.names;
+        const std::string &left = a.scope->fullName, &right = b.scope->fullName;
+        const auto depth = [](const std::string& s) { return std::count(s.begin(), s.end(), '.'); };
+        if (depth(left) != depth(right)) return depth(left) > depth(right);
+        return left < right;
+    });
+    return fits;
+}
+
+/// @return the scopes whose inputs the trace could drive, and of which it drives none
+std::vector<const QkScope*> undrivenScopes(const QkVCDModel& vcdModel) {
+    std::vector<const QkScope*> undriven, driven;
+    const auto contains = [](const auto& scopes, const QkScope* scope) {
+        return std::find(scopes.begin(), scopes.end(), scope) != scopes.end();
+    };
+    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+        if (!isStimulus(name)) return;
+        auto& scopes = vcdModel.partnerOf(name) ? driven : undriven;
+        if (!contains(scopes, name->scope)) scopes.push_back(name->scope);
+    });
+    std::erase_if(undriven, [&](const QkScope* scope) { return contains(driven, scope); });
+    return undriven;
+}
+
+}  // namespace
+
+void QkFileReader::findProposals() {
+    for (const QkScope* const scope : undrivenScopes(*vcdModel)) {
+        const std::vector<Fit> fits = fitsOf(*vcdModel, scope);
+        for (const Fit& fit : fits) {
+            if (fit.ports < fits.front().ports) break;
+            proposals.push_back({scope->fullName.str(), fit.scope->fullName});
+        }
+    }
+}
+
+// ---- The exported functions
+
+int qk_mtc_statistics(qk_mtc_stats* stats) {
+    *stats = {};
+    if (!modelExists()) return 0;
+    *stats = qkLiveModel->reader.currentStats();
+    return qkLiveModel->reader.isTraceKnown();
+}
+
+int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scope) {
+    if (!modelExists() || index < 0) return 0;
+    const auto& proposals = qkLiveModel->reader.proposals;
+    if (static_cast<size_t>(index) >= proposals.size()) return 0;
+    const QkFileReader::Proposal& proposal = proposals[static_cast<size_t>(index)];
+    *model_scope = proposal.model.c_str();
+    *trace_scope = proposal.trace.c_str();
+    return 1;
+}
