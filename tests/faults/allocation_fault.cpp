@@ -1,0 +1,189 @@
+// A whole session in which one allocation fails: the first, in the next process the second, and so
+// on. Whatever fails, the process ends by itself: with its work done, with a message and a status,
+// or with std::bad_alloc at the caller of the library.
+//
+// usage: allocation_fault [STRIDE]
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <new>
+#include <string>
+
+#include "qkzeft.h"
+
+namespace {
+
+long countdown = -1;  // allocations until one fails; negative: none does
+long allocations = 0;
+
+bool mustFail() {
+    ++allocations;
+    return countdown >= 0 && countdown-- == 0;
+}
+
+}  // namespace
+
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __real_realloc(void* block, size_t size);
+char* __real_strdup(const char* text);
+void* __wrap_malloc(size_t size) { return mustFail() ? nullptr : __real_malloc(size); }
+void* __wrap_calloc(size_t count, size_t size) {
+    return mustFail() ? nullptr : __real_calloc(count, size);
+}
+void* __wrap_realloc(void* block, size_t size) {
+    return mustFail() ? nullptr : __real_realloc(block, size);
+}
+char* __wrap_strdup(const char* text) { return mustFail() ? nullptr : __real_strdup(text); }
+}
+
+[[gnu::noinline]] void* operator new(size_t size) {
+    if (void* const block = mustFail() ? nullptr : __real_malloc(size ? size : 1)) return block;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, size_t) noexcept { std::free(block); }
+
+namespace {
+
+struct Design {
+    uint8_t bit = 0;
+    uint64_t low = 1;
+    uint8_t high = 2;
+    uint16_t memory[5] = {1, 2, 3, 4, 5};
+    kelvo_module module{"faults", "top"};
+
+    Design() {
+        const QkGRScope scopes[] = {{0, 1, "u", 0}};
+        const QkGRNet rows[] = {
+            {0, 1, "bit", &bit, 0, 0, 1, 0, 0, 0, 0x20, nullptr, nullptr},
+            {0, 2, "wide", &low, 0, 63, 0x201, 0, 0, 0, 0x20, nullptr, nullptr},
+            {0, 3, "wide", &high, 64, 67, 0x201, 0, 0, 0, 0x20, nullptr, nullptr},
+            {1, 4, "mem", memory, 8, 0, 1 | QK_array, 5, 1, 0, 0, nullptr, nullptr},
+        };
+        QkRegistration::start(&module, 2, 4, true);
+        QkRegistration::addScopes(&module, 1, scopes);
+        QkRegistration::addNets(&module, 4, rows);
+        QkRegistration::end(&module);
+    }
+    void step() {
+        ++qk_cycle;
+        bit ^= 1;
+        low = low * 3 + qk_cycle;
+        high = static_cast<uint8_t>(low >> 60);
+        qk_takenote();
+    }
+};
+
+Design* design = nullptr;
+
+constexpr const char* kSession[] = {
+    "help",
+    "ls",
+    "ls -d *",
+    "ls top.u.mem[]",
+    "trace *",
+    "show top.bit",
+    "traceto a.vcd",
+    "log a.log",
+    "wired top.bit",
+    "savet a.trc",
+    "setvv v = top.wide[3:0], 4(9)",
+    "trace v",
+    "break top.wide == 8'hff",
+    "set top.wide = 100'hfffffffffffffffff",
+    "set top.u.mem[2] = 7",
+    "readmemh top.u.mem image.hex",
+    "writememh top.u.mem out.hex",
+    "lstofile ls.txt *",
+    "circular 100",
+    "loadt a.trc",
+    "save b.vcd.gz",
+    "traceclose",
+};
+
+void session() {
+    qk_prints = [](const char*) {};
+    qk_step_fn = [] {};
+    design = new Design;
+    for (const char* const line : kSession) {
+        qk_cli(line);
+        for (int i = 0; i < 3; ++i) design->step();
+    }
+    qk_mtc_stimulus("top.bit", "top.bit");
+    qk_mtc_map("top", "top");
+    qk_mtc("a.vcd");
+    qk_cli("untrace *");
+    QkVariable* const wide = QkVariable::GetByName("top.wide");
+    if (wide) wide->SetValue(3);
+    qkzeft_display(0, "top", nullptr, 2, 0, "wide %d", 100, uint64_t{1}, uint64_t{2});
+    qkzeft_fclose(0, "top", nullptr, 1, 32, qkzeft_fopen(0, "top", nullptr, 1, 0, "c.txt"));
+}
+
+/// @return whether the child was ended by an assertion, which tells what failed
+bool saysAssertion() {
+    std::ifstream messages("messages");
+    std::string text;
+    std::getline(messages, text, '\0');
+    return text.find("ssertion") != std::string::npos;
+}
+
+/// The child's life. @return its exit status
+int run(long failing) {
+    countdown = failing;
+    try {
+        session();
+    } catch (const std::bad_alloc&) {
+        countdown = -1;
+        return 2;
+    }
+    const bool failed = countdown < 0;
+    countdown = -1;
+    if (failing < 0) std::printf("%ld\n", allocations);
+    return failing < 0 || failed ? 0 : 3;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const long stride = argc > 1 ? std::atol(argv[1]) : 1;
+    char directory[] = "/tmp/zeft-faults-XXXXXX";
+    if (stride < 1 || !mkdtemp(directory) || chdir(directory) != 0) return 2;
+    std::ofstream("image.hex") << "1 2 3 @4 5";
+    int bad = 0;
+    long failing = 0, ended[4] = {};
+    for (bool more = true; more; failing += stride) {
+        std::fflush(nullptr);
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            if (!std::freopen("messages", "w", stderr)) return 9;
+            std::setvbuf(stderr, nullptr, _IONBF, 0);
+            std::exit(run(failing));
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        if (WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT && saysAssertion()) code = 1;
+        if (code == 3) more = false;
+        if (code >= 0 && code <= 3) {
+            ++ended[code];
+            continue;
+        }
+        ++bad;
+        std::printf("allocation %ld: signal %d\n", failing, WTERMSIG(status));
+        if (bad == 20) break;
+    }
+    std::filesystem::current_path("/");
+    std::filesystem::remove_all(directory);
+    std::printf("%ld ran on, %ld ended with a message, %ld threw std::bad_alloc\n", ended[0],
+                ended[1], ended[2]);
+    return bad == 0 ? 0 : 1;
+}
