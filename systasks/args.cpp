@@ -14,12 +14,6 @@
 
 int taskFlags = 0;
 
-int withoutSignedMark(int size) {
-    constexpr int kSignedMark = 0x40000000;
-    if (size > kSignedMark) return size - kSignedMark;
-    return size < -kSignedMark ? size + kSignedMark : size;
-}
-
 namespace {
 
 /// @return the magnitude of a size without a mark
@@ -43,19 +37,6 @@ Block* allocate(size_t count, const char* tag) {
 }
 
 }  // namespace
-
-uint64_t qk_read_chunk(TaskCall& call, int& size) {
-    const int bits = nextBits(size);
-    uint64_t chunk;
-    if (size > 0) {
-        chunk = bits > 32 ? va_arg(call.list, uint64_t) : va_arg(call.list, unsigned);
-    } else {
-        const void* const place = va_arg(call.list, const void*);
-        chunk = place ? loadStorage(place, storageBytes(bits)) : 0;
-    }
-    takeBits(size);
-    return chunk & bitMask(bits);
-}
 
 void qk_skip_arg(TaskCall& call, int size) {
     while (size != 0) {

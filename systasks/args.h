@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "base/storage.h"
+
 struct FreeBlock {
     void operator()(void* block) const { std::free(block); }
 };
@@ -35,10 +37,26 @@ inline constexpr int kInstanceIsModule = 0x23, kNeedsTimescale = 0x21;
 extern int taskFlags;
 
 /// @return the size without the mark of a signed value
-int withoutSignedMark(int size);
+inline int withoutSignedMark(int size) {
+    constexpr int kSignedMark = 0x40000000;
+    if (size > kSignedMark) return size - kSignedMark;
+    return size < -kSignedMark ? size + kSignedMark : size;
+}
 
 /// Takes the next chunk of a value, and its bits from `size`. Bits above the width are cut off.
-uint64_t qk_read_chunk(TaskCall& call, int& size);
+inline uint64_t qk_read_chunk(TaskCall& call, int& size) {
+    const int bits = size > 64 || size < -64 ? 64 : size < 0 ? -size : size;
+    uint64_t chunk = 0;
+    if (size > 0) {
+        chunk = bits > 32 ? va_arg(call.list, uint64_t) : va_arg(call.list, unsigned);
+        size -= bits;
+    } else {
+        const void* const place = va_arg(call.list, const void*);
+        if (place) chunk = loadStorage(place, storageBytes(bits));
+        size += bits;
+    }
+    return chunk & bitMask(bits);
+}
 /// Takes the chunks of a value that are left.
 void qk_skip_arg(TaskCall& call, int size);
 int qk_arg_chunks(int size);

@@ -58,7 +58,8 @@ struct OpenFile {
     Entry* entry = nullptr;
     std::FILE* stream = nullptr;
 
-    explicit OpenFile(unsigned fd) : entry(descriptorEntry(fd)) {
+    /// @param fd  0 gives none: what is wrong has been said
+    explicit OpenFile(unsigned fd) : entry(fd ? descriptorEntry(fd) : nullptr) {
         if (!entry) return;
         stream = streamOf(*entry, fd & ~QK_FD);
         if (!stream) entry->failed = true;
@@ -215,7 +216,7 @@ int qkzeft_fungetc(int flags, const void* instance, const char* scope, int ArgPa
         }
         c = static_cast<unsigned char>(*text.text);
     } else {
-        c = static_cast<unsigned char>(readInteger(call, size));
+        c = static_cast<int>(readInteger(call, size));  // -1, the end of a file, stays out
     }
     const OpenFile file(readDescriptor(call));
     va_end(call.list);
@@ -252,12 +253,9 @@ namespace {
 /// Takes a descriptor; a mask ends the run.
 OpenFile positionedFile(TaskCall& call) {
     const unsigned descriptor = readDescriptor(call);
-    if (descriptor & QK_FD) return OpenFile(descriptor);
-    if (descriptor != 0) fail(call, "Cannot use channel descriptor (%x)", descriptor);
-    OpenFile none(QK_FD);
-    none.entry = nullptr;
-    none.stream = nullptr;
-    return none;
+    if (descriptor == 0 || (descriptor & QK_FD)) return OpenFile(descriptor);
+    fail(call, "Cannot use channel descriptor (%x)", descriptor);
+    return OpenFile(0);
 }
 
 }  // namespace

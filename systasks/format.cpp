@@ -1,9 +1,7 @@
 #include "systasks/format.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
-#include <charconv>
 #include <cstring>
 #include <vector>
 
@@ -12,28 +10,23 @@
 #include "licence/licence.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
+#include "systasks/digits.h"
 
 namespace {
 
 /// The chunks of a value, the least significant first, with a zero chunk behind the last.
 class Value {
 public:
-    Value(TaskCall& call, int size) : bits(widthOf(size)) {
-        const auto wanted = static_cast<size_t>(qk_arg_chunks(size));
-        if (wanted + 1 > few.size()) many.resize(wanted + 1);
-        chunks = many.empty() ? few.data() : many.data();
+    Value(TaskCall& call, int size)
+        : bits(static_cast<size_t>(size < 0 ? -int64_t{size} : int64_t{size})) {
+        if (bits > kFewChunks * 64) many.resize(bits / 64 + 2);
+        chunks = many.empty() ? few : many.data();
         while (size != 0) chunks[count++] = qk_read_chunk(call, size);
         chunks[count] = 0;
     }
     Value(const Value&) = delete;
     Value& operator=(const Value&) = delete;
 
-    /// @return the bits from `at` on, of which at least 58 are good
-    uint64_t from(size_t at) const {
-        const size_t chunk = at / 64, shift = at % 64;
-        const uint64_t low = chunks[chunk] >> shift;
-        return shift == 0 ? low : low | chunks[chunk + 1] << (64 - shift);
-    }
     size_t significantBits() const {
         for (size_t i = count; i-- > 0;)
             if (chunks[i] != 0) return i * 64 + static_cast<size_t>(std::bit_width(chunks[i]));
@@ -45,11 +38,8 @@ public:
     uint64_t* chunks;
 
 private:
-    static size_t widthOf(int size) {
-        const int64_t width = size;
-        return static_cast<size_t>(width < 0 ? -width : width);
-    }
-    std::array<uint64_t, 17> few;
+    static constexpr size_t kFewChunks = 16;
+    uint64_t few[kFewChunks + 1];
     std::vector<uint64_t> many;
 };
 
@@ -60,90 +50,20 @@ bool skipNoValue(TaskCall& call, int size) {
     return size == 0;
 }
 
-constexpr char kDigits[] = "0123456789abcdef";
-
-/// Eight binary digits, or two hexadecimal ones, for each byte.
-struct ByteTexts {
-    char binary[256][8];
-    char hexadecimal[256][2];
-};
-constexpr ByteTexts kBytes = [] {
-    ByteTexts texts{};
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        for (unsigned i = 0; i < 8; ++i) texts.binary[byte][i] = kDigits[byte >> (7 - i) & 1];
-        texts.hexadecimal[byte][0] = kDigits[byte >> 4];
-        texts.hexadecimal[byte][1] = kDigits[byte & 15];
-    }
-    return texts;
-}();
-
 /// Prints a value in a radix that is a power of two.
-template <unsigned kBitsPerDigit>
+template <size_t kBitsPerDigit, char* (*kWrite)(char*, const uint64_t*, size_t)>
 void printPowerOfTwo(Line& line, TaskCall& call, int marked, bool suppress) {
     const int size = withoutSignedMark(marked);
     if (skipNoValue(call, size)) return;
     const Value value(call, size);
     const size_t shown = suppress ? std::max<size_t>(value.significantBits(), 1) : value.bits;
     const size_t digits = (shown + kBitsPerDigit - 1) / kBitsPerDigit;
-    char* out = line.room(digits);
-    size_t left = digits;
-    if constexpr (kBitsPerDigit != 3) {
-        constexpr size_t perByte = 8 / kBitsPerDigit;
-        for (; left % perByte != 0; --left)
-            *out++ = kDigits[value.from((left - 1) * kBitsPerDigit) & bitMask(kBitsPerDigit)];
-        for (; left > 0; left -= perByte) {
-            const size_t byte = (left / perByte) - 1;
-            const auto at = static_cast<uint8_t>(value.chunks[byte / 8] >> (byte % 8 * 8));
-            std::memcpy(out, kBitsPerDigit == 1 ? kBytes.binary[at] : kBytes.hexadecimal[at],
-                        perByte);
-            out += perByte;
-        }
-    } else {
-        for (; left > 0; --left) *out++ = kDigits[value.from((left - 1) * kBitsPerDigit) & 7];
-    }
+    kWrite(line.room(digits + kDigitSlack), value.chunks, digits);
     line.advance(digits);
 }
 
-// ---- Decimal
-
 constexpr size_t kMostDecimalChunks = 16;
 constexpr size_t kMostDecimalDigits = 308;
-constexpr uint64_t kBigStep = 10'000'000'000'000'000'000u;  // 19 digits at a time
-constexpr int kBigStepDigits = 19;
-
-/// Writes digits to the left of `end`. @return where they begin
-char* writeDigits(char* end, uint64_t value) {
-    char text[20];
-    const char* const textEnd = std::to_chars(text, text + sizeof text, value).ptr;
-    const auto length = static_cast<size_t>(textEnd - text);
-    std::memcpy(end - length, text, length);
-    return end - length;
-}
-
-/// Divides a value by kBigStep. @return the remainder
-uint64_t divideByBigStep(uint64_t* chunks, size_t count) {
-    __extension__ using Wide = unsigned __int128;
-    uint64_t remainder = 0;
-    for (size_t i = count; i-- > 0;) {
-        const Wide part = static_cast<Wide>(remainder) << 64 | chunks[i];
-        chunks[i] = static_cast<uint64_t>(part / kBigStep);
-        remainder = static_cast<uint64_t>(part % kBigStep);
-    }
-    return remainder;
-}
-
-/// Writes all digits of a value, which is used up, to the left of `end`.
-char* writeDecimal(char* end, uint64_t* chunks, size_t count) {
-    const auto trim = [&] {
-        while (count > 0 && chunks[count - 1] == 0) --count;
-    };
-    for (trim(); count > 1 || (count == 1 && chunks[0] >= kBigStep); trim()) {
-        char* const begin = writeDigits(end, divideByBigStep(chunks, count));
-        end -= kBigStepDigits;
-        std::memset(end, '0', static_cast<size_t>(begin - end));
-    }
-    return writeDigits(end, count == 1 ? chunks[0] : 0);
-}
 
 /// Makes a value its two's complement.
 void negate(Value& value, size_t count, size_t bits) {
@@ -158,13 +78,13 @@ void negate(Value& value, size_t count, size_t bits) {
 }  // namespace
 
 void printHexadecimal(Line& line, TaskCall& call, int size, bool suppress) {
-    printPowerOfTwo<4>(line, call, size, suppress);
+    printPowerOfTwo<4, writeHexadecimal>(line, call, size, suppress);
 }
 void printOctal(Line& line, TaskCall& call, int size, bool suppress) {
-    printPowerOfTwo<3>(line, call, size, suppress);
+    printPowerOfTwo<3, writeOctal>(line, call, size, suppress);
 }
 void printBinary(Line& line, TaskCall& call, int size, bool suppress) {
-    printPowerOfTwo<1>(line, call, size, suppress);
+    printPowerOfTwo<1, writeBinary>(line, call, size, suppress);
 }
 
 void printDecimal(Line& line, TaskCall& call, int marked, bool suppress) {
@@ -178,19 +98,20 @@ void printDecimal(Line& line, TaskCall& call, int marked, bool suppress) {
     const bool isNegative = isSigned && (value.chunks[count - 1] >> ((bits - 1) % 64) & 1) != 0;
     if (isNegative) negate(value, count, bits);
 
-    char buffer[kMostDecimalDigits + 2 * kBigStepDigits];
+    char buffer[kMostDecimalDigits + kDigitSlack];  // 1024 bits have a digit more than are shown
     char* const end = buffer + sizeof buffer;
     char* begin = writeDecimal(end, value.chunks, count);
     if (static_cast<size_t>(end - begin) > kMostDecimalDigits) {
         begin = end - kMostDecimalDigits;
         *begin = '?';
     }
-    const size_t digits = static_cast<size_t>(end - begin) + (isNegative ? 1 : 0);
+    const auto digits = static_cast<size_t>(end - begin);
+    const size_t length = digits + (isNegative ? 1 : 0);
     const size_t field =
         1 + static_cast<size_t>(static_cast<double>(value.bits) * 0.30102999566) + isSigned;
-    if (!suppress && field > digits) line.fill(field - digits, ' ');
+    if (!suppress && field > length) line.fill(field - length, ' ');
     if (isNegative) line.add('-');
-    line.add({begin, static_cast<size_t>(end - begin)});
+    line.add({begin, digits});
 }
 
 // ---- The walk
@@ -204,13 +125,25 @@ void printCharacter(Line& line, TaskCall& call, int marked) {
     qk_skip_arg(call, size);
 }
 
-void printString(Line& line, TaskCall& call, int marked) {
+void checkLength(size_t bytes) {
     constexpr size_t kMostBytes = 4095;
-    const TextArgument argument = readTextArgument(call, withoutSignedMark(marked));
-    if (!argument.text) return;
-    const size_t length = std::strlen(argument.text);
-    QK_ASSERT_AS(length <= kMostBytes, "r < sizeof(buf)");
-    line.add({argument.text, length});
+    QK_ASSERT_AS(bytes <= kMostBytes, "r < sizeof(buf)");
+}
+
+void printString(Line& line, TaskCall& call, int marked) {
+    const int size = withoutSignedMark(marked);
+    if (size == 0) {
+        const TextArgument argument = readTextArgument(call, size);
+        const std::string_view text(argument.text ? argument.text : "");
+        checkLength(text.size());
+        line.add(text);
+        return;
+    }
+    const Value value(call, size);
+    const size_t length = value.bits / 8;
+    checkLength(length);
+    writeBytes(line.room(length + kDigitSlack), value.chunks, length);
+    line.advance(length);
 }
 
 /// What follows a '%' and needs an argument.
@@ -231,7 +164,19 @@ void printConversion(Line& line, TaskCall& call, char conversion, bool suppress)
     }
 }
 
-bool needsArgument(char c) { return c != '\0' && std::strchr("hxdobcstHXDOBCST", c) != nullptr; }
+bool needsArgument(char c) {
+    switch (c | 0x20) {
+        case 'h':
+        case 'x':
+        case 'd':
+        case 'o':
+        case 'b':
+        case 'c':
+        case 's':
+        case 't': return true;
+        default: return false;
+    }
+}
 
 /// Handles what follows a '%'. @return where the format goes on
 const char* formatConversion(Line& line, TaskCall& call, const char* at) {
@@ -254,16 +199,27 @@ const char* formatConversion(Line& line, TaskCall& call, const char* at) {
     return c ? at + 1 : at;
 }
 
-void formatText(Line& line, TaskCall& call, const char* at) {
-    while (*at) {
-        const char* const percent = std::strchr(at, '%');
-        if (!percent) {
-            line.add(std::string_view(at));
-            return;
+/// Adds the text up to a '%' or to the end. @return where that is
+const char* addPlain(Line& line, const char* at) {
+    constexpr size_t kShort = 16;  // most pieces are
+    char* const out = line.room(kShort);
+    for (size_t i = 0; i < kShort; ++i) {
+        if (at[i] == '%' || at[i] == '\0') {
+            line.advance(i);
+            return at + i;
         }
-        line.add({at, static_cast<size_t>(percent - at)});
-        at = formatConversion(line, call, percent + 1);
+        out[i] = at[i];
     }
+    line.advance(kShort);
+    at += kShort;
+    const char* const end = strchrnul(at, '%');
+    line.add({at, static_cast<size_t>(end - at)});
+    return end;
+}
+
+void formatText(Line& line, TaskCall& call, const char* at) {
+    for (at = addPlain(line, at); *at; at = addPlain(line, at))
+        at = formatConversion(line, call, at + 1);
 }
 
 }  // namespace
@@ -294,6 +250,8 @@ void printLocation(Line& line, const TaskCall& call) {
     }
     line.add(std::string_view(name));
     if (!call.scope || !*call.scope) return;
+    std::string_view scope(call.scope);
+    if (scope.ends_with('.')) scope.remove_suffix(1);
     line.add('.');
-    line.add(std::string_view(call.scope));
+    line.add(scope);
 }

@@ -1,40 +1,21 @@
 #include "systasks/line.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
-#include <utility>
 
-namespace {
-
-constexpr size_t kFirstBytes = 4096;
-
-struct Spare {
-    std::unique_ptr<char[]> text;
-    size_t capacity = 0;
-};
-
-Spare& spare() {
-    static Spare* const kept = new Spare;  // tasks may be called until the very end of the process
-    return *kept;
-}
-
-}  // namespace
-
-Line::Line() : text(std::move(spare().text)), capacity(std::exchange(spare().capacity, 0)) {
-    if (!text) grow(kFirstBytes);
-}
-
-Line::~Line() {
-    if (capacity <= spare().capacity) return;
-    spare().text = std::move(text);
-    spare().capacity = capacity;
-}
+constinit Line::Spare Line::spare = {};
 
 void Line::grow(size_t count) {
-    const size_t wanted = std::max(capacity * 2, used + count);
-    auto larger = std::make_unique_for_overwrite<char[]>(wanted);
-    if (used != 0) std::memcpy(larger.get(), text.get(), used);
-    text = std::move(larger);
+    constexpr size_t kFirstBytes = 4096;
+    const size_t wanted = std::max({kFirstBytes, capacity * 2, used + count});
+    auto* const larger = static_cast<char*>(std::realloc(text, wanted));
+    if (!larger) {
+        std::fprintf(stderr, "realloc failed for %s\n",
+                     text ? "ACC_str_reset" : "qk_ACC_str_reset");
+        std::exit(1);
+    }
+    text = larger;
     capacity = wanted;
 }
 
@@ -51,9 +32,9 @@ void Line::fill(size_t count, char c) {
 }
 
 std::string_view Line::finish(std::string_view ending) {
-    if (const void* const nul = used ? std::memchr(text.get(), '\0', used) : nullptr)
-        used = static_cast<size_t>(static_cast<const char*>(nul) - text.get());
+    if (const void* const nul = std::memchr(text, '\0', used))
+        used = static_cast<size_t>(static_cast<const char*>(nul) - text);
     add(ending);
     *room(1) = '\0';
-    return {text.get(), used};
+    return {text, used};
 }

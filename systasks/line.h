@@ -6,13 +6,19 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <cstdlib>
 #include <string_view>
 
 class Line {
 public:
-    Line();
-    ~Line();
+    Line() : text(spare.text), capacity(spare.capacity) {
+        spare = {};
+        if (!text) grow(1);
+    }
+    ~Line() {
+        std::free(spare.text);
+        spare = {text, capacity};
+    }
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
 
@@ -20,7 +26,7 @@ public:
     /// @return where they go; used up by advance()
     char* room(size_t count) {
         if (capacity - used < count) grow(count);
-        return text.get() + used;
+        return text + used;
     }
     void advance(size_t count) { used += count; }
     void add(char c) {
@@ -34,13 +40,17 @@ public:
     /// @param ending  added behind it
     /// @return the text, ended by a NUL; valid until the next change
     std::string_view finish(std::string_view ending);
-    /// What has been added, NULs included.
-    std::string_view sofar() const { return {text.get(), used}; }
 
 private:
     void grow(size_t count);
 
-    std::unique_ptr<char[]> text;
+    struct Spare {
+        char* text;  ///< null while a task has it
+        size_t capacity;
+    };
+    static constinit Spare spare;  // never released: tasks are called until the process ends
+
+    char* text;
     size_t used = 0;
     size_t capacity;
 };

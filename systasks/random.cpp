@@ -9,38 +9,6 @@
 
 namespace {
 
-void skipText(va_list& list) {
-    if (va_arg(list, const char*)) return;
-    // An array: a word, the element's width, three words more, and a pointer for each 64 bits.
-    va_arg(list, int);
-    const auto width = static_cast<uint32_t>(va_arg(list, uint64_t));
-    for (int field = 0; field < 3; ++field) va_arg(list, uint64_t);
-    for (uint64_t bits = 0; bits < width; bits += 64) va_arg(list, void*);
-}
-
-/// @return the low 32 bits of the next argument; 0 for a text or an array
-int32_t readInteger(va_list& list) {
-    const int size = withoutSignedMark(va_arg(list, int));
-    if (size == 0) {
-        skipText(list);
-        return 0;
-    }
-    uint64_t low = 0;
-    const int64_t width = size < 0 ? -int64_t{size} : size;
-    for (int64_t at = 0; at < width; at += 64) {
-        const int bits = static_cast<int>(width - at < 64 ? width - at : 64);
-        uint64_t chunk = 0;
-        if (size > 0) {
-            chunk = bits > 32 ? va_arg(list, uint64_t) : va_arg(list, unsigned);
-        } else {
-            const void* const place = va_arg(list, const void*);
-            if (place) chunk = loadStorage(place, storageBytes(bits));
-        }
-        if (at == 0) low = chunk & bitMask(bits);
-    }
-    return static_cast<int32_t>(low);
-}
-
 struct Distribution {
     const char* function;
     int32_t (*draw)(uint32_t& seed, int32_t first, int32_t second);
@@ -56,12 +24,13 @@ struct Call {
 };
 
 /// Reads arguments of any form.
-Call readCall(va_list& list, int pairs) {
+Call readCall(TaskCall& task) {
+    const auto nextSize = [&] { return withoutSignedMark(va_arg(task.list, int)); };
     Call call;
-    if (pairs > 0 && withoutSignedMark(va_arg(list, int)) == -32) call.seed = va_arg(list, void*);
+    if (task.count > 0 && nextSize() == -32) call.seed = va_arg(task.list, void*);
     if (!call.seed) return call;
-    if (pairs > 1) call.first = readInteger(list);
-    if (pairs > 2) call.second = readInteger(list);
+    if (task.count > 1) call.first = static_cast<int32_t>(readInteger(task, nextSize()));
+    if (task.count > 2) call.second = static_cast<int32_t>(readInteger(task, nextSize()));
     return call;
 }
 
@@ -132,20 +101,19 @@ constexpr Distribution kErlang = {"qkzeft_erlang", drawErlang,
 
 // Defines a function of the interface. Arguments that are not the usual ones are read again, from a
 // list of their own.
-#define QK_DEFINE_DRAW(name, distribution)                            \
-    int name(int, const void*, const char*, int ArgPairCount, ...) {  \
-        Call call;                                                    \
-        va_list list;                                                 \
-        va_start(list, ArgPairCount);                                 \
-        const bool isUsual = readUsualCall(list, ArgPairCount, call); \
-        va_end(list);                                                 \
-        if (!isUsual) {                                               \
-            va_list again;                                            \
-            va_start(again, ArgPairCount);                            \
-            call = readCall(again, ArgPairCount);                     \
-            va_end(again);                                            \
-        }                                                             \
-        return drawFor(distribution, call, ArgPairCount);             \
+#define QK_DEFINE_DRAW(name, distribution)                                                \
+    int name(int flags, const void* instance, const char* scope, int ArgPairCount, ...) { \
+        Call call;                                                                        \
+        va_list list;                                                                     \
+        va_start(list, ArgPairCount);                                                     \
+        const bool isUsual = readUsualCall(list, ArgPairCount, call);                     \
+        va_end(list);                                                                     \
+        if (!isUsual) {                                                                   \
+            QK_BEGIN_TASK(again, #name);                                                  \
+            call = readCall(again);                                                       \
+            va_end(again.list);                                                           \
+        }                                                                                 \
+        return drawFor(distribution, call, ArgPairCount);                                 \
     }
 
 QK_DEFINE_DRAW(qkzeft_random, kRandom)

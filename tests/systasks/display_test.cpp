@@ -187,6 +187,7 @@ TEST_F(DisplayTest, TheLocationIsTheCallers) {
     EXPECT_EQ(location(0, "top.u", nullptr), "top.u");
     EXPECT_EQ(location(0, "top.u", ""), "top.u");
     EXPECT_EQ(location(4, "top.u", "task"), "top.u.task");
+    EXPECT_EQ(location(4, "top.u", "block."), "top.u.block");
     EXPECT_EQ(location(1, &module, "task"), "u.v.task");
     EXPECT_EQ(location(0x20, &module, nullptr), "u.v");
     EXPECT_EQ(location(0, nullptr, nullptr), "");

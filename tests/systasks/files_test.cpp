@@ -46,6 +46,8 @@ TEST_F(FilesTest, WhatIsWrittenIsReadBack) {
     EXPECT_EQ(qkzeft_fgets(0, "u", nullptr, 2, -16, &two, 32, fd), 0);
     EXPECT_EQ(two, 'b' << 8 | 'c');
     EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
+    EXPECT_EQ(qkzeft_fungetc(0, "u", nullptr, 2, 32, ~0u, 32, fd), -1);
+    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
     close(fd);
     EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
     EXPECT_TRUE(exits.empty());
@@ -95,6 +97,10 @@ TEST_F(FilesTest, FaultyCallsEndTheRun) {
         {"$fclose:\nIllegal file descriptor of 0\n", [](unsigned) { close(0); }},
         {"$fdisplay:\nExpected 32 bit integer file descriptor, got 0 bits\n",
          [](unsigned) { qkzeft_fdisplay(0, "u", nullptr, 1, 0, "text"); }},
+        {"$fgetc:\nExpected 32 bit integer file descriptor, got 64 bits\n",
+         [](unsigned f) { qkzeft_fgetc(0, "u", nullptr, 1, 64, uint64_t{f}); }},
+        {"$rewind:\nIllegal file descriptor of 0\n",
+         [](unsigned) { qkzeft_rewind(0, "u", nullptr, 1, 32, 0u); }},
         {"$fgets:\nFirst argument (str) must be a register\n",
          [](unsigned f) { qkzeft_fgets(0, "u", nullptr, 2, 8, 1u, 32, f); }},
         {"fungetc:\nArgument is null string\n",
