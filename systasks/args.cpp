@@ -21,16 +21,6 @@ unsigned widthOf(int size) {
     return size < 0 ? 0u - static_cast<unsigned>(size) : static_cast<unsigned>(size);
 }
 
-/// @return bits of the chunk that comes next
-int nextBits(int size) { return static_cast<int>(std::min(widthOf(size), 64u)); }
-
-void takeBits(int& size) {
-    if (widthOf(size) <= 64)
-        size = 0;
-    else
-        size += size < 0 ? 64 : -64;
-}
-
 template <class Block>
 Block* allocate(size_t count, const char* tag) {
     return static_cast<Block*>(allocateBlock(count * sizeof(Block), tag));
@@ -39,16 +29,7 @@ Block* allocate(size_t count, const char* tag) {
 }  // namespace
 
 void qk_skip_arg(TaskCall& call, int size) {
-    while (size != 0) {
-        if (size < 0) {
-            va_arg(call.list, const void*);
-        } else if (nextBits(size) > 32) {
-            va_arg(call.list, uint64_t);
-        } else {
-            va_arg(call.list, unsigned);
-        }
-        takeBits(size);
-    }
+    while (size != 0) qk_read_chunk(call, size);
 }
 
 int qk_arg_chunks(int size) { return static_cast<int>((uint64_t{widthOf(size)} + 63) / 64); }
@@ -144,8 +125,8 @@ size_t storeText(int size, size_t length, const char* text, void* const* places)
         uint64_t chunk = 0;
         for (unsigned byte = 0; byte < 8 && left > 0; ++byte) {
             // A character above 127 counts as a negative number, which fills what is above it.
-            const auto c = static_cast<int64_t>(static_cast<signed char>(text[--left]));
-            chunk |= static_cast<uint64_t>(c) << (8 * byte);
+            const uint64_t c = static_cast<unsigned char>(text[--left]);
+            chunk |= ((c ^ 0x80) - 0x80) << (8 * byte);
         }
         const int bits = i + 1 < chunks ? 64 : static_cast<int>((widthOf(size) - 1) % 64 + 1);
         if (places[i]) storeStorage(places[i], storageBytes(bits), chunk & bitMask(bits));

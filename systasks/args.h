@@ -105,4 +105,4 @@ void endRun(int status);
 #define QK_BEGIN_TASK(call, name)                                  \
     TaskCall call{name, flags, instance, scope, ArgPairCount, {}}; \
     taskFlags |= flags;                                            \
-    va_start(call.list, ArgPairCount)
+    va_start((call).list, ArgPairCount)

@@ -77,14 +77,14 @@ void negate(Value& value, size_t count, size_t bits) {
 
 }  // namespace
 
-void printHexadecimal(Line& line, TaskCall& call, int size, bool suppress) {
-    printPowerOfTwo<4, writeHexadecimal>(line, call, size, suppress);
+void printHexadecimal(Line& line, TaskCall& call, int marked, bool suppress) {
+    printPowerOfTwo<4, writeHexadecimal>(line, call, marked, suppress);
 }
-void printOctal(Line& line, TaskCall& call, int size, bool suppress) {
-    printPowerOfTwo<3, writeOctal>(line, call, size, suppress);
+void printOctal(Line& line, TaskCall& call, int marked, bool suppress) {
+    printPowerOfTwo<3, writeOctal>(line, call, marked, suppress);
 }
-void printBinary(Line& line, TaskCall& call, int size, bool suppress) {
-    printPowerOfTwo<1, writeBinary>(line, call, size, suppress);
+void printBinary(Line& line, TaskCall& call, int marked, bool suppress) {
+    printPowerOfTwo<1, writeBinary>(line, call, marked, suppress);
 }
 
 void printDecimal(Line& line, TaskCall& call, int marked, bool suppress) {

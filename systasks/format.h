@@ -5,12 +5,13 @@
 #include "systasks/line.h"
 
 /// Adds a value's digits.
+/// @param marked    size, with the mark of a signed value if it is one
 /// @param suppress  no leading zeros and blanks
-using Printer = void (*)(Line& line, TaskCall& call, int size, bool suppress);
-void printHexadecimal(Line& line, TaskCall& call, int size, bool suppress);
-void printDecimal(Line& line, TaskCall& call, int size, bool suppress);
-void printOctal(Line& line, TaskCall& call, int size, bool suppress);
-void printBinary(Line& line, TaskCall& call, int size, bool suppress);
+using Printer = void (*)(Line& line, TaskCall& call, int marked, bool suppress);
+void printHexadecimal(Line& line, TaskCall& call, int marked, bool suppress);
+void printDecimal(Line& line, TaskCall& call, int marked, bool suppress);
+void printOctal(Line& line, TaskCall& call, int marked, bool suppress);
+void printBinary(Line& line, TaskCall& call, int marked, bool suppress);
 
 /// Formats all pairs that are left: format strings with their values, and values alone.
 void formatArguments(Line& line, TaskCall& call, Printer defaultPrinter);
