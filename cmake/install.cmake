@@ -1,10 +1,12 @@
-# Installation: headers, both libraries, the CMake package `zeft` and the pkg-config module `zeft`.
+# Installation: headers, both libraries and zeft_main, the CMake package `zeft`, the pkg-config modules
+# `zeft` and `zeft-main`, and the manual pages.
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zeft)
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
-install(TARGETS zeft_shared zeft_static EXPORT zeftTargets)
+install(FILES ${PROJECT_SOURCE_DIR}/harness/zeft_main.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS zeft_shared zeft_static zeft_main EXPORT zeftTargets)
 install(EXPORT zeftTargets NAMESPACE zeft:: DESTINATION ${package_dir})
 
 configure_package_config_file(
@@ -15,8 +17,15 @@ write_basic_package_version_file(
 install(FILES ${PROJECT_BINARY_DIR}/zeftConfig.cmake ${PROJECT_BINARY_DIR}/zeftConfigVersion.cmake
         DESTINATION ${package_dir})
 
-# The module finds its prefix from where it lies, so that an installed tree can be moved.
+# The modules find their prefix from where they lie, so that an installed tree can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pkgconfig_prefix /${pkgconfig_dir} /)
-configure_file(${PROJECT_SOURCE_DIR}/cmake/zeft.pc.in ${PROJECT_BINARY_DIR}/zeft.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/zeft.pc DESTINATION ${pkgconfig_dir})
+foreach(module zeft zeft-main)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/${module}.pc.in ${PROJECT_BINARY_DIR}/${module}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${module}.pc DESTINATION ${pkgconfig_dir})
+endforeach()
+
+foreach(section 1 3 7)
+    file(GLOB pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.${section})
+    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()

@@ -10,16 +10,21 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 
 set(export_map ${PROJECT_SOURCE_DIR}/cmake/exported.map)
+# The version of the interface that models are compiled against, which qk_vercheck() tells, too.
+set(ZEFT_ABI 8)
 add_library(zeft_shared SHARED $<TARGET_OBJECTS:zeft_objects>)
 set_target_properties(zeft_shared PROPERTIES
     OUTPUT_NAME zeft EXPORT_NAME shared LINKER_LANGUAGE CXX
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${export_map})
+    VERSION ${ZEFT_ABI}.${PROJECT_VERSION} SOVERSION ${ZEFT_ABI} LINK_DEPENDS ${export_map})
 target_link_options(zeft_shared PRIVATE -Wl,--version-script=${export_map} -Wl,-z,defs)
 target_link_libraries(zeft_shared PRIVATE ZLIB::ZLIB)
 
 # GNU's own, also beside clang. The groups of inline functions are dissolved: a local member of a
 # group that the linker drops in favour of a user's copy would leave a dangling reference.
 find_program(ZEFT_LD NAMES ld.bfd REQUIRED)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(ld_machine -m elf_i386)  # ld takes the machine it runs on
+endif()
 find_program(ZEFT_OBJCOPY NAMES objcopy REQUIRED)
 find_program(ZEFT_NM NAMES nm REQUIRED)
 set(joined ${PROJECT_BINARY_DIR}/zeft.o)
@@ -28,7 +33,7 @@ add_custom_command(
     OUTPUT ${joined}
     BYPRODUCTS ${visible}
     COMMAND ${ZEFT_NM} -D --defined-only --format=just-symbols $<TARGET_FILE:zeft_shared> > ${visible}
-    COMMAND ${ZEFT_LD} -r --force-group-allocation -o ${joined} $<TARGET_OBJECTS:zeft_objects>
+    COMMAND ${ZEFT_LD} ${ld_machine} -r --force-group-allocation -o ${joined} $<TARGET_OBJECTS:zeft_objects>
     COMMAND ${ZEFT_OBJCOPY} --keep-global-symbols=${visible} ${joined}
     DEPENDS zeft_shared $<TARGET_OBJECTS:zeft_objects>
     COMMENT "Joining the static library"

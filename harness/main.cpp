@@ -3,6 +3,7 @@
 #include "zeft_main.h"
 
 #include <qkzeft.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -59,11 +60,12 @@ void atExit() {
 
 // ---- Preparations
 
+/// Without opening it: a pipe opens only once.
 bool isReadable(const std::string& path) {
-    FILE* const file = std::fopen(path.c_str(), "r");
-    const bool readable = file && (std::fgetc(file) != EOF || !std::ferror(file));
+    struct stat status;
+    const bool readable = access(path.c_str(), R_OK) == 0 && stat(path.c_str(), &status) == 0 &&
+                          !S_ISDIR(status.st_mode);
     if (!readable) complain("%s: cannot be read", path.c_str());
-    if (file) std::fclose(file);
     return readable;
 }
 

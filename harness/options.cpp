@@ -117,7 +117,7 @@ const Option kOptions[] = {
 
 /// All options of a program, its own first, in the form that getopt_long() wants.
 struct CommandLine {
-    explicit CommandLine(const zeft_model& model);
+    explicit CommandLine(const zeft_model& theModel);
     const zeft_option& declared(size_t index) const {
         return index < own ? model.options[index] : kOptions[index - own].declared;
     }
@@ -134,8 +134,8 @@ struct CommandLine {
 
 constexpr int kFirstName = UCHAR_MAX + 1;
 
-CommandLine::CommandLine(const zeft_model& described)
-    : model(described), own(static_cast<size_t>(std::max(described.option_count, 0))) {
+CommandLine::CommandLine(const zeft_model& theModel)
+    : model(theModel), own(static_cast<size_t>(std::max(theModel.option_count, 0))) {
     for (size_t i = 0; i < count(); ++i) {
         const zeft_option& option = declared(i);
         const bool isTaken = option.letter && letters.find(option.letter) != std::string::npos;

@@ -23,7 +23,7 @@ struct zeft_option {
     const char* name;      ///< as in `--cycles`, without the hyphens; null for none
     const char* argument;  ///< what the help calls its argument; null: it takes none
     const char* help;      ///< one line; not null
-    /// Takes the argument, null where there is none. @return false to refuse it
+    /// Takes the argument, null where there is none; not null. @return false to refuse it
     bool (*take)(const char* argument);
 };
 

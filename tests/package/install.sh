@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Installs a build, links the model of user/ to it in each way there is, and compares what it says:
+# Installs a build, links the models of user/ and of tests/harness/ to it in each way there is, compares
+# what the one says, and the other with a trace:
 # install.sh BUILD_DIR LIBDIR COMPILER FLAGS
 set -eu
 build=$1 libdir=$2 compiler=$3 flags=$4
 user=$(cd "$(dirname "$0")/user" && pwd)
+model=$(cd "$(dirname "$0")/../harness" && pwd)/counter.cpp
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -13,12 +15,22 @@ mv installed prefix # an installed tree can be moved
 prefix=$work/prefix
 export LD_LIBRARY_PATH=$prefix/$libdir
 
-check() { # HOW PROGRAM [LIBRARY]: runs a model; a library named must be needed, else none of ours
-    needs=$(readelf -d "$2" | sed -n 's/.*(NEEDED).*\[\(libzeft.*\)\]/\1/p')
-    [ "$needs" = "${3-}" ] || { echo "$1: needs '$needs', not '${3-}'"; exit 1; }
+sed 's/^b10 n/b110 n/' "$user/reference.vcd" >wrong.vcd
+
+# check HOW FOLDER [LIBRARY]: runs the models; a library named must be needed, else none of ours
+check() {
+    for program in counter model; do
+        needs=$(readelf -d "$2/$program" | sed -n 's/.*(NEEDED).*\[\(libzeft.*\)\]/\1/p')
+        [ "$needs" = "${3-}" ] || { echo "$1: $program needs '$needs', not '${3-}'"; exit 1; }
+    done
     mkdir "$1.run"
-    (cd "$1.run" && "$work/$2" >../said && gzip -t counter.vcd.gz) || { echo "$1: fails"; exit 1; }
+    (cd "$1.run" && "$work/$2/counter" >../said && gzip -t counter.vcd.gz) ||
+        { echo "$1: fails"; exit 1; }
     diff -u "$user/expected.txt" said || { echo "$1: says something else"; exit 1; }
+    "$2/model" --validate "$user/reference.vcd" >said || { cat said; echo "$1: disagrees"; exit 1; }
+    status=0
+    "$2/model" --validate wrong.vcd >said || status=$?
+    [ $status -eq 1 ] || { cat said; echo "$1: overlooks a difference"; exit 1; }
     echo "$1: ok"
 }
 
@@ -26,7 +38,7 @@ project() { # HOW OPTION...: builds the model with the CMake package
     how=$1
     shift
     if ! {
-        cmake -S "$user" -B "$how" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
+        cmake -S "$user" -B "$how" -G Ninja -DMODEL_SOURCE="$model" -DCMAKE_PREFIX_PATH="$prefix" \
             -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" "$@" &&
             cmake --build "$how"
     } >"$how.log"; then
@@ -35,22 +47,27 @@ project() { # HOW OPTION...: builds the model with the CMake package
     fi
 }
 project default
-check default default/counter
+check default default
 project chosen -DBUILD_SHARED_LIBS=ON
-check chosen chosen/counter libzeft.so.3
+check chosen chosen libzeft.so.8
 project component -DZEFT_FORM=shared
-check component component/counter libzeft.so.3
+check component component libzeft.so.8
 
-module() { PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig pkg-config "$@" zeft; }
+module() { PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig pkg-config "$@"; }
 # shellcheck disable=SC2046,SC2086 # lists of flags
-plain() { # HOW FLAG...: builds the model by hand
-    how=$1
-    shift
-    "$compiler" -std=c++11 $flags $(module --cflags) "$user/counter.cpp" -o "$how" "$@"
+plain() { # HOW PKG_CONFIG_OPTION LINKER_FLAG...: builds the models by hand
+    how=$1 kind=$2 static=${3-} shared=${4-}
+    mkdir "$how"
+    "$compiler" -std=c++11 $flags $(module --cflags zeft) "$user/counter.cpp" -o "$how/counter" \
+        $static $(module $kind --libs zeft) $shared
+    "$compiler" -std=c++11 $flags $(module --cflags zeft-main) "$model" -o "$how/model" \
+        $static $(module $kind --libs zeft-main) $shared
 }
-# shellcheck disable=SC2046
-plain pc_shared $(module --libs)
-check pc_shared pc_shared libzeft.so.3
-# shellcheck disable=SC2046
-plain pc_static -Wl,-Bstatic $(module --libs --static) -Wl,-Bdynamic
+plain pc_shared ""
+check pc_shared pc_shared libzeft.so.8
+plain pc_static --static -Wl,-Bstatic -Wl,-Bdynamic
 check pc_static pc_static
+
+for page in "$user"/../../../docs/man/*.[137]; do
+    [ -e "$prefix/share/man/man${page##*.}/${page##*/}" ] || { echo "$page is not installed"; exit 1; }
+done
