@@ -1,7 +1,7 @@
-// Model of counter.v, in the form that a generator emits, with its bench: counter [-i]
+// Model of counter.v, in the form that a generator emits, with its bench.
 #include <qkzeft.h>
 #include <stdint.h>
-#include <string.h>
+#include <zeft_main.h>
 
 // An instance with an object of its own.
 class lap : public kelvo_module {
@@ -133,30 +133,42 @@ void counter::settle() {
 
 // ---- The bench: it drives the inputs as tb of counter.v does.
 
-static counter* theCounter;
-static void evaluate() { theCounter->step(); }
-
-int main(int argc, char** argv) {
+struct Bench {
     uint8_t clk = 0, clear = 1, count = 0;
-    counter dut(&clk, &clear, &count);
-    theCounter = &dut;
-    qk_set_timescale("counter", -9, -9);
-    dut.qk_setup("counter", nullptr);
-    dut.qk_netlist();
-    qk_step_fn = evaluate;  // for a comparison with a reference trace
-    qk_sigint_install();
+    counter dut{&clk, &clear, &count};
+};
+static Bench* bench;
 
-    if (argc > 1 && strcmp(argv[1], "-i") == 0) qk_cli("cli");
+static bool build() {
+    bench = new Bench;  // until the process ends
+    qk_set_timescale("counter", -9, -9);
+    bench->dut.qk_setup("counter", nullptr);
+    bench->dut.qk_netlist();
+    return true;
+}
+
+static void evaluate() { bench->dut.step(); }
+
+static int run(uint64_t stop) {
+    const uint64_t end = stop < 10000 ? stop : 10000;
     qk_takenote();
-    for (uint64_t time = 1; time <= 10000; ++time) {
+    for (uint64_t time = 1; time <= end; ++time) {
         const bool edge = time % 5 == 0;
-        if (edge) clk ^= 1;
-        if (time == 12) clear = 0;
+        if (edge) bench->clk ^= 1;
+        if (time == 12) bench->clear = 0;
         if (!edge && time != 12) continue;
         qk_set_time(time);
-        dut.step();
+        evaluate();
         qk_takenote();
     }
-    kelvo_finish();
     return 0;
+}
+
+int main(int argc, char** argv) {
+    zeft_model model;
+    model.name = "counter";
+    model.build = build;
+    model.step = evaluate;
+    model.run = run;
+    return zeft_main(model, argc, argv);
 }
