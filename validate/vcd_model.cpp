@@ -22,6 +22,10 @@ size_t numberOf(std::string_view code) {
     return number;
 }
 
+uint32_t hashOfName(std::string_view fullName) {
+    return static_cast<uint32_t>(std::hash<std::string_view>{}(fullName));
+}
+
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
     const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
@@ -106,8 +110,13 @@ void QkVCDModel::addParameter(std::string_view code) {
 // ---- Names and variables
 
 QkVCDName* QkVCDModel::findName(std::string_view fullName) const {
-    const auto found = nameTable.find(fullName);
-    return found == nameTable.end() ? nullptr : found->second;
+    return findName(fullName, hashOfName(fullName));
+}
+
+QkVCDName* QkVCDModel::findName(std::string_view fullName, uint32_t hash) const {
+    const uint32_t id = namesByFullName.find(
+        hash, [&](uint32_t candidate) { return allNames[candidate]->fullName == fullName; });
+    return id == HashIndex::kNone ? nullptr : allNames[id];
 }
 
 QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name,
@@ -119,9 +128,11 @@ QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name
         name.remove_prefix(dot + 1);
     }
     if (!scope) scope = findOrCreateScope(nullptr, "toplevel", false);
-    std::string fullName = scope->fullName + ".";
-    fullName += name;
-    if (QkVCDName* const found = findName(fullName)) {
+    std::string fullName;
+    fullName.reserve(scope->fullName.size() + 1 + name.size());
+    fullName.append(scope->fullName).append(".").append(name);
+    const uint32_t hash = hashOfName(fullName);
+    if (QkVCDName* const found = findName(fullName, hash)) {
         BitRange& whole = found->range;
         const bool joins =
             whole.isRange && range.isRange &&
@@ -133,9 +144,11 @@ QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name
         }
         return found;
     }
-    QkVCDName& made = names.emplace_back(QkVCDName{std::string(name), fullName, scope, range});
+    QkVCDName& made =
+        names.emplace_back(QkVCDName{std::string(name), std::move(fullName), scope, range});
     ++scope->nameCount;
-    nameTable.emplace(std::move(fullName), &made);
+    namesByFullName.insert(hash, static_cast<uint32_t>(allNames.size()));
+    allNames.push_back(&made);
     return &made;
 }
 

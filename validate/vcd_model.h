@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/bit_range.h"
+#include "netdb/index.h"
 #include "validate/compare.h"
 
 class QkScope;
@@ -107,6 +108,7 @@ private:
 
     QkVCDId* findOrCreateId(std::string_view code, int width, bool isReal);
     void enter(std::string_view code, QkVCDId* id);
+    QkVCDName* findName(std::string_view fullName, uint32_t hash) const;
     QkVCDName* findOrCreateName(QkVCDScope* scope, std::string_view name, const BitRange& range);
 
     std::deque<QkVCDScope> scopeStore;
@@ -114,7 +116,8 @@ private:
     std::deque<QkVCDId> ids;
     std::vector<QkVCDId*> shortCodes;  ///< by number
     ByText<QkVCDId*> longCodes;
-    ByText<QkVCDName*> nameTable;      ///< by full name
+    HashIndex namesByFullName;  ///< to places in allNames
+    std::vector<QkVCDName*> allNames;
     std::vector<QkVCDName*> partners;  ///< by QkName::id
     std::unordered_map<const QkScope*, QkVCDScope*> scopePartners;
 };
