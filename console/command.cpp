@@ -63,6 +63,8 @@ constinit QkCommand builtIns[] = {
     {"traceclose", kFreeText, kListed, kAlways, "traceclose                      close VCD trace output file", tracecloseCommand},
     {"save", kFileName, kListed, kAlways, "save        [<filename>]        save VCD file", saveCommand},
     {"circular", kNumberOrTime, kListed, kAlways, "circular    [n|0]               enable/disable VCD circular buffering", circularCommand},
+    {"savesim", kFileName, kListed, kAlways, "savesim     <filename-prefix>   save simulation state", savesimCommand},
+    {"loadsim", kFreeText, kListed, kAlways, "loadsim     <filename-prefix>   load simulation state", loadsimCommand},
     {"savet", kFileName, kListed, kAlways, "savet       <filename>          save trace list", savetCommand},
     {"loadt", kFileName, kListed, kAlways, "loadt       <filename>          load trace list", loadtCommand},
     {"log", kFileName, kListed, kAlways, kLogHelp, logCommand},

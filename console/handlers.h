@@ -20,6 +20,9 @@ int readmemhCommand(const char* argument);  // readmem.cpp
 int readmembCommand(const char* argument);
 int writememhCommand(const char* argument);
 
+int savesimCommand(const char* argument);  // simstate.cpp
+int loadsimCommand(const char* argument);
+
 int lsCommand(const char* argument);  // listing.cpp
 int lstofileCommand(const char* argument);
 int wiredCommand(const char* argument);

@@ -51,6 +51,18 @@ QK_API int qk_save(const char* filename);
 /// @return 1
 QK_API int qk_circular(int n);
 
+/// Saves the state of the model: the values of all nets and the time in `PREFIX.vcd`, and an image
+/// of each array in `PREFIX.NAME` with its full name. A command `extend_savesim`, if the model has
+/// registered one, is called last with the prefix: it saves what is in no net.
+/// @param prefix  null or empty means "qk_savesim"
+/// @return 1, or 0 with a message; files already written stay
+QK_API int qk_savesim(const char* prefix);
+/// Gives the nets, the arrays and the time what qk_savesim() has saved, in a model of the same
+/// design; the time goes forward only. Calls `extend_loadsim`, if there is one, last.
+/// @param prefix  null or empty means "qk_savesim"
+/// @return 1, or 0 with a message; what was loaded before the fault stays
+QK_API int qk_loadsim(const char* prefix);
+
 }  // extern "C"
 
 #endif

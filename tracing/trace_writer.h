@@ -80,6 +80,12 @@ public:
     /// Writes what is left of the history and closes the open file, if there is one.
     void closeFile();
 
+    // ---- State (tracing/state_dump.cpp)
+
+    /// Writes the values of all nets but arrays to a file of their own. History and the open file
+    /// are left alone. @return whether all was written; messages tell why not
+    bool saveState(const char* filename);
+
 private:
     // Active traces.
     void activate(QkTrace* trace);

@@ -104,9 +104,10 @@ void QkVcdFile::flush() {
     used = 0;
 }
 
-void QkVcdFile::sync() {
+bool QkVcdFile::sync() {
     flush();
     if (!flushStream() && error == 0) error = errno ? errno : EIO;
+    return error == 0;
 }
 
 void QkVcdFile::makeRoom(size_t bytes) {

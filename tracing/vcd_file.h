@@ -24,7 +24,8 @@ public:
 
     virtual bool open() = 0;
     /// Writes what is buffered, so that the file can be read.
-    void sync();
+    /// @return whether all that was written so far went out
+    bool sync();
     /// Writes what is buffered, closes the stream and prints where the text went.
     void close();
 

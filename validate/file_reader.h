@@ -77,6 +77,12 @@ public:
     /// @return whether the model is within a step: the file cannot be exchanged then
     bool isPassRunning() const { return passRunning; }
 
+    // ---- Saved state (validate/load_state.cpp)
+
+    /// Gives the nets of the model the values in a file, and the model its time. @return 1, or 0
+    /// with messages
+    int loadState(const char* path);
+
     // ---- Options; kept from file to file
 
     int threshold = 10;  ///< differences at which the run stops, -1 for no limit
@@ -176,6 +182,7 @@ private:
     // Statistics.
     void countLinks();
     void findProposals();
+    bool readState();
 
     std::unique_ptr<VcdInputBuffer> file;
     qk_mtc_stats stats{};

@@ -131,7 +131,7 @@ int QkFileReader::linkModel() {
         QkName* const live = liveS ? qkLiveModel->findLocal(liveS, name.name.c_str()) : nullptr;
         if (!live || !linkTo(&name, live)) continue;
         ++matched;
-        if (isComparable(live->trace)) addTrace(&name, TraceUse{});
+        if (!loadingState && isComparable(live->trace)) addTrace(&name, TraceUse{});
     }
     if (loadingState) return reportMissingSignals();
     reportCounts(signals, matched);

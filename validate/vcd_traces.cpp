@@ -219,7 +219,13 @@ void writeBitString(QkTrace* trace, const BitString& bits) {
         const uint64_t value = (old & ~digits.known) | (ones & digits.known);
         const BitRange& range = part->range;
         const int lowest = range.isRange && range.reversed ? range.msb : range.lsb;
-        if (value != old) writeBits(part, 0, lowest, width, value);
+        if (value == old) return;
+        // Saved state has a value for each copy of a net.
+        if (qkLiveModel->reader.loadingState)
+            storeStorage(part->address, part->elementBytes(),
+                         part->invert ? value ^ bitMask(width) : value);
+        else
+            writeBits(part, 0, lowest, width, value);
     });
 }
 

@@ -1,0 +1,96 @@
+// savesim and loadsim: the state of the model as ordinary files, one VCD for all scalars and a
+// memory image for each array.
+#include <cstdio>
+#include <string>
+
+#include "console/handlers.h"
+#include "console/memory_image.h"
+#include "console/printout.h"
+#include "licence/licence.h"
+#include "netdb/live_model.h"
+#include "qkzeft_console.h"
+#include "qkzeft_run.h"
+
+namespace {
+
+std::string prefixFrom(const char* prefix) { return prefix && *prefix ? prefix : "qk_savesim"; }
+
+bool saveArray(const QkTrace* array, const char* fileName) {
+    std::FILE* const file = std::fopen(fileName, "w");
+    if (!file) {
+        say("Cannot open '%s' for writing\n", fileName);
+        return false;
+    }
+    writeMemoryImage(file, array);
+    const bool failed = std::ferror(file) != 0;
+    if (std::fclose(file) != 0 || failed) {
+        say("Error on write to '%s'\n", fileName);
+        return false;
+    }
+    say("Array written to file: %s\n", fileName);
+    return true;
+}
+
+bool loadArray(QkTrace* array, const char* fileName) {
+    MemoryImage image{fileName, 16};
+    image.whole = true;
+    if (!loadMemoryImage(array, image)) return false;
+    say("Array read from file: %s\n", fileName);
+    return true;
+}
+
+/// Calls visit(trace, fileName) for each array until one fails. @return whether none did
+template <class Visit>
+bool eachArray(const std::string& prefix, Visit&& visit) {
+    const auto fails = [&](QkTrace* trace) {
+        if (!trace->isArray() || !trace->names) return false;  // a part, or an inverted form
+        return !visit(trace, (prefix + "." + FullName(trace->names).c_str()).c_str());
+    };
+    return !TraceRing::find(qkLiveModel->traces, fails);
+}
+
+/// Has the model add what the files cannot hold, if it has registered a command for that.
+void extend(const char* command, const std::string& prefix) {
+    qk_cli((std::string(command) + " " + prefix).c_str());
+}
+
+}  // namespace
+
+int qk_savesim(const char* given) {
+    completeRegistration(true, 0);
+    if (!licensed(Gate::kSavesim)) return 0;
+    const std::string prefix = prefixFrom(given);
+    if (!qkLiveModel->writer.saveState((prefix + ".vcd").c_str())) return 0;
+    if (!eachArray(prefix, saveArray)) return 0;
+    extend("extend_savesim", prefix);
+    return 1;
+}
+
+int qk_loadsim(const char* given) {
+    completeRegistration(true, 0);
+    if (!licensed(Gate::kSavesim)) return 0;
+    if (qkLiveModel->reader.runningFromVCD) {
+        qk_printf("Cannot load state while checking against trace file\n");
+        return 0;
+    }
+    const std::string prefix = prefixFrom(given);
+    const std::string fileName = prefix + ".vcd";
+    if (!qkLiveModel->reader.loadState(fileName.c_str())) return 0;
+    say("Trace data read from file: %s\n", fileName.c_str());
+    if (!eachArray(prefix, loadArray)) return 0;
+    extend("extend_loadsim", prefix);
+    return 1;
+}
+
+int savesimCommand(const char* argument) {
+    if (!qk_savesim(argument)) say("savesim: command failed\n");
+    return 1;
+}
+
+int loadsimCommand(const char* argument) {
+    if (qkLiveModel->reader.runningFromVCD)
+        say("loadsim cannot be used when ZEFT Validate is active\n");
+    else if (!qk_loadsim(argument))
+        say("loadsim: command failed\n");
+    return 1;
+}

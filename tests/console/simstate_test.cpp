@@ -1,0 +1,193 @@
+// Saving and loading the state of the simulation.
+#include <zlib.h>
+
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include "console/console.h"
+#include "tests/console/console_fixture.h"
+
+namespace {
+
+/// Storage of a module with nets that have no variable, or more than one.
+struct ChildStorage {
+    uint8_t flag = 1;  // and its inverse, which another name stands for
+    uint16_t instruction = 0xbeef;
+    uint16_t pcCopy = 0x0120;  // of top.cpu.pc, late by a wave
+    uint8_t constant = 3;      // never written
+    uint8_t bits[3] = {1, 0, 1};
+};
+
+using Bytes = std::string;
+
+template <class T>
+Bytes bytesOf(const T& object) {
+    Bytes bytes(sizeof object, '\0');
+    std::memcpy(bytes.data(), &object, sizeof object);
+    return bytes;
+}
+
+class SimstateTest : public ConsoleTest {
+protected:
+    void SetUp() override {
+        ConsoleTest::SetUp();
+        QkGRNet copy = net(0, 3, "pc", &child.pcCopy, 15, 0, 1, QK_flag_shadow);
+        copy.trace_word = &model.pc;
+        QkGRNet inverse = net(0, 5, "none", nullptr, 0, 0, 0, QK_flag_replaced);
+        inverse.replacement = -1;
+        const QkGRNet rows[] = {
+            net(0, 1, "flag", &child.flag, 0, 0), net(0, 2, "instr", &child.instruction, 15, 0),
+            copy, net(0, 4, "rom", &child.constant, 1, 0, 1, QK_flag_never_write), inverse};
+        const QkGRExtract slices[] = {{0, "opcode", 0, 3, 0, 2, 12, 0}};
+        const QkGRTerm terms[] = {{0, "a", 0, 15, 0, 2}, {0, "low", 0, 3, 0, 2}};
+        auto* const module = new kelvo_module("child", "child");
+        QkRegistration::start(module, 1, 5, false);
+        QkRegistration::addNets(module, 5, rows);
+        QkRegistration::addExtracts(module, 1, slices);
+        QkRegistration::addTerms(module, 2, terms);
+        QkRegistration::end(module);
+        completeRegistration(true, 0);
+        qk_cycle = 7;
+    }
+
+    /// Inverts all that the model has registered.
+    static void scribble() {
+        std::set<const void*> done;
+        TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+            if (!trace->address || trace->flags & QK_flag_never_write) return;
+            if (!done.insert(trace->address).second) return;
+            const int bytes = trace->elementBytes();
+            char* at = static_cast<char*>(trace->address);
+            for (uint32_t i = 0; i < std::max(trace->nel, 1u); ++i, at += bytes)
+                storeStorage(at, bytes, loadStorage(at, bytes) ^ bitMask(trace->width()));
+        });
+    }
+    Bytes state() const { return bytesOf(model) + bytesOf(child); }
+
+    ChildStorage child;
+};
+
+TEST_F(SimstateTest, EveryBitOfTheStorageComesBack) {
+    const Bytes saved = state();
+    trace("top.cpu.*");
+    qk_traceto("trace.vcd");
+    EXPECT_THAT(run("savesim half"), testing::AllOf(testing::HasSubstr("half.vcd\n"),
+                                                    testing::HasSubstr("Array written to file: "
+                                                                       "half.top.cpu.lane[1]\n"),
+                                                    testing::Not(testing::HasSubstr("failed"))));
+    EXPECT_THAT(readVcd("half.vcd"), testing::EndsWith("$end\n#7\n"));
+    scribble();
+    EXPECT_NE(state(), saved);
+    qk_cycle = 5;
+    EXPECT_THAT(run("loadsim half"),
+                testing::AllOf(testing::HasSubstr("Trace data read from file: half.vcd\n"),
+                               testing::HasSubstr("Array read from file: half.top.cpu.vast\n"),
+                               testing::Not(testing::HasSubstr("failed"))));
+    EXPECT_EQ(state(), saved);
+    EXPECT_EQ(qk_cycle, 7u);
+    EXPECT_EQ(stopTime, kNoStop);
+
+    // The trace in hand is what it would have been.
+    qk_cycle = 8;
+    model.acc = 1;
+    qk_takenote();
+    qk_traceclose();
+    EXPECT_THAT(readVcd("trace.vcd"), testing::ContainsRegex("#7\n[^#]*#8\nb1 [^\n]*\n$"));
+
+    // The same from a compressed file, and with the clock beyond its time.
+    const std::string text = readFile("half.vcd");
+    const gzFile packed = gzopen("half.vcd", "wb");
+    gzwrite(packed, text.data(), static_cast<unsigned>(text.size()));
+    gzclose(packed);
+    scribble();
+    EXPECT_THAT(run("loadsim half"), testing::HasSubstr("at time 8ns: #7 ignored\n"));
+    EXPECT_EQ(state(), saved);
+    EXPECT_EQ(qk_cycle, 8u);
+}
+
+TEST_F(SimstateTest, ACutFileIsFoundOut) {
+    ASSERT_EQ(qk_savesim("s"), 1);
+    for (const char* const name : {"s.vcd", "s.top.cpu.mem", "s.top.cpu.vast"}) {
+        const std::string whole = readFile(name);
+        for (size_t size = 0; size < whole.size(); ++size) {
+            std::filesystem::remove(name);  // a file cut to nothing first may wait for the disk
+            writeFile(name, whole.substr(0, size));
+            said.clear();
+            ASSERT_EQ(qk_loadsim("s"), 0) << name << " cut to " << size;
+            ASSERT_THAT(said, testing::HasSubstr(std::string(name) + ":"));
+        }
+        writeFile(name, whole);
+    }
+    EXPECT_EQ(qk_loadsim("s"), 1);
+}
+
+TEST_F(SimstateTest, ALoadThatFailsSaysWhy) {
+    const struct {
+        const char *file, *from, *to, *message;
+    } cases[] = {
+        {"s.vcd", nullptr, nullptr, "Failed to open file 's.vcd'\n"},
+        {"s.vcd", "$scope module cpu", "$scope module gpu",
+         "Failed to find data for the following scopes:\n\ttop.cpu\n"},
+        {"s.vcd", " acc ", " bcc ",
+         "Failed to find data for the following signals:\n\ttop.cpu.acc\n"},
+        {"s.vcd", "acc    [6:0]", "acc    [7:0]", "Warning: Bit Range mismatch:\n"},
+        {"s.vcd", "$dumpvars\n", "$dumpvars\nb11111111111111111 !\n", "exceeded (17 bits given)"},
+        {"s.vcd", "$dumpvars\n", "$dumpvars\n1~~\n", ": VCD signal '~~' not recognised\n"},
+        {"s.vcd", "$dumpvars\n", "$dumpvars\n?!\n", "invalid value line containing '?!'\n"},
+        {"s.top.cpu.ram", nullptr, nullptr, "Failed to open 's.top.cpu.ram' to read\n"},
+        {"s.top.cpu.ram", "@2\n", "@2\n1000\n", "too many digits (4) for 12 bit value\n"},
+        {"s.top.cpu.ram", "0a7\n", "0a7\n0\n", "out of range\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.message);
+        ASSERT_EQ(qk_savesim("s"), 1);
+        std::string text = readFile(c.file);
+        std::filesystem::remove(c.file);
+        if (c.from) {
+            const size_t at = text.find(c.from);
+            ASSERT_NE(at, std::string::npos) << text;
+            writeFile(c.file, text.replace(at, std::strlen(c.from), c.to));
+        }
+        EXPECT_THAT(run("loadsim s"),
+                    testing::AllOf(testing::HasSubstr(c.message),
+                                   testing::EndsWith("loadsim: command failed\n")));
+    }
+    std::filesystem::create_directory("d.vcd");
+    EXPECT_EQ(run("loadsim d"), "d.vcd:1: unexpected end of file\nloadsim: command failed\n");
+    for (const char* const prefix : {"d", "none/x"})
+        EXPECT_THAT(run((std::string("savesim ") + prefix).c_str()),
+                    testing::StartsWith(std::string("Failed to open '") + prefix + ".vcd' for"));
+    std::filesystem::create_directory("e.top.cpu.mem");
+    EXPECT_THAT(run("savesim e"), testing::EndsWith("Cannot open 'e.top.cpu.mem' for writing\n"
+                                                    "savesim: command failed\n"));
+    std::filesystem::create_symlink("/dev/full", "f.vcd");
+    EXPECT_THAT(run("savesim f"), testing::EndsWith("savesim: command failed\n"));
+}
+
+TEST_F(SimstateTest, TheModelAddsWhatIsInNoNet) {
+    static std::string calls;
+    qk_register_cmd("extend_savesim", "#", 1, [](const char* prefix) {
+        calls += std::string("save ") + prefix + "\n";
+        return 0;
+    });
+    qk_register_cmd("extend_loadsim", "#", 1, [](const char* prefix) {
+        calls += std::string("load ") + prefix + "\n";
+        return 0;
+    });
+    EXPECT_EQ(qk_savesim(nullptr), 1);
+    EXPECT_EQ(qk_loadsim(""), 1);
+    EXPECT_EQ(calls, "save qk_savesim\nload qk_savesim\n");
+
+    qkLiveModel->reader.runningFromVCD = true;
+    EXPECT_EQ(run("loadsim"), "loadsim cannot be used when ZEFT Validate is active\n");
+    EXPECT_EQ(qk_loadsim(nullptr), 0);
+    EXPECT_EQ(said, "Cannot load state while checking against trace file\n");
+    qkLiveModel->reader.runningFromVCD = false;
+    qk_licence_policy([](const char* gate) { return static_cast<int>(gate[0] != 's'); });
+    EXPECT_EQ(run("savesim"), "ZEFT: no licence for savesim\nsavesim: command failed\n");
+    EXPECT_EQ(run("loadsim"), "loadsim: command failed\n");
+    EXPECT_EQ(calls, "save qk_savesim\nload qk_savesim\n");
+}
+
+}  // namespace

@@ -1,0 +1,64 @@
+// Taking over saved state: each value of the file goes to the storage of its net at once, and
+// nothing is compared.
+//
+// Saved state ends with its time, so a file without one, or whose last token no character follows,
+// has been cut short. Traces of other origin will do when they have all nets: the last value of
+// each counts.
+#include <string_view>
+
+#include "console/console.h"
+#include "console/printout.h"
+#include "netdb/live_model.h"
+#include "validate/file_reader.h"
+#include "validate/input_buffer.h"
+
+int QkFileReader::loadState(const char* path) {
+    start(true);
+    bool done = readHeader(path) && linkModel();
+    if (done) {
+        // The pass must not end before the file does. A stop time that a failure leaves behind
+        // would be that of another state.
+        const uint64_t stop = stopTime;
+        stopTime = kNoStop;
+        vcdModel->bindVariables();
+        done = readState();
+        if (done) stopTime = stop;
+    }
+    close();
+    loadingState = false;
+    return done;
+}
+
+namespace {
+
+bool isDump(std::string_view token) {
+    return token == "$dumpvars" || token == "$dumpall" || token == "$dumpon" || token == "$dumpoff";
+}
+
+}  // namespace
+
+/// @return false after a failure
+bool QkFileReader::readState() {
+    bool timed = false;
+    for (std::string_view token; !(token = readToken()).empty();) {
+        if (isDump(token)) {
+            if (!readInitialValues(false)) return false;
+        } else if (token == "$comment") {
+            if (!skipToEnd(false)) return false;
+        } else if (token.front() == '#') {
+            timed = lineEndPending || !atEnd();
+            if (!timed) break;
+            readTimeLine(token);
+        } else if (token.front() == '$') {
+            say("%s:%d: '%.*s' ignored\n", filename.c_str(), lineNumber,
+                static_cast<int>(token.size()), token.data());
+        } else {
+            std::string_view value;
+            bool passedOver;
+            QkVCDId* const id = readValueLine(token, value, &passedOver);
+            if (!id && !passedOver) return false;
+            if (id) id->setVCDValue(value, true);
+        }
+    }
+    return timed || fail("unexpected end of file");
+}
