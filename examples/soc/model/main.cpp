@@ -46,6 +46,26 @@ public:
 
     /// $fopen of the log
     void open() { log = qkzeft_fopen(0, "tb", nullptr, 1, 0, "serial.log"); }
+
+    // What has come of a character and of a line, for the state of the simulation.
+    void save(FILE* file) const {
+        fprintf(file, "%d %d %u %d", receiving, count, bits, characters);
+        for (int i = 0; i < characters; ++i) fprintf(file, " %u", unsigned{text[i]});
+        fprintf(file, "\n");
+    }
+    bool load(FILE* file) {
+        int isReceiving = 0;
+        if (fscanf(file, "%d %d %u %d", &isReceiving, &count, &bits, &characters) != 4)
+            return false;
+        receiving = isReceiving != 0;
+        if (characters < 0 || characters > 128) characters = 0;
+        for (int i = 0; i < characters; ++i) {
+            unsigned character = 0;
+            if (fscanf(file, "%u", &character) != 1) return false;
+            text[i] = static_cast<uint8_t>(character);
+        }
+        return true;
+    }
     int32_t cycles = 0;
     uint16_t leds = 0;
 
@@ -101,14 +121,19 @@ struct ResetChange {
 const ResetChange kResetChanges[] = {{42, 1}, {20003, 0}, {20263, 1}, {kNever, 1}};
 
 void Bench::run(uint64_t end) {
+// The next change follows from the time, which a loaded state may have moved.
+void Bench::run(uint64_t cycles) {
+    const uint64_t end = cycles * 2 * kHalfPeriod;
     const ResetChange* reset = kResetChanges;
-    uint64_t edge = kHalfPeriod;
-    qk_takenote();
     while (true) {
+        qk_takenote();
+        const uint64_t now = qk_get_time();
+        const uint64_t edge = (now / kHalfPeriod + 1) * kHalfPeriod;
+        while (reset->time <= now) ++reset;
         const uint64_t time = edge < reset->time ? edge : reset->time;
         if (time > end) return;
         qk_set_time(time);
-        if (time == reset->time) rst_n = (reset++)->level;
+        if (time == reset->time) rst_n = reset->level;
         if (time == edge) {
             clk ^= 1;
             if (clk) {
@@ -116,11 +141,30 @@ void Bench::run(uint64_t end) {
                 receiver.leds = leds;
                 receiver.sample(txd);
             }
-            edge += kHalfPeriod;
         }
         dut.step();
-        qk_takenote();
     }
+}
+
+// The receiver is in no net: savesim and loadsim have it saved in a file of its own.
+FILE* openReceiverFile(const char* prefix, const char* mode) {
+    char name[512];
+    const int length = snprintf(name, sizeof name, "%s.receiver", prefix);
+    return length < static_cast<int>(sizeof name) ? fopen(name, mode) : nullptr;
+}
+
+int saveReceiver(const char* prefix) {
+    FILE* const file = openReceiverFile(prefix, "w");
+    if (file) theBench->receiver.save(file);
+    if (!file || fclose(file) != 0) qk_printf("receiver: not saved\n");
+    return 1;
+}
+
+int loadReceiver(const char* prefix) {
+    FILE* const file = openReceiverFile(prefix, "r");
+    if (!file || !theBench->receiver.load(file)) qk_printf("receiver: not loaded\n");
+    if (file) fclose(file);
+    return 1;
 }
 
 /// $readmemh(image, dut.u_rom.words, 0, 255); what is wrong with it ends the run.
@@ -183,4 +227,28 @@ int main(int argc, char** argv) {
     model.operand_help = "program, default " SOC_IMAGE;
     model.take_operand = takeImage;
     return zeft_main(model, argc, argv);
+    Options options;
+    if (!parseOptions(argc, argv, &options)) return usage();
+
+    Bench bench;
+    theBench = &bench;
+    qk_set_timescale("soc", -9, -9);
+    bench.dut.qk_setup("soc", nullptr);
+    bench.dut.qk_netlist();
+    loadImage(options.image, bench.dut.u_rom_words);
+    bench.receiver.open();
+    bench.dut.initials();
+    qk_step_fn = evaluate;
+    qk_register_cmd("extend_savesim", "#", 1, saveReceiver);
+    qk_register_cmd("extend_loadsim", "#", 1, loadReceiver);
+
+    if (options.script) qk_loadt(options.script);
+    if (options.interactive) {
+        qk_sigint_install();
+        qk_cli("cli");
+    }
+    bench.run(options.cycles);
+    bench.receiver.flush();
+    qkzeft_finish(0, "tb", nullptr, 1, 32, 0u);
+    return 0;
 }
