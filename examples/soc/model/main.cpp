@@ -120,10 +120,8 @@ struct ResetChange {
 };
 const ResetChange kResetChanges[] = {{42, 1}, {20003, 0}, {20263, 1}, {kNever, 1}};
 
-void Bench::run(uint64_t end) {
 // The next change follows from the time, which a loaded state may have moved.
-void Bench::run(uint64_t cycles) {
-    const uint64_t end = cycles * 2 * kHalfPeriod;
+void Bench::run(uint64_t end) {
     const ResetChange* reset = kResetChanges;
     while (true) {
         qk_takenote();
@@ -184,6 +182,8 @@ bool build() {
     loadImage(image ? image : SOC_IMAGE, theBench->dut.u_rom_words);
     theBench->receiver.open();
     theBench->dut.initials();
+    qk_register_cmd("extend_savesim", "#", 1, saveReceiver);
+    qk_register_cmd("extend_loadsim", "#", 1, loadReceiver);
     return true;
 }
 
@@ -227,28 +227,4 @@ int main(int argc, char** argv) {
     model.operand_help = "program, default " SOC_IMAGE;
     model.take_operand = takeImage;
     return zeft_main(model, argc, argv);
-    Options options;
-    if (!parseOptions(argc, argv, &options)) return usage();
-
-    Bench bench;
-    theBench = &bench;
-    qk_set_timescale("soc", -9, -9);
-    bench.dut.qk_setup("soc", nullptr);
-    bench.dut.qk_netlist();
-    loadImage(options.image, bench.dut.u_rom_words);
-    bench.receiver.open();
-    bench.dut.initials();
-    qk_step_fn = evaluate;
-    qk_register_cmd("extend_savesim", "#", 1, saveReceiver);
-    qk_register_cmd("extend_loadsim", "#", 1, loadReceiver);
-
-    if (options.script) qk_loadt(options.script);
-    if (options.interactive) {
-        qk_sigint_install();
-        qk_cli("cli");
-    }
-    bench.run(options.cycles);
-    bench.receiver.flush();
-    qkzeft_finish(0, "tb", nullptr, 1, 32, 0u);
-    return 0;
 }
