@@ -10,6 +10,7 @@
 #include <new>
 
 #include "base/qkassert.h"
+#include "base/wide_step.h"
 
 namespace {
 
@@ -17,8 +18,6 @@ constexpr int kChunkBits = 64;
 // The most decimal digits that a chunk always holds, and ten to that power.
 constexpr int kGroupDigits = 19;
 constexpr uint64_t kGroupScale = 10'000'000'000'000'000'000u;
-
-__extension__ using Uint128 = unsigned __int128;
 
 enum DigitMode { kStrict, kLoose };
 
@@ -72,9 +71,9 @@ QkMaxuList* newNode(uint64_t value, QkMaxuList* prev) {
 /// Multiplies the value by `scale` and adds `summand`. @return false when a node cannot be had
 bool multiplyAdd(QkMaxuList* list, uint64_t scale, uint64_t summand) {
     for (QkMaxuList* node = list;; node = node->next) {
-        const Uint128 product = Uint128{node->value} * scale + summand;
-        node->value = static_cast<uint64_t>(product);
-        summand = static_cast<uint64_t>(product >> kChunkBits);
+        const ChunkProduct product = multiplyAddChunk(node->value, scale, summand);
+        node->value = product.low;
+        summand = product.high;
         if (!node->next) return summand == 0 || newNode(summand, node);
     }
 }

@@ -10,11 +10,16 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 
 set(export_map ${PROJECT_SOURCE_DIR}/cmake/exported.map)
+# A model for 32 bits asks for the library by a name of its own.
+set(ZEFT_NAME zeft)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(ZEFT_NAME zeft_32)
+endif()
 # The version of the interface that models are compiled against, which qk_vercheck() tells, too.
 set(ZEFT_ABI 8)
 add_library(zeft_shared SHARED $<TARGET_OBJECTS:zeft_objects>)
 set_target_properties(zeft_shared PROPERTIES
-    OUTPUT_NAME zeft EXPORT_NAME shared LINKER_LANGUAGE CXX
+    OUTPUT_NAME ${ZEFT_NAME} EXPORT_NAME shared LINKER_LANGUAGE CXX
     VERSION ${ZEFT_ABI}.${PROJECT_VERSION} SOVERSION ${ZEFT_ABI} LINK_DEPENDS ${export_map})
 target_link_options(zeft_shared PRIVATE -Wl,--version-script=${export_map} -Wl,-z,defs)
 target_link_libraries(zeft_shared PRIVATE ZLIB::ZLIB)
@@ -40,7 +45,7 @@ add_custom_command(
     COMMAND_EXPAND_LISTS VERBATIM)
 add_library(zeft_static STATIC ${joined})
 set_target_properties(zeft_static PROPERTIES
-    OUTPUT_NAME zeft EXPORT_NAME static LINKER_LANGUAGE CXX)
+    OUTPUT_NAME ${ZEFT_NAME} EXPORT_NAME static LINKER_LANGUAGE CXX)
 target_link_libraries(zeft_static INTERFACE ZLIB::ZLIB)
 
 foreach(form shared static)

@@ -98,8 +98,9 @@ void qk_copy_array(uint64_t l_wid, uint64_t l_elem_count, uint64_t, uint64_t han
     if (r_wid != l_wid || l_elem_count != r_elem_count) return;
 
     for (uint64_t chunk = n_chunks; chunk-- > 0 && l_elem_count > 0;)
-        std::memmove(left[chunk], right.areas[chunk],
-                     l_elem_count * static_cast<unsigned>(elementBytes(l_wid, chunk)));
+        std::memmove(
+            left[chunk], right.areas[chunk],
+            static_cast<size_t>(l_elem_count) * static_cast<unsigned>(elementBytes(l_wid, chunk)));
     if (handle) changeList(handle)->overflow();
 }
 
@@ -116,7 +117,8 @@ void fillWith(char* to, uint64_t count, uint64_t value) {
 
 void fill(char* to, uint64_t count, int bytes, uint64_t value) {
     if (value == 0 || bytes == 1) {
-        std::memset(to, static_cast<uint8_t>(value), count * static_cast<unsigned>(bytes));
+        std::memset(to, static_cast<uint8_t>(value),
+                    static_cast<size_t>(count) * static_cast<unsigned>(bytes));
         return;
     }
     switch (bytes) {
@@ -196,7 +198,7 @@ bool sameStorage(const Array& l, const Array& r, uint64_t first, uint64_t count)
     for (uint64_t chunk = 0; chunk < chunkCount(l.width); ++chunk) {
         const auto bytes = static_cast<unsigned>(elementBytes(l.width, chunk));
         if (std::memcmp(l.areas[chunk] + first * bytes, r.areas[chunk] + first * bytes,
-                        count * bytes) != 0)
+                        static_cast<size_t>(count * bytes)) != 0)
             return false;
     }
     return true;
@@ -247,7 +249,7 @@ int qk_array_relation_deqd64(int no_of_dims, ...) {
     for (uint64_t chunk = chunks; chunk-- > 0;) {
         const uint64_t bytes =
             l.elements * (chunk + 1 == chunks ? static_cast<unsigned>(topBytes) : 8);
-        if (std::memcmp(l.areas[chunk], r.areas[chunk], bytes) != 0) return 0;
+        if (std::memcmp(l.areas[chunk], r.areas[chunk], static_cast<size_t>(bytes)) != 0) return 0;
     }
     return 1;
 }

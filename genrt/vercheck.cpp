@@ -10,6 +10,7 @@ namespace {
 constexpr int kLibraryVersion = 8;
 constexpr int kOldestModel = 0x020300;  ///< the oldest generator whose models run
 constexpr int kNeeds32Bits = 1;         ///< a flag
+constexpr bool kHas32Bits = sizeof(void*) == 4;
 
 [[noreturn]] void refuse() {
     std::fprintf(stderr, "%s", kSupportContact);
@@ -36,7 +37,7 @@ void qk_vercheck(int required_library_version, int model_version, int flags) {
                      kLibraryVersion, shown, static_cast<unsigned>(kOldestModel));
         refuse();
     }
-    if (flags & kNeeds32Bits) {
+    if ((flags & kNeeds32Bits) && !kHas32Bits) {
         std::fprintf(stderr,
                      "Error: Your generated model requires the 32-bit version of\n"
                      "       the ZEFT Runtime Library (-lzeft_32)\n");

@@ -60,7 +60,10 @@ public:
 class ArgumentList {
 public:
     ArgumentList(std::va_list list, size_t count) : copies(std::max(count, kInRegisters)) {
-        for (size_t i = 0; i < count; ++i) copies[i] = va_arg(list, uint64_t);
+        // Chunks, and as many places, which may be narrower.
+        for (size_t i = 0; i < count / 2; ++i) copies[i] = va_arg(list, uint64_t);
+        for (size_t i = count / 2; i < count; ++i)
+            copies[i] = reinterpret_cast<uintptr_t>(va_arg(list, uint64_t*));
         arguments = {copies.data(), copies.data() + kInRegisters};
     }
     Arguments arguments;

@@ -71,7 +71,7 @@ ArrayArgument readArray(TaskCall& call) {
 OwnedText qk_read_this_arg_as_array_string(TaskCall& call) {
     const ArrayArgument array = readArray(call);
     if (array.width != 8 || !array.lowestArea) return nullptr;
-    const size_t count = licensed(Gate::kArrayString) ? array.elements : 0;
+    const size_t count = licensed(Gate::kArrayString) ? static_cast<size_t>(array.elements) : 0;
     OwnedText text(allocate<char>(count + 1, "qkzeftsys:qk_read_this_arg_as_array_string"));
     const char* const area = static_cast<const char*>(array.lowestArea);
     std::reverse_copy(area, area + count, text.get());

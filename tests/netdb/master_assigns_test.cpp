@@ -39,7 +39,7 @@ struct Fields {
     uint16_t e;
     uint8_t pad3[4];
     uint8_t f;
-    uint64_t g;
+    alignas(8) uint64_t g;
 };
 
 TEST_F(MasterAssignsTest, CopiesFollowTheirOwnersInFewRuns) {

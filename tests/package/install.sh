@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs a build, links the models of user/ and of tests/harness/ to it in each way there is, compares
 # what the one says, and the other with a trace:
-# install.sh BUILD_DIR LIBDIR COMPILER FLAGS
+# install.sh BUILD_DIR LIBDIR SONAME COMPILER FLAGS ZLIB
 set -eu
-build=$1 libdir=$2 compiler=$3 flags=$4
+build=$1 libdir=$2 soname=$3 compiler=$4 flags=$5 zlib=$6
 user=$(cd "$(dirname "$0")/user" && pwd)
 model=$(cd "$(dirname "$0")/../harness" && pwd)/counter.cpp
 work=$(mktemp -d)
@@ -39,7 +39,7 @@ project() { # HOW OPTION...: builds the model with the CMake package
     shift
     if ! {
         cmake -S "$user" -B "$how" -G Ninja -DMODEL_SOURCE="$model" -DCMAKE_PREFIX_PATH="$prefix" \
-            -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" "$@" &&
+            -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" -DZLIB_LIBRARY="$zlib" "$@" &&
             cmake --build "$how"
     } >"$how.log"; then
         cat "$how.log"
@@ -49,9 +49,9 @@ project() { # HOW OPTION...: builds the model with the CMake package
 project default
 check default default
 project chosen -DBUILD_SHARED_LIBS=ON
-check chosen chosen libzeft.so.8
+check chosen chosen "$soname"
 project component -DZEFT_FORM=shared
-check component component libzeft.so.8
+check component component "$soname"
 
 module() { PKG_CONFIG_PATH=$prefix/$libdir/pkgconfig pkg-config "$@"; }
 # shellcheck disable=SC2046,SC2086 # lists of flags
@@ -64,7 +64,7 @@ plain() { # HOW PKG_CONFIG_OPTION LINKER_FLAG...: builds the models by hand
         $static $(module $kind --libs zeft-main) $shared
 }
 plain pc_shared ""
-check pc_shared pc_shared libzeft.so.8
+check pc_shared pc_shared "$soname"
 plain pc_static --static -Wl,-Bstatic -Wl,-Bdynamic
 check pc_static pc_static
 

@@ -66,8 +66,9 @@ protected:
         std::set<unsigned char*> taken;
         const auto takeAny = [&](int width) {
             const auto bytes = static_cast<size_t>(storageBytes(width));
-            if (random() % 8 == 0) at += random() % 200;          // a gap
-            if (random() % 8 == 0 && at > 5) at -= random() % 6;  // across its neighbours
+            if (random() % 8 == 0) at += static_cast<size_t>(random() % 200);  // a gap
+            if (random() % 8 == 0 && at > 5)
+                at -= static_cast<size_t>(random() % 6);  // across its neighbours
             if (random() % 2) at = (at + bytes - 1) / bytes * bytes;
             if (at + bytes > arena.size()) at = 0;
             unsigned char* const address = arena.data() + at;
@@ -191,7 +192,7 @@ TEST_P(CaptureTest, ChangesOfTheTracedSetLoseNothing) {
     qkLiveModel->writer.captureEntry();
     // Names come and go between captures; what changes meanwhile is found by the next one.
     for (int step = 0; step < 200; ++step) {
-        PlainNet& moved = nets[random() % nets.size()];
+        PlainNet& moved = nets[static_cast<size_t>(random() % nets.size())];
         QkName* const record = name(("top.u." + moved.name).c_str());
         const std::vector<PlainNet> before = nets;
         mutate(0.05);

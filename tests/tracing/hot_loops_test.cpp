@@ -80,7 +80,7 @@ TEST_P(HotLoopsTest, TextIsThatOfTheDefinition) {
     char* out = buffer.data();
     // In pieces, which may end between the parts of a value.
     for (size_t at = 0; at < changes.size();) {
-        const size_t end = std::min(changes.size(), at + 1 + random() % 50);
+        const size_t end = std::min(changes.size(), at + 1 + static_cast<size_t>(random() % 50));
         out = loops.writeText(&changes[at], changes.data() + end, slots.tails.data(), state, out);
         at = end;
     }
