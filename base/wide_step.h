@@ -25,7 +25,8 @@ inline ChunkProduct multiplyAddChunk(uint64_t a, uint64_t b, uint64_t summand) {
 /// Divides high * 2^64 + low. @param divisor  above `high`, so that one chunk holds the quotient
 inline ChunkQuotient divideChunks(uint64_t high, uint64_t low, uint64_t divisor) {
     const Uint128 part = Uint128{high} << 64 | low;
-    return {static_cast<uint64_t>(part / divisor), static_cast<uint64_t>(part % divisor)};
+    const auto quotient = static_cast<uint64_t>(part / divisor);
+    return {quotient, low - quotient * divisor};  // the remainder, as it is below the divisor
 }
 
 #else

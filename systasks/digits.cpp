@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstring>
 
+#include "base/wide_step.h"
+
 namespace {
 
 /// Stores eight characters, the first of which is the low byte.
@@ -118,12 +120,11 @@ char* writeNarrow(char* end, uint64_t value) {
 
 /// Divides a value by kBigStep. @return the remainder
 uint64_t divideByBigStep(uint64_t* chunks, size_t count) {
-    __extension__ using Wide = unsigned __int128;
     uint64_t remainder = 0;
     for (size_t i = count; i-- > 0;) {
-        const Wide part = static_cast<Wide>(remainder) << 64 | chunks[i];
-        chunks[i] = static_cast<uint64_t>(part / kBigStep);
-        remainder = static_cast<uint64_t>(part) - chunks[i] * kBigStep;
+        const ChunkQuotient part = divideChunks(remainder, chunks[i], kBigStep);
+        chunks[i] = part.quotient;
+        remainder = part.remainder;
     }
     return remainder;
 }

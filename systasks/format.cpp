@@ -7,7 +7,6 @@
 
 #include "base/qkassert.h"
 #include "base/storage.h"
-#include "base/wide_step.h"
 #include "licence/licence.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
@@ -65,41 +64,6 @@ void printPowerOfTwo(Line& line, TaskCall& call, int marked, bool suppress) {
 
 constexpr size_t kMostDecimalChunks = 16;
 constexpr size_t kMostDecimalDigits = 308;
-constexpr uint64_t kBigStep = 10'000'000'000'000'000'000u;  // 19 digits at a time
-constexpr int kBigStepDigits = 19;
-
-/// Writes digits to the left of `end`. @return where they begin
-char* writeDigits(char* end, uint64_t value) {
-    char text[20];
-    const char* const textEnd = std::to_chars(text, text + sizeof text, value).ptr;
-    const auto length = static_cast<size_t>(textEnd - text);
-    std::memcpy(end - length, text, length);
-    return end - length;
-}
-
-/// Divides a value by kBigStep. @return the remainder
-uint64_t divideByBigStep(uint64_t* chunks, size_t count) {
-    uint64_t remainder = 0;
-    for (size_t i = count; i-- > 0;) {
-        const ChunkQuotient part = divideChunks(remainder, chunks[i], kBigStep);
-        chunks[i] = part.quotient;
-        remainder = part.remainder;
-    }
-    return remainder;
-}
-
-/// Writes all digits of a value, which is used up, to the left of `end`.
-char* writeDecimal(char* end, uint64_t* chunks, size_t count) {
-    const auto trim = [&] {
-        while (count > 0 && chunks[count - 1] == 0) --count;
-    };
-    for (trim(); count > 1 || (count == 1 && chunks[0] >= kBigStep); trim()) {
-        char* const begin = writeDigits(end, divideByBigStep(chunks, count));
-        end -= kBigStepDigits;
-        std::memset(end, '0', static_cast<size_t>(begin - end));
-    }
-    return writeDigits(end, count == 1 ? chunks[0] : 0);
-}
 
 /// Makes a value its two's complement.
 void negate(Value& value, size_t count, size_t bits) {

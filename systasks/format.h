@@ -17,7 +17,7 @@ void printBinary(Line& line, TaskCall& call, int marked, bool suppress);
 void formatArguments(Line& line, TaskCall& call, Printer defaultPrinter);
 
 /// Adds the current time as $timeformat wants it; the argument is taken and has no effect.
-void printTime(Line& line, TaskCall& call, int size);
+void printTime(Line& line, TaskCall& call, int marked);
 
 /// Adds the hierarchical name of the caller.
 void printLocation(Line& line, const TaskCall& call);

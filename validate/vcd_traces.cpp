@@ -28,7 +28,7 @@ template <class Chunk>
 void place(Chunk* chunks, uint64_t Chunk::*member, int offset, int width, uint64_t value) {
     const int shift = offset % 64;
     chunks[offset / 64].*member |= value << shift;
-    if (shift + width > 64) chunks[offset / 64 + 1].*member |= value >> (64 - shift);
+    if (shift != 0 && shift + width > 64) chunks[offset / 64 + 1].*member |= value >> (64 - shift);
 }
 
 }  // namespace
@@ -164,8 +164,7 @@ void QkVCDTraces::commitPending(bool initial) {
     const QkFileReader& reader = qkLiveModel->reader;
     if (reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
     droveTraced = false;
-    for (size_t i = 0; i < pending.size(); ++i) {
-        QkVCDTrace* const trace = pending[i];
+    for (QkVCDTrace* const trace : pending) {
         trace->isPending = false;
         if (!trace->liveTrace) continue;
         if (reader.verbose > 3 || (reader.verbosestep && trace->isStimulus))
