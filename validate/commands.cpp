@@ -239,7 +239,8 @@ void setSynctime(uint64_t ticks) {
 int qk_mtc_synctime(uint64_t count, const char* unit) {
     uint64_t ticks = count;
     if (unit && *unit) {
-        const std::string text = std::to_string(count) + " " + std::string(skipSpace(unit)).substr(0, 3);
+        const std::string text =
+            std::to_string(count) + " " + std::string(skipSpace(unit)).substr(0, 3);
         ticks = qk_parse_time(text.c_str(), nullptr);
     }
     setSynctime(ticks);
