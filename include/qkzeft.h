@@ -17,6 +17,7 @@
 #include "qkzeft_registration.h"
 #include "qkzeft_run.h"
 #include "qkzeft_systasks.h"
+#include "qkzeft_textio.h"
 #include "qkzeft_validate.h"
 #include "qkzeft_value_list.h"
 #include "qkzeft_variable.h"

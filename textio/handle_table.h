@@ -1,0 +1,51 @@
+// A table of what handles name.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "qkzeft_memory.h"
+
+/// Entries by number. They never move: a pointer to one holds until it is removed.
+template <class Entry>
+class HandleTable {
+public:
+    /// @param first  the lowest number that add() gives
+    /// @param name   names the table when there is no memory
+    constexpr HandleTable(size_t first, const char* name) : lowest(first), tag(name) {}
+
+    /// @return the entry, or null
+    Entry* find(uint64_t handle) const { return handle < count ? entries[handle] : nullptr; }
+    /// Makes an entry, all zeros, of the lowest number that is free.
+    Entry* add(uint64_t& handle) {
+        handle = lowest;
+        while (find(handle)) ++handle;
+        lowest = handle + 1;
+        return put(handle);
+    }
+    /// Makes an entry of a number that is free.
+    Entry* put(size_t handle) {
+        if (handle >= count) growTo(handle * 2 + 4);
+        entries[handle] = static_cast<Entry*>(qk_realloc(nullptr, sizeof(Entry), tag));
+        *entries[handle] = Entry{};
+        return entries[handle];
+    }
+    /// Releases an entry's memory, and its number unless that was put().
+    void remove(uint64_t handle, bool isReusable = true) {
+        std::free(entries[handle]);
+        entries[handle] = nullptr;
+        if (isReusable && handle < lowest) lowest = handle;
+    }
+
+private:
+    void growTo(size_t wanted) {
+        entries = static_cast<Entry**>(qk_realloc(entries, wanted * sizeof(Entry*), tag));
+        while (count < wanted) entries[count++] = nullptr;
+    }
+
+    Entry** entries = nullptr;
+    size_t count = 0;
+    size_t lowest;  ///< what add() gives is at least this
+    const char* tag;
+};

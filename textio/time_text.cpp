@@ -1,0 +1,174 @@
+#include "textio/time_text.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "run/time.h"
+
+namespace {
+
+__extension__ using Wide = unsigned __int128;
+
+/// A unit is `factor` times 10^`exponent` femtoseconds. Unless the factor keeps a fraction from
+/// ending, it ends after as many digits.
+struct Unit {
+    std::string_view name;
+    unsigned factor;
+    int exponent;
+};
+constexpr Unit kUnits[] = {{"fs", 1, 0},  {"ps", 1, 3},   {"ns", 1, 6},   {"us", 1, 9},
+                           {"ms", 1, 12}, {"sec", 1, 15}, {"min", 6, 16}, {"hr", 36, 17}};
+static_assert(std::size(kUnits) == kTimeUnits, "one for each code");
+
+constexpr int kLargestExponent = 1000;
+
+/// @return the exponent of ten of a tick in femtoseconds
+int tickExponent() { return qk_timescale_precision - kFinestExponent; }
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool isSign(char c) { return c == '+' || c == '-'; }
+
+/// @return where the digits from `at` on end
+size_t endOfDigits(std::string_view text, size_t at) {
+    while (at < text.size() && isDigit(text[at])) ++at;
+    return at;
+}
+
+/// A decimal: digits with a point among them, and an exponent.
+struct Decimal {
+    std::string_view digits;  ///< with the point
+    size_t fractionDigits;
+    int exponent;  ///< between -kLargestExponent - 1 and kLargestExponent + 1
+    bool isNegative;
+};
+
+int exponentOf(std::string_view digits, bool isNegative) {
+    int exponent = 0;
+    for (char c : digits) exponent = std::min(exponent * 10 + (c - '0'), kLargestExponent + 1);
+    return isNegative ? -exponent : exponent;
+}
+
+/// @return characters taken, or kNoValue
+size_t parseDecimal(std::string_view text, Decimal& decimal) {
+    size_t at = !text.empty() && isSign(text[0]) ? 1 : 0;
+    decimal.isNegative = at == 1 && text[0] == '-';
+    const size_t begin = at;
+    at = endOfDigits(text, begin);
+    if (at == begin) return kNoValue;
+    decimal.fractionDigits = 0;
+    if (at < text.size() && text[at] == '.') {
+        const size_t point = at;
+        at = endOfDigits(text, point + 1);
+        decimal.fractionDigits = at - point - 1;
+        if (decimal.fractionDigits == 0) return kNoValue;
+    }
+    decimal.digits = text.substr(begin, at - begin);
+    decimal.exponent = 0;
+    if (at == text.size() || (text[at] | 0x20) != 'e') return at;
+    ++at;
+    const bool isNegative = at < text.size() && text[at] == '-';
+    if (at < text.size() && isSign(text[at])) ++at;
+    const size_t exponent = at;
+    at = endOfDigits(text, exponent);
+    if (at == exponent) return kNoValue;
+    decimal.exponent = exponentOf(text.substr(exponent, at - exponent), isNegative);
+    return at;
+}
+
+/// @return the unit that the text begins with, or null
+const Unit* parseUnit(std::string_view text) {
+    for (const Unit& unit : kUnits) {
+        if (text.size() < unit.name.size()) continue;
+        if (std::equal(unit.name.begin(), unit.name.end(), text.begin(),
+                       [](char a, char b) { return a == (b | 0x20); }))
+            return &unit;
+    }
+    return nullptr;
+}
+
+/// Multiplies digits by `factor`, without the lowest `dropped` digits of the product.
+/// @return false when that takes more than 64 bits
+bool multiply(std::string_view digits, size_t dropped, unsigned factor, uint64_t& product) {
+    unsigned carry = 0;
+    size_t kept = digits.size();
+    for (; dropped > 0 && (kept > 0 || carry > 0); --dropped) {
+        if (kept > 0 && digits[kept - 1] == '.') --kept;
+        const unsigned digit = kept > 0 ? static_cast<unsigned>(digits[--kept] - '0') : 0;
+        carry = (digit * factor + carry) / 10;
+    }
+    uint64_t number = 0;
+    for (char c : digits.substr(0, kept)) {
+        if (c == '.') continue;
+        if (__builtin_mul_overflow(number, uint64_t{10}, &number) ||
+            __builtin_add_overflow(number, static_cast<uint64_t>(c - '0'), &number))
+            return false;
+    }
+    return !__builtin_mul_overflow(number, uint64_t{factor}, &product) &&
+           !__builtin_add_overflow(product, uint64_t{carry}, &product);
+}
+
+/// @return whether a time fits 64 bits with a sign
+bool toTicks(const Decimal& decimal, const Unit& unit, int64_t& ticks) {
+    ticks = 0;
+    if (decimal.exponent < -kLargestExponent) return true;
+    if (decimal.digits.find_first_not_of("0.") == std::string_view::npos) return true;
+    if (decimal.exponent > kLargestExponent) return false;
+    const int64_t shift = decimal.exponent + unit.exponent - tickExponent() -
+                          static_cast<int64_t>(decimal.fractionDigits);
+    uint64_t value;
+    if (!multiply(decimal.digits, shift < 0 ? static_cast<size_t>(-shift) : 0, unit.factor, value))
+        return false;
+    for (int64_t i = 0; i < shift; ++i)
+        if (__builtin_mul_overflow(value, uint64_t{10}, &value)) return false;
+    const uint64_t limit = static_cast<uint64_t>(INT64_MAX) + (decimal.isNegative ? 1 : 0);
+    if (value > limit) return false;
+    ticks = static_cast<int64_t>(decimal.isNegative ? 0 - value : value);
+    return true;
+}
+
+char* writeNumber(char* at, Wide number) {
+    char* const begin = at;
+    do {
+        *at++ = static_cast<char>('0' + static_cast<int>(number % 10));
+        number /= 10;
+    } while (number != 0);
+    std::reverse(begin, at);
+    return at;
+}
+
+}  // namespace
+
+bool isWhite(char c) { return c == ' ' || c == '\t' || c == '\xa0'; }
+
+size_t parseTime(std::string_view text, int64_t& ticks) {
+    Decimal decimal;
+    const size_t number = parseDecimal(text, decimal);
+    if (number == kNoValue) return kNoValue;
+    size_t at = number;
+    while (at < text.size() && isWhite(text[at])) ++at;
+    if (at == number) return kNoValue;
+    const Unit* const unit = parseUnit(text.substr(at));
+    if (!unit || !toTicks(decimal, *unit, ticks)) return kNoValue;
+    return at + unit->name.size();
+}
+
+size_t formatTime(int64_t ticks, int unitCode, char* text) {
+    const Unit& unit = kUnits[unitCode];
+    char* at = text;
+    if (ticks < 0) *at++ = '-';
+    Wide scale = unit.factor;
+    for (int i = 0; i < unit.exponent; ++i) scale *= 10;
+    Wide value = ticks < 0 ? 0 - static_cast<uint64_t>(ticks) : static_cast<uint64_t>(ticks);
+    for (int i = 0; i < tickExponent(); ++i) value *= 10;
+    at = writeNumber(at, value / scale);
+    value %= scale;
+    if (value != 0) *at++ = '.';
+    for (int i = 0; value != 0 && i < unit.exponent; ++i, value %= scale) {
+        value *= 10;
+        *at++ = static_cast<char>('0' + static_cast<int>(value / scale));
+    }
+    *at++ = ' ';
+    at = std::copy(unit.name.begin(), unit.name.end(), at);
+    return static_cast<size_t>(at - text);
+}
