@@ -140,16 +140,16 @@ LineCell Arguments::line() {
 TextFile* Arguments::file() {
     const int size = next();
     if (hasFailed) return nullptr;
-    uint64_t handle = qk_read_unit_arg(call, size);
+    const uintptr_t word = qk_read_unit_arg(call, size);
     if (size != -64 && (size < 1 || size > 32)) {
         refuse(size);
         return nullptr;
     }
-    if (size == -64 && handle == 0) {
+    if (size == -64 && word == 0) {
         fail("Argument %d: Null address", total - call.count);
         return nullptr;
     }
-    if (size == -64) handle = Cell(reinterpret_cast<void*>(handle)).handle();
+    const uint64_t handle = size == -64 ? Cell(reinterpret_cast<void*>(word)).handle() : word;
     TextFile* const found = findFile(handle);
     if (handle == 0)
         fail("File is not open");
@@ -232,7 +232,7 @@ StringSource readVectorString(TaskCall& call, int size) {
 }
 
 StringSource readArrayString(const ArrayArgument& array) {
-    const size_t length = array.lowestArea ? array.elements : 0;
+    const size_t length = array.lowestArea ? static_cast<size_t>(array.elements) : 0;
     OwnedText owned(static_cast<char*>(allocateBlock(length + 1, "qksysvhdl:text")));
     const char* const area = static_cast<const char*>(array.lowestArea);
     std::reverse_copy(area, area + length, owned.get());
@@ -265,7 +265,8 @@ StringPlace Arguments::stringPlace() {
         if (text && !*text) return {};
         const ArrayArgument array = text ? ArrayArgument{} : readArray(call);
         if (array.width == 8)
-            return {array.elements, 0, nullptr, static_cast<char*>(array.lowestArea)};
+            return {static_cast<size_t>(array.elements), 0, nullptr,
+                    static_cast<char*>(array.lowestArea)};
     }
     refuse(size);
     return {};

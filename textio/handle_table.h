@@ -16,13 +16,14 @@ public:
     constexpr HandleTable(size_t first, const char* name) : lowest(first), tag(name) {}
 
     /// @return the entry, or null
-    Entry* find(uint64_t handle) const { return handle < count ? entries[handle] : nullptr; }
+    Entry* find(uint64_t handle) const {
+        return handle < count ? entries[static_cast<size_t>(handle)] : nullptr;
+    }
     /// Makes an entry, all zeros, of the lowest number that is free.
     Entry* add(uint64_t& handle) {
+        while (find(lowest)) ++lowest;
         handle = lowest;
-        while (find(handle)) ++handle;
-        lowest = handle + 1;
-        return put(handle);
+        return put(lowest++);
     }
     /// Makes an entry of a number that is free.
     Entry* put(size_t handle) {
@@ -33,9 +34,10 @@ public:
     }
     /// Releases an entry's memory, and its number unless that was put().
     void remove(uint64_t handle, bool isReusable = true) {
-        std::free(entries[handle]);
-        entries[handle] = nullptr;
-        if (isReusable && handle < lowest) lowest = handle;
+        const auto number = static_cast<size_t>(handle);
+        std::free(entries[number]);
+        entries[number] = nullptr;
+        if (isReusable && number < lowest) lowest = number;
     }
 
 private:

@@ -21,7 +21,7 @@ int stopSeverity = kFailure;
 void addPlace(Line& line, const TaskCall& call) {
     Line place;
     printLocation(place, call);
-    std::string_view name = place.sofar();
+    std::string_view name = place.finish("");
     if (!name.empty() && name.back() == '.') name.remove_suffix(1);
     if (name.empty()) return;
     line.add(" in ");

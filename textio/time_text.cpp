@@ -1,13 +1,12 @@
 #include "textio/time_text.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 
 #include "run/time.h"
 
 namespace {
-
-__extension__ using Wide = unsigned __int128;
 
 /// A unit is `factor` times 10^`exponent` femtoseconds. Unless the factor keeps a fraction from
 /// ending, it ends after as many digits.
@@ -127,15 +126,35 @@ bool toTicks(const Decimal& decimal, const Unit& unit, int64_t& ticks) {
     return true;
 }
 
-char* writeNumber(char* at, Wide number) {
-    char* const begin = at;
-    do {
-        *at++ = static_cast<char>('0' + static_cast<int>(number % 10));
-        number /= 10;
-    } while (number != 0);
-    std::reverse(begin, at);
-    return at;
-}
+/// The digits of a number of units, one after the other: those of `ticks`, with the decimal point
+/// elsewhere, divided by the unit's factor as on paper.
+class Quotient {
+public:
+    Quotient(uint64_t ticks, const Unit& unit) : factor(unit.factor) {
+        const auto count =
+            static_cast<int>(std::to_chars(digits, std::end(digits), ticks).ptr - digits);
+        point = count + tickExponent() - unit.exponent;
+        end = count;
+        while (end > 0 && digits[end - 1] == '0') --end;
+        at = std::min(point, 0);
+    }
+    bool isInFraction() const { return at >= point; }
+    /// @return whether all digits from here on are 0
+    bool isDone() const { return remainder == 0 && (at >= end || end == 0); }
+    char next() {
+        remainder =
+            remainder * 10 + (at >= 0 && at < end ? static_cast<unsigned>(digits[at] - '0') : 0);
+        ++at;
+        const unsigned digit = remainder / factor;
+        remainder %= factor;
+        return static_cast<char>('0' + digit);
+    }
+
+private:
+    char digits[20];
+    unsigned factor, remainder = 0;
+    int point, end, at;
+};
 
 }  // namespace
 
@@ -155,19 +174,18 @@ size_t parseTime(std::string_view text, int64_t& ticks) {
 
 size_t formatTime(int64_t ticks, int unitCode, char* text) {
     const Unit& unit = kUnits[unitCode];
+    const auto magnitude = static_cast<uint64_t>(ticks);
+    Quotient quotient(ticks < 0 ? 0 - magnitude : magnitude, unit);
     char* at = text;
     if (ticks < 0) *at++ = '-';
-    Wide scale = unit.factor;
-    for (int i = 0; i < unit.exponent; ++i) scale *= 10;
-    Wide value = ticks < 0 ? 0 - static_cast<uint64_t>(ticks) : static_cast<uint64_t>(ticks);
-    for (int i = 0; i < tickExponent(); ++i) value *= 10;
-    at = writeNumber(at, value / scale);
-    value %= scale;
-    if (value != 0) *at++ = '.';
-    for (int i = 0; value != 0 && i < unit.exponent; ++i, value %= scale) {
-        value *= 10;
-        *at++ = static_cast<char>('0' + static_cast<int>(value / scale));
+    char* const number = at;
+    while (!quotient.isInFraction()) {
+        const char digit = quotient.next();
+        if (at != number || digit != '0') *at++ = digit;
     }
+    if (at == number) *at++ = '0';
+    if (!quotient.isDone()) *at++ = '.';
+    for (int i = 0; i < unit.exponent && !quotient.isDone(); ++i) *at++ = quotient.next();
     *at++ = ' ';
     at = std::copy(unit.name.begin(), unit.name.end(), at);
     return static_cast<size_t>(at - text);

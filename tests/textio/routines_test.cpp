@@ -129,6 +129,12 @@ TEST_F(TextioTest, LongLinesAreReadPieceByPiece) {
     EXPECT_EQ(VHDL(line_char, 2, CELL(line), 32, 9'000'000u), '1');
 }
 
+TEST_F(TextioTest, ALineThatGetsTooLongEndsTheProcess) {
+    uint64_t line = makeLine("ab");
+    EXPECT_EXIT(VHDL(write_bit, 4, CELL(line), 1, 1u, 1, 0u, 32, INT32_MAX),
+                testing::ExitedWithCode(1), "^realloc failed for qksysvhdl:text\n$");
+}
+
 TEST_F(TextioTest, NumbersOfManyDigitsAreExact) {
     const std::string zeros(100'000, '0');
     struct {
@@ -160,8 +166,12 @@ TEST_F(TextioTest, NumbersOfManyDigitsAreExact) {
         EXPECT_EQ(VHDL(line_length, 1, CELL(line)), c.isGood ? 0 : static_cast<int>(c.text.size()));
     }
     uint64_t line = 0;
-    VHDL(write_time, 5, CELL(line), 64, static_cast<uint64_t>(INT64_MIN), 1, 0u, 1, 0u, 3, 0u);
-    EXPECT_EQ(textOf(line), "-9223372036854775808000000 fs");
+    for (unsigned unit : {0u, 5u, 7u})
+        VHDL(write_time, 5, CELL(line), 64, static_cast<uint64_t>(INT64_MIN), 1, 0u, 1, 0u, 3,
+             unit);
+    EXPECT_EQ(
+        textOf(line),
+        "-9223372036854775808000000 fs-9223372036.854775808 sec-2562047.78801521550222222 hr");
 }
 
 TEST_F(TextioTest, CallsThatMakeNoSenseEndTheRun) {
