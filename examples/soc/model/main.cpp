@@ -180,7 +180,6 @@ bool build() {
     theBench->dut.qk_setup("soc", nullptr);
     theBench->dut.qk_netlist();
     loadImage(image ? image : SOC_IMAGE, theBench->dut.u_rom_words);
-    theBench->receiver.open();
     theBench->dut.initials();
     qk_register_cmd("extend_savesim", "#", 1, saveReceiver);
     qk_register_cmd("extend_loadsim", "#", 1, loadReceiver);
@@ -189,6 +188,7 @@ bool build() {
 
 int run(uint64_t stop) {
     const uint64_t end = cyclesToRun * 2 * kHalfPeriod;
+    theBench->receiver.open();
     theBench->run(end < stop ? end : stop);
     theBench->receiver.flush();
     qkzeft_finish(0, "tb", nullptr, 1, 32, 0u);
