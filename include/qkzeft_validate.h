@@ -14,7 +14,10 @@ extern "C" {
 
 /// Runs the model along a trace, to its end or to a stop.
 /// @param filename  null or empty starts an interactive run, whose console opens the traces
-/// @return non-zero when every file could be read and no difference was found; 0 with a message
+/// @return non-zero when every file could be read and no difference was found; 0 with a message.
+///         Whether 0 means differences or that it could not be run, and non-zero that anything was
+///         compared, qk_mtc_statistics() tells: `differences`, `complete`, `compared`, `damaged`.
+///         zeft_main() makes an exit status of that, 0, 1 or 2.
 QK_API int qk_mtc(const char* filename);
 
 /// Leaves nets out of comparisons, for good.
