@@ -4,9 +4,6 @@
 #include <cstring>
 #include <new>
 
-#include "base/qkassert.h"
-#include "base/storage.h"
-
 namespace {
 
 constexpr int kHexDigitBits = 4;
@@ -35,9 +32,8 @@ BitString::BitString(int width) : digitCount(std::max(width, 0)) {
         wide.reset(new (std::nothrow) Chunk[static_cast<size_t>(chunkCount())]);
         QK_ASSERT_AS(wide, "str");
         if (!wide) digitCount = kChunkDigits;
-        if (wide) chunks = wide.get();
     }
-    for (int i = 0; i < chunkCount(); ++i) chunks[i] = Chunk{0, 0, ~uint64_t{0}};
+    for (int i = 0; i < chunkCount(); ++i) chunks()[i] = Chunk{0, 0, ~uint64_t{0}};
 }
 
 /// @return the last digits of a text, at most 64, right-aligned
@@ -54,35 +50,38 @@ BitString::Chunk BitString::chunkOf(std::string_view digits) {
         chunk.high = chunk.high << 1 | high;
         chunk.upper = chunk.upper << 1 | upper;
     };
-    while ((end - at) % 8 != 0) add(*at++);
-    for (; at != end; at += 8) {
+    // Gathers the low bits of eight known digits, the first one's as the highest.
+    const auto takeEight = [&](const char* from, int taken) {
         uint64_t eight;
-        std::memcpy(&eight, at, sizeof eight);
-        if ((eight ^ kZeros) & ~kOnes) {
-            for (int i = 0; i < 8; ++i) add(at[i]);
-            continue;
-        }
-        // Gathers the low bit of each byte, the first byte's as the highest.
+        std::memcpy(&eight, from, sizeof eight);
+        if ((eight ^ kZeros) & ~kOnes) return false;
         const uint64_t bits = (eight & kOnes) * 0x8040201008040201 >> 56;
-        chunk.known = chunk.known << 8 | 0xff;
-        chunk.high = chunk.high << 8 | bits;
-        chunk.upper <<= 8;
-    }
+        chunk.known = chunk.known << taken | bitMask(taken);
+        chunk.high = chunk.high << taken | (bits & bitMask(taken));
+        chunk.upper <<= taken;
+        return true;
+    };
+    for (; end - at >= 8; at += 8)
+        if (!takeEight(at, 8))
+            for (int i = 0; i < 8; ++i) add(at[i]);
+    const auto left = static_cast<int>(end - at);
+    if (left == 0 || (count >= 8 && takeEight(end - 8, left))) return chunk;
+    while (at != end) add(*at++);
     return chunk;
 }
 
 /// @return 64 of what fills the places to the left of a value
 BitString::Chunk BitString::extensionOf(std::string_view digits) {
     const char first = digits.empty() ? '\0' : digits.front();
-    const char filler = isKnown(first) ? '0' : first;
-    const Chunk one = chunkOf(std::string_view(&filler, 1));
+    if (isKnown(first)) return Chunk{~uint64_t{0}, 0, 0};
+    const Chunk one = chunkOf(std::string_view(&first, 1));
     return Chunk{0 - one.known, 0 - one.high, 0 - one.upper};
 }
 
 /// Writes up to 64 digits, which may lie in two chunks.
 void BitString::put(const Chunk& digits, int at, int bits) {
     const int shift = at % kChunkDigits;
-    Chunk* to = &chunks[at / kChunkDigits];
+    Chunk* to = &chunks()[at / kChunkDigits];
     const uint64_t mask = bitMask(bits);
     const auto merge = [](uint64_t& word, uint64_t field, uint64_t value) {
         word = (word & ~field) | (value & field);
@@ -110,6 +109,16 @@ void BitString::setDigits(std::string_view digits, int at, int bits) {
     const bool isInside = int64_t{at} + bits <= digitCount;
     QK_ASSERT_AS(isInside, "(at + nbits) <= width");
     if (!fits || !isInside) return;
+    if (bits == digitCount && bits <= kChunkDigits && !digits.empty()) {
+        narrow = chunkOf(digits);
+        const auto given = static_cast<int>(digits.size());
+        if (given == bits) return;
+        const Chunk filler = extensionOf(digits);
+        narrow.known |= filler.known << given;
+        narrow.high |= filler.high << given;
+        narrow.upper |= filler.upper << given;
+        return;
+    }
 
     std::string_view left = digits;
     while (!left.empty()) {
@@ -130,54 +139,39 @@ void BitString::setKnown(uint64_t value, int at, int bits) {
     put(Chunk{~uint64_t{0}, value, 0}, at, bits);
 }
 
-int BitString::commit() {
-    dirty = false;
-    QK_ASSERT(liveBits);
-    if (!liveBits) return 1;
-    uint64_t becameKnown = 0, becameUnknown = 0, noDigits = 0;
+BitString::Changes BitString::commitChunks() {
+    Changes all{0, 0, 0};
     const int digits = std::min(digitCount, liveBits->digitCount);
+    const Chunk* const from = chunks();
+    Chunk* const to = liveBits->chunks();
     for (int done = 0; done < digits; done += kChunkDigits) {
-        const Chunk& pending = chunks[done / kChunkDigits];
-        Chunk& live = liveBits->chunks[done / kChunkDigits];
-        const uint64_t mask = bitMask(std::min(digits - done, kChunkDigits));
-        const uint64_t bad = pending.known & pending.upper;
-        noDigits |= bad & mask;
-        becameKnown |= mask & pending.known & ~bad & (~live.known | (pending.high ^ live.high));
-        becameUnknown |= mask & ~pending.known & live.known;
+        const Chunk& pending = from[done / kChunkDigits];
+        Chunk& live = to[done / kChunkDigits];
+        const Changes changes =
+            changesOf(pending, live, bitMask(std::min(digits - done, kChunkDigits)));
+        all.becameKnown |= changes.becameKnown;
+        all.becameUnknown |= changes.becameUnknown;
+        all.noDigits |= changes.noDigits;
         live = pending;
     }
-    QK_ASSERT_AS(noDigits == 0, "0");
-    return becameKnown ? 2 : becameUnknown ? 3 : 1;
+    return all;
 }
 
 void BitString::copyFrom(const BitString& other) {
     QK_ASSERT(digitCount == other.digitCount);
-    if (digitCount == other.digitCount)
-        std::copy(other.chunks, other.chunks + chunkCount(), chunks);
+    if (digitCount == other.digitCount) std::copy_n(other.chunks(), chunkCount(), chunks());
 }
 
 char BitString::digitAt(int offset) const {
     const bool isInside = offset >= 0 && offset < digitCount;
     QK_ASSERT_AS(isInside, "(o >= 0) && (o < width)");
     if (!isInside) return 'X';
-    const Chunk& chunk = chunks[offset / kChunkDigits];
+    const Chunk& chunk = chunks()[offset / kChunkDigits];
     const int bit = offset % kChunkDigits;
     const bool known = chunk.known >> bit & 1, high = chunk.high >> bit & 1,
                upper = chunk.upper >> bit & 1;
     if (known) return upper ? '?' : high ? '1' : '0';
     return (upper ? "XZ" : "xz")[high];
-}
-
-BitString::Known BitString::knownAt(int at, int bits) const {
-    const int shift = at % kChunkDigits;
-    const Chunk* const from = &chunks[at / kChunkDigits];
-    uint64_t known = from->known >> shift, high = from->high >> shift;
-    if (shift + bits > kChunkDigits) {
-        known |= from[1].known << (kChunkDigits - shift);
-        high |= from[1].high << (kChunkDigits - shift);
-    }
-    known &= bitMask(bits);
-    return Known{known, high & known};
 }
 
 std::string BitString::text() const {

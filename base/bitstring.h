@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/qkassert.h"
+#include "base/storage.h"
 #include "base/stringbuf.h"
 
 class BitString {
@@ -64,14 +66,52 @@ private:
     static Chunk extensionOf(std::string_view digits);
     void put(const Chunk& digits, int at, int bits);
     int chunkCount() const { return (digitCount + 63) / 64; }
+    struct Changes {
+        uint64_t becameKnown, becameUnknown, noDigits;
+    };
+    static Changes changesOf(const Chunk& pending, const Chunk& live, uint64_t mask) {
+        const uint64_t bad = pending.known & pending.upper;
+        return Changes{mask & pending.known & ~bad & (~live.known | (pending.high ^ live.high)),
+                       mask & ~pending.known & live.known, mask & bad};
+    }
+    Changes commitChunks();
+    Chunk* chunks() { return wide ? wide.get() : &narrow; }
+    const Chunk* chunks() const { return wide ? wide.get() : &narrow; }
 
-    BitString* liveBits = nullptr;
-    bool dirty = false;
-    int32_t digitCount;
-    Chunk* chunks = &narrow;
+    // Those that a value of up to 64 digits needs come first.
     Chunk narrow{};  // the only one of a string of up to 64 digits
+    int32_t digitCount;
+    bool dirty = false;
+    BitString* liveBits = nullptr;
     std::unique_ptr<Chunk[]> wide;
 };
+
+inline int BitString::commit() {
+    dirty = false;
+    QK_ASSERT(liveBits);
+    if (!liveBits) return 1;
+    Changes changes;
+    if (digitCount <= 64 && liveBits->digitCount == digitCount) {
+        changes = changesOf(narrow, liveBits->narrow, bitMask(digitCount));
+        liveBits->narrow = narrow;
+    } else {
+        changes = commitChunks();
+    }
+    QK_ASSERT_AS(changes.noDigits == 0, "0");
+    return changes.becameKnown ? 2 : changes.becameUnknown ? 3 : 1;
+}
+
+inline BitString::Known BitString::knownAt(int at, int bits) const {
+    const int shift = at % 64;
+    const Chunk* const from = &chunks()[at / 64];
+    uint64_t known = from->known >> shift, high = from->high >> shift;
+    if (shift + bits > 64) {
+        known |= from[1].known << (64 - shift);
+        high |= from[1].high << (64 - shift);
+    }
+    known &= bitMask(bits);
+    return Known{known, high & known};
+}
 
 /// The same reduction on digits in a text. @return a place inside `digits`
 const char* reducedDigits(const char* digits);

@@ -88,29 +88,30 @@ struct TraceExtras {
 };
 
 struct QkTrace {
-    void* address;   ///< the model's storage; null for a header
-    uint64_t value;  ///< remembered value while the trace is active and not in the capture image
+    // The first 64 bytes are what writing a value touches.
+    void* address;  ///< the model's storage; null for a header
     BitRange range;
     QkTrace* header;  ///< of this part; a trace of one part is its own
     QkTrace* bits;    ///< header: the first part; part: the next one; null for a trace of one part
+    TraceExtras* extras;  ///< owned; null for most
+    uint32_t flags;       ///< net flags; a header gathers those of its parts
+    uint32_t nel;         ///< elements of an array, else 0
+    int32_t ntrace;       ///< reasons to compare it: traced and watched names that read this trace
+    int32_t nshow;        ///< shown names, and those whose handles ask for changes
+    uint64_t value;  ///< remembered value while the trace is active and not in the capture image
     QkTrace *next, *prev;              ///< ring QkModel::traces
     QkTrace *sameAddr_n, *sameAddr_p;  ///< ring of all traces at one storage address
     QkTrace *a_next, *a_prev;          ///< ring QkLiveModel::active_traces, null outside it
     QkName* names;                     ///< head of the ring of names bound to this trace
-    TraceExtras* extras;               ///< owned; null for most
-    uint32_t flags;                    ///< net flags; a header gathers those of its parts
     uint32_t changed;                  ///< sticky: a capture saw a change
-    uint32_t nel;                      ///< elements of an array, else 0
-    int32_t ntrace;     ///< reasons to compare it: traced and watched names that read this trace
-    int32_t nrecord;    ///< traced names of kind 0 and 1: they have its changes recorded
-    int32_t nshow;      ///< shown names, and those whose handles ask for changes
-    int32_t nbreak;     ///< names with breakpoints that read this trace
-    uint32_t vcdSlot;   ///< place in the trace writer, 0 for none yet
-    uint32_t id;        ///< number in the store
-    bool invert;        ///< reads the storage inverted
-    bool isPart;        ///< registered as a part: the mode had QK_parts
-    bool resolved : 1;  ///< its owner has been looked for
-    bool ignored : 1;   ///< never compared with a reference trace, by the user's wish
+    int32_t nrecord;        ///< traced names of kind 0 and 1: they have its changes recorded
+    int32_t nbreak;         ///< names with breakpoints that read this trace
+    uint32_t vcdSlot;       ///< place in the trace writer, 0 for none yet
+    uint32_t id;            ///< number in the store
+    bool invert;            ///< reads the storage inverted
+    bool isPart;            ///< registered as a part: the mode had QK_parts
+    bool resolved : 1;      ///< its owner has been looked for
+    bool ignored : 1;       ///< never compared with a reference trace, by the user's wish
     bool forceCompare : 1;  ///< a top-level output: compared whatever its flags
 
     bool isArray() const { return nel != 0; }

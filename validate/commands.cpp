@@ -102,6 +102,7 @@ int qk_mtc_clock(const char* pattern, int on) {
             validate.vcdModel ? validate.vcdModel->partnerOf(name) : nullptr;
         if (!partner) continue;
         for (QkVCDVar* const var : partner->vcdVars) var->vcdId->isClock = on != 0;
+        validate.vcdModel->usesChanged();
     }
     return count;
 }

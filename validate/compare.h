@@ -35,7 +35,7 @@ enum CompareState : uint8_t {
 /// @return the name of a state as users see it
 const char* compareStateName(CompareState state);
 
-struct QkVCDTrace {
+struct alignas(64) QkVCDTrace {
     /// @param width  digits of the net in the trace: those of the net in the model
     QkVCDTrace(QkVCDTraces* traces, QkTrace* trace, int width);
     ~QkVCDTrace();
@@ -83,20 +83,32 @@ struct QkVCDTrace {
     bool isComparable() const { return state != DoNotCompare; }
     bool isMatched() const { return state > Parked; }
 
+    /// Fetches what setPendingVC() touches of a net of up to 64 digits.
+    void prefetchPending() const { __builtin_prefetch(&liveTrace, 1); }
+    /// Fetches what a commit touches.
+    void prefetchCommit() const {
+        prefetchPending();
+        __builtin_prefetch(&vcdBits, 1);
+        if (state == DoNotCompare) return;
+        __builtin_prefetch(&previousValue, 1);
+        __builtin_prefetch(&narrow, 1);
+    }
+
+    // The first members are what a value from the trace touches, in the order of their use.
     QkTrace* liveTrace;  ///< null once the net has gone
     QkVCDTraces* const owner;
+    uint64_t changeTime = 0;  ///< of the last value from the trace
+    int nChanges = 0;         ///< changes compared, or driven
     CompareState state;
     bool isStimulus = false;
     bool isPending = false;   ///< stands in QkVCDTraces::pending
     bool lostSync = false;    ///< has been out of sync
-    int nChanges = 0;         ///< changes compared, or driven
-    uint64_t changeTime = 0;  ///< of the last value from the trace
+    BitString pendingBits;    ///< what becomes the trace's value
+    BitString vcdBits;        ///< the trace's value
+    BitString previousValue;  ///< what it was before the last commit
     uint64_t lastStateChange = 0;
     uint64_t maxSyncToVCD = 0;  ///< longest wait for the trace, and for the model
     uint64_t maxSyncToLive = 0;
-    BitString vcdBits;                      ///< the trace's value
-    BitString pendingBits;                  ///< what becomes it
-    BitString previousValue;                ///< what it was before the last commit
     QkVCDTrace* waitingToSync_n = nullptr;  ///< ring of those that wait; null outside it
     QkVCDTrace* waitingToSync_p = nullptr;
     std::string name;  ///< the shortest of the net's full names
@@ -146,6 +158,27 @@ bool isComparable(const QkTrace* trace);
 /// Gives a net of the model those digits that are 0 or 1; the others leave it as it is.
 void writeBitString(QkTrace* trace, const BitString& bits);
 
+/// Memory for traces, in large blocks: each value line goes to another, at random.
+class QkVCDTraceStore {
+public:
+    QkVCDTraceStore() = default;
+    ~QkVCDTraceStore();
+    QkVCDTraceStore(const QkVCDTraceStore&) = delete;
+    QkVCDTraceStore& operator=(const QkVCDTraceStore&) = delete;
+    /// @return a place for one more
+    void* place();
+
+    struct Destroy {
+        void operator()(QkVCDTrace* trace) const { std::destroy_at(trace); }
+    };
+
+private:
+    std::vector<void*> blocks;
+    char* next = nullptr;
+    char* end = nullptr;
+    size_t blockSize = 0;
+};
+
 /// All traces of one reference trace.
 struct QkVCDTraces {
     QkVCDTraces() = default;
@@ -173,7 +206,8 @@ struct QkVCDTraces {
     void summarise();
     int countClockStimuli() const;
 
-    std::vector<std::unique_ptr<QkVCDTrace>> all;
+    QkVCDTraceStore store;  ///< outlives `all`
+    std::vector<std::unique_ptr<QkVCDTrace, QkVCDTraceStore::Destroy>> all;
     std::vector<QkVCDTrace*> active;
     std::vector<QkVCDTrace*> pending;
     bool monitorTracedOnly = false;
@@ -182,6 +216,7 @@ struct QkVCDTraces {
 
 private:
     void noteChange(QkVCDTrace* trace);
+    void prefetchAhead(size_t at) const;
 
     std::vector<QkVCDTrace*> byTrace;  ///< by QkTrace::id
     CapturePlan plan;                  ///< of `active`

@@ -12,6 +12,7 @@
 #include "qkzeft_run.h"
 #include "run/time.h"
 #include "validate/input_buffer.h"
+#include "validate/tokens.h"
 
 QkFileReader::QkFileReader() = default;
 QkFileReader::~QkFileReader() = default;
@@ -66,22 +67,6 @@ void QkFileReader::endToken(char terminator) {
     // A message about the token names its own line.
     lineEndPending = terminator == '\n';
 }
-
-namespace {
-
-/// @return the first blank or line end at or after `at`; one stands behind the end of the buffer
-inline const char* tokenEnd(const char* at) {
-    constexpr uint64_t ones = 0x0101010101010101, highs = 0x8080808080808080;
-    for (;; at += 8) {
-        uint64_t eight;
-        std::memcpy(&eight, at, sizeof eight);
-        // Characters are below 0x80: those above the blank keep their high bit.
-        const uint64_t blanks = ~((eight | highs) - ones * ('!')) & highs;
-        if (blanks) return at + __builtin_ctzll(blanks) / 8;
-    }
-}
-
-}  // namespace
 
 std::string_view QkFileReader::readToken(bool escapedAllowed) {
     if (lineEndPending) ++lineNumber;
@@ -365,27 +350,6 @@ void QkFileReader::readTimeLine(std::string_view token) {
 }
 
 // ---- Values
-
-namespace {
-
-constexpr std::string_view kBitDigits = "01xXzZ";
-constexpr std::string_view kRealDigits = "0123456789xXzZeE.-+";
-
-/// @return the place of the first character that is not among `allowed`, or npos
-size_t findStray(std::string_view value, std::string_view allowed) {
-    constexpr uint64_t zeros = 0x3030303030303030, ones = 0x0101010101010101;
-    size_t at = 0;
-    for (; at + 8 <= value.size(); at += 8) {
-        uint64_t eight;
-        std::memcpy(&eight, value.data() + at, sizeof eight);
-        if ((eight ^ zeros) & ~ones) break;
-    }
-    for (; at < value.size(); ++at)
-        if (allowed.find(value[at]) == std::string_view::npos) return at;
-    return std::string_view::npos;
-}
-
-}  // namespace
 
 QkVCDId* QkFileReader::readValueLine(std::string_view first, std::string_view& value,
                                      bool* passedOver) {

@@ -171,6 +171,7 @@ private:
     bool runPass(bool& pause);
     bool hasClocks(bool& pause);
     bool readLines();
+    void readPlainLines();
     bool reportProgress();
     bool readLine(std::string_view token);
     bool readTime(std::string_view token);

@@ -165,6 +165,7 @@ QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
     QkVCDTrace* trace = vcdModel->traces.find(live);
     if (!trace) trace = vcdModel->traces.add(live, name->range.width);
     if (use.isStimulus) trace->makeStimulus();
+    vcdModel->usesChanged();
     for (QkVCDVar* const var : name->vcdVars) {
         QkVCDId& id = *var->vcdId;
         id.linked = true;

@@ -174,6 +174,11 @@ bool QkFileReader::readLines() {
             stopped = true;
             return true;
         }
+        readPlainLines();
+        if (sigintCount > 0 || closeRequested) {
+            stopped = true;
+            return true;
+        }
         const std::string_view token = readToken();
         if (token.empty()) return true;
         if (!readLine(token)) return false;

@@ -11,14 +11,12 @@ namespace {
 /// Codes with lower numbers are found in a table, others by their text.
 constexpr size_t kShortCodes = size_t{1} << 20;
 
-/// Numbers codes without a gap: 1 to 94 for one character, and so on, the first counting least. All
-/// characters are printable.
+/// @return the number of a code, whose characters are all printable
 size_t numberOf(std::string_view code) {
-    constexpr size_t base = 94;
-    if (code.empty() || code.size() > 4) return kShortCodes;
+    if (code.empty() || code.size() > kLongestShortCode) return kShortCodes;
     size_t number = 0;
     for (size_t i = code.size(); i-- > 0;)
-        number = number * base + static_cast<unsigned char>(code[i]) - ' ';
+        number = number * kCodeBase + static_cast<unsigned char>(code[i]) - ' ';
     return number;
 }
 
@@ -164,6 +162,7 @@ bool QkVCDModel::addVariable(std::string_view code, int width, QkVCDScope* scope
 }
 
 void QkVCDModel::bindVariables() {
+    usesChanged();
     for (QkVCDVar& var : vars) {
         const QkName* const live = var.vcdName->linked;
         var.bound = false;
@@ -175,6 +174,33 @@ void QkVCDModel::bindVariables() {
         var.bound = var.offset >= 0 && int64_t{var.offset} + var.range.width <= whole.width;
         var.vcdTrace = traces.find(live->trace);
     }
+}
+
+namespace {
+
+DirectCode directUseOf(const QkVCDId* id) {
+    if (!id || id->isParameter || id->isReal) return {};
+    if (!id->linked) return DirectCode{nullptr, id->width};
+    if (id->isClock) return {};
+    QkVCDTrace* trace = nullptr;
+    for (const QkVCDVar* const var : id->sameId) {
+        if (!var->bound || !var->vcdTrace || var->vcdTrace == trace) continue;
+        const bool takesAll = !trace && var->offset == 0 && var->range.width == id->width &&
+                              var->vcdTrace->vcdBits.width() == id->width;
+        if (!takesAll) return {};
+        trace = var->vcdTrace;
+    }
+    return DirectCode{trace, id->width, id->isStimulus, id->isEarlyInput, id->isStepInput};
+}
+
+}  // namespace
+
+const std::vector<DirectCode>& QkVCDModel::directCodes() {
+    if (directValid) return direct;
+    direct.resize(shortCodes.size());
+    for (size_t i = 0; i < direct.size(); ++i) direct[i] = directUseOf(shortCodes[i]);
+    directValid = true;
+    return direct;
 }
 
 // ---- Links
@@ -205,6 +231,7 @@ void QkVCDModel::link(QkVCDScope* scope, QkScope* live) {
 void QkVCDModel::unlink(const QkName* live) {
     QkVCDName* const name = partnerOf(live);
     if (!name) return;
+    usesChanged();
     name->linked = nullptr;
     partners[live->id] = nullptr;
     for (QkVCDVar* const var : name->vcdVars) var->bound = false;

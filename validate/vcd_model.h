@@ -24,6 +24,10 @@ struct QkTrace;
 struct QkVCDId;
 struct QkVCDName;
 
+/// Short codes are numbered without a gap: 1 to 94 for one character, and so on, the first
+/// character counting least.
+constexpr size_t kCodeBase = 94, kLongestShortCode = 4;
+
 struct QkVCDScope {
     std::string name;      ///< local name
     std::string fullName;  ///< dotted path
@@ -70,6 +74,15 @@ struct QkVCDId {
     void setVCDValue(std::string_view value, bool initial);
 };
 
+/// What a value line needs of its code when all its values go to one net whole, or nowhere.
+struct DirectCode {
+    QkVCDTrace* trace = nullptr;  ///< null: of no concern
+    int32_t width = 0;            ///< of the code; 0: more is to be done than a hand-over
+    bool isStimulus = false;
+    bool isEarlyInput = false;
+    bool isStepInput = false;
+};
+
 struct QkVCDModel {
     /// @return the scope at a dotted path below `scope` (null: the top), made if need be
     QkVCDScope* findOrCreateScope(QkVCDScope* scope, std::string_view path, bool ignoreCase);
@@ -80,6 +93,11 @@ struct QkVCDModel {
     /// @return the code's record, or null
     QkVCDId* findId(std::string_view code) const;
     QkVCDName* findName(std::string_view fullName) const;
+    /// @return by the numbers that numberOf() gives to codes; to be asked for anew after any change
+    ///         of a link, a bound variable or a use
+    const std::vector<DirectCode>& directCodes();
+    /// Tells that directCodes() is to be made anew.
+    void usesChanged() { directValid = false; }
     /// Finds the place of every variable in the net that it is linked to, once the links stand.
     void bindVariables();
 
@@ -115,6 +133,8 @@ private:
     std::deque<QkVCDVar> vars;
     std::deque<QkVCDId> ids;
     std::vector<QkVCDId*> shortCodes;  ///< by number
+    std::vector<DirectCode> direct;
+    bool directValid = false;
     ByText<QkVCDId*> longCodes;
     HashIndex namesByFullName;  ///< to places in allNames
     std::vector<QkVCDName*> allNames;

@@ -1,7 +1,9 @@
 // The traces of a comparison: their values, and how events reach them.
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "console/printout.h"
 #include "netdb/live_model.h"
@@ -51,8 +53,8 @@ QkVCDTrace::QkVCDTrace(QkVCDTraces* traces, QkTrace* trace, int width)
     : liveTrace(trace),
       owner(traces),
       state(::isComparable(trace) && width == trace->width() ? ValuesMatch : DoNotCompare),
-      vcdBits(width),
       pendingBits(width),
+      vcdBits(width),
       previousValue(width) {
     pendingBits.link(&vcdBits);
     if (chunkCount() > 1) {
@@ -159,12 +161,28 @@ void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool
     owner->pending.push_back(this);
 }
 
+/// Fetches what the commits of some traces behind the `at`th will touch, a step nearer each time.
+void QkVCDTraces::prefetchAhead(size_t at) const {
+    constexpr size_t own = 24, net = 16, storage = 8;
+    if (at + own < pending.size()) pending[at + own]->prefetchCommit();
+    if (at + net < pending.size()) {
+        const char* const live = reinterpret_cast<const char*>(pending[at + net]->liveTrace);
+        __builtin_prefetch(live);
+        __builtin_prefetch(live + 63);
+    }
+    if (at + storage >= pending.size()) return;
+    if (const QkTrace* const live = pending[at + storage]->liveTrace)
+        __builtin_prefetch(live->address, 1);
+}
+
 void QkVCDTraces::commitPending(bool initial) {
     if (pending.empty()) return;
     const QkFileReader& reader = qkLiveModel->reader;
     if (reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
     droveTraced = false;
-    for (QkVCDTrace* const trace : pending) {
+    for (size_t i = 0; i < pending.size(); ++i) {
+        prefetchAhead(i);
+        QkVCDTrace* const trace = pending[i];
         trace->isPending = false;
         if (!trace->liveTrace) continue;
         if (reader.verbose > 3 || (reader.verbosestep && trace->isStimulus))
@@ -179,7 +197,7 @@ void QkVCDTraces::commitPending(bool initial) {
 
 void QkVCDTrace::commitPendingVC(bool initial) {
     QK_ASSERT(pendingBits.isDirty());
-    previousValue.copyFrom(vcdBits);
+    if (isComparable()) previousValue.copyFrom(vcdBits);  // for reports
     constexpr int unchanged = 1, becameKnown = 2;
     const int change = pendingBits.commit();
     if (!initial && change == unchanged) return;
@@ -209,6 +227,14 @@ void writeBitString(QkTrace* trace, const BitString& bits) {
             trace->flags, trace->invert, (trace->flags & QK_flag_never_write) != 0);
     if ((trace->flags & QK_flag_never_write) || trace->isArray()) return;
     if (bits.width() != trace->width()) return;
+    if (trace->firstPart() == trace && !trace->extras) {
+        // The storage's digits, whatever its polarity.
+        const BitString::Known digits = bits.knownAt(0, trace->width());
+        const int bytes = trace->elementBytes();
+        const uint64_t old = loadStorage(trace->address, bytes);
+        storeStorage(trace->address, bytes, (old & ~digits.known) | digits.ones);
+        return;
+    }
     eachPart(trace, [&](QkTrace* part, int offset) {
         const int width = part->width();
         const BitString::Known digits = bits.knownAt(offset, width);
@@ -270,6 +296,24 @@ void QkVCDTraces::endOfTrace() {
 
 // ---- Which traces there are
 
+QkVCDTraceStore::~QkVCDTraceStore() {
+    for (void* const block : blocks) std::free(block);
+}
+
+void* QkVCDTraceStore::place() {
+    constexpr size_t size = sizeof(QkVCDTrace), alignment = alignof(QkVCDTrace);
+    if (next == end) {
+        // Doubled each time: few nets take little, and many are few blocks.
+        blockSize = blockSize == 0 ? 64 * size : 2 * blockSize;
+        void* block = allocateBlock(blockSize + alignment, "reference trace");
+        blocks.push_back(block);
+        size_t room = blockSize + alignment;
+        next = static_cast<char*>(std::align(alignment, blockSize, block, room));
+        end = next + blockSize;
+    }
+    return std::exchange(next, next + size);
+}
+
 QkVCDTraces::~QkVCDTraces() {
     all.clear();
     QK_ASSERT_AS(waitingToSync == nullptr, "waitingToSync == NULL");
@@ -282,7 +326,7 @@ QkVCDTrace* QkVCDTraces::find(const QkTrace* trace) const {
 QkVCDTrace* QkVCDTraces::add(QkTrace* trace, int width) {
     if (trace->id >= byTrace.size()) byTrace.resize(size_t{trace->id} + 1);
     QK_ASSERT_AS(!byTrace[trace->id], "newone");
-    all.push_back(std::make_unique<QkVCDTrace>(this, trace, width));
+    all.emplace_back(new (store.place()) QkVCDTrace(this, trace, width));
     QkVCDTrace* const made = all.back().get();
     byTrace[trace->id] = made;
     longestName = std::max(longestName, static_cast<int>(made->name.size()));
