@@ -235,9 +235,11 @@ void listNotMatched(const char* pattern) {
     if (!any) out.add("\t(none)\n");
     any = false;
     out.add("Trace Signals Not in Model:\n");
-    for (const QkVCDName& name : vcdModel->names)
-        if (!name.linked && matchesPattern(name.fullName.c_str(), pattern, false))
-            add(name.fullName.c_str());
+    for (const QkVCDName& name : vcdModel->names) {
+        if (name.linked) continue;
+        const std::string fullName = name.fullName();
+        if (matchesPattern(fullName.c_str(), pattern, false)) add(fullName.c_str());
+    }
     if (!any) out.add("\t(none)\n");
 }
 

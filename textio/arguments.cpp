@@ -105,7 +105,8 @@ namespace {
 
 /// Takes the word of a pair: the address of a handle's cell for size -64, a number for 1 to 32.
 uintptr_t qk_read_unit_arg(TaskCall& call, int size) {
-    if (size >= 1 && size <= 32) return va_arg(call.list, unsigned) & bitMask(size);
+    if (size >= 1 && size <= 32)
+        return static_cast<uintptr_t>(va_arg(call.list, unsigned) & bitMask(size));
     if (size == -64) return reinterpret_cast<uintptr_t>(va_arg(call.list, void*));
     std::printf("qk_read_unit_arg: Size unexpected (%i)\n", size);
     return 0;

@@ -52,6 +52,14 @@ int QkFileReader::fail(const char* what) const {
 
 bool QkFileReader::atEnd() const { return !file || file->atEnd(); }
 
+/// @return false at the end of input, with a message if that is not the end of the file
+bool QkFileReader::refill() {
+    const bool hadFailed = file->failure() != nullptr;
+    if (file->refill()) return true;
+    if (file->failure() && !hadFailed) fail(file->failure());
+    return false;
+}
+
 /// @return false at the end of input
 bool QkFileReader::skipBlanks() {
     for (;;) {
@@ -59,7 +67,7 @@ bool QkFileReader::skipBlanks() {
         for (; at != file->end && *at <= ' '; ++at) lineNumber += *at == '\n';
         file->cur = at;
         if (at != file->end) return true;
-        if (!file->refill()) return false;
+        if (!refill()) return false;
     }
 }
 
@@ -87,7 +95,7 @@ std::string_view QkFileReader::readLongToken(bool escaped) {
     spilled.clear();
     bool backslash = false;
     for (bool closed = false;;) {
-        if (file->cur == file->end && !file->refill()) break;
+        if (file->cur == file->end && !refill()) break;
         const char c = *file->cur;
         if (escaped ? closed : c <= ' ') {
             ++file->cur;

@@ -128,6 +128,7 @@ private:
     std::string_view readToken(bool escapedAllowed = false);
     std::string_view readLongToken(bool escaped);
     bool skipBlanks();
+    bool refill();
     bool isTokenAhead() const;
     void endToken(char terminator);
     int skipToEnd(bool printTokens, std::string* text = nullptr);

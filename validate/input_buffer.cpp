@@ -3,7 +3,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
+#include <cstring>
 
 #include "base/qkassert.h"
 
@@ -50,6 +52,15 @@ uint64_t VcdInputBuffer::position() const {
     return blockBegin + static_cast<uint64_t>(share * static_cast<double>(length));
 }
 
+void VcdInputBuffer::noteFailure() {
+    int code = Z_OK;
+    const char* const text = gzerror(gz, &code);
+    if (code == Z_OK || code == Z_STREAM_END) return;
+    problem = code == Z_ERRNO       ? std::strerror(errno)
+              : code == Z_BUF_ERROR ? "unexpected end of compressed data"
+                                    : std::string("damaged compressed data: ") + text;
+}
+
 bool VcdInputBuffer::refill() {
     cur = end = buffer.get();
     if (!gz) return false;
@@ -60,6 +71,7 @@ bool VcdInputBuffer::refill() {
     blockBegin = blockEnd;
     blockEnd = std::max(blockBegin, static_cast<uint64_t>(std::max<z_off_t>(gzoffset(gz), 0)));
     if (count <= 0) {
+        noteFailure();
         closeInput();
         return false;
     }

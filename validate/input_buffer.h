@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 class VcdInputBuffer {
 public:
@@ -19,6 +20,8 @@ public:
 
     /// Reads the next block over the one before. @return false at the end of input
     bool refill();
+    /// @return what kept the input from being read to its end, once it is exhausted; null: nothing
+    const char* failure() const { return problem.empty() ? nullptr : problem.c_str(); }
     bool atEnd() const { return cur == end && !gz; }
     /// @return whether compressed data ended early or could not be expanded
     bool isDamaged() const { return damaged; }
@@ -32,8 +35,10 @@ public:
 private:
     VcdInputBuffer() = default;
     void closeInput();
+    void noteFailure();
 
     std::unique_ptr<char[]> buffer;
+    std::string problem;
     gzFile gz = nullptr;  ///< null once the input is exhausted
     bool damaged = false;
     uint64_t size = 0;                      ///< of the file; 0 if it is none

@@ -35,12 +35,6 @@ private:
     int count = 0;
 };
 
-/// @return whether `path` is at or below the scope of that full name
-bool isWithin(const std::string& path, const std::string& scope) {
-    return path.compare(0, scope.size(), scope) == 0 &&
-           (path.size() == scope.size() || path[scope.size()] == '.');
-}
-
 bool sameName(const char* a, const char* b, bool ignoreCase) {
     return ignoreCase ? StringBuf(a).compareNoCase(b) == 0 : std::strcmp(a, b) == 0;
 }
@@ -87,19 +81,7 @@ void QkFileReader::reportMissingScopes(QkScope* liveRing) const {
 
 void QkFileReader::applyScopeMaps() {
     for (const MappedScope& map : mappedScopes) {
-        const auto containsPath = [&](const QkVCDScope* scope) {
-            return isWithin(map.path, scope->fullName);
-        };
-        QkVCDScope* target = nullptr;
-        for (const std::vector<QkVCDScope*>* level = &vcdModel->topScopes;;) {
-            const auto found = std::find_if(level->begin(), level->end(), containsPath);
-            if (found == level->end()) break;
-            if ((*found)->fullName.size() == map.path.size()) {
-                target = *found;
-                break;
-            }
-            level = &(*found)->children;
-        }
+        QkVCDScope* const target = vcdModel->findScope(map.path);
         if (!target) {
             say("Unable to map '%s' to trace scope '%s'\n", map.live->fullName.str(),
                 map.path.c_str());
@@ -153,7 +135,7 @@ int QkFileReader::linkTo(QkVCDName* name, QkName* live) {
     say("Warning: Bit Range mismatch:\n"
         "  in the file,  width %4d, range [%d:%d]: '%s'\n"
         "  in the model, width %4d, range [%d:%d]: '%s'\n",
-        name->range.width, inFile.most, inFile.least, name->fullName.c_str(), range.width,
+        name->range.width, inFile.most, inFile.least, name->fullName().c_str(), range.width,
         inModel.most, inModel.least, FullName(live).c_str());
     return 0;
 }
@@ -270,7 +252,7 @@ void QkFileReader::reportCounts(int signals, int matched) const {
             });
             out.add("\tTop-level scopes in the trace:\n");
             for (const QkVCDScope* scope : vcdModel->topScopes)
-                if (scope->nameCount > 0) out.print("\t    %s\n", scope->fullName.c_str());
+                if (scope->nameCount > 0) out.print("\t    %s\n", scope->fullName().c_str());
         }
     }
     out.print(
@@ -296,7 +278,9 @@ QkVCDTrace* QkFileReader::traceOf(const QkName* name) const {
 }
 
 void QkFileReader::forgetTrace(const QkTrace* trace) {
-    if (vcdModel) vcdModel->traces.retire(trace);
+    if (!vcdModel) return;
+    vcdModel->traces.retire(trace);
+    vcdModel->usesChanged();
 }
 
 void QkFileReader::forgetName(const QkName* name) {

@@ -180,7 +180,7 @@ bool QkFileReader::readLines() {
             return true;
         }
         const std::string_view token = readToken();
-        if (token.empty()) return true;
+        if (token.empty()) return !file->failure();
         if (!readLine(token)) return false;
         stopped = sigintCount > 0 || closeRequested;
     }

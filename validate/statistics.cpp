@@ -65,7 +65,7 @@ std::vector<Fit> fitsOf(const QkVCDModel& vcdModel, const QkScope* liveScope) {
     std::sort(fits.begin(), fits.end(), [](const Fit& a, const Fit& b) {
         if (a.ports != b.ports) return a.ports > b.ports;
         if (a.names != b.names) return a.names > b.names;
-        const std::string &left = a.scope->fullName, &right = b.scope->fullName;
+        const std::string left = a.scope->fullName(), right = b.scope->fullName();
         const auto depth = [](const std::string& s) { return std::count(s.begin(), s.end(), '.'); };
         if (depth(left) != depth(right)) return depth(left) > depth(right);
         return left < right;
@@ -95,7 +95,7 @@ void QkFileReader::findProposals() {
         const std::vector<Fit> fits = fitsOf(*vcdModel, scope);
         for (const Fit& fit : fits) {
             if (fit.ports < fits.front().ports) break;
-            proposals.push_back({scope->fullName.str(), fit.scope->fullName});
+            proposals.push_back({scope->fullName.str(), fit.scope->fullName()});
         }
     }
 }

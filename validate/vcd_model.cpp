@@ -1,6 +1,7 @@
 #include "validate/vcd_model.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "base/qkassert.h"
 #include "console/printout.h"
@@ -20,43 +21,86 @@ size_t numberOf(std::string_view code) {
     return number;
 }
 
-uint32_t hashOfName(std::string_view fullName) {
-    return static_cast<uint32_t>(std::hash<std::string_view>{}(fullName));
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
+
+size_t mixed(size_t hash, const QkVCDScope* scope) {
+    return hash ^ std::hash<const void*>{}(scope)*size_t{0x9e3779b97f4a7c15};
 }
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-    const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [&](char x, char y) { return upper(x) == upper(y); });
+/// Calls visit(component) for each part of a dotted path, empty ones too, until it returns false.
+template <class Visit>
+void eachComponent(std::string_view path, Visit&& visit) {
+    for (;;) {
+        const size_t dot = path.find('.');
+        if (!visit(path.substr(0, dot)) || dot == std::string_view::npos) return;
+        path.remove_prefix(dot + 1);
+    }
 }
 
 }  // namespace
 
 // ---- Scopes
 
+size_t QkVCDModel::PlaceHash::operator()(const Place& place) const {
+    return mixed(std::hash<std::string_view>{}(place.name), place.scope);
+}
+
+size_t QkVCDModel::PlaceHashNoCase::operator()(const Place& place) const {
+    std::string name(place.name);
+    std::transform(name.begin(), name.end(), name.begin(), upper);
+    return PlaceHash{}(Place{place.scope, name});
+}
+
+bool QkVCDModel::EqualNoCase::operator()(const Place& a, const Place& b) const {
+    return a.scope == b.scope &&
+           std::equal(a.name.begin(), a.name.end(), b.name.begin(), b.name.end(),
+                      [](char x, char y) { return upper(x) == upper(y); });
+}
+
+std::string QkVCDScope::fullName() const {
+    std::vector<const QkVCDScope*> path;
+    for (const QkVCDScope* scope = this; scope; scope = scope->parent) path.push_back(scope);
+    std::string text = path.back()->name;
+    for (size_t i = path.size() - 1; i-- > 0;) text.append(".").append(path[i]->name);
+    return text;
+}
+
 QkVCDScope* QkVCDModel::findOrCreateScope(QkVCDScope* scope, std::string_view path,
                                           bool ignoreCase) {
-    while (!path.empty()) {
-        const size_t dot = path.find('.');
-        const std::string_view component = path.substr(0, dot);
-        path.remove_prefix(dot == std::string_view::npos ? path.size() : dot + 1);
-        if (component.empty()) continue;
-        std::vector<QkVCDScope*>& ring = scope ? scope->children : topScopes;
-        const auto found = std::find_if(ring.begin(), ring.end(), [&](const QkVCDScope* child) {
-            return ignoreCase ? equalsIgnoringCase(child->name, component)
-                              : child->name == component;
-        });
-        if (found != ring.end()) {
-            scope = *found;
-            continue;
+    eachComponent(path, [&](std::string_view component) {
+        if (component.empty()) return true;
+        const Place place{scope, component};
+        if (ignoreCase) {
+            const auto found = scopesNoCase.find(place);
+            if (found != scopesNoCase.end()) {
+                scope = found->second;
+                return true;
+            }
+        }
+        const auto found = scopesByPlace.find(place);
+        if (found != scopesByPlace.end()) {
+            scope = found->second;
+            return true;
         }
         QkVCDScope& made = scopeStore.emplace_back();
         made.name = component;
-        made.fullName = scope ? scope->fullName + "." + made.name : made.name;
         made.parent = scope;
-        ring.push_back(&made);
+        (scope ? scope->children : topScopes).push_back(&made);
+        scopesByPlace.emplace(Place{scope, made.name}, &made);
+        scopesNoCase.emplace(Place{scope, made.name}, &made);
         scope = &made;
-    }
+        return true;
+    });
+    return scope;
+}
+
+QkVCDScope* QkVCDModel::findScope(std::string_view path) const {
+    QkVCDScope* scope = nullptr;
+    eachComponent(path, [&](std::string_view component) {
+        const auto found = scopesByPlace.find(Place{scope, component});
+        scope = found == scopesByPlace.end() ? nullptr : found->second;
+        return scope != nullptr;
+    });
     return scope;
 }
 
@@ -107,14 +151,14 @@ void QkVCDModel::addParameter(std::string_view code) {
 
 // ---- Names and variables
 
-QkVCDName* QkVCDModel::findName(std::string_view fullName) const {
-    return findName(fullName, hashOfName(fullName));
-}
+std::string QkVCDName::fullName() const { return scope->fullName() + "." + name; }
 
-QkVCDName* QkVCDModel::findName(std::string_view fullName, uint32_t hash) const {
-    const uint32_t id = namesByFullName.find(
-        hash, [&](uint32_t candidate) { return allNames[candidate]->fullName == fullName; });
-    return id == HashIndex::kNone ? nullptr : allNames[id];
+QkVCDName* QkVCDModel::findName(std::string_view fullName) const {
+    const size_t dot = fullName.rfind('.');
+    if (dot == std::string_view::npos) return nullptr;
+    const QkVCDScope* const scope = findScope(fullName.substr(0, dot));
+    const auto found = namesByPlace.find(Place{scope, fullName.substr(dot + 1)});
+    return scope && found != namesByPlace.end() ? found->second : nullptr;
 }
 
 QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name,
@@ -126,12 +170,9 @@ QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name
         name.remove_prefix(dot + 1);
     }
     if (!scope) scope = findOrCreateScope(nullptr, "toplevel", false);
-    std::string fullName;
-    fullName.reserve(scope->fullName.size() + 1 + name.size());
-    fullName.append(scope->fullName).append(".").append(name);
-    const uint32_t hash = hashOfName(fullName);
-    if (QkVCDName* const found = findName(fullName, hash)) {
-        BitRange& whole = found->range;
+    const auto at = namesByPlace.find(Place{scope, name});
+    if (at != namesByPlace.end()) {
+        BitRange& whole = at->second->range;
         const bool joins =
             whole.isRange && range.isRange &&
             (whole.reversed == range.reversed || whole.width == 1 || range.width == 1);
@@ -140,13 +181,11 @@ QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name
             const bool reversed = whole.width > 1 ? whole.reversed : range.reversed;
             whole = reversed ? BitRange(lsb, msb) : BitRange(msb, lsb);
         }
-        return found;
+        return at->second;
     }
-    QkVCDName& made =
-        names.emplace_back(QkVCDName{std::string(name), std::move(fullName), scope, range});
+    QkVCDName& made = names.emplace_back(QkVCDName{std::string(name), scope, range});
     ++scope->nameCount;
-    namesByFullName.insert(hash, static_cast<uint32_t>(allNames.size()));
-    allNames.push_back(&made);
+    namesByPlace.emplace(Place{scope, made.name}, &made);
     return &made;
 }
 
@@ -162,7 +201,9 @@ bool QkVCDModel::addVariable(std::string_view code, int width, QkVCDScope* scope
 }
 
 void QkVCDModel::bindVariables() {
+    if (variablesBound) return;
     usesChanged();
+    variablesBound = true;
     for (QkVCDVar& var : vars) {
         const QkName* const live = var.vcdName->linked;
         var.bound = false;
@@ -215,6 +256,7 @@ QkVCDScope* QkVCDModel::partnerOf(const QkScope* scope) const {
 }
 
 void QkVCDModel::link(QkVCDName* name, QkName* live) {
+    usesChanged();
     unlink(live);
     if (name->linked) unlink(name->linked);
     if (live->id >= partners.size()) partners.resize(size_t{live->id} + 1);
@@ -253,7 +295,7 @@ void QkVCDId::setVCDValue(std::string_view value, bool initial) {
 
 void QkVCDVar::setVCDValue(std::string_view value, bool initial) {
     if (qkLiveModel->reader.verbose > 3)
-        say("QkVCDVar::setVCDValue: %s (%s%s) <= %.*s\n", vcdName->fullName.c_str(),
+        say("QkVCDVar::setVCDValue: %s (%s%s) <= %.*s\n", vcdName->fullName().c_str(),
             vcdName->linked ? "linked to " : "not linked to live model",
             vcdName->linked ? FullName(vcdName->linked).c_str() : "",
             static_cast<int>(value.size()), value.data());

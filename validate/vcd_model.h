@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "base/bit_range.h"
-#include "netdb/index.h"
 #include "validate/compare.h"
 
 class QkScope;
@@ -29,12 +28,14 @@ struct QkVCDName;
 constexpr size_t kCodeBase = 94, kLongestShortCode = 4;
 
 struct QkVCDScope {
-    std::string name;      ///< local name
-    std::string fullName;  ///< dotted path
+    std::string name;  ///< local name
     QkVCDScope* parent = nullptr;
     std::vector<QkVCDScope*> children;  ///< in the order of their declaration
     QkScope* linked = nullptr;          ///< of the model
     int nameCount = 0;
+
+    /// @return the dotted path. It is not kept: scopes may be nested any deep.
+    std::string fullName() const;
 };
 
 /// One $var: the bits of a name that a code stands for.
@@ -51,11 +52,12 @@ struct QkVCDVar {
 
 struct QkVCDName {
     std::string name;
-    std::string fullName;
     QkVCDScope* scope;
     BitRange range;
     QkName* linked = nullptr;
     std::vector<QkVCDVar*> vcdVars = {};
+
+    std::string fullName() const;
 };
 
 struct QkVCDId {
@@ -92,13 +94,15 @@ struct QkVCDModel {
     void addParameter(std::string_view code);
     /// @return the code's record, or null
     QkVCDId* findId(std::string_view code) const;
+    /// @return the scope of a dotted path, or null
+    QkVCDScope* findScope(std::string_view path) const;
     QkVCDName* findName(std::string_view fullName) const;
     /// @return by the numbers that numberOf() gives to codes; to be asked for anew after any change
     ///         of a link, a bound variable or a use
     const std::vector<DirectCode>& directCodes();
-    /// Tells that directCodes() is to be made anew.
-    void usesChanged() { directValid = false; }
-    /// Finds the place of every variable in the net that it is linked to, once the links stand.
+    /// Tells that variables are to be bound anew, and directCodes() made anew.
+    void usesChanged() { directValid = variablesBound = false; }
+    /// Finds the place of every variable in the net that it is linked to, if links have changed.
     void bindVariables();
 
     /// @return what a name or a scope of the model is linked to, or null
@@ -124,9 +128,24 @@ private:
     template <class T>
     using ByText = std::unordered_map<std::string, T, TextHash, std::equal_to<>>;
 
+    /// A name in a scope of the trace. The text is that of a record.
+    struct Place {
+        const QkVCDScope* scope;
+        std::string_view name;
+        bool operator==(const Place&) const = default;
+    };
+    struct PlaceHash {
+        size_t operator()(const Place& place) const;
+    };
+    struct PlaceHashNoCase {
+        size_t operator()(const Place& place) const;
+    };
+    struct EqualNoCase {
+        bool operator()(const Place& a, const Place& b) const;
+    };
+
     QkVCDId* findOrCreateId(std::string_view code, int width, bool isReal);
     void enter(std::string_view code, QkVCDId* id);
-    QkVCDName* findName(std::string_view fullName, uint32_t hash) const;
     QkVCDName* findOrCreateName(QkVCDScope* scope, std::string_view name, const BitRange& range);
 
     std::deque<QkVCDScope> scopeStore;
@@ -135,9 +154,12 @@ private:
     std::vector<QkVCDId*> shortCodes;  ///< by number
     std::vector<DirectCode> direct;
     bool directValid = false;
+    bool variablesBound = false;
     ByText<QkVCDId*> longCodes;
-    HashIndex namesByFullName;  ///< to places in allNames
-    std::vector<QkVCDName*> allNames;
+    std::unordered_map<Place, QkVCDName*, PlaceHash> namesByPlace;
+    std::unordered_map<Place, QkVCDScope*, PlaceHash> scopesByPlace;
+    /// The first of those that differ in case alone.
+    std::unordered_map<Place, QkVCDScope*, PlaceHashNoCase, EqualNoCase> scopesNoCase;
     std::vector<QkVCDName*> partners;  ///< by QkName::id
     std::unordered_map<const QkScope*, QkVCDScope*> scopePartners;
 };

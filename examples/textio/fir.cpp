@@ -15,7 +15,7 @@ fir::fir()
 }
 
 void fir::qk_netlist() {
-    const unsigned integers = QK_type_integer | QK_array;
+    const unsigned integer = QK_type_integer;
     const QkGRNet nets[] = {
         {0, 1, "clk", &clk, 0, 0, QK_type_input, 0, 0, 0, QK_flag_clock, nullptr, nullptr},
         {0, 2, "load", &load, 0, 0, QK_type_input, 0, 0, 0, 0, nullptr, nullptr},
@@ -23,10 +23,10 @@ void fir::qk_netlist() {
         {0, 4, "sum", &sum, 31, 0, QK_type_output, 0, 0, 0, 0, nullptr, nullptr},
         {0, 5, "result", &result, 31, 0, QK_type_output, 0, 0, 0, 0, nullptr, nullptr},
         {0, 6, "clipped", &clipped, 0, 0, QK_type_output, 0, 0, 0, 0, nullptr, nullptr},
-        {0, 7, "taps", taps, 31, 0, integers, 0, kLastTap, 0, 0, nullptr, nullptr},
-        {0, 8, "history", history, 31, 0, integers, 0, kLastTap, 0, 0, nullptr, nullptr},
-        {0, 9, "total", &total, 31, 0, QK_type_integer, 0, 0, 0, 0, nullptr, nullptr},
-        {0, 10, "scaled", &scaled, 31, 0, QK_type_integer, 0, 0, 0, 0, nullptr, nullptr},
+        {0, 7, "taps", taps, 31, 0, integer | QK_array, 0, kLastTap, 0, 0, nullptr, nullptr},
+        {0, 8, "history", history, 31, 0, integer | QK_array, 0, kLastTap, 0, 0, nullptr, nullptr},
+        {0, 9, "total", &total, 31, 0, integer, 0, 0, 0, 0, nullptr, nullptr},
+        {0, 10, "scaled", &scaled, 31, 0, integer, 0, 0, 0, 0, nullptr, nullptr},
     };
     QkRegistration::start(this, 1, sizeof nets / sizeof *nets, true);
     QkRegistration::addNets(this, sizeof nets / sizeof *nets, nets);

@@ -154,7 +154,9 @@ TEST_F(SimstateTest, ALoadThatFailsSaysWhy) {
                                    testing::EndsWith("loadsim: command failed\n")));
     }
     std::filesystem::create_directory("d.vcd");
-    EXPECT_EQ(run("loadsim d"), "d.vcd:1: unexpected end of file\nloadsim: command failed\n");
+    EXPECT_EQ(
+        run("loadsim d"),
+        "d.vcd:1: Is a directory\nd.vcd:1: unexpected end of file\nloadsim: command failed\n");
     for (const char* const prefix : {"d", "none/x"})
         EXPECT_THAT(run((std::string("savesim ") + prefix).c_str()),
                     testing::StartsWith(std::string("Failed to open '") + prefix + ".vcd' for"));

@@ -114,10 +114,11 @@ TEST_F(TextioTest, LongLinesAreReadPieceByPiece) {
     }
     EXPECT_EQ(reads, 2'500'001);
     EXPECT_EQ(ones, 1'500'000);
-    // Taking from the front and adding at the end leaves a line short.
-    for (int i = 0; i < 1'000'000; ++i) {
-        VHDL(write_integer, 2, CELL(line), 32, i);
-        int read = -1;
+    // Numbers are taken from the front and added at the end, so the rest has to be moved.
+    VHDL(write_integer, 2, CELL(line), 32, -1);
+    for (int i = -1; i > -1'500'000; --i) {
+        VHDL(write_integer, 2, CELL(line), 32, i - 1);
+        int read = 0;
         VHDL(read_integer, 2, CELL(line), -32, &read);
         ASSERT_EQ(read, i);
     }

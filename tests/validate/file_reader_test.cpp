@@ -37,7 +37,7 @@ protected:
     static std::string names() {
         std::string all;
         for (const QkVCDName& name : reader().vcdModel->names)
-            all += name.fullName + "[" + std::to_string(name.range.left()) + ":" +
+            all += name.fullName() + "[" + std::to_string(name.range.left()) + ":" +
                    std::to_string(name.range.right()) + "]" + (name.range.isRange ? "" : "?") +
                    "x" + std::to_string(name.vcdVars.size()) + " ";
         return all;
