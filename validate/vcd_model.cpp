@@ -299,7 +299,7 @@ void QkVCDVar::setVCDValue(std::string_view value, bool initial) {
             vcdName->linked ? "linked to " : "not linked to live model",
             vcdName->linked ? FullName(vcdName->linked).c_str() : "",
             static_cast<int>(value.size()), value.data());
-    if (!bound) return;
+    if (!bound || !vcdName->linked) return;
     // The code may be declared wider than the variable.
     const auto width = static_cast<size_t>(range.width);
     if (value.size() > width) value.remove_prefix(value.size() - width);
