@@ -26,6 +26,16 @@ public:
     void setDigits(std::string_view digits, int at, int bits);
     /// Writes `bits` known digits, 1 to 64, the lowest of them digit `at`.
     void setKnown(uint64_t value, int at, int bits);
+    /// Gives the whole string the known digits of a value, to the left of it zeros.
+    void setWhole(uint64_t value) {
+        dirty = true;
+        if (!wide) {
+            narrow = Chunk{~uint64_t{0}, value, 0};
+            return;
+        }
+        for (int i = 0; i < chunkCount(); ++i)
+            wide[static_cast<size_t>(i)] = Chunk{~uint64_t{0}, i == 0 ? value : 0, 0};
+    }
     /// Moves this pending string into its live partner.
     /// @return 2 when a digit became another known value, else 3 when a known digit became unknown,
     ///         else 1

@@ -49,6 +49,8 @@ struct alignas(64) QkVCDTrace {
     /// @param value    digits, extended to the left; an empty text leaves the digits as they are
     /// @param initial  within a dump of all values: it counts for a net that is not compared, too
     void setPendingVC(std::string_view value, int offset, int bits, bool initial);
+    /// The same of a value all of whose digits are known, for the whole net.
+    void setPendingKnown(uint64_t value);
     /// The pending value becomes the trace's. A net that is driven takes it.
     void commitPendingVC(bool initial);
     /// The trace's value has changed. @param known  to another 0 or 1 in some digit
@@ -85,10 +87,13 @@ struct alignas(64) QkVCDTrace {
 
     /// Fetches what setPendingVC() touches of a net of up to 64 digits.
     void prefetchPending() const { __builtin_prefetch(&liveTrace, 1); }
-    /// Fetches what a commit touches.
+    /// Fetches what a commit touches; the second, once the first has come, what that of a net that
+    /// is compared touches beside.
     void prefetchCommit() const {
         prefetchPending();
         __builtin_prefetch(&vcdBits, 1);
+    }
+    void prefetchComparison() const {
         if (state == DoNotCompare) return;
         __builtin_prefetch(&previousValue, 1);
         __builtin_prefetch(&narrow, 1);
@@ -114,6 +119,8 @@ struct alignas(64) QkVCDTrace {
     std::string name;  ///< the shortest of the net's full names
 
 private:
+    bool beginPending(bool initial);
+    void enterPending();
     /// The model's value, 64 digits of it.
     struct LiveChunk {
         uint64_t now, before;

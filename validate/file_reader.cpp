@@ -359,6 +359,13 @@ void QkFileReader::readTimeLine(std::string_view token) {
 
 // ---- Values
 
+/// @return null, with a message
+QkVCDId* QkFileReader::failAtDigit(std::string_view value, size_t stray) const {
+    say("%s:%d: invalid character '%c' in bitstring '%.*s'\n", filename.c_str(), lineNumber,
+        value[stray], static_cast<int>(value.size()), value.data());
+    return nullptr;
+}
+
 QkVCDId* QkFileReader::readValueLine(std::string_view first, std::string_view& value,
                                      bool* passedOver) {
     if (passedOver) *passedOver = false;
@@ -368,11 +375,7 @@ QkVCDId* QkFileReader::readValueLine(std::string_view first, std::string_view& v
     if (isReal || kind == 'b' || kind == 'B') {
         value = first.substr(1);
         const size_t stray = findStray(value, isReal ? kRealDigits : kBitDigits);
-        if (stray != std::string_view::npos) {
-            say("%s:%d: invalid character '%c' in bitstring '%.*s'\n", filename.c_str(), lineNumber,
-                value[stray], static_cast<int>(value.size()), value.data());
-            return nullptr;
-        }
+        if (stray != std::string_view::npos) return failAtDigit(value, stray);
         // The next token may come with a new block, or spill, over this one.
         if (!isTokenAhead()) {
             valueText = value;
@@ -398,6 +401,11 @@ QkVCDId* QkFileReader::readValueLine(std::string_view first, std::string_view& v
     if (id->isParameter) {
         *passedOver = true;
         return nullptr;
+    }
+    if (isReal && !id->isReal) {
+        // A real for a variable that is none: of its characters only these are digits.
+        const size_t stray = findStray(value, kBitDigits);
+        if (stray != std::string_view::npos) return failAtDigit(value, stray);
     }
     if (value.size() > static_cast<size_t>(id->width)) {
         say("%s:%d: signal '%.*s': width %d exceeded (%d bits given)\n", filename.c_str(),

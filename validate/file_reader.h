@@ -142,6 +142,7 @@ private:
     void setTimescale(const std::string& text);
     int fail(const char* what) const;
     void readTimeLine(std::string_view token);
+    QkVCDId* failAtDigit(std::string_view value, size_t stray) const;
     /// Reads what is left of a value line.
     /// @param first       its first token
     /// @param value       receives the digits, valid until the next token is read

@@ -14,36 +14,39 @@
 
 namespace {
 
-/// @return the first character at or after `at` that is neither 0 nor 1
-inline const char* knownEnd(const char* at) {
-    constexpr uint64_t zeros = 0x3030303030303030, ones = 0x0101010101010101;
-    for (;; at += 8) {
-        uint64_t eight;
-        std::memcpy(&eight, at, sizeof eight);
-        if (const uint64_t others = (eight ^ zeros) & ~ones)
-            return at + __builtin_ctzll(others) / 8;
-    }
-}
+constexpr int kKnownDigits = 64;
+
+struct PlainValue {
+    bool isKnown;             ///< all digits are 0 or 1, and there are at most 64
+    uint64_t known;           ///< if so: the value
+    std::string_view digits;  ///< if not; in the block in hand
+    size_t count;             ///< of the digits
+};
 
 /// Values on their way to their nets, in the order of their lines.
 class ValueQueue {
 public:
     ~ValueQueue() { flush(); }
-    void add(QkVCDTrace* trace, const char* digits, size_t count) {
+    void add(QkVCDTrace* trace, const PlainValue& value) {
         trace->prefetchPending();
-        queued[size++] = Queued{trace, {digits, count}};
+        queued[size++] = Queued{trace, value};
         if (size == queued.size()) flush();
     }
 
 private:
     struct Queued {
         QkVCDTrace* trace;
-        std::string_view digits;
+        PlainValue value;
     };
     void flush() {
-        for (size_t i = 0; i < size; ++i)
-            queued[i].trace->setPendingVC(queued[i].digits, 0, queued[i].trace->vcdBits.width(),
-                                          false);
+        for (size_t i = 0; i < size; ++i) {
+            QkVCDTrace* const trace = queued[i].trace;
+            const PlainValue& value = queued[i].value;
+            if (value.isKnown)
+                trace->setPendingKnown(value.known);
+            else
+                trace->setPendingVC(value.digits, 0, trace->vcdBits.width(), false);
+        }
         size = 0;
     }
 
@@ -51,32 +54,64 @@ private:
     size_t size = 0;
 };
 
+/// Reads up to 64 digits that are 0 or 1. @return where it stopped
+inline const char* readKnown(const char* at, PlainValue& value) {
+    constexpr uint64_t zeros = 0x3030303030303030, ones = 0x0101010101010101;
+    uint64_t known = 0;
+    for (int left = kKnownDigits; left > 0; left -= 8) {
+        uint64_t eight;
+        std::memcpy(&eight, at, sizeof eight);
+        eight ^= zeros;
+        // Gathers the low bit of each byte, the first byte's as the highest.
+        const uint64_t bits = (eight & ones) * 0x8040201008040201 >> 56;
+        if (const uint64_t others = eight & ~ones) {
+            const int count = __builtin_ctzll(others) / 8;
+            value.known = known << count | bits >> (8 - count);
+            return at + count;
+        }
+        known = known << 8 | bits;
+        at += 8;
+    }
+    value.known = known;
+    return at;
+}
+
 struct PlainLine {
-    const char* digits;
-    size_t count;
+    PlainValue value;
     size_t code;      ///< its number
     const char* end;  ///< the blank or line end behind the code
 };
 
-/// @param at  the first character of a line. @return whether the line is plain
-bool parsePlainLine(const char* at, PlainLine& line) {
-    if (*at == 'b' || *at == 'B') {
-        line.digits = ++at;
-        at = knownEnd(at);
-        if (*at > ' ') {
-            at = tokenEnd(at);
-            const std::string_view digits(line.digits, static_cast<size_t>(at - line.digits));
-            if (findStray(digits, kBitDigits) != std::string_view::npos) return false;
-        }
-        line.count = static_cast<size_t>(at - line.digits);
-        if (line.count == 0 || *at++ != ' ') return false;
-    } else {
-        if (!isBitDigit(*at)) return false;
-        line.digits = at++;
-        line.count = 1;
+/// @param at  behind the `b`. @return the blank behind the digits, or null
+inline const char* parseVector(const char* at, PlainValue& value) {
+    const char* const begin = at;
+    at = readKnown(at, value);
+    value.isKnown = *at == ' ';
+    if (!value.isKnown) {
+        at = tokenEnd(at);
+        value.digits = std::string_view(begin, static_cast<size_t>(at - begin));
+        if (findStray(value.digits, kBitDigits) != std::string_view::npos) return nullptr;
     }
+    value.count = static_cast<size_t>(at - begin);
+    return value.count != 0 && *at == ' ' ? at : nullptr;
+}
+
+/// @param at  the first character of a line. @return whether the line is plain
+inline bool parsePlainLine(const char* at, PlainLine& line) {
+    PlainValue& value = line.value;
+    const char kind = *at;
+    if (kind == 'b' || kind == 'B') {
+        at = parseVector(at + 1, value);
+        if (!at) return false;
+    } else {
+        if (!isBitDigit(kind)) return false;
+        value.count = 1;
+        value.isKnown = kind <= '1';
+        value.known = kind & 1;
+        value.digits = std::string_view(at, 1);
+    }
+    const char* const code = ++at;
     line.code = 0;
-    const char* const code = at;
     for (size_t weight = 1; *at > ' '; weight *= kCodeBase) {
         if (at == code + kLongestShortCode) return false;
         line.code += static_cast<size_t>(*at++ - ' ') * weight;
@@ -102,11 +137,11 @@ void QkFileReader::readPlainLines() {
         if (at == end || !parsePlainLine(at, line) || line.end >= end) return;
         if (line.code >= codes.size()) return;
         const DirectCode& code = codes[line.code];
-        if (line.count > static_cast<size_t>(code.width)) return;
+        if (line.value.count > static_cast<size_t>(code.width)) return;
         at = line.end;
         if (!code.trace) continue;
         stepNeeded |= steponclock ? code.isStepInput : code.isStimulus;
         earlyInputs |= steponclock && code.isEarlyInput;
-        values.add(code.trace, line.digits, line.count);
+        values.add(code.trace, line.value);
     }
 }

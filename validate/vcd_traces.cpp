@@ -148,17 +148,32 @@ std::string QkVCDTrace::digitsOf(const LiveChunk* chunks, uint64_t LiveChunk::*v
 
 // ---- Values from the trace
 
-void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool initial) {
-    if (!liveTrace || (state == Parked && !isStimulus && !initial)) return;
-    const bool logged = !isPending && isStimulus && qkLiveModel->reader.verbosestep;
-    if (logged)
+/// @return whether a value of the trace is of any concern
+inline bool QkVCDTrace::beginPending(bool initial) {
+    if (!liveTrace || (state == Parked && !isStimulus && !initial)) return false;
+    changeTime = qk_cycle;
+    if (!isPending && isStimulus && qkLiveModel->reader.verbosestep)
         say("QkVCDTrace::setPendingVC(): Time: %s: Change in %s: %s\n", qk_cycle_as_string(),
             liveTrace->flags & QK_flag_clock ? "clock" : "     ", name.c_str());
-    changeTime = qk_cycle;
-    if (!value.empty()) pendingBits.setDigits(value, offset, bits);
-    if (isPending || value.empty()) return;
+    return true;
+}
+
+inline void QkVCDTrace::enterPending() {
+    if (isPending) return;
     isPending = true;
     owner->pending.push_back(this);
+}
+
+void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool initial) {
+    if (!beginPending(initial) || value.empty()) return;
+    pendingBits.setDigits(value, offset, bits);
+    enterPending();
+}
+
+void QkVCDTrace::setPendingKnown(uint64_t value) {
+    if (!beginPending(false)) return;
+    pendingBits.setWhole(value);
+    enterPending();
 }
 
 /// Fetches what the commits of some traces behind the `at`th will touch, a step nearer each time.
@@ -166,6 +181,7 @@ void QkVCDTraces::prefetchAhead(size_t at) const {
     constexpr size_t own = 24, net = 16, storage = 8;
     if (at + own < pending.size()) pending[at + own]->prefetchCommit();
     if (at + net < pending.size()) {
+        pending[at + net]->prefetchComparison();
         const char* const live = reinterpret_cast<const char*>(pending[at + net]->liveTrace);
         __builtin_prefetch(live);
         __builtin_prefetch(live + 63);
@@ -201,7 +217,7 @@ void QkVCDTrace::commitPendingVC(bool initial) {
     constexpr int unchanged = 1, becameKnown = 2;
     const int change = pendingBits.commit();
     if (!initial && change == unchanged) return;
-    noteVCDUpdate(change == becameKnown);
+    if (isMatched() || qkLiveModel->reader.verbose > 1) noteVCDUpdate(change == becameKnown);
     const bool drives = isStimulus && change == becameKnown;
     if (initial || drives) {
         writeBitString(liveTrace, vcdBits);

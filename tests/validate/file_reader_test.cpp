@@ -170,6 +170,7 @@ TEST_F(FileReaderTest, ReadsValuesAndTimes) {
         {dump + "#5\n2c\n", lost("ref.vcd:16: invalid value line containing '2c'\n")},
         {dump + "#5\nb012 n\n", lost("ref.vcd:16: invalid character '2' in bitstring '012'\n")},
         {dump + "#5\nr1,5 n\n", lost("ref.vcd:16: invalid character ',' in bitstring '1,5'\n")},
+        {dump + "#5\nr1e3 n\n", lost("ref.vcd:16: invalid character 'e' in bitstring '1e3'\n")},
         {dump + "#5\nb00110 n\n",
          lost("ref.vcd:16: signal 'n': width 4 exceeded (5 bits given)\n")},
         {dump + "#5\nb00110", lost("ref.vcd:16: VCD signal '' not recognised\n")},

@@ -1,0 +1,234 @@
+// Traces that no simulator wrote: cut, damaged and enormous ones. Whatever they hold, the run ends
+// with a message, and neither time nor memory grows faster than the file.
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <zlib.h>
+
+#include <chrono>
+
+#include "tests/validate/validate_fixture.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+constexpr const char* kHead =
+    "$timescale 1 ns $end\n$scope module top $end\n$var wire 1 c clk $end\n$var wire 1 e en $end\n"
+    "$var wire 1 d done $end\n$var reg 4 n count [3:0] $end\n$upscope $end\n"
+    "$enddefinitions $end\n";
+constexpr const char* kBody =
+    "#0\n$dumpvars\n0c\n0e\n0d\nb0 n\n$end\n#5\n1e\n1c\nb1 n\n#6\n0c\n#7\nb0z1X n\nb1 n\n";
+
+class DamagedTest : public ValidateTest {
+protected:
+    int open(const std::string& text) {
+        writeFile("t.vcd", text);
+        return openFile("t.vcd");
+    }
+    int openFile(const char* path) {
+        said.clear();
+        qk_cycle = 0;
+        model.count = model.lastClk = 0;
+        return qk_mtc(path);
+    }
+    /// Runs a file twice, of `count` and four times as many repetitions: the time must not grow
+    /// much more than that.
+    template <class Make>
+    void expectLinear(Make&& make, size_t count, const char* what) {
+        const auto seconds = [&](size_t repetitions) {
+            writeFile("t.vcd", make(repetitions));
+            double best = 1e9;
+            for (int run = 0; run < 3; ++run) {
+                rusage from, to;
+                getrusage(RUSAGE_SELF, &from);
+                openFile("t.vcd");
+                getrusage(RUSAGE_SELF, &to);
+                const auto spent = [](const rusage& r) {
+                    return static_cast<double>(r.ru_utime.tv_sec) +
+                           static_cast<double>(r.ru_utime.tv_usec) / 1e6;
+                };
+                best = std::min(best, spent(to) - spent(from));
+            }
+            return best;
+        };
+        const double once = seconds(count);
+        EXPECT_LT(seconds(4 * count), 9 * once + 0.05) << what << ": " << once << " s";
+    }
+};
+
+std::string repeat(const std::string& text, size_t count) {
+    std::string all;
+    for (size_t i = 0; i < count; ++i) all += text;
+    return all;
+}
+
+TEST_F(DamagedTest, EveryCutIsToldOfUnlessALineEndsThere) {
+    const std::string whole = std::string(kHead) + kBody;
+    ASSERT_EQ(open(whole), 1) << said;
+    const size_t body = whole.find("#5");
+    for (size_t cut = 0; cut < whole.size(); ++cut) {
+        const int good = open(whole.substr(0, cut));
+        EXPECT_FALSE(said.empty());
+        if (cut < body - 1) {  // the dump needs its $end, with or without a line end
+            EXPECT_EQ(good, 0) << cut;
+            EXPECT_THAT(said, HasSubstr("Open Trace: Failed to")) << cut;
+        }
+        EXPECT_FALSE(qkLiveModel->reader.fileIsOpen());
+    }
+}
+
+TEST_F(DamagedTest, AnyByteMayBeAnother) {
+    const std::string whole = std::string(kHead) + kBody;
+    for (size_t at = 0; at < whole.size(); ++at)
+        for (const unsigned flip : {0x01u, 0x10u, 0x80u, 0xffu}) {
+            std::string text = whole;
+            text[at] = static_cast<char>(static_cast<unsigned char>(text[at]) ^ flip);
+            open(text);
+            EXPECT_FALSE(said.empty());
+            EXPECT_EQ(waitingToSync, nullptr) << at;
+        }
+}
+
+TEST_F(DamagedTest, SaysWhatIsNoTrace) {
+    std::string binary(100'000, '\0');
+    uint32_t state = 1;
+    for (char& c : binary) c = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+    EXPECT_EQ(open(binary), 0);
+    EXPECT_THAT(said, HasSubstr("header not recognised"));
+    mkdir("folder", 0700);
+    EXPECT_EQ(openFile("folder"), 0);
+    EXPECT_EQ(said,
+              "folder:1: Is a directory\nfolder:1: unexpected end of file\n"
+              "folder: Open Trace: Failed to Open\n");
+}
+
+TEST_F(DamagedTest, DamagedCompressionIsADifference) {
+    std::string text = std::string(kHead) + kBody;
+    for (int i = 8; i < 20000; ++i) text += "#" + std::to_string(i) + "\n0c\n";
+    const gzFile file = gzopen("t.gz", "wb9");
+    gzwrite(file, text.data(), static_cast<unsigned>(text.size()));
+    gzclose(file);
+    const std::string whole = readFile("t.gz");
+    ASSERT_EQ(openFile("t.gz"), 1) << said;
+    std::string flipped = whole;
+    flipped[whole.size() / 2] = static_cast<char>(flipped[whole.size() / 2] ^ 0x55);
+    std::string wrongSum = whole;
+    wrongSum[whole.size() - 8] = static_cast<char>(wrongSum[whole.size() - 8] ^ 1);
+    const struct {
+        std::string contents;
+        const char* said;
+    } cases[] = {
+        {whole.substr(0, whole.size() / 2), ": unexpected end of compressed data\n"},
+        {whole.substr(0, whole.size() - 1), ": unexpected end of compressed data\n"},
+        {wrongSum, ": damaged compressed data: "},
+        {flipped, ": damaged compressed data: "},
+    };
+    for (const auto& c : cases) {
+        writeFile("bad.gz", c.contents);
+        EXPECT_EQ(openFile("bad.gz"), 0);
+        EXPECT_THAT(said, HasSubstr(c.said)) << c.contents.size();
+    }
+}
+
+TEST_F(DamagedTest, TokensMayBeLong) {
+    const std::string mega(1 << 20, '1');
+    const struct {
+        std::string text, said;
+    } cases[] = {
+        {mega + "\n$end\n", "t.vcd:1: header not recognised: '" + mega + "'\n"},
+        {"$scope module " + mega + " $end $enddefinitions $end\n", "Failed to find stimuli\n"},
+        {"$var wire " + mega + " a a $end $enddefinitions $end\n", "expected non-zero width"},
+        {"$var wire 1 " + mega + " a $end $enddefinitions $end\n", "Failed to find stimuli\n"},
+        {"$var wire 1 a \\" + mega + "\\ $end $enddefinitions $end\n", "Failed to find stimuli\n"},
+        {"$var wire 1 a a [" + mega + "] $end $enddefinitions $end\n", "Failed to find stimuli\n"},
+        {std::string(kHead) + "$dumpvars\nb" + mega + " n\n",
+         "width 4 exceeded (1048576 bits given)\n"},
+        {std::string(kHead) + "$dumpvars\n1" + mega + "\n",
+         "VCD signal '" + mega + "' not recognised\n"},
+        {std::string(kHead) + "#" + mega + " $dumpvars $end\n", "Failed to read VCD 'dumpvars'\n"},
+    };
+    for (const auto& c : cases) {
+        const int good = open(c.text);
+        EXPECT_TRUE(good == 0 || c.text.find("#1") != std::string::npos) << c.text.substr(0, 40);
+        EXPECT_TRUE(good != 0 || said.find(c.said) != std::string::npos)
+            << c.text.substr(0, 40) << "\n"
+            << said.substr(0, 300);
+    }
+}
+
+TEST_F(DamagedTest, TimeGrowsAsTheFileDoes) {
+    const std::string end = "$enddefinitions $end\n";
+    expectLinear([&](size_t n) { return repeat("$scope module s $end\n", n) + end; }, 25000,
+                 "deep scopes");
+    expectLinear(
+        [&](size_t n) {
+            std::string path = "s";
+            for (size_t i = 0; i < n; ++i) path += ".s";
+            return "$var wire 1 ! " + path + " $end " + end;
+        },
+        25000, "a deep path");
+    expectLinear(
+        [&](size_t n) { return repeat("$scope module s $end\n$var wire 1 ! a $end\n", n) + end; },
+        10000, "names in deep scopes");
+    expectLinear(
+        [&](size_t n) {
+            std::string text;
+            for (size_t i = 0; i < n; ++i)
+                text += "$scope module s" + std::to_string(i) + " $end $upscope $end\n";
+            return text + end;
+        },
+        20000, "wide scopes");
+    expectLinear(
+        [&](size_t n) {
+            std::string text = "$scope module s $end\n";
+            for (size_t i = 0; i < n; ++i) {
+                const std::string number = std::to_string(i);
+                text += "$var wire 1 !" + number + " S" + number + ".a $end\n";
+            }
+            return text + end;
+        },
+        20000, "dotted names");
+    expectLinear(
+        [&](size_t n) { return kHead + std::string(kBody) + repeat("$dumpon\n0c\n$end\n", n); },
+        20000, "dumps");
+    expectLinear([&](size_t n) { return "$version " + repeat("x ", n) + "$end " + end; }, 50000,
+                 "words of a version");
+    expectLinear([&](size_t n) { return repeat("$var wire 1 ! a $end\n", n) + end; }, 50000,
+                 "variables of one code");
+    expectLinear([&](size_t n) { return kHead + std::string(kBody) + std::string(16 * n, '\n'); },
+                 50000, "line ends");
+}
+
+TEST_F(DamagedTest, AMillionVariables) {
+    std::string text = "$scope module top $end\n";
+    for (int i = 0; i < 1'000'000; ++i) {
+        const std::string number = std::to_string(i);
+        text += "$var wire 1 " + number + " v" + number + " $end\n";
+    }
+    const std::string head = kHead;
+    text += head.substr(head.find("$var"));
+    EXPECT_EQ(open(text + kBody), 1) << said.substr(0, 1000);
+    EXPECT_THAT(said, HasSubstr("The Trace file contains 1000004 signals:\n    4 match"));
+}
+
+TEST_F(DamagedTest, MemoryDoesNotGrowWithTheFile) {
+    const auto peak = [] {
+        rusage usage;
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;  // KiB
+    };
+    const auto run = [&](int lines) {
+        FILE* const file = std::fopen("t.vcd", "w");
+        std::fprintf(file, "%s%s", kHead, kBody);
+        for (int i = 0; i < lines; ++i) std::fprintf(file, "#%d\n%dc\nbx n\n0e\n", i + 8, i & 1);
+        std::fclose(file);
+        EXPECT_EQ(openFile("t.vcd"), 1);
+        EXPECT_EQ(qk_cycle, static_cast<uint64_t>(lines) + 7);
+        return peak();
+    };
+    const long afterBlocks = run(700'000);  // a block and more
+    EXPECT_LT(run(5'000'000), afterBlocks + 4096);
+}
+
+}  // namespace
