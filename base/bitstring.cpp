@@ -27,13 +27,17 @@ const char* dropZero(const char* digits) {
 
 }  // namespace
 
-BitString::BitString(int width) : digitCount(std::max(width, 0)) {
+BitString::BitString(int width, Chunk* place)
+    : chunks(place ? place : &narrow), digitCount(std::max(width, 0)) {
     if (digitCount > kChunkDigits) {
         wide.reset(new (std::nothrow) Chunk[static_cast<size_t>(chunkCount())]);
         QK_ASSERT_AS(wide, "str");
-        if (!wide) digitCount = kChunkDigits;
+        if (wide)
+            chunks = wide.get();
+        else
+            digitCount = kChunkDigits;
     }
-    for (int i = 0; i < chunkCount(); ++i) chunks()[i] = Chunk{0, 0, ~uint64_t{0}};
+    for (int i = 0; i < chunkCount(); ++i) chunks[i] = Chunk{0, 0, ~uint64_t{0}};
 }
 
 /// @return the last digits of a text, at most 64, right-aligned
@@ -81,7 +85,7 @@ BitString::Chunk BitString::extensionOf(std::string_view digits) {
 /// Writes up to 64 digits, which may lie in two chunks.
 void BitString::put(const Chunk& digits, int at, int bits) {
     const int shift = at % kChunkDigits;
-    Chunk* to = &chunks()[at / kChunkDigits];
+    Chunk* to = &chunks[at / kChunkDigits];
     const uint64_t mask = bitMask(bits);
     const auto merge = [](uint64_t& word, uint64_t field, uint64_t value) {
         word = (word & ~field) | (value & field);
@@ -110,13 +114,13 @@ void BitString::setDigits(std::string_view digits, int at, int bits) {
     QK_ASSERT_AS(isInside, "(at + nbits) <= width");
     if (!fits || !isInside) return;
     if (bits == digitCount && bits <= kChunkDigits && !digits.empty()) {
-        narrow = chunkOf(digits);
+        *chunks = chunkOf(digits);
         const auto given = static_cast<int>(digits.size());
         if (given == bits) return;
         const Chunk filler = extensionOf(digits);
-        narrow.known |= filler.known << given;
-        narrow.high |= filler.high << given;
-        narrow.upper |= filler.upper << given;
+        chunks->known |= filler.known << given;
+        chunks->high |= filler.high << given;
+        chunks->upper |= filler.upper << given;
         return;
     }
 
@@ -142,8 +146,8 @@ void BitString::setKnown(uint64_t value, int at, int bits) {
 BitString::Changes BitString::commitChunks() {
     Changes all{0, 0, 0};
     const int digits = std::min(digitCount, liveBits->digitCount);
-    const Chunk* const from = chunks();
-    Chunk* const to = liveBits->chunks();
+    const Chunk* const from = chunks;
+    Chunk* const to = liveBits->chunks;
     for (int done = 0; done < digits; done += kChunkDigits) {
         const Chunk& pending = from[done / kChunkDigits];
         Chunk& live = to[done / kChunkDigits];
@@ -159,14 +163,14 @@ BitString::Changes BitString::commitChunks() {
 
 void BitString::copyFrom(const BitString& other) {
     QK_ASSERT(digitCount == other.digitCount);
-    if (digitCount == other.digitCount) std::copy_n(other.chunks(), chunkCount(), chunks());
+    if (digitCount == other.digitCount) std::copy_n(other.chunks, chunkCount(), chunks);
 }
 
 char BitString::digitAt(int offset) const {
     const bool isInside = offset >= 0 && offset < digitCount;
     QK_ASSERT_AS(isInside, "(o >= 0) && (o < width)");
     if (!isInside) return 'X';
-    const Chunk& chunk = chunks()[offset / kChunkDigits];
+    const Chunk& chunk = chunks[offset / kChunkDigits];
     const int bit = offset % kChunkDigits;
     const bool known = chunk.known >> bit & 1, high = chunk.high >> bit & 1,
                upper = chunk.upper >> bit & 1;

@@ -15,8 +15,19 @@
 
 class BitString {
 public:
-    /// All digits X. @param width  digits, 1 or more
-    explicit BitString(int width);
+    /// Up to 64 digits; digit i is told by bit i of each word.
+    struct Chunk {
+        uint64_t known;  ///< 0 or 1
+        uint64_t high;   ///< known: 1; unknown: z rather than x
+        uint64_t upper;  ///< unknown: an upper-case letter; known: no digit at all
+
+        static Chunk ofKnown(uint64_t value) { return Chunk{~uint64_t{0}, value, 0}; }
+    };
+
+    /// All digits X.
+    /// @param width  digits, 1 or more
+    /// @param place  where up to 64 digits are kept, borrowed; null: in a place of its own
+    explicit BitString(int width, Chunk* place = nullptr);
     BitString(const BitString&) = delete;
     BitString& operator=(const BitString&) = delete;
 
@@ -29,12 +40,7 @@ public:
     /// Gives the whole string the known digits of a value, to the left of it zeros.
     void setWhole(uint64_t value) {
         dirty = true;
-        if (!wide) {
-            narrow = Chunk{~uint64_t{0}, value, 0};
-            return;
-        }
-        for (int i = 0; i < chunkCount(); ++i)
-            wide[static_cast<size_t>(i)] = Chunk{~uint64_t{0}, i == 0 ? value : 0, 0};
+        for (int i = 0; i < chunkCount(); ++i) chunks[i] = Chunk::ofKnown(i == 0 ? value : 0);
     }
     /// Moves this pending string into its live partner.
     /// @return 2 when a digit became another known value, else 3 when a known digit became unknown,
@@ -65,17 +71,7 @@ public:
     };
     Known knownAt(int at, int bits) const;
 
-private:
-    /// Digit i is told by bit i of each word.
-    struct Chunk {
-        uint64_t known;  ///< 0 or 1
-        uint64_t high;   ///< known: 1; unknown: z rather than x
-        uint64_t upper;  ///< unknown: an upper-case letter; known: no digit at all
-    };
-    static Chunk chunkOf(std::string_view digits);
-    static Chunk extensionOf(std::string_view digits);
-    void put(const Chunk& digits, int at, int bits);
-    int chunkCount() const { return (digitCount + 63) / 64; }
+    /// What a commit of some digits does to those of the partner.
     struct Changes {
         uint64_t becameKnown, becameUnknown, noDigits;
     };
@@ -84,16 +80,20 @@ private:
         return Changes{mask & pending.known & ~bad & (~live.known | (pending.high ^ live.high)),
                        mask & ~pending.known & live.known, mask & bad};
     }
-    Changes commitChunks();
-    Chunk* chunks() { return wide ? wide.get() : &narrow; }
-    const Chunk* chunks() const { return wide ? wide.get() : &narrow; }
 
-    // Those that a value of up to 64 digits needs come first.
-    Chunk narrow{};  // the only one of a string of up to 64 digits
+private:
+    static Chunk chunkOf(std::string_view digits);
+    static Chunk extensionOf(std::string_view digits);
+    void put(const Chunk& digits, int at, int bits);
+    int chunkCount() const { return (digitCount + 63) / 64; }
+    Changes commitChunks();
+
+    Chunk* chunks;
     int32_t digitCount;
     bool dirty = false;
     BitString* liveBits = nullptr;
     std::unique_ptr<Chunk[]> wide;
+    Chunk narrow{};
 };
 
 inline int BitString::commit() {
@@ -102,8 +102,8 @@ inline int BitString::commit() {
     if (!liveBits) return 1;
     Changes changes;
     if (digitCount <= 64 && liveBits->digitCount == digitCount) {
-        changes = changesOf(narrow, liveBits->narrow, bitMask(digitCount));
-        liveBits->narrow = narrow;
+        changes = changesOf(*chunks, *liveBits->chunks, bitMask(digitCount));
+        *liveBits->chunks = *chunks;
     } else {
         changes = commitChunks();
     }
@@ -113,7 +113,7 @@ inline int BitString::commit() {
 
 inline BitString::Known BitString::knownAt(int at, int bits) const {
     const int shift = at % 64;
-    const Chunk* const from = &chunks()[at / 64];
+    const Chunk* const from = &chunks[at / 64];
     uint64_t known = from->known >> shift, high = from->high >> shift;
     if (shift + bits > 64) {
         known |= from[1].known << (64 - shift);

@@ -285,6 +285,7 @@ void QkLiveModel::resolveMasterAssign(QkTrace* part, const QkName* name) {
     if (isMember || part->extras->copies) return;
     group->members.push_back(part);
     part->extras->copies = group;
+    reader.noteCopies();
 }
 
 void QkLiveModel::copyOwner(QkTrace* part, QkTrace* owner, const QkName* name) {

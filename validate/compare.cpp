@@ -204,7 +204,7 @@ void QkVCDTrace::noteVCDUpdate(bool known) {
         say("QkVCDTrace::noteVCDUpdate(%d) [%s] canCompareValues=%d, state=%s\n", known,
             name.c_str(), isComparable(), kStateIdentifiers[state]);
     if (state <= Parked) return;
-    apply(kVCDTransitions, std::size(kVCDTransitions), matchesLiveModel(), changeTime, changeTime);
+    apply(kVCDTransitions, std::size(kVCDTransitions), matchesLiveModel(), qk_cycle, qk_cycle);
 }
 
 void QkVCDTrace::noteLiveUpdate() {

@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/bitstring.h"
@@ -49,8 +50,6 @@ struct alignas(64) QkVCDTrace {
     /// @param value    digits, extended to the left; an empty text leaves the digits as they are
     /// @param initial  within a dump of all values: it counts for a net that is not compared, too
     void setPendingVC(std::string_view value, int offset, int bits, bool initial);
-    /// The same of a value all of whose digits are known, for the whole net.
-    void setPendingKnown(uint64_t value);
     /// The pending value becomes the trace's. A net that is driven takes it.
     void commitPendingVC(bool initial);
     /// The trace's value has changed. @param known  to another 0 or 1 in some digit
@@ -85,47 +84,46 @@ struct alignas(64) QkVCDTrace {
     bool isComparable() const { return state != DoNotCompare; }
     bool isMatched() const { return state > Parked; }
 
-    /// Fetches what setPendingVC() touches of a net of up to 64 digits.
-    void prefetchPending() const { __builtin_prefetch(&liveTrace, 1); }
-    /// Fetches what a commit touches; the second, once the first has come, what that of a net that
-    /// is compared touches beside.
-    void prefetchCommit() const {
-        prefetchPending();
-        __builtin_prefetch(&vcdBits, 1);
-    }
-    void prefetchComparison() const {
-        if (state == DoNotCompare) return;
-        __builtin_prefetch(&previousValue, 1);
-        __builtin_prefetch(&narrow, 1);
-    }
-
-    // The first members are what a value from the trace touches, in the order of their use.
-    QkTrace* liveTrace;  ///< null once the net has gone
-    QkVCDTraces* const owner;
-    uint64_t changeTime = 0;  ///< of the last value from the trace
-    int nChanges = 0;         ///< changes compared, or driven
-    CompareState state;
-    bool isStimulus = false;
-    bool isPending = false;   ///< stands in QkVCDTraces::pending
-    bool lostSync = false;    ///< has been out of sync
-    BitString pendingBits;    ///< what becomes the trace's value
-    BitString vcdBits;        ///< the trace's value
-    BitString previousValue;  ///< what it was before the last commit
-    uint64_t lastStateChange = 0;
-    uint64_t maxSyncToVCD = 0;  ///< longest wait for the trace, and for the model
-    uint64_t maxSyncToLive = 0;
-    QkVCDTrace* waitingToSync_n = nullptr;  ///< ring of those that wait; null outside it
-    QkVCDTrace* waitingToSync_p = nullptr;
-    std::string name;  ///< the shortest of the net's full names
-
 private:
-    bool beginPending(bool initial);
-    void enterPending();
     /// The model's value, 64 digits of it.
     struct LiveChunk {
         uint64_t now, before;
         uint64_t compared;  ///< digits whose storage is not inverted
     };
+    // Each value line goes to another net, at random, so what it costs is the lines of memory that
+    // it touches: these two hold what is touched first of a net of up to 64 digits.
+    BitString::Chunk pendingChunk{};
+    BitString::Chunk vcdChunk{};
+    static constexpr uint32_t kNoCode = 0, kSeveralCodes = ~uint32_t{0};
+    uint32_t directCode = kNoCode;  ///< whose record may hold the value
+
+public:
+    int nChanges = 0;  ///< changes compared, or driven
+    CompareState state;
+    bool isStimulus = false;
+    bool isPending = false;  ///< stands in QkVCDTraces::pending
+
+private:
+    uint8_t narrowWidth;  ///< 0: more than 64 digits
+
+    LiveChunk narrow{};
+    BitString::Chunk previousChunk{};
+
+public:
+    uint64_t lastStateChange = 0;
+    QkTrace* liveTrace;                     ///< null once the net has gone
+    QkVCDTrace* waitingToSync_n = nullptr;  ///< ring of those that wait; null outside it
+    QkVCDTrace* waitingToSync_p = nullptr;
+    uint64_t maxSyncToVCD = 0;  ///< longest wait for the trace, and for the model
+    uint64_t maxSyncToLive = 0;
+    bool lostSync = false;  ///< has been out of sync
+    QkVCDTraces* const owner;
+    BitString pendingBits;    ///< what becomes the trace's value
+    BitString vcdBits;        ///< the trace's value
+    BitString previousValue;  ///< what it was before the last commit
+    std::string name;         ///< the shortest of the net's full names
+
+private:
     struct Transition;
     void apply(const Transition* rows, size_t count, bool matches, uint64_t time, uint64_t entry);
     template <size_t N>
@@ -145,8 +143,9 @@ private:
     static const Transition kEndStates[];
 
     LiveChunk* live = &narrow;
-    LiveChunk narrow{};
     std::unique_ptr<LiveChunk[]> wide;
+
+    friend struct QkVCDTraces;
 };
 
 /// Those that wait for the other side, the longest waiting first.
@@ -186,6 +185,25 @@ private:
     size_t blockSize = 0;
 };
 
+/// What a value line needs of its code when all its values go to one net whole, or nowhere.
+///
+/// A net of up to 64 digits that is only driven has no states, so while all its digits are known
+/// its value is kept here and nowhere else: a value line touches this record, and later the
+/// storage.
+struct alignas(32) DirectCode {
+    uint64_t value = 0;       ///< the trace's, if the code drives
+    uint64_t pending = 0;     ///< what becomes it, if it waits to be committed
+    void* storage = nullptr;  ///< the model's, one store wide; null: the code does not drive
+    int32_t nChanges = 0;     ///< not yet added to those of the net
+    uint16_t width = 0;       ///< of the code; 0: more is to be done than a hand-over
+    bool isStimulus : 1 = false;
+    bool isEarlyInput : 1 = false;
+    bool isStepInput : 1 = false;
+    bool isConcern : 1 = false;  ///< the values go to a net
+    bool isPending = false;
+};
+static_assert(sizeof(DirectCode) == 32, "two share a cache line");
+
 /// All traces of one reference trace.
 struct QkVCDTraces {
     QkVCDTraces() = default;
@@ -199,6 +217,29 @@ struct QkVCDTraces {
     QkVCDTrace* add(QkTrace* trace, int width);
     /// Takes a net that is about to be deleted out of the comparison.
     void retire(const QkTrace* trace);
+
+    /// Gives a net a value from the trace all of whose digits are known, as setPendingVC() does;
+    /// digits to its left are 0.
+    void setPendingKnown(QkVCDTrace* trace, uint64_t value);
+
+    // ---- Codes whose values go to one net whole, or nowhere (validate/direct_codes.cpp)
+
+    /// By the number of a code, valid while `codesValid`. The model fills it by addDirectCode().
+    std::vector<DirectCode> codes;
+    bool codesValid = false;
+    void startDirectCodes(size_t count);
+    void addDirectCode(uint32_t number, const DirectCode& code, QkVCDTrace* trace);
+    /// setPendingKnown() for a code that drives.
+    void setPendingDriven(uint32_t number, uint64_t value) {
+        DirectCode& code = codes[number];
+        code.pending = value;
+        if (std::exchange(code.isPending, true)) return;
+        pendingDriven.push_back(number);
+    }
+    QkVCDTrace* traceOf(uint32_t number) const { return codeTraces[number]; }
+    /// Gives the trace back what the record of a code holds of it.
+    void settle(QkVCDTrace* trace);
+    void settleAll();
 
     /// Gives all pending values to their traces, in the order of their arrival.
     void commitPending(bool initial);
@@ -224,10 +265,15 @@ struct QkVCDTraces {
 private:
     void noteChange(QkVCDTrace* trace);
     void prefetchAhead(size_t at) const;
+    void commit(QkVCDTrace* trace, bool initial);
+    void commitDriven();
+    void takeUp(uint32_t number);
 
     std::vector<QkVCDTrace*> byTrace;  ///< by QkTrace::id
     CapturePlan plan;                  ///< of `active`
     bool planValid = false;
+    std::vector<QkVCDTrace*> codeTraces;  ///< by the number of a code; null: of no concern
+    std::vector<uint32_t> pendingDriven;
     bool droveTraced = false;  ///< a commit wrote to a net that is traced
 
     friend struct QkVCDTrace;

@@ -114,6 +114,8 @@ public:
     /// @return the numbers as they stand
     const qk_mtc_stats& currentStats();
     bool isTraceKnown() const { return traceKnown; }
+    /// @return whether values from the trace are told of beside what they differ in
+    bool areCommitsSaid() const { return verbose > 2 || verbosestep; }
 
     /// @return what compares or drives the net behind a name, or null
     QkVCDTrace* traceOf(const QkName* name) const;
@@ -121,6 +123,8 @@ public:
     void forgetTrace(const QkTrace* trace);
     void forgetName(const QkName* name);
     void forgetScope(const QkScope* scope);
+    /// Tells that values of the model have come to stand in further places.
+    void noteCopies();
 
 private:
     // Reading. A token is valid until the next is read.

@@ -274,13 +274,20 @@ void QkFileReader::close() {
 }
 
 QkVCDTrace* QkFileReader::traceOf(const QkName* name) const {
-    return vcdModel ? vcdModel->traces.find(name->trace) : nullptr;
+    if (!vcdModel) return nullptr;
+    QkVCDTrace* const found = vcdModel->traces.find(name->trace);
+    if (found) vcdModel->traces.settle(found);
+    return found;
 }
 
 void QkFileReader::forgetTrace(const QkTrace* trace) {
     if (!vcdModel) return;
-    vcdModel->traces.retire(trace);
     vcdModel->usesChanged();
+    vcdModel->traces.retire(trace);
+}
+
+void QkFileReader::noteCopies() {
+    if (vcdModel) vcdModel->traces.settleAll();
 }
 
 void QkFileReader::forgetName(const QkName* name) {

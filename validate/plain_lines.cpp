@@ -15,6 +15,8 @@
 namespace {
 
 constexpr int kKnownDigits = 64;
+/// Lines that are read before the first of them is looked at again.
+constexpr size_t kBatchLines = 16;
 
 struct PlainValue {
     bool isKnown;             ///< all digits are 0 or 1, and there are at most 64
@@ -23,34 +25,43 @@ struct PlainValue {
     size_t count;             ///< of the digits
 };
 
+struct PlainLine {
+    PlainValue value;
+    size_t code;        ///< its number
+    const char* begin;  ///< its first character
+    const char* end;    ///< the blank or line end behind the code
+    int number;         ///< of the line
+};
+
 /// Values on their way to their nets, in the order of their lines.
 class ValueQueue {
 public:
-    ~ValueQueue() { flush(); }
+    explicit ValueQueue(QkVCDTraces& receivers) : traces(receivers) {}
+    ~ValueQueue() { deliver(); }
+    /// At most kBatchLines between two deliveries.
     void add(QkVCDTrace* trace, const PlainValue& value) {
-        trace->prefetchPending();
-        queued[size++] = Queued{trace, value};
-        if (size == queued.size()) flush();
+        __builtin_prefetch(trace, 1);
+        queued[size++] = Queued{trace, value.known, value.isKnown ? "" : value.digits};
+    }
+    void deliver() {
+        for (size_t i = 0; i < size; ++i) {
+            const Queued& one = queued[i];
+            if (one.digits.empty())
+                traces.setPendingKnown(one.trace, one.known);
+            else
+                one.trace->setPendingVC(one.digits, 0, one.trace->vcdBits.width(), false);
+        }
+        size = 0;
     }
 
 private:
     struct Queued {
         QkVCDTrace* trace;
-        PlainValue value;
+        uint64_t known;
+        std::string_view digits;  ///< empty: the value is known
     };
-    void flush() {
-        for (size_t i = 0; i < size; ++i) {
-            QkVCDTrace* const trace = queued[i].trace;
-            const PlainValue& value = queued[i].value;
-            if (value.isKnown)
-                trace->setPendingKnown(value.known);
-            else
-                trace->setPendingVC(value.digits, 0, trace->vcdBits.width(), false);
-        }
-        size = 0;
-    }
-
-    std::array<Queued, 16> queued;
+    QkVCDTraces& traces;
+    std::array<Queued, kBatchLines> queued;
     size_t size = 0;
 };
 
@@ -75,12 +86,6 @@ inline const char* readKnown(const char* at, PlainValue& value) {
     value.known = known;
     return at;
 }
-
-struct PlainLine {
-    PlainValue value;
-    size_t code;      ///< its number
-    const char* end;  ///< the blank or line end behind the code
-};
 
 /// @param at  behind the `b`. @return the blank behind the digits, or null
 inline const char* parseVector(const char* at, PlainValue& value) {
@@ -123,25 +128,51 @@ inline bool parsePlainLine(const char* at, PlainLine& line) {
 }  // namespace
 
 void QkFileReader::readPlainLines() {
-    if (!file || verbose > 3 || (steponclock && clockPending)) return;
-    const std::vector<DirectCode>& codes = vcdModel->directCodes();
+    if (!file || areCommitsSaid() || (steponclock && clockPending)) return;
+    vcdModel->findDirectCodes();
+    QkVCDTraces& traces = vcdModel->traces;
+    const std::vector<DirectCode>& codes = traces.codes;
     if (lineEndPending) ++lineNumber;
     lineEndPending = false;
-    ValueQueue values;
+    ValueQueue values(traces);
+    std::array<PlainLine, kBatchLines> lines;
     const char* at = file->cur;
     const char* const end = file->end;
-    while (sigintCount == 0) {
-        for (; at != end && *at <= ' '; ++at) lineNumber += *at == '\n';
-        file->cur = at;
-        PlainLine line;
-        if (at == end || !parsePlainLine(at, line) || line.end >= end) return;
-        if (line.code >= codes.size()) return;
-        const DirectCode& code = codes[line.code];
-        if (line.value.count > static_cast<size_t>(code.width)) return;
-        at = line.end;
-        if (!code.trace) continue;
-        stepNeeded |= steponclock ? code.isStepInput : code.isStimulus;
-        earlyInputs |= steponclock && code.isEarlyInput;
-        values.add(code.trace, line.value);
+    for (bool plain = true; plain && sigintCount == 0;) {
+        size_t count = 0;
+        for (; plain && count < kBatchLines; ++count) {
+            for (; at != end && *at <= ' '; ++at) lineNumber += *at == '\n';
+            PlainLine& line = lines[count];
+            line.begin = at;
+            line.number = lineNumber;
+            plain =
+                at != end && parsePlainLine(at, line) && line.end < end && line.code < codes.size();
+            if (!plain) break;
+            __builtin_prefetch(&codes[line.code]);
+            at = line.end;
+        }
+        values.deliver();
+        for (size_t i = 0; i < count; ++i) {
+            const PlainLine& line = lines[i];
+            const DirectCode& code = codes[line.code];
+            if (line.value.count > static_cast<size_t>(code.width)) {
+                at = line.begin;
+                lineNumber = line.number;
+                plain = false;
+                break;
+            }
+            if (!code.isConcern) continue;
+            stepNeeded |= steponclock ? code.isStepInput : code.isStimulus;
+            earlyInputs |= steponclock && code.isEarlyInput;
+            const auto number = static_cast<uint32_t>(line.code);
+            if (code.storage && line.value.isKnown) {
+                traces.setPendingDriven(number, line.value.known);
+                continue;
+            }
+            QkVCDTrace* const trace = traces.traceOf(number);
+            if (code.storage) traces.settle(trace);  // later lines are to come later
+            values.add(trace, line.value);
+        }
     }
+    file->cur = at;
 }

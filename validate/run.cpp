@@ -155,6 +155,7 @@ int QkFileReader::runTrace(bool final) {
     if (complete) good = finishTrace();
     stats.complete = complete && good;
     passRunning = false;
+    vcdModel->traces.settleAll();
     if (!good) readFailed = true;
     const bool equal = good && nDifferences == 0;
     if (good && (complete || stopped)) {

@@ -39,6 +39,11 @@ void eachComponent(std::string_view path, Visit&& visit) {
 
 }  // namespace
 
+uint32_t QkVCDModel::shortHash(const Place& place) {
+    const uint64_t hash = PlaceHash{}(place);
+    return static_cast<uint32_t>(hash ^ hash >> 32);
+}
+
 // ---- Scopes
 
 size_t QkVCDModel::PlaceHash::operator()(const Place& place) const {
@@ -153,12 +158,19 @@ void QkVCDModel::addParameter(std::string_view code) {
 
 std::string QkVCDName::fullName() const { return scope->fullName() + "." + name; }
 
-QkVCDName* QkVCDModel::findName(std::string_view fullName) const {
+QkVCDName* QkVCDModel::findName(std::string_view fullName) {
     const size_t dot = fullName.rfind('.');
     if (dot == std::string_view::npos) return nullptr;
     const QkVCDScope* const scope = findScope(fullName.substr(0, dot));
-    const auto found = namesByPlace.find(Place{scope, fullName.substr(dot + 1)});
-    return scope && found != namesByPlace.end() ? found->second : nullptr;
+    const uint32_t found = findName(Place{scope, fullName.substr(dot + 1)});
+    return found == HashIndex::kNone ? nullptr : &names[found];
+}
+
+uint32_t QkVCDModel::findName(const Place& place) const {
+    return namesByPlace.find(shortHash(place), [&](uint32_t number) {
+        const QkVCDName& name = names[number];
+        return name.scope == place.scope && name.name == place.name;
+    });
 }
 
 QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name,
@@ -170,9 +182,9 @@ QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name
         name.remove_prefix(dot + 1);
     }
     if (!scope) scope = findOrCreateScope(nullptr, "toplevel", false);
-    const auto at = namesByPlace.find(Place{scope, name});
-    if (at != namesByPlace.end()) {
-        BitRange& whole = at->second->range;
+    const uint32_t found = findName(Place{scope, name});
+    if (found != HashIndex::kNone) {
+        BitRange& whole = names[found].range;
         const bool joins =
             whole.isRange && range.isRange &&
             (whole.reversed == range.reversed || whole.width == 1 || range.width == 1);
@@ -181,11 +193,11 @@ QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name
             const bool reversed = whole.width > 1 ? whole.reversed : range.reversed;
             whole = reversed ? BitRange(lsb, msb) : BitRange(msb, lsb);
         }
-        return at->second;
+        return &names[found];
     }
     QkVCDName& made = names.emplace_back(QkVCDName{std::string(name), scope, range});
     ++scope->nameCount;
-    namesByPlace.emplace(Place{scope, made.name}, &made);
+    namesByPlace.insert(shortHash(Place{scope, name}), static_cast<uint32_t>(names.size() - 1));
     return &made;
 }
 
@@ -195,8 +207,8 @@ bool QkVCDModel::addVariable(std::string_view code, int width, QkVCDScope* scope
     if (!id) return false;
     QkVCDName* const qkname = findOrCreateName(scope, name, range);
     QkVCDVar& var = vars.emplace_back(QkVCDVar{range, id, qkname});
-    qkname->vcdVars.push_back(&var);
-    id->sameId.push_back(&var);
+    qkname->vcdVars.append(&var);
+    id->sameId.append(&var);
     return true;
 }
 
@@ -217,11 +229,24 @@ void QkVCDModel::bindVariables() {
     }
 }
 
+void QkVCDModel::usesChanged() {
+    traces.settleAll();
+    variablesBound = false;
+}
+
 namespace {
 
-DirectCode directUseOf(const QkVCDId* id) {
-    if (!id || id->isParameter || id->isReal) return {};
-    if (!id->linked) return DirectCode{nullptr, id->width};
+struct DirectUse {
+    DirectCode code;
+    QkVCDTrace* trace;
+};
+
+DirectUse directUseOf(const QkVCDId* id) {
+    constexpr int most = UINT16_MAX;
+    if (!id || id->isParameter || id->isReal || id->width > most) return {};
+    DirectCode code;
+    code.width = static_cast<uint16_t>(id->width);
+    if (!id->linked) return {code, nullptr};
     if (id->isClock) return {};
     QkVCDTrace* trace = nullptr;
     for (const QkVCDVar* const var : id->sameId) {
@@ -231,17 +256,22 @@ DirectCode directUseOf(const QkVCDId* id) {
         if (!takesAll) return {};
         trace = var->vcdTrace;
     }
-    return DirectCode{trace, id->width, id->isStimulus, id->isEarlyInput, id->isStepInput};
+    code.isStimulus = id->isStimulus;
+    code.isEarlyInput = id->isEarlyInput;
+    code.isStepInput = id->isStepInput;
+    code.isConcern = trace != nullptr;
+    return {code, trace};
 }
 
 }  // namespace
 
-const std::vector<DirectCode>& QkVCDModel::directCodes() {
-    if (directValid) return direct;
-    direct.resize(shortCodes.size());
-    for (size_t i = 0; i < direct.size(); ++i) direct[i] = directUseOf(shortCodes[i]);
-    directValid = true;
-    return direct;
+void QkVCDModel::findDirectCodes() {
+    if (traces.codesValid) return;
+    traces.startDirectCodes(shortCodes.size());
+    for (uint32_t number = 0; number < shortCodes.size(); ++number) {
+        const DirectUse use = directUseOf(shortCodes[number]);
+        traces.addDirectCode(number, use.code, use.trace);
+    }
 }
 
 // ---- Links

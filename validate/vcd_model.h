@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/bit_range.h"
+#include "netdb/index.h"
 #include "validate/compare.h"
 
 class QkScope;
@@ -46,8 +47,41 @@ struct QkVCDVar {
     int offset = 0;                  ///< of the low digit within the linked net, once bound
     QkVCDTrace* vcdTrace = nullptr;  ///< what compares or drives the net, if anything does
     bool bound = false;              ///< its place in the linked net is known
+    QkVCDVar* nextOfName = nullptr;
+    QkVCDVar* nextOfId = nullptr;
 
     void setVCDValue(std::string_view value, bool initial);
+};
+
+/// Variables in the order of their declaration, chained by a member.
+template <QkVCDVar* QkVCDVar::*next>
+class VarChain {
+public:
+    struct Iterator {
+        QkVCDVar* at;
+        QkVCDVar* operator*() const { return at; }
+        Iterator& operator++() {
+            at = at->*next;
+            return *this;
+        }
+        bool operator==(const Iterator&) const = default;
+    };
+    Iterator begin() const { return {first}; }
+    Iterator end() const { return {nullptr}; }
+    bool empty() const { return !first; }
+    size_t size() const {
+        size_t count = 0;
+        for (const QkVCDVar* var = first; var; var = var->*next) ++count;
+        return count;
+    }
+    void append(QkVCDVar* var) {
+        (last ? last->*next : first) = var;
+        last = var;
+    }
+
+private:
+    QkVCDVar* first = nullptr;
+    QkVCDVar* last = nullptr;
 };
 
 struct QkVCDName {
@@ -55,7 +89,7 @@ struct QkVCDName {
     QkVCDScope* scope;
     BitRange range;
     QkName* linked = nullptr;
-    std::vector<QkVCDVar*> vcdVars = {};
+    VarChain<& QkVCDVar::nextOfName> vcdVars = {};
 
     std::string fullName() const;
 };
@@ -70,19 +104,10 @@ struct QkVCDId {
     bool isParameter = false;  ///< a constant: no variable, no values
     int width;
     std::string vcdId;
-    std::vector<QkVCDVar*> sameId = {};
+    VarChain<& QkVCDVar::nextOfId> sameId = {};
 
     /// Hands a value to the nets behind all variables of the code. Reals go nowhere.
     void setVCDValue(std::string_view value, bool initial);
-};
-
-/// What a value line needs of its code when all its values go to one net whole, or nowhere.
-struct DirectCode {
-    QkVCDTrace* trace = nullptr;  ///< null: of no concern
-    int32_t width = 0;            ///< of the code; 0: more is to be done than a hand-over
-    bool isStimulus = false;
-    bool isEarlyInput = false;
-    bool isStepInput = false;
 };
 
 struct QkVCDModel {
@@ -96,12 +121,11 @@ struct QkVCDModel {
     QkVCDId* findId(std::string_view code) const;
     /// @return the scope of a dotted path, or null
     QkVCDScope* findScope(std::string_view path) const;
-    QkVCDName* findName(std::string_view fullName) const;
-    /// @return by the numbers that numberOf() gives to codes; to be asked for anew after any change
-    ///         of a link, a bound variable or a use
-    const std::vector<DirectCode>& directCodes();
-    /// Tells that variables are to be bound anew, and directCodes() made anew.
-    void usesChanged() { directValid = variablesBound = false; }
+    QkVCDName* findName(std::string_view fullName);
+    /// Makes QkVCDTraces::codes by the numbers of short codes, unless they are valid.
+    void findDirectCodes();
+    /// Tells that variables are to be bound anew, and direct codes found anew.
+    void usesChanged();
     /// Finds the place of every variable in the net that it is linked to, if links have changed.
     void bindVariables();
 
@@ -144,19 +168,20 @@ private:
         bool operator()(const Place& a, const Place& b) const;
     };
 
+    static uint32_t shortHash(const Place& place);
     QkVCDId* findOrCreateId(std::string_view code, int width, bool isReal);
     void enter(std::string_view code, QkVCDId* id);
+    /// @return its number, or HashIndex::kNone
+    uint32_t findName(const Place& place) const;
     QkVCDName* findOrCreateName(QkVCDScope* scope, std::string_view name, const BitRange& range);
 
     std::deque<QkVCDScope> scopeStore;
     std::deque<QkVCDVar> vars;
     std::deque<QkVCDId> ids;
     std::vector<QkVCDId*> shortCodes;  ///< by number
-    std::vector<DirectCode> direct;
-    bool directValid = false;
     bool variablesBound = false;
     ByText<QkVCDId*> longCodes;
-    std::unordered_map<Place, QkVCDName*, PlaceHash> namesByPlace;
+    HashIndex namesByPlace;  ///< numbers in `names`
     std::unordered_map<Place, QkVCDScope*, PlaceHash> scopesByPlace;
     /// The first of those that differ in case alone.
     std::unordered_map<Place, QkVCDScope*, PlaceHashNoCase, EqualNoCase> scopesNoCase;

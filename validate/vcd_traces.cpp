@@ -1,6 +1,5 @@
 // The traces of a comparison: their values, and how events reach them.
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -50,12 +49,13 @@ bool isComparable(const QkTrace* trace) {
 // ---- A trace's values
 
 QkVCDTrace::QkVCDTrace(QkVCDTraces* traces, QkTrace* trace, int width)
-    : liveTrace(trace),
+    : state(::isComparable(trace) && width == trace->width() ? ValuesMatch : DoNotCompare),
+      narrowWidth(width <= 64 ? static_cast<uint8_t>(width) : uint8_t{0}),
+      liveTrace(trace),
       owner(traces),
-      state(::isComparable(trace) && width == trace->width() ? ValuesMatch : DoNotCompare),
-      pendingBits(width),
-      vcdBits(width),
-      previousValue(width) {
+      pendingBits(width, &pendingChunk),
+      vcdBits(width, &vcdChunk),
+      previousValue(width, &previousChunk) {
     pendingBits.link(&vcdBits);
     if (chunkCount() > 1) {
         wide = std::make_unique<LiveChunk[]>(static_cast<size_t>(chunkCount()));
@@ -129,6 +129,10 @@ void QkVCDTrace::forgetChange() {
 
 bool QkVCDTrace::matchesLiveModel() const {
     if (state == DoNotCompare) return true;
+    if (narrowWidth != 0) {
+        const uint64_t digits = vcdChunk.known & narrow.compared & bitMask(narrowWidth);
+        return ((vcdChunk.high ^ narrow.now) & digits) == 0;
+    }
     const int width = vcdBits.width();
     for (int at = 0; at < width; at += 64) {
         const BitString::Known digits = vcdBits.knownAt(at, std::min(64, width - at));
@@ -148,71 +152,66 @@ std::string QkVCDTrace::digitsOf(const LiveChunk* chunks, uint64_t LiveChunk::*v
 
 // ---- Values from the trace
 
-/// @return whether a value of the trace is of any concern
-inline bool QkVCDTrace::beginPending(bool initial) {
-    if (!liveTrace || (state == Parked && !isStimulus && !initial)) return false;
-    changeTime = qk_cycle;
-    if (!isPending && isStimulus && qkLiveModel->reader.verbosestep)
-        say("QkVCDTrace::setPendingVC(): Time: %s: Change in %s: %s\n", qk_cycle_as_string(),
-            liveTrace->flags & QK_flag_clock ? "clock" : "     ", name.c_str());
-    return true;
-}
-
-inline void QkVCDTrace::enterPending() {
-    if (isPending) return;
-    isPending = true;
-    owner->pending.push_back(this);
+void QkVCDTraces::setPendingKnown(QkVCDTrace* trace, uint64_t value) {
+    if (trace->state == Parked && !trace->isStimulus) return;
+    settle(trace);
+    if (trace->narrowWidth != 0)
+        trace->pendingChunk = BitString::Chunk::ofKnown(value);
+    else
+        trace->pendingBits.setWhole(value);
+    if (std::exchange(trace->isPending, true)) return;
+    pending.push_back(trace);
 }
 
 void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool initial) {
-    if (!beginPending(initial) || value.empty()) return;
+    if (!liveTrace || (state == Parked && !isStimulus && !initial)) return;
+    if (!isPending && isStimulus && qkLiveModel->reader.verbosestep)
+        say("QkVCDTrace::setPendingVC(): Time: %s: Change in %s: %s\n", qk_cycle_as_string(),
+            liveTrace->flags & QK_flag_clock ? "clock" : "     ", name.c_str());
+    if (value.empty()) return;
+    owner->settle(this);
     pendingBits.setDigits(value, offset, bits);
-    enterPending();
-}
-
-void QkVCDTrace::setPendingKnown(uint64_t value) {
-    if (!beginPending(false)) return;
-    pendingBits.setWhole(value);
-    enterPending();
+    if (std::exchange(isPending, true)) return;
+    owner->pending.push_back(this);
 }
 
 /// Fetches what the commits of some traces behind the `at`th will touch, a step nearer each time.
 void QkVCDTraces::prefetchAhead(size_t at) const {
-    constexpr size_t own = 24, net = 16, storage = 8;
-    if (at + own < pending.size()) pending[at + own]->prefetchCommit();
-    if (at + net < pending.size()) {
-        pending[at + net]->prefetchComparison();
-        const char* const live = reinterpret_cast<const char*>(pending[at + net]->liveTrace);
-        __builtin_prefetch(live);
-        __builtin_prefetch(live + 63);
-    }
-    if (at + storage >= pending.size()) return;
-    if (const QkTrace* const live = pending[at + storage]->liveTrace)
-        __builtin_prefetch(live->address, 1);
+    constexpr size_t own = 24, net = 12;
+    if (at + own < pending.size()) __builtin_prefetch(pending[at + own], 1);
+    if (at + net >= pending.size()) return;
+    const QkVCDTrace* const trace = pending[at + net];
+    __builtin_prefetch(&trace->narrow, 1);
+    __builtin_prefetch(&trace->waitingToSync_n, 1);
 }
 
 void QkVCDTraces::commitPending(bool initial) {
-    if (pending.empty()) return;
-    const QkFileReader& reader = qkLiveModel->reader;
-    if (reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
+    if (initial) settleAll();
+    if (pending.empty() && pendingDriven.empty()) return;
+    if (qkLiveModel->reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
     droveTraced = false;
+    commitDriven();
     for (size_t i = 0; i < pending.size(); ++i) {
         prefetchAhead(i);
-        QkVCDTrace* const trace = pending[i];
-        trace->isPending = false;
-        if (!trace->liveTrace) continue;
-        if (reader.verbose > 3 || (reader.verbosestep && trace->isStimulus))
-            say("Time: %s: Commit %s: %s -> %s\n", qk_cycle_as_string(), trace->name.c_str(),
-                trace->vcdBits.text().c_str(), trace->pendingBits.text().c_str());
-        trace->commitPendingVC(initial);
+        commit(pending[i], initial);
     }
     pending.clear();
     // What the trace drives comes before what the model makes of it.
     if (droveTraced) qkLiveModel->writer.captureChanges();
 }
 
+void QkVCDTraces::commit(QkVCDTrace* trace, bool initial) {
+    trace->isPending = false;
+    if (!trace->liveTrace) return;
+    const QkFileReader& reader = qkLiveModel->reader;
+    if (reader.verbose > 3 || (reader.verbosestep && trace->isStimulus))
+        say("Time: %s: Commit %s: %s -> %s\n", qk_cycle_as_string(), trace->name.c_str(),
+            trace->vcdBits.text().c_str(), trace->pendingBits.text().c_str());
+    trace->commitPendingVC(initial);
+    takeUp(trace->directCode);
+}
+
 void QkVCDTrace::commitPendingVC(bool initial) {
-    QK_ASSERT(pendingBits.isDirty());
     if (isComparable()) previousValue.copyFrom(vcdBits);  // for reports
     constexpr int unchanged = 1, becameKnown = 2;
     const int change = pendingBits.commit();
@@ -230,8 +229,8 @@ void QkVCDTrace::commitPendingVC(bool initial) {
             owner->droveTraced |= liveTrace->nTraced() > 0;
         }
     }
-    if (liveTrace->nshow == 0 || qkLiveModel->reader.verbose <= 2) return;
-    say("Time: %s: VCD Change: %s %s %s%s\n", qk_time_as_string(changeTime), name.c_str(),
+    if (qkLiveModel->reader.verbose <= 2 || liveTrace->nshow == 0) return;
+    say("Time: %s: VCD Change: %s %s %s%s\n", qk_cycle_as_string(), name.c_str(),
         drives ? " (stimulus updated) " : "", change == becameKnown ? "" : "(changed to Xs/Zs) ",
         pendingBits.text().c_str());
 }
@@ -243,7 +242,7 @@ void writeBitString(QkTrace* trace, const BitString& bits) {
             trace->flags, trace->invert, (trace->flags & QK_flag_never_write) != 0);
     if ((trace->flags & QK_flag_never_write) || trace->isArray()) return;
     if (bits.width() != trace->width()) return;
-    if (trace->firstPart() == trace && !trace->extras) {
+    if (trace->firstPart() == trace && !copiesOf(trace)) {
         // The storage's digits, whatever its polarity.
         const BitString::Known digits = bits.knownAt(0, trace->width());
         const int bytes = trace->elementBytes();
@@ -258,15 +257,18 @@ void writeBitString(QkTrace* trace, const BitString& bits) {
         const uint64_t ones = digits.ones ^ (trace->invert ? bitMask(width) : 0);
         const uint64_t old = part->readStorage();
         const uint64_t value = (old & ~digits.known) | (ones & digits.known);
-        const BitRange& range = part->range;
-        const int lowest = range.isRange && range.reversed ? range.msb : range.lsb;
         if (value == old) return;
         // Saved state has a value for each copy of a net.
-        if (qkLiveModel->reader.loadingState)
-            storeStorage(part->address, part->elementBytes(),
-                         part->invert ? value ^ bitMask(width) : value);
-        else
+        if (qkLiveModel->reader.loadingState || !copiesOf(part)) {
+            const int bytes = part->elementBytes();
+            const uint64_t others = loadStorage(part->address, bytes) & ~bitMask(width);
+            storeStorage(part->address, bytes,
+                         others | (part->invert ? value ^ bitMask(width) : value));
+        } else {
+            const BitRange& range = part->range;
+            const int lowest = range.isRange && range.reversed ? range.msb : range.lsb;
             writeBits(part, 0, lowest, width, value);
+        }
     });
 }
 
@@ -402,6 +404,7 @@ int QkVCDTraces::countClockStimuli() const {
 // ---- The summary
 
 void QkVCDTraces::summarise() {
+    settleAll();
     Printout out;
     out.add('\n');
     const bool each = qkLiveModel->reader.verbose > 1;
