@@ -22,7 +22,7 @@ set_target_properties(zeft_shared PROPERTIES
     OUTPUT_NAME ${ZEFT_NAME} EXPORT_NAME shared LINKER_LANGUAGE CXX
     VERSION ${ZEFT_ABI}.${PROJECT_VERSION} SOVERSION ${ZEFT_ABI} LINK_DEPENDS ${export_map})
 target_link_options(zeft_shared PRIVATE -Wl,--version-script=${export_map} -Wl,-z,defs)
-target_link_libraries(zeft_shared PRIVATE ZLIB::ZLIB)
+target_link_libraries(zeft_shared PRIVATE ZLIB::ZLIB Threads::Threads)
 
 # GNU's own, also beside clang. The groups of inline functions are dissolved: a local member of a
 # group that the linker drops in favour of a user's copy would leave a dangling reference.
@@ -46,7 +46,7 @@ add_custom_command(
 add_library(zeft_static STATIC ${joined})
 set_target_properties(zeft_static PROPERTIES
     OUTPUT_NAME ${ZEFT_NAME} EXPORT_NAME static LINKER_LANGUAGE CXX)
-target_link_libraries(zeft_static INTERFACE ZLIB::ZLIB)
+target_link_libraries(zeft_static INTERFACE ZLIB::ZLIB Threads::Threads)
 
 foreach(form shared static)
     target_include_directories(zeft_${form} INTERFACE

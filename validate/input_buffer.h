@@ -1,14 +1,15 @@
-// The input of a reference trace, in large blocks.
+// The input of a reference trace, in large blocks: a token is what stands between their blanks and
+// line ends.
 //
-// Every byte that is neither a line end nor a printable character without the blank becomes a blank
-// when its block is read, so that a token is what stands between blanks and line ends.
+// A compressed file of more than a block is expanded by a thread of its own, as that takes longer
+// than what follows. Pipes and terminals have none: it would wait for input that nobody asked for.
 #pragma once
-
-#include <zlib.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
+
+#include "validate/input_blocks.h"
 
 class VcdInputBuffer {
 public:
@@ -34,12 +35,15 @@ public:
 
 private:
     VcdInputBuffer() = default;
+    void readBlock();
     void closeInput();
     void noteFailure();
 
-    std::unique_ptr<char[]> buffer;
+    InputBlock block;
     std::string problem;
     gzFile gz = nullptr;  ///< null once the input is exhausted
+    std::unique_ptr<ReadAhead> ahead;
+    bool isRegular = false;
     bool damaged = false;
     uint64_t size = 0;                      ///< of the file; 0 if it is none
     uint64_t blockBegin = 0, blockEnd = 0;  ///< where the block in hand lies in it

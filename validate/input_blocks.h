@@ -1,0 +1,60 @@
+// Blocks of a plain or compressed file, read one after the other or ahead of their use.
+//
+// Every byte that is neither a line end nor a printable character without the blank becomes a blank
+// when its block is read. Blanks stand behind the end, too, for reads of several bytes.
+#pragma once
+
+#include <pthread.h>
+#include <sys/types.h>
+#include <zlib.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+inline constexpr unsigned kInputBlockBytes = 0x800000;
+
+struct InputBlock {
+    std::unique_ptr<char[]> bytes;
+    int count = 0;            ///< of the bytes, as gzread() gives it: 0 at the end, -1 for an error
+    int error = Z_OK;         ///< zlib's, after the block
+    int systemError = 0;      ///< errno, for an error of Z_ERRNO
+    uint64_t fileOffset = 0;  ///< of what follows the block, in the file
+
+    /// @return whether there was memory
+    bool allocate();
+    bool isFull() const { return count == static_cast<int>(kInputBlockBytes); }
+};
+
+void readInputBlock(gzFile gz, InputBlock& block);
+
+/// A thread that reads blocks ahead, up to the first that is not full. Until this is destroyed,
+/// nothing else may use the file.
+class ReadAhead {
+public:
+    /// @return null when there is no memory or no thread to be had
+    static std::unique_ptr<ReadAhead> start(gzFile gz);
+    /// Waits for the end of the read under way.
+    ~ReadAhead();
+    ReadAhead(const ReadAhead&) = delete;
+    ReadAhead& operator=(const ReadAhead&) = delete;
+
+    /// Exchanges a block that is done with for the next one; a block that is not full is the last.
+    /// A process forked off since has no thread and is given an error.
+    void next(InputBlock& block);
+
+private:
+    explicit ReadAhead(gzFile file) : gz(file) {}
+    bool startThread();
+    void run();
+
+    // Blocks are filled, and taken for others, in turn. Each counter has one writer: the thread
+    // counts what it has filled, the user what it has taken.
+    static constexpr unsigned kBlocks = 2;
+    gzFile gz;
+    InputBlock blocks[kBlocks];
+    std::atomic<unsigned> filled = 0, taken = 0;
+    std::atomic<bool> stopped = false;
+    pthread_t thread = {};
+    pid_t process = 0;  ///< that has the thread; 0: none
+};
