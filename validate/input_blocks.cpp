@@ -48,8 +48,7 @@ std::unique_ptr<ReadAhead> ReadAhead::start(gzFile gz) {
 }
 
 bool ReadAhead::startThread() {
-    for (InputBlock& block : blocks)
-        if (!block.allocate()) return false;
+    if (!spare.allocate()) return false;
     // Signals are for the model's thread, whose handlers they call.
     sigset_t all, before;
     sigfillset(&all);
@@ -65,15 +64,14 @@ bool ReadAhead::startThread() {
 }
 
 void ReadAhead::run() {
-    for (unsigned at = 0;; ++at) {
-        for (unsigned seen; (seen = taken) + kBlocks == at;) taken.wait(seen);
-        if (stopped) return;
-        InputBlock& block = blocks[at % kBlocks];
-        readInputBlock(gz, block);
-        const bool isLast = !block.isFull();
-        filled = at + 1;
-        filled.notify_one();
-        if (isLast) return;
+    for (bool isLast = false; !isLast;) {
+        state.wait(State::kRead);
+        if (state == State::kStopped) return;
+        readInputBlock(gz, spare);
+        isLast = !spare.isFull();
+        State expected = State::kWanted;
+        if (!state.compare_exchange_strong(expected, State::kRead)) return;
+        state.notify_one();
     }
 }
 
@@ -84,17 +82,15 @@ void ReadAhead::next(InputBlock& block) {
         block.systemError = EBADF;
         return;
     }
-    const unsigned at = taken;
-    filled.wait(at);
-    std::swap(block, blocks[at % kBlocks]);
-    taken = at + 1;
-    taken.notify_one();
+    state.wait(State::kWanted);
+    std::swap(block, spare);
+    state = State::kWanted;
+    state.notify_one();
 }
 
 ReadAhead::~ReadAhead() {
     if (process != getpid()) return;
-    stopped = true;
-    ++taken;
-    taken.notify_one();
+    state = State::kStopped;
+    state.notify_one();
     pthread_join(thread, nullptr);
 }

@@ -28,7 +28,7 @@ struct InputBlock {
 
 void readInputBlock(gzFile gz, InputBlock& block);
 
-/// A thread that reads blocks ahead, up to the first that is not full. Until this is destroyed,
+/// A thread that reads one block ahead, up to the first that is not full. Until this is destroyed,
 /// nothing else may use the file.
 class ReadAhead {
 public:
@@ -40,21 +40,19 @@ public:
     ReadAhead& operator=(const ReadAhead&) = delete;
 
     /// Exchanges a block that is done with for the next one; a block that is not full is the last.
-    /// A process forked off since has no thread and is given an error.
+    /// A process forked off since has no thread, and is given an error.
     void next(InputBlock& block);
 
 private:
+    enum class State { kWanted, kRead, kStopped };
+
     explicit ReadAhead(gzFile file) : gz(file) {}
     bool startThread();
     void run();
 
-    // Blocks are filled, and taken for others, in turn. Each counter has one writer: the thread
-    // counts what it has filled, the user what it has taken.
-    static constexpr unsigned kBlocks = 2;
     gzFile gz;
-    InputBlock blocks[kBlocks];
-    std::atomic<unsigned> filled = 0, taken = 0;
-    std::atomic<bool> stopped = false;
+    InputBlock spare;  // the thread's while it is wanted, else the user's
+    std::atomic<State> state = State::kWanted;
     pthread_t thread = {};
-    pid_t process = 0;  ///< that has the thread; 0: none
+    pid_t process = 0;  // that has the thread; 0: none
 };
