@@ -1,10 +1,10 @@
 #include "validate/input_blocks.h"
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -19,7 +19,8 @@ void blankOut(char* bytes, size_t count) {
     for (size_t i = 0; i < count; ++i) {
         const char c = bytes[i];
         const bool isPrintable = static_cast<unsigned char>(c - '!') <= '~' - '!';
-        bytes[i] = isPrintable | (c == '\n') ? c : ' ';
+        const bool isKept = isPrintable | (c == '\n');
+        bytes[i] = isKept ? c : ' ';
     }
 }
 
