@@ -1,21 +1,8 @@
 // Random numbers through the calls of generated code, beside other simulators' code.
 //
 // usage: ours_random COUNT
-#include "bench/peers/stimulus.h"
+#include "bench/peers/draws.h"
 #include "qkzeft.h"
-
-namespace {
-
-uint32_t sum = 0;
-
-template <class Draw>
-void measure(const char* name, size_t count, Draw&& draw) {
-    const uint64_t from = nowNs();
-    for (size_t i = 0; i < count; ++i) sum ^= static_cast<uint32_t>(draw());
-    result(name, static_cast<double>(count) * 1e3 / static_cast<double>(nowNs() - from));
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 2) {

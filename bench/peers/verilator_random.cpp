@@ -3,20 +3,7 @@
 // usage: verilator_random COUNT
 #include <verilated.h>
 
-#include "bench/peers/stimulus.h"
-
-namespace {
-
-uint32_t sum = 0;
-
-template <class Draw>
-void measure(const char* name, size_t count, Draw&& draw) {
-    const uint64_t from = nowNs();
-    for (size_t i = 0; i < count; ++i) sum ^= static_cast<uint32_t>(draw());
-    result(name, static_cast<double>(count) * 1e3 / static_cast<double>(nowNs() - from));
-}
-
-}  // namespace
+#include "bench/peers/draws.h"
 
 int main(int argc, char** argv) {
     if (argc != 2) {

@@ -16,6 +16,7 @@
 #include <string>
 
 #include "qkzeft.h"
+#include "tests/support/session_design.h"
 
 namespace {
 
@@ -53,36 +54,7 @@ char* __wrap_strdup(const char* text) { return mustFail() ? nullptr : __real_str
 
 namespace {
 
-struct Design {
-    uint8_t bit = 0;
-    uint64_t low = 1;
-    uint8_t high = 2;
-    uint16_t memory[5] = {1, 2, 3, 4, 5};
-    kelvo_module module{"faults", "top"};
-
-    Design() {
-        const QkGRScope scopes[] = {{0, 1, "u", 0}};
-        const QkGRNet rows[] = {
-            {0, 1, "bit", &bit, 0, 0, 1, 0, 0, 0, 0x20, nullptr, nullptr},
-            {0, 2, "wide", &low, 0, 63, 0x201, 0, 0, 0, 0x20, nullptr, nullptr},
-            {0, 3, "wide", &high, 64, 67, 0x201, 0, 0, 0, 0x20, nullptr, nullptr},
-            {1, 4, "mem", memory, 8, 0, 1 | QK_array, 5, 1, 0, 0, nullptr, nullptr},
-        };
-        QkRegistration::start(&module, 2, 4, true);
-        QkRegistration::addScopes(&module, 1, scopes);
-        QkRegistration::addNets(&module, 4, rows);
-        QkRegistration::end(&module);
-    }
-    void step() {
-        ++qk_cycle;
-        bit ^= 1;
-        low = low * 3 + qk_cycle;
-        high = static_cast<uint8_t>(low >> 60);
-        qk_takenote();
-    }
-};
-
-Design* design = nullptr;
+SessionDesign* design = nullptr;
 
 constexpr const char* kSession[] = {
     "help",
@@ -112,7 +84,7 @@ constexpr const char* kSession[] = {
 void session() {
     qk_prints = [](const char*) {};
     qk_step_fn = [] {};
-    design = new Design;
+    design = new SessionDesign;
     for (const char* const line : kSession) {
         qk_cli(line);
         for (int i = 0; i < 3; ++i) design->step();

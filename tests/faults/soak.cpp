@@ -12,43 +12,17 @@
 #include <iterator>
 
 #include "qkzeft.h"
+#include "tests/support/session_design.h"
 
 namespace {
 
 constexpr long kAllowedGrowthKb = 2048;
 
-struct Design {
-    uint8_t bit = 0;
-    uint64_t low = 1;
-    uint8_t high = 2;
-    uint16_t memory[5] = {1, 2, 3, 4, 5};
-    kelvo_module module{"soak", "top"};
-
-    Design() {
-        const QkGRNet rows[] = {
-            {0, 1, "bit", &bit, 0, 0, 1, 0, 0, 0, 0x20, nullptr, nullptr},
-            {0, 2, "wide", &low, 0, 63, 0x201, 0, 0, 0, 0x20, nullptr, nullptr},
-            {0, 3, "wide", &high, 64, 67, 0x201, 0, 0, 0, 0x20, nullptr, nullptr},
-            {0, 4, "mem", memory, 8, 0, 1 | QK_array, 5, 1, 0, 0, nullptr, nullptr},
-        };
-        QkRegistration::start(&module, 1, 4, true);
-        QkRegistration::addNets(&module, 4, rows);
-        QkRegistration::end(&module);
-    }
-    void step() {
-        ++qk_cycle;
-        bit ^= 1;
-        low = low * 3 + qk_cycle;
-        high = static_cast<uint8_t>(low >> 60 & 15);
-        qk_takenote();
-    }
-};
-
 constexpr const char* kCommands[] = {
     "help",
     "ls",
     "ls -d *",
-    "ls top.mem[1:3]",
+    "ls top.u.mem[1:3]",
     "trace *",
     "show top.bit",
     "unshow *",
@@ -58,7 +32,7 @@ constexpr const char* kCommands[] = {
     "trace top.v",
     "break top.wide == 68'h123456789abcdef01",
     "set top.wide = 68'h30000000000000001",
-    "set top.mem[2] = 7",
+    "set top.u.mem[2] = 7",
     "circular 20000",
     "loadt a.trc",
     "save b.vcd",
@@ -90,7 +64,7 @@ int main(int argc, char** argv) {
     char directory[] = "/tmp/zeft-soak-XXXXXX";
     if (!mkdtemp(directory) || chdir(directory) != 0) return 2;
     qk_prints = [](const char*) {};
-    Design design;
+    SessionDesign design;
     long stepsDone = 0, early = 0;
     for (long i = 0; i < commands; ++i) {
         qk_cli(kCommands[static_cast<size_t>(i) % std::size(kCommands)]);
