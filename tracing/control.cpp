@@ -17,8 +17,7 @@ int qk_traceto(const char* filename) {
 int qk_traceclose() {
     completeRegistration(true, 0);
     if (!qkLiveModel->writer.fileIsOpen()) return 0;
-    qkLiveModel->writer.closeFile();
-    return 1;
+    return qkLiveModel->writer.closeFile() ? 1 : -1;
 }
 
 int qk_save(const char* filename) {

@@ -135,12 +135,14 @@ void QkTraceWriter::flushFile() {
     file->sync();
 }
 
-void QkTraceWriter::closeFile() {
-    if (!file) return;
+bool QkTraceWriter::closeFile() {
+    if (!file) return true;
     flushAll();
+    const bool isWritten = file->close();
     file = nullptr;
     scopesWritten = false;
     slots.undeclareAll();
+    return isWritten;
 }
 
 bool QkTraceWriter::traceTo(const char* filename) {
@@ -157,7 +159,5 @@ bool QkTraceWriter::save(const char* filename) {
             "Unable to save VCD file while a continuous save is in-progress, use traceclose\n");
         return false;
     }
-    if (!open(filename)) return false;
-    closeFile();
-    return true;
+    return open(filename) && closeFile();
 }

@@ -73,12 +73,13 @@ public:
 
     /// Starts a continuous trace to a file, ending the one before. @return whether it could
     bool traceTo(const char* filename);
-    /// Writes all history to a file and closes it. @return whether it could be opened
+    /// Writes all history to a file and closes it. @return whether it has been written
     bool save(const char* filename);
     /// Captures, and writes all history to the open file, if there is one, which goes on.
     void flushFile();
     /// Writes what is left of the history and closes the open file, if there is one.
-    void closeFile();
+    /// @return whether nothing of the file has been lost
+    bool closeFile();
 
     // ---- State (tracing/state_dump.cpp)
 

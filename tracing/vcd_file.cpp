@@ -135,12 +135,14 @@ void QkVcdFile::printf(const char* format, ...) {
     puts(text.str());
 }
 
-void QkVcdFile::close() {
+bool QkVcdFile::close() {
+    if (std::exchange(isClosed, true)) return error == 0;
     flush();
     if (!closeStream() && error == 0) error = errno ? errno : EIO;
     if (error != 0)
         qk_printf("ZEFT: writing VCD file '%s' failed: %s\n", name(), std::strerror(error));
     report();
+    return error == 0;
 }
 
 // ---- Text

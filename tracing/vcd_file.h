@@ -26,8 +26,10 @@ public:
     /// Writes what is buffered, so that the file can be read.
     /// @return whether all that was written so far went out
     bool sync();
-    /// Writes what is buffered, closes the stream and prints where the text went.
-    void close();
+    /// Writes what is buffered, closes the stream and prints where the text went. The destructor
+    /// does so if nobody has.
+    /// @return whether all that was written went out
+    bool close();
 
     void writeVersion();
     void writeDate();
@@ -65,6 +67,7 @@ private:
     VcdTextState state;
     std::vector<char> buffer;
     size_t used = 0;
+    bool isClosed = false;
     int error = 0;  ///< errno of the first failed write
 };
 
