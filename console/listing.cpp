@@ -329,8 +329,8 @@ int lstofileCommand(const char* argument) {
         const Diversion toFile(file);
         lsCommand(split.rest);
     }
-    std::fclose(file);
-    say("lstofile: written file '%s'\n", fileName.c_str());
+    if (closeWritten(file, fileName.c_str()))
+        say("lstofile: written file '%s'\n", fileName.c_str());
     return 1;
 }
 

@@ -248,7 +248,7 @@ bool ImageReader::load() {
     index = lowest;
     bool done = parse();
     if (done && std::ferror(file)) {
-        say("Error on read from '%s'\n", fileName);
+        say(kReadFailed, fileName);
         done = false;
     }
     std::fclose(file);

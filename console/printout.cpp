@@ -52,3 +52,10 @@ void say(const char* format, ...) {
     va_end(arguments);
     if (qk_prints) qk_prints(text.c_str());
 }
+
+bool closeWritten(std::FILE* file, const char* fileName) {
+    const bool hasFailed = std::ferror(file) != 0;
+    const bool isWritten = std::fclose(file) == 0 && !hasFailed;
+    if (!isWritten) say("Error on write to '%s'\n", fileName);
+    return isWritten;
+}

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -36,3 +37,9 @@ private:
 
 /// Prints one message that shows text of any length.
 void say(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/// Said with the name of a file whose reading has failed.
+inline constexpr const char* kReadFailed = "Error on read from '%s'\n";
+
+/// Closes a file that has been written. @return whether all went out; says so if not
+bool closeWritten(std::FILE* file, const char* fileName);

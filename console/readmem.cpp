@@ -89,13 +89,9 @@ int qk_writememh(const char* array, const char* file) {
         return 0;
     }
     writeMemoryImage(out, trace);
-    const bool written = std::fflush(out) == 0 && !std::ferror(out);
-    std::fclose(out);
-    if (written)
-        say("Array '%s' written to file: '%s'\n", array, file);
-    else
-        say("Error on write to '%s'\n", file);
-    return written ? 1 : 0;
+    if (!closeWritten(out, file)) return 0;
+    say("Array '%s' written to file: '%s'\n", array, file);
+    return 1;
 }
 
 int qk_readmem_lr_c(int base, void* abase, int awidth, int left, int right, const char* file,

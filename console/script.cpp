@@ -52,6 +52,7 @@ void runScripts(size_t base) {
         resumeRequested = false;
         const std::shared_ptr<LoadtFile> script = loadtFileStack.back();
         runLine(*script);
+        if (std::ferror(script->fp)) say(kReadFailed, script->name.c_str());
         if (script->isAtEnd()) std::erase(loadtFileStack, script);
     } while (stopTime == stopBefore && !resumeRequested && loadtFileStack.size() > base);
     --activeRunners;

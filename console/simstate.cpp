@@ -22,11 +22,7 @@ bool saveArray(const QkTrace* array, const char* fileName) {
         return false;
     }
     writeMemoryImage(file, array);
-    const bool failed = std::ferror(file) != 0;
-    if (std::fclose(file) != 0 || failed) {
-        say("Error on write to '%s'\n", fileName);
-        return false;
-    }
+    if (!closeWritten(file, fileName)) return false;
     say("Array written to file: %s\n", fileName);
     return true;
 }

@@ -145,8 +145,7 @@ int savetCommand(const char* argument) {
     HistoryRing::each(qkLiveModel->history, [&](const HistoryEntry* entry) {
         std::fprintf(file, "%s\n", entry->command.str());
     });
-    std::fclose(file);
-    say("Trace history written to: %s\n", fileName);
+    if (closeWritten(file, fileName)) say("Trace history written to: %s\n", fileName);
     return 1;
 }
 

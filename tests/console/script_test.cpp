@@ -125,7 +125,7 @@ TEST_F(ScriptTest, ACommandThatLoadsAScriptHasRunItWhenItReturns) {
 
 TEST_F(ScriptTest, OddFilesDoNoHarm) {
     ASSERT_EQ(mkdir("directory", 0777), 0);
-    EXPECT_EQ(run("loadt directory"), "");
+    EXPECT_EQ(run("loadt directory"), "Error on read from 'directory'\n");
     writeFile("empty", "");
     EXPECT_EQ(run("loadt empty"), "");
     writeFile("nul", std::string("\0\0\0\n\0x\nclearsim\0x\nclearsim\n", 27));
