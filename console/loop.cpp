@@ -74,10 +74,7 @@ bool runPass() {
         stdinExhausted = true;
         return false;
     }
-    if (logStream) {
-        std::fputs(line.c_str(), logStream);
-        std::fflush(logStream);
-    }
+    writeToLog(line.c_str());
     const char* const command = stripLine(line.data());
     recordHistory(command);
     if (!qk_cli(command)) qk_printf("Command %s\n", notRecognised(command));

@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "base/qkassert.h"
 #include "base/stringbuf.h"
@@ -16,12 +17,11 @@ void deliver(const char* text) {
     if (!qk_stdout || !text) return;
     std::fputs(text, qk_stdout);
     std::fflush(qk_stdout);
-    if (!logStream) return;
-    std::fputs(text, logStream);
-    std::fflush(logStream);
+    writeToLog(text);
 }
 
 char* ownedLogName = nullptr;
+bool logHasFailed = false;
 
 }  // namespace
 
@@ -60,6 +60,13 @@ void deliverLine(std::string_view text) {
 
 // ---- The log
 
+void writeToLog(const char* text) {
+    if (!logStream) return;
+    const bool isWritten = std::fputs(text, logStream) >= 0 && std::fflush(logStream) == 0;
+    if (isWritten || std::exchange(logHasFailed, true)) return;
+    qk_printf("ZEFT: writing log file \"%s\" failed: %s\n", ownedLogName, std::strerror(errno));
+}
+
 const char* logFileName() { return ownedLogName; }
 
 void qk_logfile_close() {
@@ -88,6 +95,7 @@ int qk_logfile_open(const char* filename, int append) {
     }
     ownedLogName = name;
     logStream = stream;
+    logHasFailed = false;
     return 1;
 }
 

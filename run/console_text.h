@@ -17,6 +17,9 @@ extern FILE* logStream;
 /// @param text  ended by a NUL
 void deliverLine(std::string_view text);
 
+/// Writes to the log, if one is open, at once. A write that fails is told once for each log.
+void writeToLog(const char* text);
+
 /// @return the log's name as it was given; null when none is open. Valid until the log is closed.
 const char* logFileName();
 
