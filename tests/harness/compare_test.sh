@@ -36,6 +36,9 @@ agrees='^The model agrees with [a-z.]* until 40ns$'
 expect 0 "$counts" '' --validate good.vcd
 expect 0 "$agrees" '' --validate good.vcd
 expect 0 "$agrees" '' --validate good.vcd.gz
+mkfifo pipe.vcd
+cat good.vcd >pipe.vcd &
+expect 0 "$agrees" '' --validate pipe.vcd
 expect 0 "until 40000ps" '' --validate finer.vcd
 expect 1 '^The model differs from wrong.vcd: 2 differences until 40ns$' '' --validate wrong.vcd
 expect 1 'differs' '' --validate good.vcd --fault count

@@ -74,4 +74,14 @@ rm last.vcd
 expect 1 'last.vcd' '' --last 100 --vcd last.vcd --fault fatal
 holds 'by qk_exit, too' [ -s last.vcd ]
 expect 2 '' '' --last 100 --vcd no/last.vcd --fault checks
+
+# ---- A full disk
+full='failed: No space left on device$'
+expect 2 "^ZEFT: writing VCD file '/dev/full' $full" '' --vcd /dev/full
+expect 2 "^ZEFT: writing VCD file '/dev/full' $full" '' --vcd /dev/full --last 100 --fault fatal
+expect 0 "^ZEFT: writing log file \"/dev/full\" $full" '' --log /dev/full --interactive
+status=0
+"$counter" >/dev/full 2>err || status=$?
+holds 'a full standard output gives 2' [ $status = 2 ]
+holds 'and is told' grep -q 'standard output: cannot be written' err
 exit $failed
