@@ -71,7 +71,7 @@ protected:
 
     static void writeFile(const char* path, const std::string& contents);
 
-    DesignStorage model;
+    static inline DesignStorage model;  // static, so that its padding is 0, too
 
 private:
     std::string takeSaid();
