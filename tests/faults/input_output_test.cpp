@@ -265,9 +265,9 @@ const struct Writer {
      [](const std::string& path) { command("writememh top.mem " + path); }},
     {"log", "failed to open file", "ZEFT: writing log file \"",
      [](const std::string& path) {
-         for (const std::string& line :
-              {"log " + path, std::string("ls"), std::string("log close")})
-             command(line);
+         command("log " + path);
+         command("ls");
+         command("log close");
      }},
     {"$fdisplay", "opened 0", "$fdisplay:\nWrite to file \"",
      [](const std::string& path) { openAndWrite(openChannel, path, 5); }},
@@ -297,12 +297,15 @@ TEST_F(InputOutputTest, WritersTellOfFilesThatFail) {
             EXPECT_EQ(text.find("failed: "), text.rfind("failed: ")) << "told once";
         }
     }
-    EXPECT_THAT(inChild("",
-                        [] {
-                            const auto fd = openChannel("full.vcd");
-                            qkzeft_fwrite(0, "top", nullptr, 2, 32, fd, 0, "text");
-                        }),
-                testing::HasSubstr("Write to file \"full.vcd\" failed"));
+    const std::string atExit = inChild("", [] {
+        const int fd = openChannel("full.vcd");
+        uint64_t file = 0, line = 0;
+        qksysvhdl_file_open(0, "top", nullptr, 3, -64, &file, 0, "full.vcd", 2, 1);
+        qkzeft_fwrite(0, "top", nullptr, 2, 32, fd, 0, "text");
+        qksysvhdl_writeline(0, "top", nullptr, 2, -64, &file, -64, &line);
+    });
+    for (const std::string task : {"$fclose", "file_close"})
+        EXPECT_THAT(atExit, testing::HasSubstr(task + ":\nWrite to file \"full.vcd\" failed"));
 }
 
 // ---- Ctrl-C
