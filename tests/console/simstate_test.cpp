@@ -65,7 +65,7 @@ protected:
     }
     Bytes state() const { return bytesOf(model) + bytesOf(child); }
 
-    ChildStorage child;
+    static inline ChildStorage child;
 };
 
 TEST_F(SimstateTest, EveryBitOfTheStorageComesBack) {
