@@ -75,7 +75,7 @@ protected:
         FILE* const console = std::exchange(qk_stdout, open_memstream(&text, &size));
         body();
         std::fclose(std::exchange(qk_stdout, console));
-        const std::string result(text, size);
+        std::string result(text, size);
         std::free(text);
         return result;
     }
