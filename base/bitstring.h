@@ -80,6 +80,11 @@ public:
         return Changes{mask & pending.known & ~bad & (~live.known | (pending.high ^ live.high)),
                        mask & ~pending.known & live.known, mask & bad};
     }
+    /// @return as commit() does
+    static int classify(const Changes& changes) {
+        QK_ASSERT_AS(changes.noDigits == 0, "0");
+        return changes.becameKnown ? 2 : changes.becameUnknown ? 3 : 1;
+    }
 
 private:
     static Chunk chunkOf(std::string_view digits);
@@ -107,8 +112,7 @@ inline int BitString::commit() {
     } else {
         changes = commitChunks();
     }
-    QK_ASSERT_AS(changes.noDigits == 0, "0");
-    return changes.becameKnown ? 2 : changes.becameUnknown ? 3 : 1;
+    return classify(changes);
 }
 
 inline BitString::Known BitString::knownAt(int at, int bits) const {

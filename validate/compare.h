@@ -132,6 +132,7 @@ private:
     }
     void report(const Transition& row, uint64_t time) const;
     void chooseName();
+    int commitBits();
     void leaveWait(uint64_t& longest, uint64_t lasted);
     std::vector<LiveChunk> readStorage() const;
     std::string digitsOf(const LiveChunk* chunks, uint64_t LiveChunk::*value) const;

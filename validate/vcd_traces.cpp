@@ -211,10 +211,23 @@ void QkVCDTraces::commit(QkVCDTrace* trace, bool initial) {
     takeUp(trace->directCode);
 }
 
+/// BitString::commit() of the pending value, which keeps the trace's for reports if it is compared.
+inline int QkVCDTrace::commitBits() {
+    if (narrowWidth == 0) {
+        if (isComparable()) previousValue.copyFrom(vcdBits);
+        return pendingBits.commit();
+    }
+    // The three strings would each be one more line of memory.
+    previousChunk = vcdChunk;
+    const int change =
+        BitString::classify(BitString::changesOf(pendingChunk, vcdChunk, bitMask(narrowWidth)));
+    vcdChunk = pendingChunk;
+    return change;
+}
+
 void QkVCDTrace::commitPendingVC(bool initial) {
-    if (isComparable()) previousValue.copyFrom(vcdBits);  // for reports
     constexpr int unchanged = 1, becameKnown = 2;
-    const int change = pendingBits.commit();
+    const int change = commitBits();
     if (!initial && change == unchanged) return;
     if (isMatched() || qkLiveModel->reader.verbose > 1) noteVCDUpdate(change == becameKnown);
     const bool drives = isStimulus && change == becameKnown;
