@@ -42,9 +42,10 @@ int conclude(int status) {
         complain("ended before the run began");
         status = kCouldNotRun;
     }
-    if (traceOpened && qk_traceclose() < 0) status = kCouldNotRun;
+    if (traceOpened) qk_traceclose();
     if (options.last && status != 0 && ended != Phase::kPreparing && !qk_save(vcdName()))
         status = kCouldNotRun;
+    if (!qk_trace_written()) status = kCouldNotRun;
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         complain("standard output: cannot be written");
         status = kCouldNotRun;

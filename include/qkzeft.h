@@ -1,10 +1,9 @@
 // Everything that a generated model, a hand-written model or a user's bench compiles against.
 //
-// The library drives one model a process, on one thread, and takes no lock. The one thread it starts
-// expands a compressed reference trace of more than 8 MiB ahead of its use: that one touches nothing
-// of the model, handles no signals, and ends with the trace.
-// Plain functions and data words have C linkage. The headers need C++11 and nothing but the
-// standard library.
+// The library drives one model a process, on one thread, and takes no lock. The one thread it
+// starts expands a compressed reference trace of more than 8 MiB ahead of its use: that one touches
+// nothing of the model, handles no signals, and ends with the trace. Plain functions and data words
+// have C linkage. The headers need C++11 and nothing but the standard library.
 #ifndef QKZEFT_H
 #define QKZEFT_H
 

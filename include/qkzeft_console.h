@@ -41,8 +41,11 @@ QK_API void qk_takenote(void);
 /// @return 1, or 0 with a message when the file cannot be opened
 QK_API int qk_traceto(const char* filename);
 /// Writes the rest of the history and closes the trace file.
-/// @return 1; 0 when none was open; -1, with a message, when a write to it has failed
+/// @return 1, or 0 when none was open
 QK_API int qk_traceclose(void);
+/// @return 0 when a write to the trace file that was closed last has failed, which a message has
+///         told; else 1
+QK_API int qk_trace_written(void);
 /// Writes the history in memory to a file, and empties it.
 /// @param filename  null or empty means "logfile.vcd"
 /// @return 1, or 0 with a message

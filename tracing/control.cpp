@@ -17,8 +17,11 @@ int qk_traceto(const char* filename) {
 int qk_traceclose() {
     completeRegistration(true, 0);
     if (!qkLiveModel->writer.fileIsOpen()) return 0;
-    return qkLiveModel->writer.closeFile() ? 1 : -1;
+    qkLiveModel->writer.closeFile();
+    return 1;
 }
+
+int qk_trace_written() { return !qkLiveModel || qkLiveModel->writer.isWritten() ? 1 : 0; }
 
 int qk_save(const char* filename) {
     completeRegistration(true, 0);

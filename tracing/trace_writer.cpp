@@ -135,14 +135,13 @@ void QkTraceWriter::flushFile() {
     file->sync();
 }
 
-bool QkTraceWriter::closeFile() {
-    if (!file) return true;
+void QkTraceWriter::closeFile() {
+    if (!file) return;
     flushAll();
-    const bool isWritten = file->close();
+    lastWritten = file->close();
     file = nullptr;
     scopesWritten = false;
     slots.undeclareAll();
-    return isWritten;
 }
 
 bool QkTraceWriter::traceTo(const char* filename) {
@@ -159,5 +158,7 @@ bool QkTraceWriter::save(const char* filename) {
             "Unable to save VCD file while a continuous save is in-progress, use traceclose\n");
         return false;
     }
-    return open(filename) && closeFile();
+    if (!open(filename)) return false;
+    closeFile();
+    return true;
 }

@@ -73,13 +73,14 @@ public:
 
     /// Starts a continuous trace to a file, ending the one before. @return whether it could
     bool traceTo(const char* filename);
-    /// Writes all history to a file and closes it. @return whether it has been written
+    /// Writes all history to a file and closes it. @return whether it could be opened
     bool save(const char* filename);
     /// Captures, and writes all history to the open file, if there is one, which goes on.
     void flushFile();
     /// Writes what is left of the history and closes the open file, if there is one.
-    /// @return whether nothing of the file has been lost
-    bool closeFile();
+    void closeFile();
+    /// @return whether nothing was lost of the file that was closed last
+    bool isWritten() const { return lastWritten; }
 
     // ---- State (tracing/state_dump.cpp)
 
@@ -137,6 +138,7 @@ private:
 
     QkLiveModel* liveModel;
     std::unique_ptr<QkVcdFile> file;
+    bool lastWritten = true;
     BucketRing eventbs;      ///< changes and time markers
     BucketRing initialbs;    ///< values that things had when their tracing began
     uint64_t startTime = 0;  ///< the time that the initial values stand for
