@@ -114,6 +114,7 @@ public:
     QkRegistration& operator=(const QkRegistration&) { return *this; }
 
 private:
+    friend struct QkRegistrationData;
     static QkRegistrationData* data;
 };
 

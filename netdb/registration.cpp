@@ -61,6 +61,17 @@ QkRegistrationData::~QkRegistrationData() {
 
 const char* QkRegistrationData::name() const { return instanceName(module); }
 
+void QkRegistrationData::abandon(const QkScope* scope) {
+    QkRegistrationData*& open = QkRegistration::data;
+    if (!open ||
+        std::find(open->pscopes, open->pscopes + open->ns, scope) == open->pscopes + open->ns)
+        return;
+    delete open;
+    open = nullptr;
+    // Names that wait for their replacement would be taken for those of the next section.
+    while (gDummyTrace.names) qkLiveModel->removeName(gDummyTrace.names);
+}
+
 // ---- States
 
 void QkRegistrationData::moveTo(RegistrationState target) {

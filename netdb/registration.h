@@ -46,6 +46,9 @@ struct QkRegistrationData {
     void addTerm(const QkGRTerm& row);
     /// The module's name for messages.
     const char* name() const;
+    /// Gives up the open section, if there is one and `scope`, which is about to go, is one of its
+    /// scopes.
+    static void abandon(const QkScope* scope);
 
 private:
     void closeScopes();

@@ -4,6 +4,7 @@
 
 #include "genrt/report.h"
 #include "netdb/live_model.h"
+#include "netdb/registration.h"
 #include "qkzeft_module.h"
 
 QkScope::QkScope(const char* localName, QkScope* parentScope, bool namesCaseInsensitive)
@@ -71,6 +72,7 @@ const char* QkLiveModel::findScopePath(QkScope*& scope, const char* path, bool s
 }
 
 void QkLiveModel::destroyScope(QkScope* scope) {
+    QkRegistrationData::abandon(scope);
     while (scope->children) destroyScope(scope->children);
     while (scope->allNames) removeName(scope->allNames);
     if (scope->module) scope->module->qk_scope = nullptr;

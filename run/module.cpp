@@ -5,6 +5,7 @@
 #include "console/console.h"
 #include "genrt/report.h"
 #include "netdb/live_model.h"
+#include "netdb/registration.h"
 #include "qkzeft.h"
 #include "run/time.h"
 
@@ -164,6 +165,7 @@ kelvo_module::~kelvo_module() {
     if (qk_scope && !modelGone) {
         QK_ASSERT(qkLiveModel);
         if (qkLiveModel->writer.fileIsOpen()) qkLiveModel->writer.closeFile();
+        QkRegistrationData::abandon(qk_scope);
         qk_scope->module = nullptr;
         if (mayDestroy(qk_scope)) qkLiveModel->destroyScope(qk_scope);
     }
