@@ -99,7 +99,8 @@ void kelvo_module::qk_finalize_wave() {
 void kelvo_module::verify_instance_name() {
     if (qk_name_verified) return;
     qk_name_verified = 1;
-    if (!qk_instance_name || !*qk_instance_name) {
+    // Dots alone name no scope.
+    if (!qk_instance_name || !qk_instance_name[std::strspn(qk_instance_name, ".")]) {
         qk_parent = nullptr;
         std::free(qk_instance_name);
         qk_instance_name = copyText("toplevel.", 0);
