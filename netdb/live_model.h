@@ -57,6 +57,8 @@ struct QkLiveModel : QkModel {
 
     HashIndex traces_by_address;  ///< storage address to one trace of its ring
     HashIndex namesByFullName;
+    /// Storage of names beside that of their traces: it has traces that nobody may have named.
+    std::unordered_multimap<const QkName*, const void*> furtherStorage;
     Store<QkName> nameStore;
     Store<QkTrace> traceStore;
     TextStore texts;
@@ -120,15 +122,17 @@ struct QkLiveModel : QkModel {
         void* ppamd;
         bool invert;
     };
-    /// Binds `name` to the trace of that storage, made if need be. For ports, the address is the
-    /// place of a pointer to the storage.
-    /// @return the header of the trace that now holds the name
+    /// Binds `name` to the trace of that storage, made if need be, unless it has a trace already.
+    /// For ports, the address is the place of a pointer to the storage.
+    /// @return the header of the storage's trace, or null when the net tells no storage of a trace
     QkTrace* addNet(QkName* name, NetStorage net);
     /// The same with the address of the storage itself.
-    /// @param existing  a trace whose same-address ring is to be searched, or null
+    /// @param existing  a trace whose same-address ring is to be searched, and whose storage must
+    ///                  be large enough, or null
     QkTrace* addStored(QkTrace* existing, QkName* name, NetStorage net);
-    /// Makes the inverted form of a net, a trace without a name, unless there is one.
-    void addInvertedForm(QkName* name, NetStorage net);
+    /// Makes the inverted form of a net that there is, a trace of its own without a name, unless
+    /// there is one.
+    void addInvertedForm(NetStorage net);
     /// Makes room in the indexes for `count` nets more.
     void reserveNets(size_t count);
     /// @return the ring's entry for a storage address, or null

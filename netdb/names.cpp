@@ -113,6 +113,11 @@ void QkLiveModel::removeName(QkName* name) {
     NameRing::remove(names, name);
     namesByFullName.remove(name->hash, name->id);
     if (trace != &gDummyTrace) dropUnnamed(trace);
+    if (!furtherStorage.empty()) {
+        const auto [from, to] = furtherStorage.equal_range(name);
+        std::for_each(from, to, [&](const auto& storage) { dropAtAddress(storage.second); });
+        furtherStorage.erase(from, to);
+    }
     texts.release(name->name);
     delete name->extension;
     nameStore.release(name->id);

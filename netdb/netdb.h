@@ -24,6 +24,9 @@ struct QkName;
 struct ScopeActivity;
 struct QkTrace;
 
+/// The most bits of a net in parts, and of a name that reads one.
+inline constexpr int kMostNetBits = 1 << 24;
+
 /// What a name reads through. Extracts and virtual variables have code and range of their own.
 enum NameKind : uint8_t { kPlainName = 0, kTermName = 1, kExtractName = 2, kVirtualName = 3 };
 
@@ -114,6 +117,8 @@ struct QkTrace {
     bool ignored : 1;       ///< never compared with a reference trace, by the user's wish
     bool forceCompare : 1;  ///< a top-level output: compared whatever its flags
 
+    /// @return whether the value stands in parts, which have traces of their own
+    bool isHeader() const { return isPart && !address; }
     bool isArray() const { return nel != 0; }
     /// @return whether this is a copy of a net whose owner is elsewhere
     bool isCopy() const { return extras && extras->traceWord && extras->traceWord != address; }

@@ -210,8 +210,19 @@ void QkRegistrationData::addNet(const QkGRNet& row) {
         replacements.push_back(NetReplacement{record, row.replacement, net});
         return;
     }
-    qkLiveModel->addNet(record, net);
-    if (row.mode & QK_invert) qkLiveModel->addInvertedForm(record, net);
+    if (!qkLiveModel->addNet(record, net)) {
+        drop(record);
+        return;
+    }
+    if (row.mode & QK_invert) qkLiveModel->addInvertedForm(net);
+}
+
+void QkRegistrationData::drop(QkName* record) {
+    if (record->trace != &gDummyTrace) return;
+    std::replace(pnames, pnames + nn, record, static_cast<QkName*>(nullptr));
+    for (NetReplacement& replacement : replacements)
+        if (replacement.pReplaced == record) replacement.pReplaced = nullptr;
+    qkLiveModel->removeName(record);
 }
 
 // ---- Entry points
@@ -314,8 +325,8 @@ void qk_register1(const char* name, int mode, ...) {
 
     QkScope* scope = nullptr;
     const char* local = qkLiveModel->findScopePath(scope, name, true, true, true);
-    if (!local) {
-        local = name;
+    if (!scope) {
+        if (!local) local = name;
         qkLiveModel->findScopePath(scope, "toplevel", false, true, true);
     }
     QK_ASSERT(scope);
@@ -327,6 +338,9 @@ void qk_register1(const char* name, int mode, ...) {
             "indices respectively. The mode value QK_array must be or'd into the mode field\n");
     QkName* const record = qkLiveModel->addName(scope, local, net.mode, 0);
     qkLiveModel->elaborated = qkLiveModel->complete = false;
-    qkLiveModel->addNet(record, net);
-    if (mode & QK_invert) qkLiveModel->addInvertedForm(record, net);
+    if (!qkLiveModel->addNet(record, net)) {
+        qkLiveModel->removeName(record);
+    } else if (mode & QK_invert) {
+        qkLiveModel->addInvertedForm(net);
+    }
 }

@@ -65,6 +65,8 @@ private:
         int offset;
     };
     void addReader(const Reader& reader);
+    /// Removes a name of the section that could not be bound; nothing when it has a trace.
+    void drop(QkName* record);
     /// Binds a replaced net to what stands for it, or drops its name with a warning.
     void apply(const NetReplacement& replacement);
 };

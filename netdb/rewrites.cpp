@@ -19,24 +19,18 @@ QkTrace* partHolding(QkTrace* header, int bit) {
 
 void QkRegistrationData::apply(const NetReplacement& replacement) {
     QkName* const replaced = replacement.pReplaced;
-    if (!replaced) return;  // dropped with another row of its name
+    // Dropped or bound with another row of its name.
+    if (!replaced || replaced->trace != &gDummyTrace) return;
     const bool inverted = replacement.replacementId < 0;
     const int64_t id = inverted ? -int64_t{replacement.replacementId} : replacement.replacementId;
     const int64_t index = id - 1;
-    const auto drop = [&] {
-        for (int i = 0; i < nn; ++i)
-            if (pnames[i] == replaced) pnames[i] = nullptr;
-        for (NetReplacement& other : replacements)
-            if (other.pReplaced == replaced) other.pReplaced = nullptr;
-        qkLiveModel->removeName(replaced);
-    };
     // An id of one past the last net names nothing either.
     if (index < 0 || index >= nn || !pnames[index]) {
         qk_printf(
             "warning: Net Registration: Ignoring rewrite rule for net: %s\n"
             "         (this net will not appear in VCD traces) (reason: no replacement)\n",
             FullName(replaced).c_str());
-        drop();
+        drop(replaced);
         return;
     }
     QkTrace* trace = pnames[index]->trace;
@@ -47,18 +41,15 @@ void QkRegistrationData::apply(const NetReplacement& replacement) {
         }
         trace = partHolding(trace->header, lowIndices[index]);
     }
-    if (!trace || trace == &gDummyTrace) {
-        qk_printf(
-            "warning: Net Registration: Ignoring rterm rule for net: %s\n"
-            "         (this net will not appear in VCD traces) (reason: bad replacement)\n",
-            FullName(replaced).c_str());
-        drop();
-        return;
-    }
     QkLiveModel::NetStorage net = replacement.net;
-    net.address = trace->address;
+    net.address = trace && trace != &gDummyTrace ? trace->address : nullptr;
     net.invert = inverted;
-    qkLiveModel->addStored(trace, replaced, net);
+    if (net.address && qkLiveModel->addStored(trace, replaced, net)) return;
+    qk_printf(
+        "warning: Net Registration: Ignoring rterm rule for net: %s\n"
+        "         (this net will not appear in VCD traces) (reason: bad replacement)\n",
+        FullName(replaced).c_str());
+    drop(replaced);
 }
 
 // ---- Extracts and terms
@@ -109,6 +100,11 @@ void QkRegistrationData::addReader(const Reader& reader) {
         qk_printf(
             "Error: While registering: \"%s\" %s \"%s\" no inverted actual (%d/%d in %d/%d)\n",
             name(), reader.what, localName, reader.scope, ns, static_cast<int>(index), nn);
+        std::exit(1);
+    }
+    if (reader.range.width > kMostNetBits) {
+        qk_printf("Error: While registering \"%s\" %s \"%s\" is too wide (%d)\n", name(),
+                  reader.what, localName, reader.range.width);
         std::exit(1);
     }
     QkName* const formal =

@@ -1,4 +1,6 @@
 // Traces: which storage a name is bound to.
+#include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -26,7 +28,8 @@ bool needsExtras(const QkLiveModel::NetStorage& net) {
 uint32_t elementCount(const QkLiveModel::NetStorage& net) {
     if (!(net.mode & QK_array)) return 0;
     const int64_t distance = int64_t{net.arrayLeft} - net.arrayRight;
-    return static_cast<uint32_t>((distance < 0 ? -distance : distance) + 1);
+    // Elements are counted in ints: what lies beyond is out of reach.
+    return static_cast<uint32_t>(std::min<int64_t>(std::abs(distance) + 1, INT_MAX));
 }
 
 bool isPort(uint32_t mode) {
@@ -94,7 +97,10 @@ void QkLiveModel::addPart(const QkName* name, QkTrace* part, QkTrace* header) {
     QK_ASSERT_AS(header != part, "existingHdr != newBits");
     part->header = header;
     const BitRange existing = header->range;
-    if (!header->range.join(part->range)) {
+    const bool sameElements = header->nel == part->nel &&
+                              (!part->isArray() || (header->arrayLeft() == part->arrayLeft() &&
+                                                    header->arrayRight() == part->arrayRight()));
+    if (!sameElements || !header->range.join(part->range) || header->range.width > kMostNetBits) {
         const auto describe = [](const char* what, const BitRange& r) {
             qk_printf("    %s upb:%d lwb:%d msb:%d lsb:%d isRange:%d width:%d\n", what, r.left(),
                       r.right(), r.msb, r.lsb, r.isRange, r.width);
@@ -117,51 +123,80 @@ void QkLiveModel::addPart(const QkName* name, QkTrace* part, QkTrace* header) {
     header->bits = part;
 }
 
-QkTrace* QkLiveModel::addNet(QkName* name, NetStorage net) {
-    QK_ASSERT_AS(net.address != nullptr, "address != NULL");
-    if (isPort(net.mode) && !(net.mode & QK_array))
+namespace {
+
+/// @return bytes of storage of all elements together
+uint64_t totalBytes(int width, uint32_t elements) {
+    return uint64_t{std::max(elements, 1u)} * static_cast<unsigned>(storageBytes(width));
+}
+
+/// Puts the address of a port's storage in the place of the address of its pointer.
+void followPort(QkLiveModel::NetStorage& net) {
+    if (net.address && isPort(net.mode) && !(net.mode & QK_array))
         std::memcpy(&net.address, net.address, sizeof net.address);
+}
+
+/// Makes the range as the trace has it. @return whether the row tells storage of one trace
+bool settleRange(QkLiveModel::NetStorage& net) {
+    if ((net.mode & 0xff) == QK_type_integer) net.range = BitRange(31, 0);
+    const bool isPart = (net.mode & QK_parts) != 0;
+    if (!isPart && net.range.width == 1 && net.range.lsb == 0) net.range = BitRange::bit();
+    QK_ASSERT_AS(net.address != nullptr, "address != NULL");
+    QK_ASSERT_AS(net.range.width <= QK_MAXUBITS, "br.width() <= QK_MAXUBITS");
+    return net.address && net.range.width <= QK_MAXUBITS;
+}
+
+QkTrace* sameForm(QkTrace* ring, const QkLiveModel::NetStorage& net) {
+    return SameAddress::find(ring, [&](const QkTrace* trace) {
+        return trace->invert == net.invert && trace->isPart == ((net.mode & QK_parts) != 0);
+    });
+}
+
+}  // namespace
+
+QkTrace* QkLiveModel::addNet(QkName* name, NetStorage net) {
+    followPort(net);
     return addStored(nullptr, name, net);
 }
 
 QkTrace* QkLiveModel::addStored(QkTrace* existing, QkName* name, NetStorage net) {
-    QK_ASSERT_AS(net.address != nullptr, "address != NULL");
-    if ((net.mode & 0xff) == QK_type_integer) net.range = BitRange(31, 0);
-    const bool isPart = (net.mode & QK_parts) != 0;
-    if (!isPart && net.range.width == 1 && net.range.lsb == 0) net.range = BitRange::bit();
-    QK_ASSERT_AS(net.range.width <= QK_MAXUBITS, "br.width() <= QK_MAXUBITS");
-
+    if (!settleRange(net)) return nullptr;
     const bool unbound = name->trace == &gDummyTrace;
     QkTrace* const ring = existing ? existing : tracesAt(net.address);
-    QkTrace* const match = SameAddress::find(ring, [&](const QkTrace* trace) {
-        return trace->invert == net.invert && trace->isPart == isPart;
-    });
-    if (match) {
+    if (QkTrace* const match = sameForm(ring, net)) {
         // A further name of a net in parts stands for the whole of it.
         if (unbound) bindName(name, match->header);
         return match->header;
     }
+    if (existing && totalBytes(net.range.width, elementCount(net)) >
+                        totalBytes(existing->range.width, existing->nel))
+        return nullptr;
 
     QkTrace* const trace = makeTrace(net);
-    if (isPart) {
-        QkTrace* header = name->trace->header;
-        if (unbound) {
-            header = makeHeader(*trace);
-            bindName(name, header);
-            TraceRing::append(traces, header);
-        }
+    QkTrace* header = name->trace->header;
+    if (unbound) {
+        header = trace->isPart ? makeHeader(*trace) : trace;
+        bindName(name, header);
+        TraceRing::append(traces, header);
+    }
+    if (trace->isPart && header->isHeader()) {
         addPart(name, trace, header);
-    } else {
-        if (unbound) bindName(name, trace);
+    } else if (!unbound) {
         TraceRing::append(traces, trace);
+        furtherStorage.emplace(name, net.address);
     }
     linkAtAddress(trace, ring);
     return trace->header;
 }
 
-void QkLiveModel::addInvertedForm(QkName* name, NetStorage net) {
-    net.invert = true;  // and the name, which has its trace, stays where it is
-    addNet(name, net);
+void QkLiveModel::addInvertedForm(NetStorage net) {
+    net.invert = true;
+    followPort(net);
+    QkTrace* const ring = tracesAt(net.address);
+    if (!settleRange(net) || !ring || sameForm(ring, net)) return;
+    QkTrace* const trace = makeTrace(net);
+    TraceRing::append(traces, trace);
+    linkAtAddress(trace, ring);
 }
 
 void QkLiveModel::removeTrace(QkTrace* trace) {
