@@ -1,12 +1,12 @@
 // Command lines on a small model. Commands that write or read files of any name, or leave the
 // process, are passed over.
-#include <cstring>
 #include <iterator>
 #include <string>
 
 #include "console/console.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
+#include "tests/fuzz/harmless.h"
 #include "tests/fuzz/target.h"
 #include "tests/support/session_design.h"
 
@@ -24,18 +24,6 @@ const char* const kFuzzSeeds[] = {"ls ",       "ls -d ",      "ls -rt",    "prin
                                   "top.v",     "[0:9]",       "top.wide",  "8'hff",
                                   "16#1f#",    "setvv v += ", "break 1",   "untrace "};
 const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
-
-namespace {
-
-bool isHarmless(const std::string& line) {
-    const size_t start = line.find_first_not_of(" \t\v\f\r");
-    if (start == std::string::npos) return true;
-    for (const char* const word : {"save", "lo", "lstofile", "traceto", "exit", "q", "cli"})
-        if (line.compare(start, std::strlen(word), word) == 0) return false;
-    return true;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static SessionDesign model;
