@@ -154,6 +154,7 @@ void QkLiveModel::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void
     MasterArrayAssign* const record = recordFor(scope, part);
     QK_ASSERT_AS(record->owner == nullptr || record->owner == part->header,
                  "(owner == NULL) || (owner == o->header)");
+    if (record->owner && record->owner != part->header) return;
     record->owner = part->header;
     if (!record->scope) attach(record, scope);
     if (record->all.empty()) followed.push_back(record);

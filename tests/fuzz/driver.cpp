@@ -2,7 +2,10 @@
 // and the pieces that the target names, joined, cut and damaged at random.
 //
 // usage: TARGET [COUNT [SEED [FILE | DIRECTORY]...]]
+#include <unistd.h>
+
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -45,7 +48,17 @@ std::vector<std::string> readSeeds(char** begin, char** end) {
     return seeds;
 }
 
+const std::string* current;
+
+/// Shows the input that ended the process.
+void showInput(int signal) {
+    if (write(STDERR_FILENO, current->data(), current->size()) < 0) return;
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
 void run(const std::string& input) {
+    current = &input;
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(input.data()), input.size());
 }
 
@@ -119,6 +132,7 @@ int main(int argc, char** argv) {
     const std::vector<std::string> files = readSeeds(argv + std::min(argc, 3), argv + argc);
     std::printf("%zu files, %llu inputs from seed %llu\n", files.size(),
                 static_cast<unsigned long long>(count), static_cast<unsigned long long>(seed));
+    std::signal(SIGABRT, showInput);
     for (const std::string& file : files) run(file);
     Generator generator(seed, files);
     for (uint64_t i = 0; i < count; ++i) run(generator.make());

@@ -215,6 +215,7 @@ bool isContract(const char* condition) {
                                              "nn >= 0",
                                              "m->qk_get_module_name() != NULL",
                                              "gDummyTrace.names == NULL",
+                                             "(owner == NULL) || (owner == o->header)",
                                              "ma.to < man.to",
                                              "o.to >= (to + bytes)",
                                              "parent"};
