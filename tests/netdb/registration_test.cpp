@@ -103,6 +103,33 @@ TEST_F(RegistrationTest, EveryFaultEndsTheRunWithItsMessage) {
                                      net(0, 2, "n", &wide[1], 3, 0, 0x201)};
              R::start(&m, 1, 2, false), R::addNets(&m, 2, rows);
          }},
+        {"unable to register this net:\n    u.n\n.*New:      upb:3 .*Existing: upb:0 ",
+         [] {
+             QkGRNet rows[] = {net(0, 1, "n", &wide[0], 0, 0, 0x201 | QK_array),
+                               net(0, 2, "n", &wide[1], 3, 1, 0x201 | QK_array)};
+             rows[0].array_left = 1;
+             R::start(&m, 1, 2, false), R::addNets(&m, 2, rows);
+         }},
+        {"unable to register this net:\n    u.n\n.*New:      upb:2147483647 ",
+         [] {
+             const QkGRNet rows[] = {net(0, 1, "n", &wide[0], 0, 0, 0x201),
+                                     net(0, 2, "n", &wide[1], INT32_MAX, INT32_MAX, 0x201)};
+             R::start(&m, 1, 2, false), R::addNets(&m, 2, rows);
+         }},
+        {"While registering \"u.\" term \"t\" is too wide \\(2147483647\\)",
+         [] {
+             const QkGRNet row = net(0, 1, "n", &byte, 0, 0);
+             const QkGRTerm term{0, "t", 0, INT32_MAX, INT32_MIN, 1};
+             R::start(&m, 1, 1, false), R::addNets(&m, 1, &row), R::addTerms(&m, 1, &term);
+         }},
+        {"Cannot initialise section \"v\" \\(not declared\\)",
+         [] {
+             const QkGRNet waiting = replacedBy(1, "n", 1);
+             auto* const gone = new kelvo_module("m", "w");
+             R::start(gone, 1, 2, false), R::addNets(gone, 1, &waiting);
+             delete gone;  // its section goes with it
+             R::end(&other);
+         }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.message);
@@ -175,6 +202,27 @@ TEST_F(RegistrationTest, NamesAndTracesAreShared) {
               "warning: Net Registration: Ignoring rewrite rule for net: u.lost\n"
               "         (this net will not appear in VCD traces) (reason: no replacement)\n");
     EXPECT_EQ(name("u.lost"), nullptr);
+}
+
+TEST_F(RegistrationTest, InvertedFormsAndFurtherVariablesAreNoPartsOfTheNet) {
+    static uint64_t low = 5, spare;
+    static uint8_t high = 2, scalar = 3;
+    kelvo_module* const m =
+        registerNets("u", {net(0, 1, "w", &low, 63, 0, 0x301), net(0, 2, "w", &high, 66, 64, 0x301),
+                           net(0, 3, "s", &scalar, 7, 0), net(0, 4, "s", &spare, 63, 0, 0x201)});
+    EXPECT_EQ(readChunk(name("u.w"), 0, 0), 5u);
+    EXPECT_EQ(readChunk(name("u.w"), 1, 0), 2u);
+    EXPECT_EQ(readChunk(name("u.s"), 0, 0), 3u);
+    delete m;
+    EXPECT_EQ(qkLiveModel->traces, nullptr);
+}
+
+TEST_F(RegistrationTest, AReplacedNetReadsNoMoreThanThereIs) {
+    registerNets("u", {net(0, 1, "n", &byte, 7, 0), replacedBy(2, "same", -1, 7),
+                       replacedBy(3, "larger", -1, 8)});
+    EXPECT_TRUE(name("u.same"));
+    EXPECT_FALSE(name("u.larger"));
+    EXPECT_THAT(said, testing::EndsWith("(reason: bad replacement)\n"));
 }
 
 TEST_F(RegistrationTest, ReplacementsThatNameNothingAreDroppedWithAWarning) {
