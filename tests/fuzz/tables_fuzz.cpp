@@ -452,7 +452,9 @@ void Run::perform(Operation& operation) {
             return;
         case 'w': wave(); return;
         case 'k':
-            if (!isOpen && isHarmless(line.remaining())) qk_cli(line.remaining());
+            if (isOpen || !isHarmless(line.remaining())) return;
+            completeRegistration(true, 0);  // what ends the run does so here
+            qk_cli(line.remaining());
             stopTime = kNoStop;
             return;
         default: return;
