@@ -115,7 +115,7 @@ public:
     const qk_mtc_stats& currentStats();
     bool isTraceKnown() const { return traceKnown; }
     /// @return whether values from the trace are told of beside what they differ in
-    bool areCommitsSaid() const { return verbose > 2 || verbosestep; }
+    bool areCommitsSaid() const { return verbose > 1 || verbosestep; }
 
     /// @return what compares or drives the net behind a name, or null
     QkVCDTrace* traceOf(const QkName* name) const;
