@@ -24,7 +24,8 @@ size_t numberOf(std::string_view code) {
 char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
 
 size_t mixed(size_t hash, const QkVCDScope* scope) {
-    return hash ^ std::hash<const void*>{}(scope)*size_t{0x9e3779b97f4a7c15};
+    const uint64_t place = std::hash<const void*>{}(scope);
+    return hash ^ static_cast<size_t>(place * 0x9e3779b97f4a7c15);
 }
 
 /// Calls visit(component) for each part of a dotted path, empty ones too, until it returns false.
