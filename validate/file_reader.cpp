@@ -209,7 +209,7 @@ int QkFileReader::readVar() {
     const std::string code(readToken());
     const std::string name(readToken(true));
     const bool isReal = kind == "real";
-    int width = isReal ? 64 : static_cast<int>(std::strtol(widthText.c_str(), nullptr, 10));
+    int width = isReal ? 64 : static_cast<int>(std::strtoll(widthText.c_str(), nullptr, 10));
     if (width == 0) width = defaultWidth(kind);
     if (width <= 0) {
         say("%s:%d: expected non-zero width while processing: $var %s %s\n", filename.c_str(),
