@@ -274,8 +274,8 @@ private:
     CapturePlan plan;                  ///< of `active`
     bool planValid = false;
     std::vector<QkVCDTrace*> codeTraces;  ///< by the number of a code; null: of no concern
-    std::vector<uint32_t> pendingDriven;
-    bool droveTraced = false;  ///< a commit wrote to a net that is traced
+    std::vector<uint32_t> pendingDriven;  ///< numbers of codes; those not `isPending` do not count
+    bool droveTraced = false;             ///< a commit wrote to a net that is traced
 
     friend struct QkVCDTrace;
 };

@@ -20,7 +20,6 @@ void* plainStorage(QkTrace* live, int width) {
 }  // namespace
 
 void QkVCDTraces::startDirectCodes(size_t count) {
-    settleAll();
     codes.assign(count, DirectCode{});
     codeTraces.assign(count, nullptr);
     for (const auto& trace : all) trace->directCode = QkVCDTrace::kNoCode;
@@ -61,7 +60,6 @@ void QkVCDTraces::settle(QkVCDTrace* trace) {
     trace->vcdChunk = trace->pendingChunk = BitString::Chunk::ofKnown(code.value);
     trace->nChanges += std::exchange(code.nChanges, 0);
     if (!std::exchange(code.isPending, false)) return;
-    std::erase(pendingDriven, trace->directCode);
     trace->pendingChunk = BitString::Chunk::ofKnown(code.pending);
     trace->isPending = true;
     pending.push_back(trace);
@@ -70,8 +68,8 @@ void QkVCDTraces::settle(QkVCDTrace* trace) {
 void QkVCDTraces::settleAll() {
     if (!codesValid) return;
     codesValid = false;
-    const std::vector<uint32_t> waiting = std::exchange(pendingDriven, {});
-    for (const uint32_t number : waiting) settle(codeTraces[number]);
+    for (const uint32_t number : pendingDriven) settle(codeTraces[number]);  // in their order
+    pendingDriven.clear();
     for (QkVCDTrace* const trace : codeTraces)
         if (trace) settle(trace);
 }
@@ -83,8 +81,8 @@ void QkVCDTraces::commitDriven() {
         if (i + ahead < pendingDriven.size())
             __builtin_prefetch(codes[pendingDriven[i + ahead]].storage, 1);
         DirectCode& code = codes[pendingDriven[i]];
-        code.isPending = false;
-        if (code.pending == code.value) continue;
+        // A code that has been settled stands in the list for nothing.
+        if (!std::exchange(code.isPending, false) || code.pending == code.value) continue;
         code.value = code.pending;
         const int bytes = storageBytes(code.width);
         const uint64_t others = loadStorage(code.storage, bytes) & ~bitMask(code.width);
