@@ -105,6 +105,7 @@ bool prepare(const zeft_model& model) {
         complain("%s: cannot be written", options.log.c_str());
         return false;
     }
+    qk_strict = options.strict;
     if (model.build && !model.build()) return false;
     if (model.step) qk_step_fn = model.step;
     return !isRecording() || startRecording();

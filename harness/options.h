@@ -26,6 +26,7 @@ struct Options {
     int verbose = 0;
     bool interactive = false;
     bool batch = false;
+    bool strict = false;
 };
 
 /// Reads the command line and hands the model its own options. Says on the standard error stream

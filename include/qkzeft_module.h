@@ -117,6 +117,11 @@ QK_API void qk_set_initial_value(uint64_t value);
 /// @return the power-on value of that variable under the current seed
 QK_API uint64_t qk_get_initial_value(int width, uint64_t index);
 
+/// Keeps to the letter of the system where a user would take that for a fault: true at start.
+/// False chooses what users expect instead; docs/deviations.md has the table of both. Set it before
+/// the model is made, and leave it.
+QK_API extern bool qk_strict;
+
 /// One evaluation of the model, without advancing time; null until the model sets it. Only a
 /// comparison against a reference trace calls it.
 QK_API extern void (*qk_step_fn)(void);

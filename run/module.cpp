@@ -10,6 +10,7 @@
 #include "run/time.h"
 
 QkLiveModel* qkLiveModel = nullptr;
+bool qk_strict = true;
 void (*qk_step_fn)() = nullptr;
 
 namespace {
