@@ -188,7 +188,9 @@ const char* formatConversion(Line& line, TaskCall& call, const char* at) {
     } else if (c == 'm' || c == 'M') {
         printLocation(line, call);
     } else if (!needsArgument(c)) {
-        qk_printf("\nZEFT display/write unrecognised format character %%%c in %s\n", c, call.task);
+        const char shown[] = {c, '\0'};  // a '%' at the end of the format has none
+        qk_printf("\nZEFT display/write unrecognised format character %%%s in %s\n", shown,
+                  call.task);
         endRun(1);
     } else if (call.count == 0) {
         qk_task_error(call.task, "found %%%c format specifier with no arguments remaining", c);
