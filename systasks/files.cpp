@@ -116,8 +116,10 @@ unsigned readDescriptor(TaskCall& call) {
     }
     int left = size;
     const auto descriptor = static_cast<unsigned>(qk_read_chunk(call, left));
-    if (descriptor == 0) fail(call, "Illegal file descriptor of 0");
-    return descriptor;
+    const bool isBeyondTable = (descriptor & QK_FD) && (descriptor & ~QK_FD) >= QK_FDs_SIZE;
+    if (descriptor != 0 && !isBeyondTable) return descriptor;
+    fail(call, "Illegal file descriptor of %x", descriptor);
+    return 0;
 }
 
 void writeToDescriptor(unsigned descriptor, std::string_view text) {
@@ -133,6 +135,10 @@ void writeToDescriptor(unsigned descriptor, std::string_view text) {
 
 namespace {
 
+/// @return whether fopen() may have a mode. One that chooses a character set would give a stream of
+/// wide characters, which bytes cannot be read from.
+bool isMode(const char* mode) { return mode && *mode && !std::strchr(mode, ','); }
+
 /// Opens a file in the first free place of a table. @return its index, or -1
 int openIn(Entry* begin, Entry* end, const char* name, const char* mode) {
     Entry* const entry = std::find_if(begin, end, [](const Entry& e) { return e.isFree(); });
@@ -140,7 +146,7 @@ int openIn(Entry* begin, Entry* end, const char* name, const char* mode) {
         end[-1].failed = true;
         return -1;
     }
-    entry->stream = name && mode && *mode ? std::fopen(name, mode) : nullptr;
+    entry->stream = name && isMode(mode) ? std::fopen(name, mode) : nullptr;
     entry->failed = !entry->stream;
     return entry->stream ? static_cast<int>(entry - begin) : -1;
 }

@@ -73,6 +73,8 @@ TEST_F(FilesTest, DescriptorsAndChannelsAreCounted) {
     close(1);  // the standard output goes on
     EXPECT_EQ(openChannel("c32"), 1u);
     EXPECT_EQ(open("no/such/file", "w"), 0u);
+    close(kFirst);
+    EXPECT_EQ(open("again", "r,ccs=UTF-8"), 0u);  // bytes could not be read from it
 }
 
 TEST_F(FilesTest, RegistersTakeTexts) {
@@ -95,6 +97,10 @@ TEST_F(FilesTest, FaultyCallsEndTheRun) {
         {"$fclose:\nExpected 32 bit integer file descriptor, got 8 bits\n",
          [](unsigned) { qkzeft_fclose(0, "u", nullptr, 1, 8, 3u); }},
         {"$fclose:\nIllegal file descriptor of 0\n", [](unsigned) { close(0); }},
+        {"$fdisplay:\nIllegal file descriptor of ffffffff\n",
+         [](unsigned) { qkzeft_fdisplay(0, "u", nullptr, 2, 32, ~0u, 0, "text"); }},
+        {"$fgetc:\nIllegal file descriptor of 80000008\n",
+         [](unsigned) { qkzeft_fgetc(0, "u", nullptr, 1, 32, 0x80000008u); }},
         {"$fdisplay:\nExpected 32 bit integer file descriptor, got 0 bits\n",
          [](unsigned) { qkzeft_fdisplay(0, "u", nullptr, 1, 0, "text"); }},
         {"$fgetc:\nExpected 32 bit integer file descriptor, got 64 bits\n",
