@@ -96,6 +96,19 @@ TextArgument readTextArgument(TaskCall& call, int size) {
     return {text, std::move(owned)};
 }
 
+TextArgument readNameArgument(TaskCall& call, int size) {
+    if (size == 0 || qk_strict) return readTextArgument(call, size);
+    const OwnedChunks chunks = qk_read_this_arg_into_array(call, size);
+    unsigned bits = widthOf(size) / 8 * 8;  // a partial top byte is left out
+    const auto isNul = [&](unsigned low) {
+        return (chunks.get()[low / 64] >> low % 64 & 0xff) == 0;
+    };
+    while (bits > 0 && isNul(bits - 8)) bits -= 8;
+    OwnedText owned = qk_Cstr_of_Vstr(chunks.get(), static_cast<int>(bits));
+    const char* const text = owned.get();
+    return {text, std::move(owned)};
+}
+
 uint64_t readInteger(TaskCall& call, int size) {
     if (size == 0) {
         skipText(call);

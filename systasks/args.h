@@ -84,6 +84,9 @@ struct TextArgument {
     OwnedText owned;
 };
 TextArgument readTextArgument(TaskCall& call, int size);
+/// Reads the name of a file, or a mode. A value loses the NULs before its text, unless qk_strict
+/// is set: they become blanks then, as in any other text.
+TextArgument readNameArgument(TaskCall& call, int size);
 /// @return the low 64 bits of a value; 0 for a text or an array
 uint64_t readInteger(TaskCall& call, int size);
 /// Takes the text, and the array behind a null, of a pair of size 0.

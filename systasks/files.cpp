@@ -162,8 +162,8 @@ int qkzeft_fopen(int flags, const void* instance, const char* scope, int ArgPair
     QK_BEGIN_TASK(call, "$fopen");
     const bool hasMode = call.count > 1;
     TextArgument name{}, mode{};
-    if (call.count > 0) name = readTextArgument(call, nextSize(call));
-    if (hasMode) mode = readTextArgument(call, nextSize(call));
+    if (call.count > 0) name = readNameArgument(call, nextSize(call));
+    if (hasMode) mode = readNameArgument(call, nextSize(call));
     va_end(call.list);
     Tables& all = tables();
     unsigned opened = 0;

@@ -103,7 +103,7 @@ void readMemory(TaskCall& call, int base) {
         return;
     }
     const auto nextSize = [&] { return withoutSignedMark(va_arg(call.list, int)); };
-    const TextArgument file = readTextArgument(call, nextSize());
+    const TextArgument file = readNameArgument(call, nextSize());
     if (nextSize() != 0 || va_arg(call.list, const char*)) {
         failReadmem(call, "Second argument must be an array name");
         return;

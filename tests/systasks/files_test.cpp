@@ -1,4 +1,6 @@
 // Files of a design.
+#include <unistd.h>
+
 #include "tests/support/model_test.h"
 
 namespace {
@@ -75,6 +77,20 @@ TEST_F(FilesTest, DescriptorsAndChannelsAreCounted) {
     EXPECT_EQ(open("no/such/file", "w"), 0u);
     close(kFirst);
     EXPECT_EQ(open("again", "r,ccs=UTF-8"), 0u);  // bytes could not be read from it
+}
+
+TEST_F(FilesTest, NamesInRegistersLoseTheirPaddingUnlessStrict) {
+    const auto openPadded = [] {  // "a.txt" in 76 bits, "w" in 16
+        return static_cast<unsigned>(qkzeft_fopen(0, "u", nullptr, 2, 76, uint64_t{0x612e747874},
+                                                  0xf00u, 16, unsigned{'w'}));
+    };
+    EXPECT_EQ(openPadded(), 0u);  // no mode begins with a blank
+    qk_strict = false;
+    EXPECT_EQ(openPadded(), kFirst);
+    EXPECT_EQ(qkzeft_fopen(0, "u", nullptr, 1, 16, 0u), 0);  // no name at all
+    qk_strict = true;
+    EXPECT_EQ(qkzeft_fopen(0, "u", nullptr, 1, 72, uint64_t{0x612e747874}, 0u), 2);
+    EXPECT_EQ(access("a.txt", F_OK) + access("    a.txt", F_OK), 0);
 }
 
 TEST_F(FilesTest, RegistersTakeTexts) {
