@@ -1,5 +1,6 @@
 #!/bin/sh
 # The smallest example against Icarus Verilog: every change of every net, the array, and the text.
+# Then a run that goes on from a saved state, against one without a break.
 #
 # usage: counter_test.sh COUNTER VCDCMP EXAMPLE_DIR
 set -eu
@@ -21,3 +22,20 @@ printf '%s\n' 'trace *' 'traceto model.vcd' 'continue 10us' 'writememh counter.h
 grep '^wrapped\|> wrapped' model.log | sed 's/^zeft> //' | cmp - icarus.txt || fail "the texts differ"
 grep -v '^//' icarus.mem >icarus.words
 grep -v '^@' model.mem | cmp - icarus.words || fail "the arrays differ"
+
+second_half="trace *
+traceto second.vcd
+continue
+writememh counter.history end.mem
+exit"
+for time in 12ns 1us; do
+    rm -rf one two
+    mkdir one two
+    (cd one && printf '%s\n' "continue $time" 'savesim half' "$second_half" | "$1" -i >run.log)
+    cp one/half.* two
+    (cd two && printf '%s\n' 'loadsim half' "$second_half" | "$1" -i >run.log)
+    "$2" --all --min-vars 12 one/second.vcd two/second.vcd || fail "the dumps after $time differ"
+    cmp one/end.mem two/end.mem || fail "the arrays after $time differ"
+    for run in one two; do grep -o 'wrapped.*' $run/run.log >$run/texts; done
+    cmp one/texts two/texts || fail "the texts after $time differ"
+done
