@@ -246,7 +246,7 @@ struct QkVCDTraces {
     void commitPending(bool initial);
     /// Finds out what changed in the model since the last time.
     void scanLiveChanges();
-    /// Ends a dump of all values: what can be compared counts as equal from here.
+    /// Ends a dump of all values: what is compared counts as equal from here.
     void endDump();
     /// Reports what is unequal now that the trace has ended.
     void endOfTrace();

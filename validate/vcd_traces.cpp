@@ -312,6 +312,7 @@ void QkVCDTraces::endDump() {
     commitPending(true);
     for (const auto& trace : all) {
         if (!trace->liveTrace || (!trace->isComparable() && !trace->isStimulus)) continue;
+        if (trace->state == Parked) continue;
         trace->setState(ValuesMatch, qk_cycle);
         trace->lastStateChange = 0;
         trace->nChanges = 0;

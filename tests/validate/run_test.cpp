@@ -191,6 +191,9 @@ TEST_F(RunTest, TakesADumpInTheMiddle) {
                              "#10\n0c\n#11\n1c\nb110 n\n#12\n";
     EXPECT_THAT(runTrace(body, 1), testing::HasSubstr("'$dumpoff' ignored\n"));
     EXPECT_EQ(model.count, 6) << "a dump writes compared nets, too";
+    writeTrace(body + "b1 n\n#13\n1c\n#14\n");
+    EXPECT_THAT(type({"open ref.vcd", "ignore *.count", "c", "summary"}),
+                testing::HasSubstr("0 differences found\n\ntime=14ns"));
 }
 
 TEST_F(RunTest, ALineThatCannotBeReadEndsTheRunOrOpensTheConsole) {
