@@ -73,7 +73,7 @@ struct qk_mtc_stats {
     int driven;           ///< nets of the model that the trace drives
     int differences;      ///< so far
     int complete;         ///< not 0: the trace has been compared to its end
-    int damaged;          ///< not 0: the file ends within compressed data, or that is corrupt
+    int damaged;          ///< not 0: compressed data ends early or is corrupt, or a NUL is in it
 };
 
 /// @param stats  receives the numbers, zeros before the first comparison; not null

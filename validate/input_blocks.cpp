@@ -24,6 +24,14 @@ void blankOut(char* bytes, size_t count) {
     }
 }
 
+/// Cuts a block at its first NUL.
+void cutAtNul(InputBlock& block) {
+    const char* const bytes = block.bytes.get();
+    const void* const nul = std::memchr(bytes, '\0', static_cast<size_t>(block.count));
+    block.endsAtNul = nul != nullptr;
+    if (nul) block.count = static_cast<int>(static_cast<const char*>(nul) - bytes);
+}
+
 }  // namespace
 
 bool InputBlock::allocate() {
@@ -37,6 +45,7 @@ void readInputBlock(gzFile gz, InputBlock& block) {
     block.systemError = errno;
     gzerror(gz, &block.error);
     block.fileOffset = static_cast<uint64_t>(std::max<z_off_t>(gzoffset(gz), 0));
+    if (block.count > 0) cutAtNul(block);
     const auto count = static_cast<size_t>(std::max(block.count, 0));
     blankOut(bytes, count);
     std::memset(bytes + count, ' ', kSlackBytes);

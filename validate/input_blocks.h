@@ -1,7 +1,8 @@
 // Blocks of a plain or compressed file, read one after the other or ahead of their use.
 //
 // Every byte that is neither a line end nor a printable character without the blank becomes a blank
-// when its block is read. Blanks stand behind the end, too, for reads of several bytes.
+// when its block is read. Blanks follow the end, too, for reads of several bytes. No tool writes a
+// NUL into a trace: the first one is damage, and ends the input.
 #pragma once
 
 #include <pthread.h>
@@ -19,6 +20,7 @@ struct InputBlock {
     int count = 0;            ///< of the bytes, as gzread() gives it: 0 at the end, -1 for an error
     int error = Z_OK;         ///< zlib's, after the block
     int systemError = 0;      ///< errno, for an error of Z_ERRNO
+    bool endsAtNul = false;   ///< nothing after the block is to be read
     uint64_t fileOffset = 0;  ///< of what follows the block, in the file
 
     /// @return whether there was memory

@@ -42,7 +42,8 @@ uint64_t VcdInputBuffer::position() const {
 }
 
 void VcdInputBuffer::noteFailure() {
-    if (block.error == Z_OK || block.error == Z_STREAM_END) return;
+    if (block.endsAtNul) problem = "NUL byte: the file is damaged";
+    if (block.endsAtNul || block.error == Z_OK || block.error == Z_STREAM_END) return;
     int code;
     problem = block.error == Z_ERRNO ? std::strerror(block.systemError)
               : block.error == Z_BUF_ERROR
@@ -63,9 +64,12 @@ void VcdInputBuffer::readBlock() {
 bool VcdInputBuffer::refill() {
     cur = end = block.bytes.get();
     if (!gz) return false;
-    readBlock();
+    if (block.endsAtNul)
+        block.count = 0;
+    else
+        readBlock();
     cur = end = block.bytes.get();
-    damaged |= block.error != Z_OK;
+    damaged |= block.error != Z_OK || block.endsAtNul;
     blockBegin = blockEnd;
     blockEnd = std::max(blockBegin, block.fileOffset);
     if (block.count <= 0) {

@@ -24,7 +24,8 @@ public:
     /// @return what kept the input from being read to its end, once it is exhausted; null: nothing
     const char* failure() const { return problem.empty() ? nullptr : problem.c_str(); }
     bool atEnd() const { return cur == end && !gz; }
-    /// @return whether compressed data ended early or could not be expanded
+    /// @return whether the file is damaged: compressed data that ends early or cannot be expanded,
+    ///         or a NUL
     bool isDamaged() const { return damaged; }
     /// @return bytes of the file in front of `cur`, as near as can be told
     uint64_t position() const;

@@ -84,6 +84,12 @@ TEST_F(DamagedTest, SaysWhatIsNoTrace) {
     EXPECT_EQ(said,
               "folder:1: Is a directory\nfolder:1: unexpected end of file\n"
               "folder: Open Trace: Failed to Open\n");
+    std::string text = std::string(kHead) + kBody;
+    text.replace(text.find("#6"), 4, 4, '\0');
+    EXPECT_EQ(open(text), 0);
+    EXPECT_THAT(said, HasSubstr("t.vcd:20: NUL byte: the file is damaged\n"));
+    EXPECT_EQ(qk_cycle, 5u);
+    EXPECT_EQ(qkLiveModel->reader.currentStats().damaged, 1);
 }
 
 TEST_F(DamagedTest, DamagedCompressionIsADifference) {
