@@ -25,6 +25,7 @@ void QkFileReader::start(bool loading) {
     lineNumber = 1;
     lineEndPending = false;
     currentScope = nullptr;
+    outerScopes.clear();
     loadingState = loading;
     runningFromVCD = !loading;
     nDifferences = nDifferencesTotal = 0;
@@ -173,15 +174,18 @@ int QkFileReader::readScope() {
     readToken();  // the kind
     const std::string_view name = readToken();
     if (name.empty()) return skipToEnd(false);
+    outerScopes.push_back(currentScope);
     currentScope = vcdModel->findOrCreateScope(currentScope, name, false);
     return skipToEnd(false);
 }
 
 int QkFileReader::readUpscope() {
-    if (currentScope)
-        currentScope = currentScope->parent;
-    else
+    if (outerScopes.empty()) {
         fail("Warning: $upscope when at top-level");
+    } else {
+        currentScope = outerScopes.back();
+        outerScopes.pop_back();
+    }
     return skipToEnd(false);
 }
 

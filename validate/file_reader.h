@@ -197,6 +197,7 @@ private:
     int lineNumber = 1;
     bool lineEndPending = false;  ///< the last token's line end is not counted yet
     QkVCDScope* currentScope = nullptr;
+    std::vector<QkVCDScope*> outerScopes;  ///< what each open $scope is to go back to
     int vcdTimescaleExponent = 0;
     uint64_t vcdTimeMultiplier = 1;  ///< ticks of the model in one of the trace
     std::string spilled;             ///< a token that runs over a buffer's end

@@ -57,6 +57,8 @@ TEST_F(FileReaderTest, ReadsHeaders) {
          "t.vcd:2: Warning: $upscope when at top-level\n"
          "t.vcd:3: unexpected end of file\n0"},
         {"$attr 1 $end $enddefinitions $end", "t.vcd:1: header ignored: '$attr'\n1"},
+        {"$scope module a.b $end $upscope $end $upscope $end $enddefinitions $end",
+         "t.vcd:1: Warning: $upscope when at top-level\n1"},
         {"\nhello $end", "t.vcd:2: header not recognised: 'hello'\n0"},
         {"$comment a b\n$scope", "t.vcd:1: $end missing by line 2\n0"},
         {"\n$comment a b\n\n", "t.vcd:2: $end missing to end of file\n0"},
@@ -96,6 +98,7 @@ TEST_F(FileReaderTest, ReadsVariables) {
         {"$var real 8 ! r $end", "1", "s.r[63:0]?x1 "},
         {"$var event 0 ! e $end $var time 0 \" t $end", "1", "s.e[0:0]?x1 s.t[63:0]?x1 "},
         {"$var parameter 0 ! p $end", "1", ""},
+        {"$scope module a.b $end $upscope $end $var wire 1 ! c $end", "1", "s.c[0:0]?x1 "},
         {"$upscope $end $var wire 1 ! a $end", "1", "toplevel.a[0:0]?x1 "},
         {"$var wire 0 ! w $end",
          "t.vcd:1: expected non-zero width while processing: $var wire 0\n0", ""},
@@ -182,6 +185,8 @@ TEST_F(FileReaderTest, ReadsValuesAndTimes) {
                                             "ref.vcd:18: at time 5ns: # ignored\n"
                                             "ref.vcd:19: at time 5ns: #x ignored\n"
                                             "ref.vcd:22: '$end' ignored\n\nTime: 5ns: End of"));
+    EXPECT_THAT(body(dump + "#18446744073709551615\n"),
+                testing::HasSubstr("\nTime: 18446744073709551615ns: End of"));
 }
 
 TEST_F(FileReaderTest, PassesOverParametersInTheDumpOnly) {
