@@ -1,6 +1,7 @@
 #include "validate/file_reader.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cinttypes>
 #include <climits>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include "base/qkassert.h"
 #include "console/printout.h"
 #include "netdb/live_model.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/time.h"
 #include "validate/input_buffer.h"
@@ -139,7 +141,11 @@ int QkFileReader::readHeader(const char* path) {
     filename = path;
     file = VcdInputBuffer::open(path);
     if (!file) {
-        say("Failed to open file '%s'\n", path);
+        const int reason = errno;
+        if (qk_strict)
+            say("Failed to open file '%s'\n", path);
+        else
+            say("Failed to open file '%s': %s\n", path, std::strerror(reason));
         return 0;
     }
     nDifferences = 0;

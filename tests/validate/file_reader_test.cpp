@@ -78,6 +78,12 @@ TEST_F(FileReaderTest, ReadsHeaders) {
     said.clear();
     EXPECT_EQ(reader().readHeader("missing.vcd"), 0);
     EXPECT_EQ(said, "Failed to open file 'missing.vcd'\n");
+    qk_strict = false;
+    said.clear();
+    reader().vcdModel = nullptr;
+    reader().start(false);
+    EXPECT_EQ(reader().readHeader("missing.vcd"), 0);
+    EXPECT_EQ(said, "Failed to open file 'missing.vcd': No such file or directory\n");
 }
 
 TEST_F(FileReaderTest, ReadsVariables) {
