@@ -151,9 +151,9 @@ void printOutOfStep(Printout& out, const QkName* name, int indent) {
     const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
     QK_ASSERT_AS(name->trace->nel == 0, "t->nel == 0");
     QK_ASSERT_AS(compared, "v");
-    out.print("\n%*sModel : %s", indent, "", compared->storageText().c_str());
-    out.print("\n%*sTrace : %s", indent, "", compared->vcdBits.text().c_str());
-    out.print("\n%*sState : %s Since:%s", indent, "", compareStateName(compared->state),
+    out.print("\n%*s%s", indent, "Model : ", compared->storageText().c_str());
+    out.print("\n%*s%s", indent, "Trace : ", compared->vcdBits.text().c_str());
+    out.print("\n%*s%s Since:%s", indent, "State : ", compareStateName(compared->state),
               qk_time_as_string(compared->lastStateChange));
 }
 

@@ -147,9 +147,9 @@ TEST_F(CommandsTest, WorkOnAnOpenTrace) {
                          "file is open (use \"close\", add stimuli and then re-\"open\" the trace "
                          "file)\n"),
              "> top.count m r : 0\n"
-             "               Model : 0000\n"
-             "               Trace : 0001\n"
-             "               State : WaitingForLiveModel Since:5ns\n" +
+             "       Model : 0000\n"
+             "       Trace : 0001\n"
+             "       State : WaitingForLiveModel Since:5ns\n" +
                  before,
              "> top.clk   c   (1 changes): 1\ntop.en    i   : 0\ntop.count m r : 0\n"
              "top.done  m   : 0\n" +
