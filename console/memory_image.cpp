@@ -185,8 +185,6 @@ private:
     int64_t index = 0;  ///< of the next value, as declared
     int64_t lowest = 0, highest = 0;
     bool limitsAreGood;
-    const bool whole;
-    bool endsInValue = false;  ///< the file ends right behind a digit
     bool warned = false;
 
     std::FILE* file = nullptr;
@@ -206,7 +204,6 @@ ImageReader::ImageReader(QkTrace* theArray, const MemoryImage& image)
       right(theArray->arrayRight()),
       direction(theArray->arrayLeft() > theArray->arrayRight() ? 1 : -1),
       limitsAreGood(setLimits(image)),
-      whole(image.whole),
       at(block),
       end(block) {
     block[0] = 0;
@@ -298,7 +295,6 @@ bool ImageReader::parse() {
         if (isNarrow ? !readNarrowValues() : !readWideValue()) return false;
         if (!skipToData()) return false;
     }
-    if (whole && (endsInValue || index <= highest)) return failAt("unexpected end of file");
     return true;
 }
 
@@ -374,7 +370,6 @@ void ImageReader::gatherDigits() {
         } else if (kind == kUnderscore) {
             ++at;
         } else if (!atEnd() || !refill()) {
-            endsInValue = atEnd() && digits.count() > 0;
             return;
         }
     }

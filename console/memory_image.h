@@ -17,7 +17,6 @@ struct MemoryImage {
     int args = 0;
     int start = 0;  ///< declared indices, both included, in either order
     int finish = 0;
-    bool whole = false;  ///< every element has its line: a file that ends before is cut short
 };
 
 /// Reads a file into an array, any fault stopping it there with a message.

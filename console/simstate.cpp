@@ -28,9 +28,7 @@ bool saveArray(const QkTrace* array, const char* fileName) {
 }
 
 bool loadArray(QkTrace* array, const char* fileName) {
-    MemoryImage image{fileName, 16};
-    image.whole = true;
-    if (!loadMemoryImage(array, image)) return false;
+    if (!loadMemoryImage(array, MemoryImage{fileName, 16})) return false;
     say("Array read from file: %s\n", fileName);
     return true;
 }

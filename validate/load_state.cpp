@@ -1,9 +1,8 @@
 // Taking over saved state: each value of the file goes to the storage of its net at once, and
 // nothing is compared.
 //
-// Saved state ends with its time, so a file without one, or whose last token no character follows,
-// has been cut short. Traces of other origin will do when they have all nets: the last value of
-// each counts.
+// Traces of other origin will do when they have all nets: the last value of each counts. A file
+// without a time leaves the model's as it is.
 #include <string_view>
 
 #include "console/console.h"
@@ -39,15 +38,14 @@ bool isDump(std::string_view token) {
 
 /// @return false after a failure
 bool QkFileReader::readState() {
-    bool timed = false;
+    bool hasValues = false;
     for (std::string_view token; !(token = readToken()).empty();) {
         if (isDump(token)) {
             if (!readInitialValues(false)) return false;
+            hasValues = true;
         } else if (token == "$comment") {
             if (!skipToEnd(false)) return false;
         } else if (token.front() == '#') {
-            timed = lineEndPending || !atEnd();
-            if (!timed) break;
             readTimeLine(token);
         } else if (token.front() == '$') {
             say("%s:%d: '%.*s' ignored\n", filename.c_str(), lineNumber,
@@ -58,7 +56,8 @@ bool QkFileReader::readState() {
             QkVCDId* const id = readValueLine(token, value, &passedOver);
             if (!id && !passedOver) return false;
             if (id) id->setVCDValue(value, true);
+            hasValues = true;
         }
     }
-    return timed || fail("unexpected end of file");
+    return !file->failure() && (hasValues || fail("unexpected end of file"));
 }
