@@ -124,9 +124,12 @@ void listMappings(const QkFileReader& validate) {
     const auto isLinked = [&](const QkScope* scope) {
         return vcdModel && vcdModel->partnerOf(scope);
     };
+    const auto isCurrent = [&](const MappedScope& map) {
+        return isLinked(map.live) && vcdModel->findScope(map.path) == vcdModel->partnerOf(map.live);
+    };
     for (const MappedScope& map : validate.mappedScopes)
         out.print("\t%s = %s%s\n", map.live->fullName.str(), map.path.c_str(),
-                  isLinked(map.live) ? "" : " (not current)");
+                  isCurrent(map) ? "" : " (not current)");
     if (!validate.mappedScopes.empty()) return;
     bool any = false;
     ScopeRing::each(qkLiveModel->top_scopes, [&](const QkScope* scope) {

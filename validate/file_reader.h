@@ -156,7 +156,6 @@ private:
 
     // Linking.
     void applyScopeMaps();
-    void linkUpward(QkVCDScope* vcdS, QkScope* liveS);
     void linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* liveRing);
     void reportMissingScopes(QkScope* liveRing) const;
     int reportMissingSignals() const;

@@ -79,25 +79,34 @@ void QkFileReader::reportMissingScopes(QkScope* liveRing) const {
     });
 }
 
+/// Links the pairs that the user gave, whatever their order; then the scopes above them by
+/// position, as high up as both hierarchies reach and no pair was given; then what lies below by
+/// name.
 void QkFileReader::applyScopeMaps() {
+    std::vector<QkVCDScope*> mapped;
     for (const MappedScope& map : mappedScopes) {
         QkVCDScope* const target = vcdModel->findScope(map.path);
-        if (!target) {
+        if (!target || target->linked || vcdModel->partnerOf(map.live)) {
             say("Unable to map '%s' to trace scope '%s'\n", map.live->fullName.str(),
                 map.path.c_str());
             continue;
         }
-        linkUpward(target, map.live);
+        vcdModel->link(target, map.live);
+        mapped.push_back(target);
     }
-}
-
-/// Links a pair of scopes and the pairs above it, as high up as both hierarchies reach, and what
-/// lies below them by name.
-void QkFileReader::linkUpward(QkVCDScope* vcdS, QkScope* liveS) {
-    if (vcdS->linked || vcdModel->partnerOf(liveS)) return;
-    vcdModel->link(vcdS, liveS);
-    if (vcdS->parent && liveS->parent) linkUpward(vcdS->parent, liveS->parent);
-    linkScopes(vcdS->children, liveS->children);
+    for (size_t i = 0, given = mapped.size(); i < given; ++i) {
+        QkVCDScope* vcdS = mapped[i];
+        const QkScope* liveS = vcdS->linked;
+        while (vcdS->parent && liveS->parent && !vcdS->parent->linked &&
+               !vcdModel->partnerOf(liveS->parent)) {
+            vcdModel->link(vcdS->parent, liveS->parent);
+            vcdS = vcdS->parent;
+            liveS = liveS->parent;
+            mapped.push_back(vcdS);
+        }
+    }
+    for (const QkVCDScope* const scope : mapped)
+        linkScopes(scope->children, scope->linked->children);
 }
 
 // ---- Names

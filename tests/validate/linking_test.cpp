@@ -100,6 +100,43 @@ TEST_F(LinkingTest, MapsScopesAndAlignsWhatIsAbove) {
         "Unable to map 'top' to trace scope 'nowhere'\n" + counts(4, 4, 1, 1) + kTwoStimuli);
 }
 
+TEST_F(LinkingTest, MapsWhatIsGivenInAnyOrder) {
+    using Maps = std::vector<std::pair<const char*, const char*>>;
+    const std::string ports = kInputs + std::string("$var reg 4 n count [3:0] $end ");
+    const std::string bus = scope("core", "$var wire 8 b bus [7:0] $end ");
+    const std::string trace = scope("tb", scope("dut", ports) + scope("other", ports + bus));
+    const struct {
+        Maps maps;
+        std::string said, listed;
+    } cases[] = {
+        {{{"top", "tb.dut"}, {"top.sub", "tb.other.core"}},
+         counts(7, 4, 1, 1) + kTwoStimuli,
+         "\ttop.sub = tb.other.core\n\ttop = tb.dut\n"},
+        {{{"top.sub", "tb.other.core"}, {"top", "tb.dut"}},
+         counts(7, 4, 1, 1) + kTwoStimuli,
+         "\ttop = tb.dut\n\ttop.sub = tb.other.core\n"},
+        {{{"top.sub", "tb.dut"}, {"top", "tb.dut"}},
+         "Unable to map 'top.sub' to trace scope 'tb.dut'\n" + counts(7, 3, 1, 1) + kTwoStimuli,
+         "\ttop = tb.dut\n\ttop.sub = tb.dut (not current)\n"},
+    };
+    qkLiveModel->interactive = true;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.listed);
+        for (const auto& [live, place] : c.maps) qk_mtc_map(live, place);
+        reader().start(false);
+        writeFile("ref.vcd", trace + kDump);
+        said.clear();
+        reader().openTrace("ref.vcd");
+        EXPECT_EQ(said.substr(0, said.find("\nTimescale")), c.said);
+        said.clear();
+        qk_mtc_map("", "");
+        EXPECT_EQ(said, "Mapped scopes:\n" + c.listed);
+        reader().close();
+        reader().runningFromVCD = false;
+        for (const auto& [live, place] : c.maps) qk_mtc_map(live, "");
+    }
+}
+
 TEST_F(LinkingTest, DrivesWhatTheUserNames) {
     const struct {
         const char *live, *trace, *said;
