@@ -216,6 +216,8 @@ struct QkVCDTraces {
     QkVCDTrace* find(const QkTrace* trace) const;
     /// Makes that of a net that has none, and watches it.
     QkVCDTrace* add(QkTrace* trace, int width);
+    /// Forgets that of a net that is neither compared nor driven any more.
+    void remove(const QkTrace* trace);
     /// Takes a net that is about to be deleted out of the comparison.
     void retire(const QkTrace* trace);
 

@@ -169,6 +169,7 @@ private:
     void closeFile();
 
     // Running.
+    bool readOpening(const char* path);
     int stepModel(const char* reason);
     bool mustPause() const;
     bool openConsole();

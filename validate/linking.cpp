@@ -130,23 +130,29 @@ int QkFileReader::linkModel() {
 }
 
 int QkFileReader::linkTo(QkVCDName* name, QkName* live) {
-    if (live->kind == kExtractName || live->kind == kVirtualName) return 0;
+    if (!fits(*name, live)) return 0;
+    if (name->linked || vcdModel->partnerOf(live)) return name->linked == live;
+    vcdModel->link(name, live);
+    return 1;
+}
+
+/// @return whether the two have the same bounds; different widths are reported
+bool QkFileReader::fits(const QkVCDName& name, const QkName* live) {
+    if (live->kind == kExtractName || live->kind == kVirtualName) return false;
     const BitRange& range = live->range();
-    if (live->kind == kTermName && !hasSameBounds(range, live->trace->range)) return 0;
-    if (hasSameBounds(name->range, range)) {
-        QK_ASSERT_AS(!name->vcdVars.empty(), "vcdVars");
-        if (name->linked || vcdModel->partnerOf(live)) return name->linked == live;
-        vcdModel->link(name, live);
-        return 1;
+    if (live->kind == kTermName && !hasSameBounds(range, live->trace->range)) return false;
+    if (hasSameBounds(name.range, range)) {
+        QK_ASSERT_AS(!name.vcdVars.empty(), "vcdVars");
+        return true;
     }
-    if (name->range.width == range.width) return 0;
-    const Bounds inFile(name->range), inModel(range);
+    if (name.range.width == range.width) return false;
+    const Bounds inFile(name.range), inModel(range);
     say("Warning: Bit Range mismatch:\n"
         "  in the file,  width %4d, range [%d:%d]: '%s'\n"
         "  in the model, width %4d, range [%d:%d]: '%s'\n",
-        name->range.width, inFile.most, inFile.least, name->fullName().c_str(), range.width,
+        name.range.width, inFile.most, inFile.least, name.fullName().c_str(), range.width,
         inModel.most, inModel.least, FullName(live).c_str());
-    return 0;
+    return false;
 }
 
 QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
@@ -159,11 +165,12 @@ QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
     vcdModel->usesChanged();
     for (QkVCDVar* const var : name->vcdVars) {
         QkVCDId& id = *var->vcdId;
+        // Nets that share a code share its values: what one of them needs holds for all.
         id.linked = true;
-        id.isStimulus = use.isStimulus;
-        id.isClock = use.isClock;
-        id.isEarlyInput = use.isEarlyInput;
-        id.isStepInput = use.isStepInput;
+        id.isStimulus |= use.isStimulus;
+        id.isClock |= use.isClock;
+        id.isEarlyInput |= use.isEarlyInput;
+        id.isStepInput |= use.isStepInput;
     }
     return trace;
 }
@@ -181,11 +188,39 @@ void QkFileReader::addStimulusMap(const StimulusMap& map) {
     } else if (!hasSameBounds(name->range, map.live->trace->range)) {
         say("ZEFT Validate: unable to use '%s' to drive '%s' as their bit-ranges do not match\n",
             path, live.c_str());
-    } else if (!linkTo(name, map.live)) {
+    } else if (!fits(*name, map.live)) {
         say("ZEFT Validate: error: unable to drive '%s' from trace of '%s'\n", live.c_str(), path);
     } else {
+        linkStimulus(name, map.live);
         map.live->stimulus = true;
     }
+}
+
+/// Makes a name of the trace the only source of a net's values. A net that the name drove is driven
+/// no more unless the user has named it, too; one that is compared with it stays so.
+void QkFileReader::linkStimulus(QkVCDName* name, QkName* live) {
+    const auto isMappedTo = [&](const QkName* net, const QkVCDName* source) {
+        return std::any_of(stimulusMaps.begin(), stimulusMaps.end(), [&](const StimulusMap& map) {
+            return map.live == net && vcdModel->findName(map.path) == source;
+        });
+    };
+    if (name->linked == live) return;
+    // What the trace has for the net's other names would go to the same storage.
+    TraceNames::each(live->trace->names, [&](const QkName* alias) {
+        const QkVCDName* const partner = vcdModel->partnerOf(alias);
+        if (partner && !isMappedTo(alias, partner)) vcdModel->unlink(alias);
+    });
+    const QkName* const before = name->linked;
+    if (before && (!isStimulus(before) || isMappedTo(before, name))) {
+        name = vcdModel->duplicate(*name);
+    } else if (before) {
+        vcdModel->unlink(before);
+        const bool isUnlinked = !TraceNames::find(before->trace->names, [&](const QkName* n) {
+            return vcdModel->partnerOf(n) != nullptr;
+        });
+        if (isUnlinked) vcdModel->traces.remove(before->trace);
+    }
+    vcdModel->link(name, live);
 }
 
 int QkFileReader::findStimuli() {

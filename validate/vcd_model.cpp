@@ -295,6 +295,17 @@ void QkVCDModel::link(QkVCDName* name, QkName* live) {
     name->linked = live;
 }
 
+QkVCDName* QkVCDModel::duplicate(const QkVCDName& name) {
+    usesChanged();
+    QkVCDName& made = duplicates.emplace_back(QkVCDName{name.name, name.scope, name.range});
+    for (const QkVCDVar* const of : name.vcdVars) {
+        QkVCDVar& var = vars.emplace_back(QkVCDVar{of->range, of->vcdId, &made});
+        made.vcdVars.append(&var);
+        of->vcdId->sameId.append(&var);
+    }
+    return &made;
+}
+
 void QkVCDModel::link(QkVCDScope* scope, QkScope* live) {
     QK_ASSERT_AS(!scope->linked && !partnerOf(live), "!vcdS->linked && !liveS->linked");
     scopePartners[live] = scope;

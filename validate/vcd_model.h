@@ -133,6 +133,9 @@ struct QkVCDModel {
     QkVCDName* partnerOf(const QkName* name) const;
     QkVCDScope* partnerOf(const QkScope* scope) const;
     void link(QkVCDName* name, QkName* live);
+    /// @return a further record with the variables of a name, which may have a link of its own. It
+    ///         is not in `names`.
+    QkVCDName* duplicate(const QkVCDName& name);
     void link(QkVCDScope* scope, QkScope* live);
     /// Forgets records of the model that are about to be deleted.
     void unlink(const QkName* live);
@@ -176,6 +179,7 @@ private:
     QkVCDName* findOrCreateName(QkVCDScope* scope, std::string_view name, const BitRange& range);
 
     std::deque<QkVCDScope> scopeStore;
+    std::deque<QkVCDName> duplicates;
     std::deque<QkVCDVar> vars;
     std::deque<QkVCDId> ids;
     std::vector<QkVCDId*> shortCodes;  ///< by number

@@ -376,6 +376,17 @@ void QkVCDTraces::retire(const QkTrace* trace) {
     planValid = false;
 }
 
+void QkVCDTraces::remove(const QkTrace* trace) {
+    QkVCDTrace* const gone = find(trace);
+    if (!gone) return;
+    settleAll();
+    byTrace[trace->id] = nullptr;
+    std::erase(active, gone);
+    std::erase(pending, gone);
+    planValid = false;
+    std::erase_if(all, [&](const auto& one) { return one.get() == gone; });
+}
+
 void QkVCDTraces::updateMonitoring() {
     std::vector<QkVCDTrace*> watched;
     int monitored = 0, total = 0;
