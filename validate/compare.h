@@ -163,7 +163,8 @@ void checkSyncTimeouts();
 bool isComparable(const QkTrace* trace);
 
 /// Gives a net of the model those digits that are 0 or 1; the others leave it as it is.
-void writeBitString(QkTrace* trace, const BitString& bits);
+/// @param initial  within a dump of all values; debugging lines report it
+void writeBitString(QkTrace* trace, const BitString& bits, bool initial);
 
 /// Memory for traces, in large blocks: each value line goes to another, at random.
 class QkVCDTraceStore {

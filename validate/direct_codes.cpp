@@ -12,6 +12,7 @@ namespace {
 void* plainStorage(QkTrace* live, int width) {
     if (width > QK_MAXUBITS || live->width() != width || live->isArray()) return nullptr;
     if ((live->flags & QK_flag_never_write) || live->firstPart() != live) return nullptr;
+    if (live->invert) return nullptr;
     // Traces of other names may have the same storage.
     if (live->sameAddr_n != live || copiesOf(live)) return nullptr;
     return live->address;

@@ -161,6 +161,8 @@ private:
     int reportMissingSignals() const;
     void reportCounts(int signals, int matched) const;
     int linkTo(QkVCDName* name, QkName* live);
+    static bool fits(const QkVCDName& name, const QkName* live);
+    void linkStimulus(QkVCDName* name, QkName* live);
     /// What becomes of a linked net, beside that it is compared if it can be.
     struct TraceUse {
         bool isStimulus = false, isClock = false, isEarlyInput = false, isStepInput = false;

@@ -2,6 +2,7 @@
 // says when the model is stepped.
 #include <ctime>
 #include <string_view>
+#include <utility>
 
 #include "base/qkassert.h"
 #include "console/console.h"
@@ -26,9 +27,17 @@ int QkFileReader::openTrace(const char* path) {
         say("Open Trace: VCD already open (%s)\n", path);
         return 0;
     }
+    passRunning = true;  // initial values may have the console open, at a break
+    const bool opened = readOpening(path);
+    passRunning = false;
+    const bool closed = std::exchange(closeRequested, false);
+    return opened && !closed;
+}
+
+bool QkFileReader::readOpening(const char* path) {
     const auto failed = [&](const char* what) {
         say("%s: Open Trace: Failed to %s\n", path, what);
-        return 0;
+        return false;
     };
     if (!readHeader(path)) return failed("Open");
     if (!linkModel()) return failed("cross-reference model with VCD file");
@@ -42,12 +51,12 @@ int QkFileReader::openTrace(const char* path) {
     stepNeeded = earlyInputs = clockPending = readFailed = false;
     if (!readInitialValues(true)) {
         say("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);
-        return 0;
+        return false;
     }
-    if (!stepModel("init")) return 0;
+    if (!stepModel("init")) return false;
     vcdModel->traces.endDump();
     if (qkLiveModel->interactive) qk_printf("\nTimescale precision is %s\n", qk_time_as_string(1));
-    return 1;
+    return true;
 }
 
 void QkFileReader::closeValidate() {
@@ -273,7 +282,8 @@ int QkFileReader::stepModel(const char* reason) {
 bool QkFileReader::finishTrace() {
     QkVCDTraces& traces = vcdModel->traces;
     traces.commitPending(false);
-    if (stepNeeded && !stepModel("end")) return false;
+    const bool stepped = stepNeeded || (clockPending && !qk_strict);
+    if (stepped && !stepModel("end")) return false;
     stepNeeded = clockPending = false;
     traces.scanLiveChanges();
     traces.endOfTrace();

@@ -341,7 +341,11 @@ void QkVCDVar::setVCDValue(std::string_view value, bool initial) {
             vcdName->linked ? "linked to " : "not linked to live model",
             vcdName->linked ? FullName(vcdName->linked).c_str() : "",
             static_cast<int>(value.size()), value.data());
-    if (!bound || !vcdName->linked) return;
+    if (!vcdName->linked) return;
+    QkTrace* const live = vcdName->linked->trace;
+    if (qkLiveModel->reader.verbose > 3)
+        say("QkVCDVar::setVCDValue: (flags 0x%04X)\n", live->flags);
+    if (!bound) return;
     // The code may be declared wider than the variable.
     const auto width = static_cast<size_t>(range.width);
     if (value.size() > width) value.remove_prefix(value.size() - width);
@@ -349,9 +353,8 @@ void QkVCDVar::setVCDValue(std::string_view value, bool initial) {
         vcdTrace->setPendingVC(value, offset, range.width, initial);
     } else if (initial && !value.empty()) {
         // Linked, but neither compared nor driven: it takes its first value all the same.
-        QkTrace* const live = vcdName->linked->trace;
         BitString bits(live->width());
         bits.setDigits(value, offset, range.width);
-        writeBitString(live, bits);
+        writeBitString(live, bits, initial);
     }
 }

@@ -6,6 +6,7 @@
 
 #include "console/printout.h"
 #include "netdb/live_model.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "tracing/hot_loops.h"
 #include "validate/compare.h"
@@ -232,47 +233,72 @@ void QkVCDTrace::commitPendingVC(bool initial) {
     if (isMatched() || qkLiveModel->reader.verbose > 1) noteVCDUpdate(change == becameKnown);
     const bool drives = isStimulus && change == becameKnown;
     if (initial || drives) {
-        writeBitString(liveTrace, vcdBits);
+        writeBitString(liveTrace, vcdBits, initial);
         if (initial) {
             readLive();
             forgetChange();
         }
         if (isStimulus) {
             ++nChanges;
-            owner->droveTraced |= liveTrace->nTraced() > 0;
+            // A shown change is printed here, before what the next commit has to say.
+            if (liveTrace->nshow > 0)
+                qkLiveModel->writer.captureChanges();
+            else
+                owner->droveTraced |= liveTrace->nTraced() > 0;
         }
     }
-    if (qkLiveModel->reader.verbose <= 2 || liveTrace->nshow == 0) return;
+    if (qkLiveModel->reader.verbose <= 2 || !liveTrace || liveTrace->nshow == 0) return;
     say("Time: %s: VCD Change: %s %s %s%s\n", qk_cycle_as_string(), name.c_str(),
         drives ? " (stimulus updated) " : "", change == becameKnown ? "" : "(changed to Xs/Zs) ",
         pendingBits.text().c_str());
 }
 
-void writeBitString(QkTrace* trace, const BitString& bits) {
-    if (qkLiveModel->reader.verbose > 3)
-        say("QkTrace::writeBitString(\"%s\") (%s) flags=0x%04X invert=%d neverWrite:%d\n",
-            bits.text().c_str(), trace->names ? FullName(trace->names).c_str() : "NO NAMES",
-            trace->flags, trace->invert, (trace->flags & QK_flag_never_write) != 0);
-    if ((trace->flags & QK_flag_never_write) || trace->isArray()) return;
-    if (bits.width() != trace->width()) return;
-    if (trace->firstPart() == trace && !copiesOf(trace)) {
-        // The storage's digits, whatever its polarity.
-        const BitString::Known digits = bits.knownAt(0, trace->width());
-        const int bytes = trace->elementBytes();
-        const uint64_t old = loadStorage(trace->address, bytes);
-        storeStorage(trace->address, bytes, (old & ~digits.known) | digits.ones);
+namespace {
+
+std::string debugName(const QkTrace* trace) {
+    return trace->names ? FullName(trace->names).c_str() : "NO NAMES";
+}
+
+/// Tells of one place that a value goes to.
+void tellPlace(const char* loop, const QkTrace* place) {
+    say("QkTrace::writeBitString(): %s: (%s) t->flags=0x%04X t->invert=%d\n", loop,
+        debugName(place).c_str(), place->flags, place->invert);
+}
+
+void tellPlaces(QkTrace* part) {
+    const CopyGroup* const group = copiesOf(part);
+    if (!group) {
+        tellPlace("bitswalker", part);
         return;
     }
+    for (const QkTrace* const member : group->members) tellPlace("osgrp loop", member);
+}
+
+}  // namespace
+
+void writeBitString(QkTrace* trace, const BitString& bits, bool initial) {
+    const QkFileReader& reader = qkLiveModel->reader;
+    const bool neverWrite = (trace->flags & QK_flag_never_write) != 0;
+    if (reader.verbose > 3)
+        say("QkTrace::writeBitString(\"%s\",%d) (%s) flags=0x%04X invert=%d neverWrite:%d\n",
+            bits.text().c_str(), initial, debugName(trace).c_str(), trace->flags, trace->invert,
+            neverWrite);
+    if (neverWrite || trace->isArray()) return;
+    if (bits.width() != trace->width()) return;
+    // Digits of saved state, and in strict mode all, are those of the storage. Otherwise the net is
+    // to read what the trace says.
+    const bool ofStorage = trace->invert && (qk_strict || reader.loadingState);
     eachPart(trace, [&](QkTrace* part, int offset) {
         const int width = part->width();
         const BitString::Known digits = bits.knownAt(offset, width);
+        if (reader.verbose > 3) tellPlaces(part);
         if (digits.known == 0) return;
-        const uint64_t ones = digits.ones ^ (trace->invert ? bitMask(width) : 0);
+        const uint64_t ones = digits.ones ^ (ofStorage ? bitMask(width) : 0);
         const uint64_t old = part->readStorage();
         const uint64_t value = (old & ~digits.known) | (ones & digits.known);
         if (value == old) return;
         // Saved state has a value for each copy of a net.
-        if (qkLiveModel->reader.loadingState || !copiesOf(part)) {
+        if (reader.loadingState || !copiesOf(part)) {
             const int bytes = part->elementBytes();
             const uint64_t others = loadStorage(part->address, bytes) & ~bitMask(width);
             storeStorage(part->address, bytes,

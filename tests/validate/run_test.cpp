@@ -254,18 +254,68 @@ TEST_F(RunTest, ShowsItselfToTheCurious) {
     reader().timeExecution = true;
     const std::string ran = runTrace(std::string(kDump) + "#5\n1e\nb1 n\n#10\n", 0);
     for (const char* part :
-         {"QkVCDVar::setVCDValue: top.en (linked to top.en) <= 1\n",
+         {"QkVCDVar::setVCDValue: top.en (linked to top.en) <= 1\n"
+          "QkVCDVar::setVCDValue: (flags 0x0000)\n",
           "QkVCDTrace::setPendingVC(): Time: 5ns: Change in      : top.en\n",
           "Commit Pending Changes:\nTime: 5ns: Commit top.en: 0 -> 1\n",
           "QkVCDTrace::noteVCDUpdate(1) [top.en] canCompareValues=0, state=DoNotCompare\n",
-          "QkTrace::writeBitString(\"1\") (top.en) flags=0x0000 invert=0 neverWrite:0\n",
-          "Time: 5ns: VCD Change: top.en  (stimulus updated)  1\n",
+          "QkTrace::writeBitString(\"1\",0) (top.en) flags=0x0000 invert=0 neverWrite:0\n"
+          "QkTrace::writeBitString(): bitswalker: (top.en) t->flags=0x0000 t->invert=0\n"
+          "       5ns: top.en    = 1\n"
+          "Time: 5ns: VCD Change: top.en  (stimulus updated)  1\n"
+          "Time: 5ns: Commit top.count: 0000 -> 0001\n",
           "Time: 5ns: setState for top.count  - ValuesMatch->WaitingForLiveModel (after 5ns)\n",
           "Time: 5ns: Step (time change)\n", "Time: 10ns: Start VCD timestep:\n",
-          "       5ns: top.en    = 1\n", "    top.count:  Changes:1      (Lost Sync)\n",
+          "    top.count:  Changes:1      (Lost Sync)\n",
           "       top.en:  Changes:1      (Input)\n",
           "     top.done:  Changes:0      Max Sync Time: 0ns\n", " CPU-seconds elapsed\n"})
         EXPECT_THAT(ran, testing::HasSubstr(part));
+}
+
+TEST_F(RunTest, StepsForTheLastClockUnlessStrict) {
+    const std::string body =
+        std::string(kDump) + "#5\n1e\n#10\n1c\nb1 n\n#15\n0c\n#20\nb11 n\n1c\n";
+    for (const bool strict : {true, false}) {
+        SCOPED_TRACE(strict);
+        qk_strict = strict;
+        model = CounterStorage{};
+        qk_cycle = 0;
+        runTrace(body, strict);
+        EXPECT_EQ(model.count, strict ? 1 : 2);
+        EXPECT_EQ(said.find("Bad state change in Model: top.count") == std::string::npos, strict);
+    }
+    qk_strict = true;
+}
+
+TEST_F(RunTest, AnInvertedInputReadsWhatTheTraceSaysUnlessStrict) {
+    static uint8_t storage;
+    static uint8_t* port = &storage;
+    QkGRNet inverse = net(0, 2, "n", nullptr, 0, 0, QK_type_input, QK_flag_replaced);
+    inverse.replacement = -1;
+    registerNets("more", {net(0, 1, "p", &port, 0, 0, 0x100 | QK_type_input), inverse});
+    for (const bool strict : {true, false}) {
+        qk_strict = strict;
+        qk_cycle = 0;
+        writeFile(
+            "ref.vcd",
+            "$scope module more $end $var wire 1 n n $end $upscope $end $enddefinitions $end\n"
+            "#0 $dumpvars 0n $end\n#5 1n\n#6 0n\n#7 1n\n#8\n");
+        qk_mtc("ref.vcd");
+        EXPECT_EQ(storage, strict) << said;
+    }
+    qk_strict = true;
+}
+
+TEST_F(RunTest, ClosesAfterTheOpeningThatAsksForIt) {
+    qk_prints = [](const char* text) {
+        said += text;
+        if (said.find("top.en = 1") != std::string::npos) qk_cli("close");
+    };
+    run("show top.en");
+    writeTrace("#0\n$dumpvars\n0c\n1e\n0d\nb0 n\n$end\n#5\n0e\n");
+    EXPECT_EQ(qk_mtc("ref.vcd"), 0);
+    EXPECT_THAT(said, testing::HasSubstr("0ns: top.en = 1"));
+    EXPECT_FALSE(reader().runningFromVCD);
 }
 
 }  // namespace
