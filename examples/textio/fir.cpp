@@ -27,6 +27,8 @@ void fir::qk_netlist() {
         {0, 8, "history", history, 31, 0, integer | QK_array, 0, kLastTap, 0, 0, nullptr, nullptr},
         {0, 9, "total", &total, 31, 0, integer, 0, 0, 0, 0, nullptr, nullptr},
         {0, 10, "scaled", &scaled, 31, 0, integer, 0, 0, 0, 0, nullptr, nullptr},
+        {0, 11, "clk_QK_before", &clk_before, 0, 0, 0, 0, 0, 0,
+         QK_flag_hidden | QK_flag_not_compared, nullptr, nullptr},
     };
     QkRegistration::start(this, 1, sizeof nets / sizeof *nets, true);
     QkRegistration::addNets(this, sizeof nets / sizeof *nets, nets);
