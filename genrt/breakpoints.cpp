@@ -73,11 +73,6 @@ void QkHandleTable::fireBreaks(QkVariable* variable, int64_t index) {
     }
 }
 
-void QkHandleTable::checkOnceMore() {
-    const auto isLive = [](const auto& brk) { return brk->variable != nullptr; };
-    if (std::any_of(brks.begin(), brks.end(), isLive)) qkLiveModel->writer.captureEntry();
-}
-
 // ---- Making and deleting
 
 QkBreakpoint* QkHandleTable::find(unsigned number) const {

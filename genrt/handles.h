@@ -97,8 +97,6 @@ struct QkHandleTable {
     /// they call may remove the name.
     /// @param index  of the element that changed, 0 for a scalar
     void noteChange(QkName* name, int64_t index);
-    /// Tests the breakpoints a last time, at the end of a run.
-    void checkOnceMore();
 
     // ---- Breakpoints (genrt/breakpoints.cpp)
 

@@ -88,9 +88,10 @@ extern "C" {
 /// Every other entry calls it where it needs to; calling it again does nothing.
 QK_API void kelvo_start(void);
 
-/// Ends a run: in an interactive one prints "Simulation run completed" and opens the console a last
-/// time. Where signals have been counted (kelvo_module::qk_pra), "dump.xml" is written. Returns to
-/// the caller; trace files are closed when the process exits.
+/// Ends a run: makes a last capture, so that what changed since the last qk_takenote() is recorded,
+/// shown and tested for breakpoints; in an interactive run prints "Simulation run completed" and
+/// opens the console a last time; then closes the open trace file. Where signals have been counted
+/// (kelvo_module::qk_pra), "dump.xml" is written. Returns to the caller.
 QK_API void kelvo_finish(void);
 
 /// Ends the process with status 1 and a message on the standard error stream, unless this library

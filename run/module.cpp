@@ -55,11 +55,12 @@ void kelvo_start() {
 }
 
 void kelvo_finish() {
-    if (qkLiveModel) qkLiveModel->handles.checkOnceMore();
+    if (qkLiveModel) qkLiveModel->writer.captureLast();
     if (qkLiveModel && qkLiveModel->interactive) {
         qk_printf("Simulation run completed\n");
         qk_cli("cli");
     }
+    if (qkLiveModel) qkLiveModel->writer.closeFile();
     writeActivityReport();
 }
 

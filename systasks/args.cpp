@@ -160,7 +160,6 @@ void qk_task_error(const char* task, const char* format, ...) {
 }
 
 void endRun(int status) {
-    if (qkLiveModel) qkLiveModel->writer.flushFile();
     kelvo_finish();
     qk_exit(status);
 }

@@ -53,7 +53,10 @@ private:
 }  // namespace
 
 void QkTraceWriter::captureEntry() {
-    if (liveModel->reader.runningFromVCD) return;  // it captures with the steps of the trace
+    if (!liveModel->reader.runningFromVCD) captureNow();
+}
+
+void QkTraceWriter::captureNow() {
     if (lastTime == qk_cycle) lastTime = qk_cycle - 1;
     completeRegistration(true, 0);
     captureChanges();

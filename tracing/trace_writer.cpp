@@ -128,9 +128,10 @@ bool QkTraceWriter::open(const char* filename) {
     return file != nullptr;
 }
 
-void QkTraceWriter::flushFile() {
-    if (!file || capturing) return;
-    captureEntry();
+void QkTraceWriter::captureLast() {
+    if (capturing) return;
+    if (liveModel->active_traces) captureNow();
+    if (!file) return;
     flushAll();
     file->sync();
 }

@@ -62,7 +62,10 @@ public:
     // ---- Capture (tracing/capture.cpp)
 
     /// Makes a capture at the current time; anything that changed gets a time marker of its own.
+    /// Does nothing while a reference trace drives the run, whose steps make their own.
     void captureEntry();
+    /// Makes the last capture of a run, and has the open file hold all that was recorded.
+    void captureLast();
     /// One comparison pass over the active traces.
     void captureChanges();
     /// Takes note of a change of an element of a traced array, whose element `index` it is as
@@ -75,8 +78,6 @@ public:
     bool traceTo(const char* filename);
     /// Writes all history to a file and closes it. @return whether it could be opened
     bool save(const char* filename);
-    /// Captures, and writes all history to the open file, if there is one, which goes on.
-    void flushFile();
     /// Writes what is left of the history and closes the open file, if there is one.
     void closeFile();
     /// @return whether nothing was lost of the file that was closed last
@@ -111,6 +112,7 @@ private:
     void useTail(ChangeBucket* bucket);
     void closeTail();
     void nextTail();
+    void captureNow();
     void compareAndRecord();
     void recordAt(uint32_t position);
     void recordSlowly(uint32_t position);

@@ -396,6 +396,7 @@ TEST_F(InputOutputTest, EveryWayOutLeavesAWholeTrace) {
         {"exit", [] { std::exit(3); }, "5037:5036", "", "exit 3"},
         {"qk_exit", [] { qk_exit(4); }, "5037:5036", "", "exit 4"},
         {"$finish", [] { qkzeft_finish(0, "top", nullptr, 0); }, "5037:5037", "", "exit 0"},
+        {"kelvo_finish", [] { kelvo_finish(), _exit(8); }, "5037:5037", "", "exit 8"},
         {"qkzeft_exit", [] { qkzeft_exit(5); }, "5037:5037", "", "exit 5"},
         {"a task's fault", [] { qkzeft_fclose(0, "top", nullptr, 1, 32, 0u); }, "5037:5037", "",
          "exit 1"},

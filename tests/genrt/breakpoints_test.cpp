@@ -261,7 +261,19 @@ TEST_F(BreakTest, TheEndOfTheRunLooksOnceMore) {
     ASSERT_EQ(breakOn("top.a", QkVariable::BreakOnChange), 0);
     a = 1;
     kelvo_finish();
-    EXPECT_EQ(said, "Stopped at breakpoint 1\n");
+    EXPECT_EQ(takeSaid(), "Stopped at breakpoint 1\n");
+    // Nor are the others forgotten when there is no breakpoint.
+    get("top.a")->UnregisterBreak();
+    QkVariable::RegisterChangeNotifier(noteCall);
+    ASSERT_EQ(get("top.b")->SetChangeNotify(true), 0);
+    qk_cli("show top.a");
+    takeSaid();
+    a = 2, b = 2;
+    kelvo_finish();
+    EXPECT_EQ(takeSaid(), "       0ns: top.a = 02\n");
+    EXPECT_EQ(called, "top.a top.b ");
+    ASSERT_EQ(qk_save("x.vcd"), 1);
+    EXPECT_THAT(readVcd("x.vcd"), testing::HasSubstr("\nb1 !\nb10 !\n"));
 }
 
 }  // namespace
