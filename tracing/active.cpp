@@ -136,7 +136,7 @@ void QkTraceWriter::settle(const QkName* name) {
             changed |= loadStorage(part->address, part->elementBytes()) != part->value;
     });
     // With a plan the values last seen stand in its image, and a capture is cheap.
-    if (compared && (planValid || changed)) captureEntry();
+    if (compared && (planValid || changed)) captureNow();
 }
 
 void QkTraceWriter::recordStart(QkTrace* trace) {

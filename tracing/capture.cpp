@@ -162,7 +162,8 @@ void QkTraceWriter::recordSlowly(uint32_t position) {
     markReaders(trace);
     for (const QkTrace* part = inParts ? trace->bits : nullptr; part; part = part->bits)
         markReaders(part);
-    if (trace->nshow == 0 && trace->nbreak == 0) return;
+    // What is recorded again need not have changed.
+    if ((trace->nshow == 0 && trace->nbreak == 0) || !plan.takeTold(at)) return;
     closeTail();
     reportChange(at.slot, 0);
     openTail();

@@ -57,6 +57,7 @@ uint64_t bytesWithin(uintptr_t block, uintptr_t address, size_t bytes) {
 
 void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
     *this = CapturePlan{};
+    bool watched = false;
     for (QkTrace* const trace : traces) {
         if (trace->isArray()) continue;  // elements report their own changes
         CapturePosition at{};
@@ -64,7 +65,9 @@ void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
             trace->firstPart() != trace ? 0 : QK_MAXUBITS - trace->range.width);
         at.invert = trace->invert;
         at.slot = trace->vcdSlot;
-        at.slow = trace->nrecord == 0 || trace->nshow > 0 || trace->nbreak > 0 || isSliced(trace);
+        const bool isWatched = trace->nshow > 0 || trace->nbreak > 0;
+        watched |= isWatched;
+        at.slow = trace->nrecord == 0 || isWatched || isSliced(trace);
         at.firstPart = static_cast<uint32_t>(parts.size());
         const auto position = static_cast<uint32_t>(positions.size());
         for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
@@ -80,6 +83,9 @@ void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
     if (start == kFromStorage) return;
     for (const CapturePart& part : parts)
         storeStorage(image + part.imageOffset, part.trace->elementBytes(), part.trace->value);
+    if (!watched) return;
+    told.reserve(parts.size());
+    for (const CapturePart& part : parts) told.push_back(part.trace->value);
 }
 
 void CapturePlan::layOut() {
@@ -161,6 +167,18 @@ void CapturePlan::fillPicks() {
     const bool rises = std::is_sorted(pickPosition.begin(), pickPosition.end());
     const bool falls = std::is_sorted(pickPosition.rbegin(), pickPosition.rend());
     direction = rises ? 1 : falls ? -1 : 0;
+}
+
+bool CapturePlan::takeTold(const CapturePosition& at) {
+    bool changed = told.empty();
+    for (size_t i = at.firstPart; !told.empty(); ++i) {
+        const CapturePart& part = parts[i];
+        const uint64_t now = loadStorage(image + part.imageOffset, storageBytes(part.width));
+        changed |= ((now ^ told[i]) & bitMask(part.width)) != 0;
+        told[i] = now;
+        if (part.last) break;
+    }
+    return changed;
 }
 
 void CapturePlan::spill() const {

@@ -62,6 +62,7 @@ struct CapturePlan {
     std::vector<uint8_t> crowded;    ///< by block: parts overlap, or are too many for byteOwner
     std::vector<CapturePosition> positions;
     std::vector<CapturePart> parts;
+    std::vector<uint64_t> told;  ///< by part: the value that watchers know; empty without watchers
     std::vector<uint64_t> changedBits;        ///< by position, all clear between captures
     std::vector<uint32_t> changedPositions;   ///< room for all
     std::vector<ChangedBlock> changedBlocks;  ///< room for all
@@ -79,6 +80,9 @@ struct CapturePlan {
     /// @param mayGoByHits  no bit is set: the hits alone may decide
     /// @return how many there are
     size_t listChanged(size_t count, bool mayGoByHits);
+    /// Takes the value of a position in the image as what its watchers know.
+    /// @return whether it is another than they knew
+    bool takeTold(const CapturePosition& at);
     /// Stores what the image holds in QkTrace::value.
     void spill() const;
 

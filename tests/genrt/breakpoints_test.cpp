@@ -276,4 +276,26 @@ TEST_F(BreakTest, TheEndOfTheRunLooksOnceMore) {
     EXPECT_THAT(readVcd("x.vcd"), testing::HasSubstr("\nb1 !\nb10 !\n"));
 }
 
+TEST_F(BreakTest, RecordingAgainIsNoChange) {
+    ASSERT_EQ(breakOn("top.a", QkVariable::BreakOnChange), 0);
+    qk_cli("show top.a");
+    qk_cli("untrace top.a");
+    qk_cli("trace top.a");
+    takeSaid();
+    EXPECT_EQ(calls(), "");
+    a = 1;
+    EXPECT_EQ(calls(), "top.a ");
+    // Its change is dropped, so that the value is recorded once more.
+    qk_cli("circular 10000");
+    qk_cli("trace top.b");
+    qk_cli("show top.a");
+    takeSaid();
+    called.clear();
+    for (int i = 0; i < 5010; ++i) b ^= 1, step();
+    EXPECT_EQ(called + takeSaid(), "");
+    ASSERT_EQ(qk_save("x.vcd"), 1);
+    const std::string vcd = readVcd("x.vcd");
+    EXPECT_THAT(vcd.substr(vcd.find("#5000")), testing::HasSubstr(" \"\nb1 !\n"));
+}
+
 }  // namespace
