@@ -87,15 +87,14 @@ void QkTraceWriter::startTracing(QkName* name) {
     QkTrace* const trace = name->trace;
     QK_ASSERT_AS(trace && trace != &gDummyTrace, "nn && nn->trace && (nn->trace != &gDummyTrace)");
     hold(name);
-    if (name->isSlice()) {
-        NameExtension& extension = *name->extension;
-        if (extension.vcdSlot == 0) extension.vcdSlot = slots.add(nullptr);
-        recordSlice(name, initialbs);
-    } else if (trace->nrecord++ == 0) {
-        recordStart(trace);
-    }
     name->traced = true;
     countTraced(name->scope, 1);
+    starting = true;
+    if (name->isSlice())
+        recordStart(name);
+    else if (trace->nrecord++ == 0)
+        recordStart(trace);
+    starting = false;
 }
 
 void QkTraceWriter::stopTracing(QkName* name) {
@@ -124,7 +123,7 @@ void QkTraceWriter::noteElement(QkName* name, QkTrace* source, int shows, int br
     readSlice(name);
     if (!name->traced) return;
     extension.vcdSlot = slots.add(nullptr);
-    recordSlice(name, initialbs);
+    recordStart(name);
 }
 
 void QkTraceWriter::settle(const QkName* name) {
@@ -147,9 +146,16 @@ void QkTraceWriter::recordStart(QkTrace* trace) {
     } else if (!slots.owners[slot].hasInitial) {
         recordInitial(trace);
     } else {
-        // Traced before: its initial entry stands for an earlier time.
-        slots.owners[slot].forced = anyForced = true;
+        recordValue(trace, eventbs);  // traced before: its initial entry is that of an earlier time
     }
+}
+
+void QkTraceWriter::recordStart(QkName* name) {
+    NameExtension& extension = *name->extension;
+    if (extension.vcdSlot == 0) extension.vcdSlot = slots.add(nullptr);
+    const bool isFirst = !slots.owners[extension.vcdSlot].hasInitial;
+    slots.owners[extension.vcdSlot].hasInitial = true;
+    recordSlice(name, isFirst ? initialbs : eventbs);
 }
 
 void QkTraceWriter::setShow(QkName* name, bool on) {
@@ -167,18 +173,22 @@ void QkTraceWriter::forgetTrace(QkTrace* trace) {
 // ---- Initial entries
 
 void QkTraceWriter::recordInitial(QkTrace* trace) {
+    slots.owners[slotOf(trace)].hasInitial = true;
+    recordValue(trace, initialbs);
+}
+
+void QkTraceWriter::recordValue(QkTrace* trace, BucketRing& ring) {
     openTail();
     if (lastTime != qk_cycle) stampTime();
     closeTail();
     const uint32_t slot = slotOf(trace);
-    slots.owners[slot].hasInitial = true;
     const QkTrace* const first = trace->firstPart();
     for (const QkTrace* part = first; part; part = trace->partAfter(part)) {
         const int width = part->range.width;
         const uint64_t value = (part->invert ? ~part->value : part->value) & bitMask(width);
         const uint32_t shape =
             first != trace ? partShape(width, part == first, trace->partAfter(part) == nullptr) : 0;
-        *nextChange(initialbs) = OutputChange{slot, shape, value};
+        *nextChange(ring) = OutputChange{slot, shape, value};
     }
 }
 

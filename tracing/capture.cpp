@@ -294,8 +294,11 @@ void QkTraceWriter::nextTail() {
 void QkTraceWriter::appendBucket(BucketRing& ring) {
     std::unique_ptr<ChangeBucket> bucket;
     if (!ring.empty() && maxeventbs != 0 && eventbs.size() >= maxeventbs) {
-        QK_ASSERT_AS(&ring == &eventbs, "panchor == &eventbs");
-        if (&ring == &eventbs) bucket = flushOldest(eventbs);
+        const bool isEvents = &ring == &eventbs;
+        QK_ASSERT_AS(isEvents, "panchor == &eventbs");
+        // The head of a file is not written between the names that one command starts to trace.
+        const bool headWaits = starting && file && !scopesWritten;
+        if (isEvents && !headWaits) bucket = flushOldest(eventbs);
     }
     if (!bucket) bucket = std::make_unique_for_overwrite<ChangeBucket>();
     ring.append(std::move(bucket));

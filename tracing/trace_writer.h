@@ -94,10 +94,13 @@ private:
     void activate(QkTrace* trace);
     void deactivate(QkTrace* trace);
     void recordStart(QkTrace* trace);
+    void recordStart(QkName* slice);
     void countHolds(QkName* name, int by);
     std::vector<QkName*>& activeSlices(const QkName* name);
     void recordSlice(const QkName* name, BucketRing& ring);
     void recordInitial(QkTrace* trace);
+    /// Records the value last seen of a trace without a plan.
+    void recordValue(QkTrace* trace, BucketRing& ring);
     void recordInitialArray(QkTrace* trace);
     void recordInitialElement(QkTrace* trace, int64_t index);
     uint32_t slotOf(QkTrace* trace);
@@ -155,6 +158,7 @@ private:
     CapturePlan plan;
     bool planValid = false;
     bool capturing = false;
+    bool starting = false;   ///< a name's first value is being recorded
     bool anyForced = false;  ///< some slot asks to be recorded at the next capture
     bool anyDirty = false;   ///< some slice reads a trace that changed in this capture
 

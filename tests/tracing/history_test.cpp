@@ -69,6 +69,33 @@ TEST_F(HistoryTest, TracingAgainRecordsTheValueThen) {
     EXPECT_EQ(saved(), "#0\n$dumpvars\nb0 !\n$end\n#1\nb1 !\n#2\nb10 !\n");
 }
 
+TEST_F(HistoryTest, ASliceTracedAgainHasOneInitialValueAndALineThen) {
+    qk_cli("setvv v = top.o[3:0], top.n[3:0]");
+    trace("top.v");
+    byte = 1;
+    advance();
+    qkLiveModel->writer.stopTracing(name("top.v"));
+    other = 2;
+    advance();
+    trace("top.v");
+    EXPECT_EQ(saved(), "#0\n$dumpvars\nb0 !\n$end\n#1\nb1 !\n#2\nb100001 !\n");
+}
+
+TEST_F(HistoryTest, TheHeadOfAFileHasAllThatOneCommandTraces) {
+    trace("top.n");
+    ASSERT_EQ(qk_traceto("x.vcd"), 1);
+    run(5000);  // no room is left, not even for a time
+    ++qk_cycle;
+    byte = other = 7;
+    registerNets("more", {net(0, 1, "m", &many[0], 31, 0)});
+    trace("*");
+    run(1);
+    ASSERT_EQ(qk_traceclose(), 1);
+    const std::string vcd = readVcd("x.vcd");
+    EXPECT_THAT(vcd, testing::HasSubstr("$dumpvars\nb0 \"\nb0 !\nb111 #\n$end\n"));
+    EXPECT_THAT(vcd, testing::EndsWith("#5001\nb111 \"\n#5002\nb1000 \"\n"));
+}
+
 TEST_F(HistoryTest, CircularReportsAndRoundsItsLimit) {
     struct {
         int n;
