@@ -3,7 +3,8 @@
 // One section a module, in this order: start, genid, exportk, addScopes, addNets, addExtracts,
 // addTerms, end. Tables may be given in several calls. Only one section is open at a time. A table
 // that breaks the protocol means a broken generator: the run ends with a message and status 1.
-// The rows and texts are copied; the storage that rows point at must outlive the module.
+// The rows and texts are copied; the storage that rows point at must outlive the module. A table of
+// no rows may be null.
 #ifndef QKZEFT_REGISTRATION_H
 #define QKZEFT_REGISTRATION_H
 

@@ -263,6 +263,12 @@ QkRegistrationData* needSection(kelvo_module* m, QkRegistrationData* data) {
     return data;
 }
 
+/// Asserts that a table which has rows is there. An empty one need not be. @return whether it is
+bool hasRows(int count, const void* rows, const char* table) {
+    QK_ASSERT_AS(count <= 0 || rows, table);
+    return count > 0 && rows;
+}
+
 }  // namespace
 
 void QkRegistration::genid(kelvo_module* m, unsigned word1, unsigned word2) {
@@ -279,13 +285,13 @@ void QkRegistration::exportk(kelvo_module* m, unsigned word) {
 
 void QkRegistration::addScopes(kelvo_module* m, int count, const QkGRScope* rows) {
     QkRegistrationData* const section = enter(m, data, AddScopes);
-    QK_ASSERT_AS(rows, "scopes");
+    if (!hasRows(count, rows, "scopes")) return;
     for (int i = 0; i < count; ++i) section->addScope(rows[i]);
 }
 
 void QkRegistration::addNets(kelvo_module* m, int count, const QkGRNet* rows) {
     QkRegistrationData* const section = enter(m, data, AddNets);
-    QK_ASSERT_AS(rows, "nets");
+    if (!hasRows(count, rows, "nets")) return;
     for (int i = 0; i < count; ++i) {
         if (i + kRowsAhead < count) section->prefetch(rows[i + kRowsAhead]);
         section->addNet(rows[i]);
@@ -294,11 +300,13 @@ void QkRegistration::addNets(kelvo_module* m, int count, const QkGRNet* rows) {
 
 void QkRegistration::addExtracts(kelvo_module* m, int count, const QkGRExtract* rows) {
     QkRegistrationData* const section = enter(m, data, AddExtracts);
+    if (!hasRows(count, rows, "extracts")) return;
     for (int i = 0; i < count; ++i) section->addExtract(rows[i]);
 }
 
 void QkRegistration::addTerms(kelvo_module* m, int count, const QkGRTerm* rows) {
     QkRegistrationData* const section = enter(m, data, AddTerms);
+    if (!hasRows(count, rows, "terms")) return;
     for (int i = 0; i < count; ++i) section->addTerm(rows[i]);
 }
 

@@ -145,7 +145,9 @@ TEST_F(RegistrationTest, TablesMayComeInPieces) {
     QkRegistration::genid(&m, 7, 8);
     QkRegistration::exportk(&m, 9);
     QkRegistration::addScopes(&m, 1, scopes);
+    QkRegistration::addScopes(&m, 0, nullptr);
     QkRegistration::addScopes(&m, 1, scopes + 1);
+    QkRegistration::addNets(&m, 0, nullptr);
     QkRegistration::addNets(&m, 1, rows);
     QkRegistration::addNets(&m, 1, rows + 1);
     QkRegistration::end(&m);
