@@ -49,6 +49,12 @@ int elementBytes(uint64_t width, uint64_t chunk) {
     return isFull ? 8 : storageBytes(topWidth(width));
 }
 
+/// @return ones at the bits of a value that a chunk of it has
+uint64_t chunkMask(uint64_t width, uint64_t chunk) {
+    const bool isFull = chunk + 1 < chunkCount(width) || topWidth(width) == 0;
+    return bitMask(isFull ? 64 : topWidth(width));
+}
+
 /// An array as its descriptor tells it.
 struct Array {
     explicit Array(ArgumentList& from)
@@ -154,7 +160,8 @@ void qk_set_array(uint64_t first, uint64_t last, uint64_t l_wid, uint64_t l_elem
     const uint64_t count = first < end ? end - first : 0;
     for (uint64_t chunk = n_chunks; chunk-- > 0 && count > 0;) {
         const int bytes = elementBytes(l_wid, chunk);
-        fill(areas[chunk] + first * static_cast<unsigned>(bytes), count, bytes, value[chunk]);
+        fill(areas[chunk] + first * static_cast<unsigned>(bytes), count, bytes,
+             value[chunk] & chunkMask(l_wid, chunk));
     }
     if (handle) noteRange(*changeList(handle), first, count);
 }

@@ -32,8 +32,8 @@ QK_API void qk_copy_array(uint64_t l_wid, uint64_t l_elem_count, uint64_t unused
                           ...);
 
 /// Sets the elements from first to last to one value. The head is followed by the area pointers,
-/// then the value in as many uint64_t, lowest first. Elements beyond the array's end are left out;
-/// with first above last nothing is set.
+/// then the value in as many uint64_t, lowest first, of which the bits above the width are dropped.
+/// Elements beyond the array's end are left out; with first above last nothing is set.
 QK_API void qk_set_array(uint64_t first, uint64_t last, uint64_t l_wid, uint64_t l_elem_count,
                          uint64_t unused, uint64_t handle, ...);
 
