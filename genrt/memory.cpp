@@ -20,7 +20,7 @@ bool qk_malloc_licensed = true;
 }
 
 /// @return the trace that a name of a plain value reads, or null
-const QkTrace* findTrace(const char* name) {
+QkTrace* findTrace(const char* name) {
     kelvo_start();
     const QkName* const found = name ? qkLiveModel->findOne(name) : nullptr;
     const bool isPlain = found && (found->kind == kPlainName || found->kind == kTermName);
@@ -62,8 +62,8 @@ uint64_t qk_getval(const void* address, int width) {
 }
 
 void* qk_graphics_ptr(const char* name) {
-    const QkTrace* const trace = findTrace(name);
-    return trace ? trace->address : nullptr;
+    QkTrace* const trace = findTrace(name);
+    return trace && trace->address ? &trace->address : nullptr;
 }
 
 void* qk_ptr(const char* name, bool* inverted) {

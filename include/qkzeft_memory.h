@@ -26,14 +26,18 @@ QK_API void qk_free(void* block);
 /// @param width  bits, of which the low 8 bits count; 1 to 64
 /// @return what the storage holds; 0 with a message for a null address or another width
 QK_API uint64_t qk_getval(const void* address, int width);
-/// Finds a net's storage by its full name. A pattern with '*' has to match one net only.
+/// Finds the place where the library keeps the address of a net's storage, by the net's full name:
+/// `*(void**)qk_graphics_ptr(name)` is `qk_ptr(name, ...)`. A pattern with '*' has to match one net
+/// only.
 /// @param name  null finds nothing
-/// @return the storage; null when there is no one such net, for slices and virtual variables, and
-///         for nets held in several variables
+/// @return the place, to be read only, valid while the net is registered; null when there is no one
+///         such net, for slices and virtual variables, and for nets held in several variables
 QK_API void* qk_graphics_ptr(const char* name);
-/// The same, with the net's polarity.
+/// Finds the storage itself, with the net's polarity.
+/// @param name      as for qk_graphics_ptr()
 /// @param inverted  if not null, receives whether the storage holds the net inverted; false when
 ///                  null is returned
+/// @return the storage, or null where qk_graphics_ptr() returns null
 QK_API void* qk_ptr(const char* name, bool* inverted);
 
 }  // extern "C"
