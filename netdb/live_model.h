@@ -106,7 +106,7 @@ struct QkLiveModel : QkModel {
     void eachOfFullName(const char* text, Visit&& visit) const;
     /// @return the one name that matches and that is neither hidden nor replaced, else null
     QkName* findOne(const char* pattern) const;
-    /// @return the first such name behind `after` in the order of `names`, or of all for null; null
+    /// @return the first such name after `after` in the order of `names`, or of all for null; null
     ///         when there is none. All calls of a walk together cost one pass.
     QkName* findNext(const char* pattern, const QkName* after) const;
 
@@ -155,6 +155,7 @@ struct QkLiveModel : QkModel {
     void rehomeArrays(QkScope* scope);
 
 private:
+    QkName* findCandidate(const char* pattern, const QkName* after) const;
     MasterArrayAssign* arrayRecordAt(void* cell);
     void releaseArrayRecord(MasterArrayAssign* record);
     /// Takes a trace that is about to be deleted out of all that copies or follows it.

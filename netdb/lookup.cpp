@@ -4,6 +4,7 @@
 #include <string>
 
 #include "netdb/live_model.h"
+#include "qkzeft_module.h"
 
 namespace {
 
@@ -115,25 +116,48 @@ bool isCandidate(const QkName* name) {
     return !(name->netFlags & (QK_flag_hidden | QK_flag_replaced)) && !name->readsCopy;
 }
 
+/// @return whether it may give the name where nothing else matches
+bool isSecondChoice(const QkName* name) {
+    return !qk_strict && (name->netFlags & QK_flag_replaced) &&
+           !(name->netFlags & QK_flag_hidden) && !name->readsCopy;
+}
+
+/// Names of which one is wanted.
+struct Choice {
+    QkName* one = nullptr;
+    int count = 0;
+
+    void add(QkName* name) {
+        one = name;
+        ++count;
+    }
+};
+
 }  // namespace
 
 QkName* QkLiveModel::findOne(const char* pattern) const {
-    QkName* one = nullptr;
-    int count = 0;
+    Choice first, second;
     const auto consider = [&](QkName* name) {
-        if (!isCandidate(name)) return;
-        one = name;
-        ++count;
+        if (isCandidate(name))
+            first.add(name);
+        else if (isSecondChoice(name))
+            second.add(name);
     };
     if (std::strchr(pattern, '*')) {
         for (QkName* name : matching(pattern)) consider(name);
     } else {
         eachOfFullName(pattern, consider);
     }
-    return count == 1 ? one : nullptr;
+    const Choice& choice = first.count == 0 ? second : first;
+    return choice.count == 1 ? choice.one : nullptr;
 }
 
 QkName* QkLiveModel::findNext(const char* pattern, const QkName* after) const {
+    QkName* const next = findCandidate(pattern, after);
+    return next || after || qk_strict ? next : findOne(pattern);
+}
+
+QkName* QkLiveModel::findCandidate(const char* pattern, const QkName* after) const {
     if (!std::strchr(pattern, '*')) {
         const std::vector<QkName*> found = matching(pattern);
         auto at = found.begin();

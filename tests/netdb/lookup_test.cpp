@@ -98,6 +98,19 @@ TEST_F(LookupTest, OneObjectIsNeitherHiddenNorReplacedNorACopy) {
     for (const char* pattern : {"top.hidden", "top.copy", "top.replaced", "top.*", "top.none"})
         EXPECT_FALSE(qkLiveModel->findOne(pattern)) << pattern;
     EXPECT_THAT(found("top.*"), testing::SizeIs(5));
+
+    // By choice, a replaced name is found where it is all that matches.
+    EXPECT_FALSE(qkLiveModel->findNext("top.r*", nullptr));
+    qk_strict = false;
+    for (const char* pattern : {"top.hidden", "top.copy", "top.*", "top.none"})
+        EXPECT_FALSE(qkLiveModel->findOne(pattern)) << pattern;
+    QkName* const gone = name("top.replaced");
+    EXPECT_EQ(qkLiveModel->findOne("top.replaced"), gone);
+    EXPECT_EQ(qkLiveModel->findNext("top.r*", nullptr), gone);
+    EXPECT_EQ(qkLiveModel->findNext("top.r*", gone), nullptr);
+    qk_cli("set top.replaced = 5");
+    EXPECT_EQ(said, "top.replaced set to 0x5\n");
+    EXPECT_EQ(storage[0], 5);
 }
 
 TEST_F(LookupTest, NamesStandInOrderOfScopeStimulusAndText) {
