@@ -245,27 +245,15 @@ void listNotMatched(const char* pattern) {
 
 // ---- wired
 
-/// Prints the other names on `trace`. @return whether there was one
-bool printWiredNames(Printout& out, const QkTrace* trace, const QkName* asked) {
-    bool printed = false;
-    TraceNames::each(trace->names, [&](const QkName* name) {
-        if (name == asked) return;
-        out.print("\t%s%s\n", FullName(name).c_str(),
-                  trace->invert != asked->trace->invert ? " (inverted)" : "");
-        out.endLine();
-        printed = true;
-    });
-    return printed;
-}
-
 void printWired(Printout& out, const QkName* asked) {
     out.print("\nSignals wired to: %s\n", FullName(asked).c_str());
     bool printed = false;
-    const QkTrace* trace = asked->trace;
-    do {
-        if (trace != &gDummyTrace) printed |= printWiredNames(out, trace, asked);
-        trace = trace->sameAddr_n;
-    } while (trace && trace != asked->trace);
+    eachNameOfStorage(asked, [&](const QkName* name) {
+        out.print("\t%s%s\n", FullName(name).c_str(),
+                  name->trace->invert != asked->trace->invert ? " (inverted)" : "");
+        out.endLine();
+        printed = true;
+    });
     if (!printed) out.add("\n    (none found)\n");
 }
 

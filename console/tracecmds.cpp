@@ -60,6 +60,18 @@ void showChanges(QkName* name) {
     widen(qkLiveModel->showScopeWidth, name->scope->fullName.str());
 }
 
+/// Where a comparison says much, reports the other names of a name's storage.
+void reportSameStorage(const QkName* name) {
+    const QkFileReader& reader = qkLiveModel->reader;
+    if (!reader.runningFromVCD || reader.verbose < 2) return;
+    const FullName asked(name);
+    Printout out;
+    eachNameOfStorage(name, [&](const QkName* other) {
+        out.print("trace: %s is on the storage of %s\n", FullName(other).c_str(), asked.c_str());
+        out.endLine();
+    });
+}
+
 /// Traces what the argument selects; with `showRestricted` a selection by options is shown too.
 void traceNames(const char* argument, bool showRestricted) {
     QkTraceWriter& writer = qkLiveModel->writer;
@@ -79,6 +91,7 @@ void traceNames(const char* argument, bool showRestricted) {
         found = true;
         if (!name->traced) writer.startTracing(name);
         if (showRestricted && selection.isRestricted()) showChanges(name);
+        reportSameStorage(name);
     }
     if (found)
         noteTraced();
@@ -98,6 +111,7 @@ void showNames(const char* pattern) {
         }
         if (!name->traced) writer.startTracing(name);
         showChanges(name);
+        reportSameStorage(name);
     }
 }
 

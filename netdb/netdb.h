@@ -254,6 +254,20 @@ void eachSource(const QkName* name, Visit&& visit) {
         if (element.trace) visit(element.trace);
 }
 
+/// Calls visit(const QkName*) for each other name that is bound to the name's storage, in either
+/// polarity: those of its own trace first.
+template <class Visit>
+void eachNameOfStorage(const QkName* name, Visit&& visit) {
+    const QkTrace* trace = name->trace;
+    do {
+        if (trace != &gDummyTrace)
+            TraceNames::each(trace->names, [&](const QkName* other) {
+                if (other != name) visit(other);
+            });
+        trace = trace->sameAddr_n;
+    } while (trace && trace != name->trace);
+}
+
 // ---- Look-up
 
 /// Matches a whole text against a pattern in which '*' stands for any run of characters.

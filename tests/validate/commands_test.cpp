@@ -96,6 +96,19 @@ TEST_F(CommandsTest, AnswerInAComparison) {
     EXPECT_THAT(said, testing::EndsWith("ZEFT Validate: already running\n"));
 }
 
+TEST_F(CommandsTest, OtherNamesOfAStorageAreReportedAtVerbose2) {
+    registerNets("alias", {net(0, 1, "low", &model.bus, 7, 0), net(0, 2, "bus", &model.bus, 7, 0)});
+    const std::string lines =
+        "trace: alias.low is on the storage of top.sub.bus\n"
+        "trace: alias.bus is on the storage of top.sub.bus\n";
+    for (const char* command : {"trace top.sub.bus", "show top.sub.bus"}) {
+        inComparison("verbose 1");
+        EXPECT_THAT(inComparison(command), testing::Not(testing::HasSubstr("storage")));
+        inComparison("verbose 2");
+        EXPECT_THAT(inComparison(command), testing::HasSubstr(lines));
+    }
+}
+
 TEST_F(CommandsTest, AreNotRecognisedOutsideOfOne) {
     for (const char* word :
          {"open", "clock", "synctime", "map", "restart", "monitor", "threshold", "verbose",
