@@ -116,6 +116,7 @@ const char* readIndex(const char* text, int64_t& index) {
 }  // namespace
 
 void printName(Printout& out, const QkName* name, int64_t from, int64_t to, char separator) {
+    if (!isBound(name)) return;
     if (name->kind == kExtractName || name->kind == kVirtualName)
         printBits(out, name);
     else if (name->kind == kPlainName && name->trace->isArray())

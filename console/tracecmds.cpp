@@ -90,6 +90,7 @@ void traceNames(const char* argument, bool showRestricted) {
         if (name->isHidden() || !selection.takes(name)) continue;
         found = true;
         if (!name->traced) writer.startTracing(name);
+        if (!name->traced) continue;
         if (showRestricted && selection.isRestricted()) showChanges(name);
         reportSameStorage(name);
     }
@@ -110,6 +111,7 @@ void showNames(const char* pattern) {
             continue;
         }
         if (!name->traced) writer.startTracing(name);
+        if (!name->traced) continue;
         showChanges(name);
         reportSameStorage(name);
     }

@@ -44,6 +44,7 @@ int QkHandleTable::setNotify(QkVariable* variable, bool on) {
     if (!isValid(variable)) return kInvalidHandle;
     QkName* const name = variable->name;
     if (qkLiveModel->writer.fileIsOpen() && name->traced) return kSaveInProgress;
+    if (on && !isBound(name)) return kNameGone;
     if (on && name->kind != kVirtualName && name->trace->isArray()) return kIsArray;
     if (on) qkLiveModel->writer.settle(name);
     if (isValid(variable) && variable->name == name) setFlag(variable, kNotifies, on);
@@ -85,7 +86,7 @@ QkBreakpoint* QkHandleTable::find(unsigned number) const {
 /// @return why a break of the variable cannot be made or deleted now, or 0
 int QkHandleTable::refusal(const QkVariable* variable) {
     if (!isHandle(variable)) return kInvalidHandle;
-    if (!variable->name) return kNameGone;
+    if (!variable->name || !isBound(variable->name)) return kNameGone;
     // To be told of its changes the net must be traced, and the file has its list of nets already.
     return qkLiveModel->writer.scopesWritten && !variable->name->traced ? kSaveInProgress : 0;
 }

@@ -41,7 +41,7 @@ int resolveIdleBits(ElementRequest& request) {
 int resolve(ElementRequest& request) {
     if (request.idle) return resolveIdleBits(request);
     request.net = qkLiveModel->findOne(request.source.c_str());
-    if (!request.net) return kNoSource;
+    if (!request.net || !isBound(request.net)) return kNoSource;
     const QkName* const net = request.net;
     if (net->kind == kVirtualName) return kSourceIsVirtual;
     if (net->trace->isArray()) return kSourceIsArray;

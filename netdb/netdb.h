@@ -163,8 +163,13 @@ using TraceRing = Ring<QkTrace, &QkTrace::next, &QkTrace::prev>;
 using SameAddress = Ring<QkTrace, &QkTrace::sameAddr_n, &QkTrace::sameAddr_p>;
 using ActiveTraces = Ring<QkTrace, &QkTrace::a_next, &QkTrace::a_prev>;
 
-/// Holds the names that registration has made but not bound. In no ring of traces.
+/// Holds the names that registration has made but not bound. In no ring of traces. It reads as a
+/// bit that is 0.
 extern QkTrace gDummyTrace;
+
+/// Asserts that a name is bound. Between the rows of a section those that wait for the net which
+/// replaces them are not. @return whether it is
+bool isBound(const QkName* name);
 
 class QkScope {
 public:

@@ -314,6 +314,8 @@ void QkRegistration::end(kelvo_module* m) {
     QK_ASSERT(gDummyTrace.names == NULL);
     delete enter(m, data, Completed);
     data = nullptr;
+    // A scope that there was before has not announced the section's names.
+    qkLiveModel->elaborated = qkLiveModel->complete = false;
 }
 
 // ---- By hand

@@ -7,7 +7,29 @@
 #include "netdb/live_model.h"
 #include "run/console_text.h"
 
-QkTrace gDummyTrace{};
+namespace {
+
+uint8_t storageOfNone = 0;
+
+constexpr QkTrace makeDummyTrace() {
+    QkTrace trace{};
+    trace.address = &storageOfNone;
+    trace.header = &gDummyTrace;
+    trace.sameAddr_n = trace.sameAddr_p = &gDummyTrace;
+    return trace;
+}
+
+}  // namespace
+
+// Static objects may register their nets before the program's own start.
+constinit QkTrace gDummyTrace = makeDummyTrace();
+
+bool isBound(const QkName* name) {
+    const QkTrace* const trace = name->trace;
+    const bool bound = trace && trace != &gDummyTrace;
+    QK_ASSERT_AS(bound, "trace && (trace != &gDummyTrace)");
+    return bound;
+}
 
 bool QkTrace::isWithinArrayRange(int64_t index) const {
     const int64_t offset = arrayLeft() > arrayRight() ? index - arrayRight() : arrayRight() - index;

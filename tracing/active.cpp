@@ -85,7 +85,9 @@ void QkTraceWriter::countOn(QkName* name, int32_t QkTrace::*counter, int by) {
 
 void QkTraceWriter::startTracing(QkName* name) {
     QkTrace* const trace = name->trace;
-    QK_ASSERT_AS(trace && trace != &gDummyTrace, "nn && nn->trace && (nn->trace != &gDummyTrace)");
+    const bool bound = trace && trace != &gDummyTrace;
+    QK_ASSERT_AS(bound, "nn && nn->trace && (nn->trace != &gDummyTrace)");
+    if (!bound) return;
     hold(name);
     name->traced = true;
     countTraced(name->scope, 1);

@@ -215,6 +215,8 @@ bool isContract(const char* condition) {
                                              "nn >= 0",
                                              "m->qk_get_module_name() != NULL",
                                              "gDummyTrace.names == NULL",
+                                             "trace && (trace != &gDummyTrace)",
+                                             "nn && nn->trace && (nn->trace != &gDummyTrace)",
                                              "(owner == NULL) || (owner == o->header)",
                                              "ma.to < man.to",
                                              "o.to >= (to + bytes)",
@@ -452,7 +454,7 @@ void Run::perform(Operation& operation) {
             return;
         case 'w': wave(); return;
         case 'k':
-            if (isOpen || !isHarmless(line.remaining())) return;
+            if (!isHarmless(line.remaining())) return;
             completeRegistration(true, 0);  // what ends the run does so here
             qk_cli(line.remaining());
             stopTime = kNoStop;

@@ -137,6 +137,21 @@ TEST_F(RegistrationTest, EveryFaultEndsTheRunWithItsMessage) {
     }
 }
 
+TEST_F(RegistrationTest, ANameThatWaitsForItsNetIsNotRead) {
+    kelvo_module m("m", "u");
+    const QkGRNet rows[] = {net(0, 1, "n", &byte, 7, 0), replacedBy(2, "r", 1, 7)};
+    QkRegistration::start(&m, 1, 2, false);
+    QkRegistration::addNets(&m, 2, rows);
+    qk_strict = false;  // look-up for one object finds the name, too
+    for (const char* command : {"ls *", "print u.r", "savesim s", "break u.r", "setvv v = u.r"})
+        EXPECT_DEATH(qk_cli(command), "trace && \\(trace != &gDummyTrace\\)") << command;
+    QkRegistration::addExtracts(&m, 0, nullptr);
+    QkRegistration::end(&m);
+    said.clear();
+    qk_cli("ls u.r");
+    EXPECT_EQ(said, "u.r         : 00\n");
+}
+
 TEST_F(RegistrationTest, TablesMayComeInPieces) {
     kelvo_module m("m", "u");
     const QkGRScope scopes[] = {{0, 2, "a", 0}, {2, 1, "b", 1}};
