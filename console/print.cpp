@@ -42,10 +42,24 @@ void printDigits(Printout& out, const QkTrace* trace, uint32_t element) {
     for (auto chunk = chunks.rbegin() + 1; chunk != chunks.rend(); ++chunk) out.addHex(64, *chunk);
 }
 
+/// Prints the width of a value whose first digit stands for less than four bits.
+void printWidth(Printout& out, int width) {
+    const int top = topChunkBits(width);
+    if (top != 1 && top % 4 != 0) out.print("%d'h", width);
+}
+
 void printScalar(Printout& out, const QkTrace* trace) {
-    const int top = topChunkBits(trace->width());
-    if (top != 1 && top % 4 != 0) out.print("%d'h", trace->width());
+    printWidth(out, trace->width());
     printDigits(out, trace, 0);
+}
+
+/// Prints a port that is connected to some bits of a net, as if these were a net.
+void printPartial(Printout& out, const QkName* name) {
+    const int width = name->range().width;
+    printWidth(out, width);
+    int digits = topChunkBits(width);
+    for (int chunk = name->chunkCount(); chunk-- > 0; digits = QK_MAXUBITS)
+        out.addHex(digits, readChunk(name, chunk, 0));
 }
 
 /// Prints a name that has bits of its own, from the most significant end. The remainder below the
@@ -117,7 +131,9 @@ const char* readIndex(const char* text, int64_t& index) {
 
 void printName(Printout& out, const QkName* name, int64_t from, int64_t to, char separator) {
     if (!isBound(name)) return;
-    if (name->kind == kExtractName || name->kind == kVirtualName)
+    if (name->partial)
+        printPartial(out, name);
+    else if (name->isSlice())
         printBits(out, name);
     else if (name->kind == kPlainName && name->trace->isArray())
         printArray(out, name->trace, from, to, separator);

@@ -214,7 +214,7 @@ QkVariable* QkVariable::GetCanonical() {
 
 void* QkVariable::GetAddress() {
     const QkName* const net = nameOf(this);
-    if (!net || net->isSlice() || net->trace->invert) return nullptr;
+    if (!net || net->kind > kTermName || net->trace->invert) return nullptr;
     return net->trace->address;
 }
 

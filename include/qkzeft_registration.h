@@ -48,7 +48,7 @@ struct QkGRExtract {
     int reserved;
 };
 
-/// A name that reads a net in bounds of its own.
+/// A name that reads a net in bounds of its own: as many bits as those have, from the net's lowest.
 struct QkGRTerm {
     int scope;
     const char* name;

@@ -91,6 +91,8 @@ struct QkLiveModel : QkModel {
     void bindName(QkName* name, QkTrace* trace);
     /// Moves a name of kind 2 to those that read `trace`.
     void bindExtract(QkName* name, QkTrace* trace);
+    /// Moves a name of kind 1 to the ring of `trace`, and to those that read it if it is a slice.
+    void bindTerm(QkName* name, QkTrace* trace);
     /// Makes a virtual variable without elements in the first top-level scope, which there is.
     QkName* addVirtual(const char* localName);
     /// Adds an element at the low end of a virtual variable.
@@ -104,7 +106,8 @@ struct QkLiveModel : QkModel {
     /// Calls visit(QkName*) for each name that a text without a '*' matches, in no order.
     template <class Visit>
     void eachOfFullName(const char* text, Visit&& visit) const;
-    /// @return the one name that matches and that is neither hidden nor replaced, else null
+    /// @return the one name that matches and that is neither hidden nor replaced nor a copy, else
+    ///         null. Where none matches and `qk_strict` is off: the one replaced name that does
     QkName* findOne(const char* pattern) const;
     /// @return the first such name after `after` in the order of `names`, or of all for null; null
     ///         when there is none. All calls of a walk together cost one pass.

@@ -85,12 +85,26 @@ void QkLiveModel::bindName(QkName* name, QkTrace* trace) {
     TraceNames::append(trace->names, name);
 }
 
+namespace {
+
+void addSlice(QkTrace* trace, QkName* name) {
+    if (!trace->extras) trace->extras = new TraceExtras;
+    trace->extras->exnames.push_back(name);
+}
+
+}  // namespace
+
 void QkLiveModel::bindExtract(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
     name->trace = trace;
     name->readsCopy = trace->isCopy();
-    if (!trace->extras) trace->extras = new TraceExtras;
-    trace->extras->exnames.push_back(name);
+    addSlice(trace, name);
+}
+
+void QkLiveModel::bindTerm(QkName* name, QkTrace* trace) {
+    bindName(name, trace);
+    name->partial = name->range().width != trace->range.width;
+    if (name->partial) addSlice(trace, name);
 }
 
 void QkLiveModel::removeName(QkName* name) {
@@ -105,11 +119,8 @@ void QkLiveModel::removeName(QkName* name) {
     ScopeNames::remove(name->scope->allNames, name);
     QkTrace* const trace = name->trace;
     if (name->kind == kVirtualName) leaveSources(name);
-    if (name->kind == kExtractName) {
-        std::erase(trace->extras->exnames, name);
-    } else {
-        TraceNames::remove(trace->names, name);
-    }
+    if (name->kind == kExtractName || name->partial) std::erase(trace->extras->exnames, name);
+    if (name->kind != kExtractName) TraceNames::remove(trace->names, name);
     NameRing::remove(names, name);
     namesByFullName.remove(name->hash, name->id);
     if (trace != &gDummyTrace) dropUnnamed(trace);

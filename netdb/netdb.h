@@ -41,11 +41,11 @@ struct VirtualElement {
 
 /// What names of kind 1 to 3 have beside the common fields.
 struct NameExtension {
-    BitRange range;                  ///< the name's own bounds, kinds 1 to 3
-    int offset = 0;                  ///< kind 2: low bit of the slice within its trace
-    uint32_t vcdSlot = 0;            ///< kinds 2 and 3: place in the trace writer, 0 for none yet
-    int holds = 0;                   ///< kinds 2 and 3: reasons to compare it at captures
-    std::vector<uint64_t> recorded;  ///< kinds 2 and 3, compared: the chunks as last seen
+    BitRange range;                        ///< the name's own bounds, kinds 1 to 3
+    int offset = 0;                        ///< kind 2: low bit of the slice within its trace
+    uint32_t vcdSlot = 0;                  ///< slices: place in the trace writer, 0 for none yet
+    int holds = 0;                         ///< slices: reasons to compare it at captures
+    std::vector<uint64_t> recorded;        ///< slices, compared: the chunks as last seen
     std::vector<VirtualElement> elements;  ///< kind 3: the most significant first
 };
 
@@ -66,6 +66,7 @@ struct QkName {
     bool stimulus : 1;                          ///< named as a further stimulus by the user
     bool readsCopy : 1;                         ///< the trace is a copy of an owner elsewhere
     bool watched : 1;                           ///< its handle has breakpoints or asks for changes
+    bool partial : 1;                           ///< kind 1 of another width than its net: a slice
     QkName *next, *prev;                        ///< ring QkModel::names
     QkName *same_scope_next, *same_scope_prev;  ///< ring QkScope::allNames
     QkName *n_next, *n_prev;                    ///< ring QkTrace::names
@@ -74,8 +75,9 @@ struct QkName {
     bool isHidden() const;
     /// @return the bounds that the user sees: the trace's for a plain name, else the name's own
     const BitRange& range() const;
-    /// @return whether the value is a slice, or several, of what traces hold
-    bool isSlice() const { return kind == kExtractName || kind == kVirtualName; }
+    /// @return whether the value is a slice, or several, of what traces hold. Slices are compared,
+    ///         recorded and written on their own
+    bool isSlice() const { return kind >= kExtractName || partial; }
     int chunkCount() const { return (range().width + QK_MAXUBITS - 1) / QK_MAXUBITS; }
 };
 
@@ -86,7 +88,7 @@ struct TraceExtras {
     const void* traceWord = nullptr;           ///< storage of the owner that this net is a copy of
     MasterArrayAssign* arrayRecord = nullptr;  ///< the change list in generated code's cell
     CopyGroup* copies = nullptr;               ///< shared by its members
-    std::vector<QkName*> exnames = {};         ///< names of kind 2 that read this trace
+    std::vector<QkName*> exnames = {};         ///< slices of kinds 1 and 2 that read this trace
     std::vector<QkName*> pvnames = {};         ///< names of kind 3 that read it, each once
 };
 
@@ -107,7 +109,7 @@ struct QkTrace {
     QkTrace *a_next, *a_prev;          ///< ring QkLiveModel::active_traces, null outside it
     QkName* names;                     ///< head of the ring of names bound to this trace
     uint32_t changed;                  ///< sticky: a capture saw a change
-    int32_t nrecord;        ///< traced names of kind 0 and 1: they have its changes recorded
+    int32_t nrecord;        ///< traced names that are no slices: they have its changes recorded
     int32_t nbreak;         ///< names with breakpoints that read this trace
     uint32_t vcdSlot;       ///< place in the trace writer, 0 for none yet
     uint32_t id;            ///< number in the store

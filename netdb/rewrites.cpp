@@ -118,6 +118,6 @@ void QkRegistrationData::addReader(const Reader& reader) {
     if (reader.kind == kExtractName) {
         qkLiveModel->bindExtract(formal, trace);
     } else {
-        qkLiveModel->bindName(formal, trace);
+        qkLiveModel->bindTerm(formal, trace);
     }
 }

@@ -207,7 +207,7 @@ void QkTraceWriter::markReaders(const QkTrace* trace) {
 void QkTraceWriter::reportChange(uint32_t slot, int64_t index) {
     std::vector<QkName*> concerned;
     TraceNames::each(slots.owners[slot].trace->names, [&](QkName* name) {
-        if (name->show || name->watched) concerned.push_back(name);
+        if ((name->show || name->watched) && !name->isSlice()) concerned.push_back(name);
     });
     const uint64_t removals = liveModel->removals;
     for (QkName* name : concerned) {

@@ -17,11 +17,8 @@ bool isDumped(const QkTrace* trace) {
     return !trace->isArray() && !(trace->flags & QK_flag_never_write);
 }
 
-/// A port connected to some bits of a net only has no line of its own: it would need those of the
-/// net under another width.
 bool isDumped(const QkName* name) {
-    bool dumped = isBound(name) && (name->kind != kTermName ||
-                                    name->range().width == name->trace->width());
+    bool dumped = isBound(name);
     eachSource(name, [&](const QkTrace* trace) { dumped &= isDumped(trace); });
     return dumped;
 }

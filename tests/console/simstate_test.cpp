@@ -77,6 +77,7 @@ TEST_F(SimstateTest, EveryBitOfTheStorageComesBack) {
                                                                        "half.top.cpu.lane[1]\n"),
                                                     testing::Not(testing::HasSubstr("failed"))));
     EXPECT_THAT(readVcd("half.vcd"), testing::EndsWith("$end\n#7\n"));
+    EXPECT_THAT(readVcd("half.vcd"), testing::HasSubstr(" low    [3:0] $end\n"));
     scribble();
     EXPECT_NE(state(), saved);
     qk_cycle = 5;

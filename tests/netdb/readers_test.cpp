@@ -29,14 +29,16 @@ void registerSection(const char* instance, const std::vector<QkGRExtract>& extra
 using ReadersTest = ModelTest;
 
 TEST_F(ReadersTest, AreReadListedWiredTracedAndDumped) {
-    registerSection(
-        "u",
-        {{0, "cross", 0, 15, 0, 2, 56, 0},  // bits 71 to 56 of wide
-         {0, "mirror", 0, 0, 7, 4, 2, 0},   // 8 bits of up, 2 above its low end
-         {0, "bit", 1, 0, 0, 1, 7, 0},
-         {0, "inverted", 1, 0, 0, -5, 0, 0},
-         {0, "nothing", 1, 0, 0, -1, 0, 0}},
-        {{0, "term", 0, 17, 10, 1}, {0, "upterm", 0, 10, 29, 4}, {0, "nterm", 1, 0, 0, -5}});
+    registerSection("u",
+                    {{0, "cross", 0, 15, 0, 2, 56, 0},  // bits 71 to 56 of wide
+                     {0, "mirror", 0, 0, 7, 4, 2, 0},   // 8 bits of up, 2 above its low end
+                     {0, "bit", 1, 0, 0, 1, 7, 0},
+                     {0, "inverted", 1, 0, 0, -5, 0, 0},
+                     {0, "nothing", 1, 0, 0, -1, 0, 0}},
+                    {{0, "term", 0, 17, 10, 1},
+                     {0, "upterm", 0, 10, 29, 4},
+                     {0, "nterm", 1, 0, 0, -5},
+                     {0, "lowpart", 0, 6, 2, 2}});
     low8 = 0x81;
     flag = 1;
     parts[0] = 0xab00000000000000;
@@ -55,6 +57,7 @@ TEST_F(ReadersTest, AreReadListedWiredTracedAndDumped) {
         {"u.nflag", "0", 0, kPlainName},
         {"u.term", "81", 0x81, kTermName},
         {"u.upterm", "12345", 0x12345, kTermName},
+        {"u.lowpart", "5'h00", 0, kTermName},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -71,18 +74,20 @@ TEST_F(ReadersTest, AreReadListedWiredTracedAndDumped) {
     EXPECT_THAT(said, testing::HasSubstr("\tu.nflag (inverted)\n\tu.nterm (inverted)\n"));
     EXPECT_THAT(said, testing::Not(testing::HasSubstr("u.inverted")));  // in no ring of names
 
-    // Names of kind 1 share the code of their net, slices have their own.
+    // Names of the whole net share its code, slices have their own, also those of kind 1.
     qk_cli("show u.*");
     said.clear();
     const QkName* const cross = name("u.cross");
     EXPECT_EQ(writeBits(name("u.cross"), 0, 0, 16, 0x1234), 0);
     flag = 0;
+    parts[0] |= 0x13;
     advance();
     EXPECT_EQ(readChunk(cross, 0, 0), 0x1234u);
     EXPECT_EQ(parts[1], 0x300000012u);
     EXPECT_THAT(said, testing::HasSubstr("u.cross    = 1234\n"));
     EXPECT_THAT(said, testing::HasSubstr("u.inverted = 1\n"));
     EXPECT_THAT(said, testing::HasSubstr("u.nterm    = 1\n"));
+    EXPECT_THAT(said, testing::HasSubstr("u.lowpart  = 5'h13\n"));
     EXPECT_THAT(said, testing::Not(testing::HasSubstr("u.bit")));
     ASSERT_EQ(qk_save("x.vcd"), 1);
     const std::string vcd = readVcd("x.vcd");
@@ -94,8 +99,10 @@ TEST_F(ReadersTest, AreReadListedWiredTracedAndDumped) {
     EXPECT_EQ(codeOf("nflag"), codeOf("nterm"));
     EXPECT_NE(codeOf("flag"), codeOf("nflag"));
     EXPECT_NE(codeOf("cross"), codeOf("wide"));
+    EXPECT_NE(codeOf("lowpart"), codeOf("wide"));
     const std::string change = vcd.substr(vcd.find("$end\n#"));
     EXPECT_THAT(change, testing::HasSubstr("b1001000110100 " + codeOf("cross") + "\n"));
+    EXPECT_THAT(change, testing::HasSubstr("\nb10011 " + codeOf("lowpart") + "\n"));
     EXPECT_THAT(change, testing::HasSubstr("\n1" + codeOf("inverted") + "\n"));
     EXPECT_THAT(change, testing::HasSubstr("\n0" + codeOf("flag") + "\n"));
     EXPECT_THAT(change, testing::HasSubstr("\n1" + codeOf("nflag") + "\n"));
