@@ -106,6 +106,8 @@ constinit QkCommand builtIns[] = {
     {"cli", kFreeText, kFurther, kValidateOnly, nullptr, cliCommand},
     {"steponclock", kNumberOrTime, kFurther, kValidateOnly, nullptr, steponclockCommand},
     {"verbosestep", kNumberOrTime, kFurther, kValidateOnly, "verbosestep [on|off]         verbose stepping", verbosestepCommand},
+    {"clockfirst", kNumberOrTime, kListed, kValidateOnly, "clockfirst  [on|off]         apply clocks before the other inputs of a time step", clockfirstCommand},
+    {"early", kSignalPattern, kListed, kValidateOnly, "early       <net> [<ON/off>] name an input to be applied before the clocks", earlyCommand},
 };
 // clang-format on
 

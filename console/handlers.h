@@ -38,6 +38,7 @@ int validateCommand(const char* argument);  // validate/commands.cpp
 int openCommand(const char* argument);
 int closeCommand(const char* argument);
 int clockCommand(const char* argument);
+int earlyCommand(const char* argument);
 int synctimeCommand(const char* argument);
 int mapCommand(const char* argument);
 int stimulusCommand(const char* argument);
@@ -47,6 +48,7 @@ int thresholdCommand(const char* argument);
 int verboseCommand(const char* argument);
 int verbosestepCommand(const char* argument);
 int steponclockCommand(const char* argument);
+int clockfirstCommand(const char* argument);
 int timeExecutionCommand(const char* argument);
 int summariseCommand(const char* argument);
 int restartCommand(const char* argument);

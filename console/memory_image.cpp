@@ -433,6 +433,7 @@ void ImageReader::store() {
         for (const Part& part : parts) storePart(part, digits.field(part.offset));
     }
     ++index;
+    ++qkWriteCount;
 }
 
 /// Has whatever follows the array's change list look at the whole of it.

@@ -9,6 +9,7 @@
 #include "licence/licence.h"
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
 
 namespace {
@@ -73,6 +74,11 @@ int qk_loadsim(const char* given) {
     say("Trace data read from file: %s\n", fileName.c_str());
     if (!eachArray(prefix, loadArray)) return 0;
     extend("extend_loadsim", prefix);
+    if (qk_settle_fn) {
+        const uint64_t time = qk_cycle;
+        qk_settle_fn();
+        qk_cycle = time;
+    }
     return 1;
 }
 

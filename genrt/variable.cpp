@@ -173,10 +173,13 @@ int QkVariable::SetWideArrayValue(uint64_t value, int chunk, int index) {
         const uint64_t mask = bitMask(trace->width());
         const uint64_t unused = loadStorage(trace->address, bytes) & ~mask;
         storeStorage(trace->address, bytes, unused | (value & mask));
+        ++qkWriteCount;
         return 0;
     }
     if (chunk < 0 || chunk >= net->chunkCount()) return kBeyondWidth;
-    return writeChunk(net, chunk, index, value);
+    const int failed = writeChunk(net, chunk, index, value);
+    if (!failed) ++qkWriteCount;
+    return failed;
 }
 
 // ---- Properties

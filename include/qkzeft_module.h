@@ -126,6 +126,16 @@ QK_API extern bool qk_strict;
 /// One evaluation of the model, without advancing time; null until the model sets it. Only a
 /// comparison against a reference trace calls it.
 QK_API extern void (*qk_step_fn)(void);
+/// Takes up inputs and registers that have just been written from outside, which makes no clock
+/// edges, without advancing time; null at first. It is called in place of qk_step_fn after the
+/// first values of a trace, and after loadsim. When it is null, qk_step_fn is called after the
+/// first values, and nothing after loadsim.
+QK_API extern void (*qk_settle_fn)(void);
+
+/// @return how many values users, programs and files have written into the model's storage so far:
+///         set, handles, readmem, loadsim, and the first values of a trace. A model that runs by
+///         itself evaluates once more at the same time when the number has moved.
+QK_API uint64_t qk_write_count(void);
 
 }  // extern "C"
 

@@ -29,6 +29,10 @@ QK_API int qk_mtc_ignore(const char* pattern);
 /// @param on       0: no clocks
 /// @return non-zero when any matches
 QK_API int qk_mtc_clock(const char* pattern, int on);
+/// Makes inputs early ones, or not: with clocks first (qk_mtc_clock_first()) they reach the model
+/// before a clock edge of the same time step, as those with QK_flag_early_input do.
+/// @return non-zero when any matches
+QK_API int qk_mtc_early(const char* pattern, int on);
 /// Maps a scope of the model to one of the trace; a mapping that it had is replaced. An open trace
 /// is opened again, from its start.
 /// @param model_scope  dotted path; may be null or empty together with `trace_scope`
@@ -53,6 +57,12 @@ QK_API int qk_mtc_synctime_real(double seconds);
 /// an error for a trace to have none.
 /// @return 1
 QK_API int qk_mtc_step_on_clock(int on);
+/// Has each time step of a trace applied in up to three groups, whatever the order of its lines:
+/// early inputs, then clocks, then the other inputs. The model is evaluated after each group in
+/// which a value changed, and compared once, at the end of the time step. Off at first; of this and
+/// qk_mtc_step_on_clock(), the one that was switched on last holds.
+/// @return the setting before
+QK_API int qk_mtc_clock_first(int on);
 /// Sets at how many differences a comparison stops; 10 at first.
 /// @param differences  0 or less: it does not stop for them
 /// @return 1

@@ -3,6 +3,11 @@
 #include <cstdlib>
 
 #include "netdb/netdb.h"
+#include "qkzeft_module.h"
+
+uint64_t qkWriteCount = 0;
+
+uint64_t qk_write_count() { return qkWriteCount; }
 
 namespace {
 

@@ -225,6 +225,9 @@ private:
 
 // ---- Values through traces and names
 
+/// What qk_write_count() returns: whoever writes values for a user or from a file counts them here.
+extern uint64_t qkWriteCount;
+
 /// Reads `count` bits, 0 to 64, from bit number `bit` (the lowest wanted, in declared numbering).
 /// @param index  array index as declared; 0 for a scalar
 /// @param out    receives the bits, right-aligned

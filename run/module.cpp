@@ -12,6 +12,7 @@
 QkLiveModel* qkLiveModel = nullptr;
 bool qk_strict = true;
 void (*qk_step_fn)() = nullptr;
+void (*qk_settle_fn)() = nullptr;
 
 namespace {
 

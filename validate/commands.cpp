@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/qkassert.h"
@@ -89,22 +90,36 @@ int qk_mtc_ignore(const char* pattern) {
     return count;
 }
 
-int qk_mtc_clock(const char* pattern, int on) {
+namespace {
+
+/// Marks driven nets, also for the trace in hand. @return how many match
+int markInputs(const char* pattern, bool on, uint32_t flag, bool QkVCDId::*mark, const char* what) {
     QkFileReader& validate = reader();
     int count = 0;
     for (const QkName* name : qkLiveModel->matching(orEmpty(pattern))) {
         if (!isStimulus(name)) continue;
         ++count;
         uint32_t& flags = name->trace->flags;
-        flags = on ? flags | QK_flag_clock : flags & ~uint32_t{QK_flag_clock};
-        say("ZEFT Validate: %s is %sa clock input\n", FullName(name).c_str(), on ? "" : "not ");
+        flags = on ? flags | flag : flags & ~flag;
+        say("ZEFT Validate: %s is %s%s input\n", FullName(name).c_str(), on ? "" : "not ", what);
         const QkVCDName* const partner =
             validate.vcdModel ? validate.vcdModel->partnerOf(name) : nullptr;
         if (!partner) continue;
-        for (QkVCDVar* const var : partner->vcdVars) var->vcdId->isClock = on != 0;
+        for (QkVCDVar* const var : partner->vcdVars) var->vcdId->*mark = on;
         validate.vcdModel->usesChanged();
     }
+    validate.regroup();
     return count;
+}
+
+}  // namespace
+
+int qk_mtc_clock(const char* pattern, int on) {
+    return markInputs(pattern, on != 0, QK_flag_clock, &QkVCDId::isClock, "a clock");
+}
+
+int qk_mtc_early(const char* pattern, int on) {
+    return markInputs(pattern, on != 0, QK_flag_early_input, &QkVCDId::isEarlyInput, "an early");
 }
 
 // ---- Scopes
@@ -256,11 +271,29 @@ int qk_mtc_synctime_real(double seconds) {
     return 1;
 }
 
+namespace {
+
+/// @return the setting before. The model need not be complete yet.
+bool setClockFirst(bool on) {
+    QkFileReader& validate = qkLiveModel->reader;
+    const bool before = std::exchange(validate.clockFirst, on);
+    if (before != on) validate.regroup();
+    return before;
+}
+
+}  // namespace
+
 int qk_mtc_step_on_clock(int on) {
     QkFileReader& validate = reader();
     validate.steponclockRequested = true;
     validate.steponclock = on != 0;
+    if (on) setClockFirst(false);
     return 1;
+}
+
+int qk_mtc_clock_first(int on) {
+    QK_ASSERT_AS(qkLiveModel != nullptr, "qkLiveModel != NULL");
+    return setClockFirst(on != 0);
 }
 
 int qk_mtc_threshold(int differences) {
@@ -297,16 +330,24 @@ int closeCommand(const char*) {
     return 1;
 }
 
-int clockCommand(const char* argument) {
+namespace {
+
+int markCommand(const char* argument, int (*mark)(const char*, int), const char* what) {
     if (!isRunning()) return 0;
     const FirstWord split = firstWord(argument);
     const std::string pattern(split.word);
     if (pattern.empty())
-        qk_printf("ZEFT Validate: no clock nets named\n");
-    else if (!qk_mtc_clock(pattern.c_str(), readSwitch(split.rest)))
+        qk_printf("ZEFT Validate: no %s nets named\n", what);
+    else if (!mark(pattern.c_str(), readSwitch(split.rest)))
         say("ZEFT Validate: no stimuli found matching pattern %s\n", pattern.c_str());
     return 1;
 }
+
+}  // namespace
+
+int clockCommand(const char* argument) { return markCommand(argument, qk_mtc_clock, "clock"); }
+
+int earlyCommand(const char* argument) { return markCommand(argument, qk_mtc_early, "early"); }
 
 int synctimeCommand(const char* argument) {
     if (!isRunning()) return 0;
@@ -390,6 +431,14 @@ int steponclockCommand(const char* argument) {
     const bool on = readSwitch(argument);
     qk_printf("ZEFT Validate: steponclock is %s\n", onOrOff(on));
     return qk_mtc_step_on_clock(on);
+}
+
+int clockfirstCommand(const char* argument) {
+    if (!isRunning()) return 0;
+    const bool on = readSwitch(argument);
+    qk_printf("ZEFT Validate: clockfirst is %s\n", onOrOff(on));
+    qk_mtc_clock_first(on);
+    return 1;
 }
 
 int timeExecutionCommand(const char* argument) {

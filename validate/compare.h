@@ -33,6 +33,14 @@ enum CompareState : uint8_t {
     Destroy                     ///< never entered
 };
 
+/// When a driven net takes its value within a time step, with clocks first: all of one group, then
+/// the model is evaluated, then those of the next.
+enum CommitGroup : uint8_t {
+    kOtherInputs,  ///< and nets that are compared; the last group
+    kEarlyInputs,
+    kClocks
+};
+
 /// @return the name of a state as users see it
 const char* compareStateName(CompareState state);
 
@@ -101,7 +109,9 @@ public:
     int nChanges = 0;  ///< changes compared, or driven
     CompareState state;
     bool isStimulus = false;
-    bool isPending = false;  ///< stands in QkVCDTraces::pending
+    bool isPending = false;            ///< waits to be committed
+    CommitGroup group = kOtherInputs;  ///< QkVCDTraces::regroup() sets it
+    bool traceChanged = false;         ///< the trace gave it another known value after a dump
 
 private:
     uint8_t narrowWidth;  ///< 0: more than 64 digits
@@ -247,6 +257,14 @@ struct QkVCDTraces {
 
     /// Gives all pending values to their traces, in the order of their arrival.
     void commitPending(bool initial);
+    /// Gives those of one group to their traces. Nothing is captured: the model is looked at when
+    /// all groups have been committed. @return whether a driven net changed
+    bool commitGroup(CommitGroup group);
+    /// Chooses whether groups are committed apart, by the flags that nets have now.
+    void regroup(bool apart);
+    bool isGrouped() const { return grouped; }
+    /// @return whether a driven net waits to be committed
+    bool isInputPending() const;
     /// Finds out what changed in the model since the last time.
     void scanLiveChanges();
     /// Ends a dump of all values: what is compared counts as equal from here.
@@ -262,13 +280,16 @@ struct QkVCDTraces {
     std::vector<std::unique_ptr<QkVCDTrace, QkVCDTraceStore::Destroy>> all;
     std::vector<QkVCDTrace*> active;
     std::vector<QkVCDTrace*> pending;
+    std::vector<QkVCDTrace*> pendingFirst;  ///< those of the groups before the last
     bool monitorTracedOnly = false;
     int monitoredCount = 0;  ///< nets that can be compared
     int longestName = 0;     ///< columns
 
 private:
     void noteChange(QkVCDTrace* trace);
+    void enqueue(QkVCDTrace* trace);
     void prefetchAhead(size_t at) const;
+    void commitList(std::vector<QkVCDTrace*>& list, bool initial);
     void commit(QkVCDTrace* trace, bool initial);
     void commitDriven();
     void takeUp(uint32_t number);
@@ -279,6 +300,8 @@ private:
     std::vector<QkVCDTrace*> codeTraces;  ///< by the number of a code; null: of no concern
     std::vector<uint32_t> pendingDriven;  ///< numbers of codes; those not `isPending` do not count
     bool droveTraced = false;             ///< a commit wrote to a net that is traced
+    bool droveAny = false;                ///< a commit gave a driven net another value
+    bool grouped = false;                 ///< groups are committed apart
 
     friend struct QkVCDTrace;
 };

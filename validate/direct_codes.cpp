@@ -46,7 +46,9 @@ void QkVCDTraces::takeUp(uint32_t number) {
     QkVCDTrace* const trace = codeTraces[number];
     DirectCode& code = codes[number];
     const bool isDrivenOnly = trace->liveTrace && trace->isStimulus && !trace->isComparable();
-    if (!isDrivenOnly || trace->isPending || trace->narrowWidth != code.width) return;
+    if (!isDrivenOnly || trace->group != kOtherInputs || trace->isPending ||
+        trace->narrowWidth != code.width)
+        return;
     const uint64_t digits = bitMask(code.width);
     if (~trace->vcdChunk.known & digits) return;
     code.storage = plainStorage(trace->liveTrace, code.width);
@@ -62,8 +64,7 @@ void QkVCDTraces::settle(QkVCDTrace* trace) {
     trace->nChanges += std::exchange(code.nChanges, 0);
     if (!std::exchange(code.isPending, false)) return;
     trace->pendingChunk = BitString::Chunk::ofKnown(code.pending);
-    trace->isPending = true;
-    pending.push_back(trace);
+    enqueue(trace);
 }
 
 void QkVCDTraces::settleAll() {
@@ -85,6 +86,7 @@ void QkVCDTraces::commitDriven() {
         // A code that has been settled stands in the list for nothing.
         if (!std::exchange(code.isPending, false) || code.pending == code.value) continue;
         code.value = code.pending;
+        droveAny = true;
         const int bytes = storageBytes(code.width);
         const uint64_t others = loadStorage(code.storage, bytes) & ~bitMask(code.width);
         storeStorage(code.storage, bytes, others | code.value);

@@ -74,6 +74,8 @@ public:
     /// One pass. @param final  the end of the file ends the comparison
     /// @return whether there was neither a difference nor a failure
     int runTrace(bool final);
+    /// Applies the order of inputs that is in force, and the flags of nets, to the trace in hand.
+    void regroup();
     /// @return whether the model is within a step: the file cannot be exchanged then
     bool isPassRunning() const { return passRunning; }
 
@@ -91,6 +93,7 @@ public:
     uint64_t synctime = 0;  ///< ticks that model and trace may be apart; 0: until the end
     bool steponclock = true;
     bool steponclockRequested = false;  ///< the user has asked for it
+    bool clockFirst = false;  ///< within a time step clocks come first: it overrides steponclock
     bool timeExecution = false;
     std::list<MappedScope> mappedScopes;  ///< newest first
     std::list<StimulusMap> stimulusMaps;
@@ -172,7 +175,12 @@ private:
 
     // Running.
     bool readOpening(const char* path);
+    bool canStep() const;
+    void evaluate(void (*function)(), const char* reason);
     int stepModel(const char* reason);
+    int settleModel(const char* reason);
+    bool stepClockFirst();
+    bool stepsInOrder() const { return steponclock && !clockFirst; }
     bool mustPause() const;
     bool openConsole();
     void endValidate();

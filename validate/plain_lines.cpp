@@ -128,7 +128,8 @@ inline bool parsePlainLine(const char* at, PlainLine& line) {
 }  // namespace
 
 void QkFileReader::readPlainLines() {
-    if (!file || areCommitsSaid() || (steponclock && clockPending)) return;
+    const bool inOrder = stepsInOrder();
+    if (!file || areCommitsSaid() || (inOrder && clockPending)) return;
     vcdModel->findDirectCodes();
     QkVCDTraces& traces = vcdModel->traces;
     const std::vector<DirectCode>& codes = traces.codes;
@@ -162,8 +163,8 @@ void QkFileReader::readPlainLines() {
                 break;
             }
             if (!code.isConcern) continue;
-            stepNeeded |= steponclock ? code.isStepInput : code.isStimulus;
-            earlyInputs |= steponclock && code.isEarlyInput;
+            stepNeeded |= inOrder ? code.isStepInput : code.isStimulus;
+            earlyInputs |= inOrder && code.isEarlyInput;
             const auto number = static_cast<uint32_t>(line.code);
             if (code.storage && line.value.isKnown) {
                 traces.setPendingDriven(number, line.value.known);

@@ -39,12 +39,15 @@ bool QkFileReader::readOpening(const char* path) {
         say("%s: Open Trace: Failed to %s\n", path, what);
         return false;
     };
+    // Without clocks it turns itself off, for this trace.
+    if (!steponclockRequested && !qk_strict) steponclock = true;
     if (!readHeader(path)) return failed("Open");
     if (!linkModel()) return failed("cross-reference model with VCD file");
     for (const StimulusMap& map : stimulusMaps) addStimulusMap(map);
     const int stimuli = findStimuli();
     countLinks();
     findProposals();
+    regroup();
     if (!stimuli) return failed("find stimuli");
     qk_cycle = 0;
     forgetNotedTime();
@@ -53,7 +56,7 @@ bool QkFileReader::readOpening(const char* path) {
         say("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);
         return false;
     }
-    if (!stepModel("init")) return false;
+    if (!settleModel("init")) return false;
     vcdModel->traces.endDump();
     if (qkLiveModel->interactive) qk_printf("\nTimescale precision is %s\n", qk_time_as_string(1));
     return true;
@@ -130,7 +133,7 @@ bool QkFileReader::runPass(bool& pause) {
 
 /// Stepping on clocks needs one; unless the user asked for it, it turns itself off without.
 bool QkFileReader::hasClocks(bool& pause) {
-    if (!steponclock || vcdModel->traces.countClockStimuli() > 0) return true;
+    if (!stepsInOrder() || vcdModel->traces.countClockStimuli() > 0) return true;
     if (!steponclockRequested) {
         steponclock = false;
         return true;
@@ -219,7 +222,9 @@ bool QkFileReader::readLine(std::string_view token) {
 
 bool QkFileReader::readTime(std::string_view token) {
     const std::string line(token);  // the model may do anything, in its step
-    if (stepNeeded || clockPending) {
+    if (clockFirst) {
+        if (!stepClockFirst()) return false;
+    } else if (stepNeeded || clockPending) {
         if (!stepModel("time change")) return false;
     } else {
         vcdModel->traces.commitPending(false);
@@ -237,7 +242,7 @@ bool QkFileReader::readValue(std::string_view token) {
     QkVCDId* const id = readValueLine(token, value, nullptr);
     if (!id) return false;
     if (!id->linked) return true;
-    if (steponclock) return applyInClockOrder(*id, value);
+    if (stepsInOrder()) return applyInClockOrder(*id, value);
     id->setVCDValue(value, false);
     if (id->isStimulus) stepNeeded = true;
     return true;
@@ -260,30 +265,76 @@ bool QkFileReader::applyInClockOrder(QkVCDId& id, std::string_view value) {
     return true;
 }
 
-int QkFileReader::stepModel(const char* reason) {
-    if (!qk_step_fn) {
-        qk_printf("ZEFT Validate: 'qk_step_fn()' not registered\n");
-        return 0;
-    }
-    QkVCDTraces& traces = vcdModel->traces;
-    traces.commitPending(false);
+bool QkFileReader::canStep() const {
+    if (!qk_step_fn) qk_printf("ZEFT Validate: 'qk_step_fn()' not registered\n");
+    return qk_step_fn != nullptr;
+}
+
+/// Has the model evaluated, by qk_step_fn or another function of it. It cannot move the time.
+void QkFileReader::evaluate(void (*function)(), const char* reason) {
     if (verbosestep || verbose > 3)
         qk_printf("Time: %s: Step (%s)\n", qk_cycle_as_string(), reason);
     const bool wasRunning = passRunning;
     passRunning = true;  // nothing that is in use here may go away
     const uint64_t time = qk_cycle;
-    qk_step_fn();
+    function();
     qk_cycle = time;
     passRunning = wasRunning;
-    traces.scanLiveChanges();
+}
+
+int QkFileReader::stepModel(const char* reason) {
+    if (!canStep()) return 0;
+    vcdModel->traces.commitPending(false);
+    evaluate(qk_step_fn, reason);
+    vcdModel->traces.scanLiveChanges();
     return 1;
+}
+
+/// Has the model take up inputs and registers that were written from outside.
+int QkFileReader::settleModel(const char* reason) {
+    if (!canStep()) return 0;
+    vcdModel->traces.commitPending(false);
+    evaluate(qk_settle_fn ? qk_settle_fn : qk_step_fn, reason);
+    vcdModel->traces.scanLiveChanges();
+    return 1;
+}
+
+/// Ends a time step whose order of lines does not count: early inputs reach the model first, then
+/// clocks, then all other inputs. What it makes of them is looked at once.
+bool QkFileReader::stepClockFirst() {
+    constexpr struct {
+        CommitGroup group;
+        const char* reason;
+    } groups[] = {
+        {kEarlyInputs, "early inputs"}, {kClocks, "clocks"}, {kOtherInputs, "other inputs"}};
+    bool stepped = false;
+    for (const auto& [group, reason] : groups) {
+        if (!vcdModel->traces.commitGroup(group)) continue;
+        if (!canStep()) return false;
+        evaluate(qk_step_fn, reason);
+        stepped = true;
+    }
+    if (stepped) vcdModel->traces.scanLiveChanges();
+    return true;
+}
+
+void QkFileReader::regroup() {
+    if (!vcdModel) return;
+    QkVCDTraces& traces = vcdModel->traces;
+    // What waits has to reach the model in the other order, too.
+    if (traces.isGrouped() != clockFirst && traces.isInputPending()) stepNeeded = true;
+    traces.regroup(clockFirst);
 }
 
 bool QkFileReader::finishTrace() {
     QkVCDTraces& traces = vcdModel->traces;
-    traces.commitPending(false);
-    const bool stepped = stepNeeded || (clockPending && !qk_strict);
-    if (stepped && !stepModel("end")) return false;
+    if (clockFirst) {
+        if (!stepClockFirst()) return false;
+    } else {
+        traces.commitPending(false);
+        const bool stepped = stepNeeded || (clockPending && !qk_strict);
+        if (stepped && !stepModel("end")) return false;
+    }
     stepNeeded = clockPending = false;
     traces.scanLiveChanges();
     traces.endOfTrace();

@@ -160,8 +160,12 @@ void QkVCDTraces::setPendingKnown(QkVCDTrace* trace, uint64_t value) {
         trace->pendingChunk = BitString::Chunk::ofKnown(value);
     else
         trace->pendingBits.setWhole(value);
+    enqueue(trace);
+}
+
+void QkVCDTraces::enqueue(QkVCDTrace* trace) {
     if (std::exchange(trace->isPending, true)) return;
-    pending.push_back(trace);
+    (trace->group == kOtherInputs ? pending : pendingFirst).push_back(trace);
 }
 
 void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool initial) {
@@ -172,8 +176,7 @@ void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool
     if (value.empty()) return;
     owner->settle(this);
     pendingBits.setDigits(value, offset, bits);
-    if (std::exchange(isPending, true)) return;
-    owner->pending.push_back(this);
+    owner->enqueue(this);
 }
 
 /// Fetches what the commits of some traces behind the `at`th will touch, a step nearer each time.
@@ -188,17 +191,58 @@ void QkVCDTraces::prefetchAhead(size_t at) const {
 
 void QkVCDTraces::commitPending(bool initial) {
     if (initial) settleAll();
-    if (pending.empty() && pendingDriven.empty()) return;
+    if (pending.empty() && pendingDriven.empty() && pendingFirst.empty()) return;
     if (qkLiveModel->reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
     droveTraced = false;
     commitDriven();
-    for (size_t i = 0; i < pending.size(); ++i) {
-        prefetchAhead(i);
-        commit(pending[i], initial);
-    }
-    pending.clear();
+    commitList(pendingFirst, initial);
+    commitList(pending, initial);
     // What the trace drives comes before what the model makes of it.
     if (droveTraced) qkLiveModel->writer.captureChanges();
+}
+
+void QkVCDTraces::commitList(std::vector<QkVCDTrace*>& list, bool initial) {
+    const bool isLong = &list == &pending;
+    for (size_t i = 0; i < list.size(); ++i) {
+        if (isLong) prefetchAhead(i);
+        commit(list[i], initial);
+    }
+    list.clear();
+}
+
+bool QkVCDTraces::commitGroup(CommitGroup group) {
+    droveAny = false;
+    const bool isAny = group == kOtherInputs && !(pending.empty() && pendingDriven.empty());
+    if (!isAny && pendingFirst.empty()) return false;
+    if (qkLiveModel->reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
+    if (group == kOtherInputs) {
+        commitDriven();
+        commitList(pendingFirst, false);  // what was regrouped while it waited
+        commitList(pending, false);
+        return droveAny;
+    }
+    for (size_t i = 0; i < pendingFirst.size(); ++i)
+        if (pendingFirst[i]->group == group) commit(pendingFirst[i], false);
+    std::erase_if(pendingFirst, [](const QkVCDTrace* trace) { return !trace->isPending; });
+    return droveAny;
+}
+
+void QkVCDTraces::regroup(bool apart) {
+    settleAll();
+    grouped = apart;
+    for (const auto& trace : all) {
+        const uint32_t flags = trace->liveTrace ? trace->liveTrace->flags : 0;
+        trace->group = !apart || !trace->isStimulus    ? kOtherInputs
+                       : (flags & QK_flag_early_input) ? kEarlyInputs
+                       : (flags & QK_flag_clock)       ? kClocks
+                                                       : kOtherInputs;
+    }
+}
+
+bool QkVCDTraces::isInputPending() const {
+    const auto isInput = [](const QkVCDTrace* trace) { return trace->isStimulus; };
+    return !pendingDriven.empty() || std::any_of(pending.begin(), pending.end(), isInput) ||
+           std::any_of(pendingFirst.begin(), pendingFirst.end(), isInput);
 }
 
 void QkVCDTraces::commit(QkVCDTrace* trace, bool initial) {
@@ -231,6 +275,7 @@ void QkVCDTrace::commitPendingVC(bool initial) {
     const int change = commitBits();
     if (!initial && change == unchanged) return;
     if (isMatched() || qkLiveModel->reader.verbose > 1) noteVCDUpdate(change == becameKnown);
+    traceChanged |= !initial && change == becameKnown;
     const bool drives = isStimulus && change == becameKnown;
     if (initial || drives) {
         writeBitString(liveTrace, vcdBits, initial);
@@ -240,8 +285,11 @@ void QkVCDTrace::commitPendingVC(bool initial) {
         }
         if (isStimulus) {
             ++nChanges;
-            // A shown change is printed here, before what the next commit has to say.
-            if (liveTrace->nshow > 0)
+            owner->droveAny |= drives;
+            // A shown change is printed here, before what the next commit has to say, unless the
+            // model may have been evaluated since the last capture.
+            const bool isCaptured = initial || !owner->grouped;
+            if (isCaptured && liveTrace->nshow > 0)
                 qkLiveModel->writer.captureChanges();
             else
                 owner->droveTraced |= liveTrace->nTraced() > 0;
@@ -285,6 +333,7 @@ void writeBitString(QkTrace* trace, const BitString& bits, bool initial) {
             neverWrite);
     if (neverWrite || trace->isArray()) return;
     if (bits.width() != trace->width()) return;
+    qkWriteCount += initial;
     // Digits of saved state, and in strict mode all, are those of the storage. Otherwise the net is
     // to read what the trace says.
     const bool ofStorage = trace->invert && (qk_strict || reader.loadingState);
@@ -409,6 +458,7 @@ void QkVCDTraces::remove(const QkTrace* trace) {
     byTrace[trace->id] = nullptr;
     std::erase(active, gone);
     std::erase(pending, gone);
+    std::erase(pendingFirst, gone);
     planValid = false;
     std::erase_if(all, [&](const auto& one) { return one.get() == gone; });
 }

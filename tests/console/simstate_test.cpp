@@ -176,6 +176,42 @@ TEST_F(SimstateTest, ALoadThatFailsSaysWhy) {
     EXPECT_THAT(run("savesim f"), testing::EndsWith("savesim: command failed\n"));
 }
 
+TEST_F(SimstateTest, WritesFromOutsideAreCountedAndSettled) {
+    ASSERT_EQ(qk_savesim("s"), 1);
+    QkVariable* const wide = QkVariable::GetByName("top.cpu.wide");
+    writeFile("two", "1 2\n");
+    const struct {
+        const char* line;
+        uint64_t atLeast, atMost;
+    } cases[] = {
+        {"ls *", 0, 0},
+        {"set top.cpu.low = 1", 1, 1},
+        {"set top.cpu.low = 1", 1, 1},
+        {"set top.cpu.low = 1000", 0, 0},
+        {"readmemh top.cpu.mem two", 2, 2},
+        {"savesim t", 0, 0},
+        {"loadsim s", 60, 200},
+        {"clearsim", 0, 0},
+    };
+    static int settled;
+    settled = 0;
+    qk_settle_fn = [] { qk_cycle += ++settled; };
+    for (const auto& c : cases) {
+        const uint64_t before = qk_write_count();
+        run(c.line);
+        EXPECT_GE(qk_write_count() - before, c.atLeast) << c.line;
+        EXPECT_LE(qk_write_count() - before, c.atMost) << c.line;
+    }
+    EXPECT_EQ(settled, 1);
+    EXPECT_EQ(qk_cycle, 7u);
+    const uint64_t before = qk_write_count();
+    EXPECT_EQ(wide->SetWideValue(5, 1), 0);
+    EXPECT_NE(wide->SetWideValue(5, 2), 0);
+    EXPECT_EQ(qk_write_count(), before + 1);
+    EXPECT_EQ(qk_loadsim("nothing"), 0);
+    EXPECT_EQ(settled, 1);
+}
+
 TEST_F(SimstateTest, TheModelAddsWhatIsInNoNet) {
     static std::string calls;
     qk_register_cmd("extend_savesim", "#", 1, [](const char* prefix) {

@@ -85,6 +85,7 @@ void require(bool condition) {
 void setOptions(unsigned bits) {
     static const int kVerbosity[] = {0, 1, 3, 4};
     qk_mtc_step_on_clock(bits & 1);
+    qk_mtc_clock_first(bits % 3 == 0);
     qk_mtc_map("top", bits & 2 ? "other" : nullptr);
     qk_mtc_synctime(bits >> 2 & 1, nullptr);
     qk_mtc_stimulus("top.wide", bits & 8 ? "top.wide" : nullptr);

@@ -48,6 +48,12 @@ TEST_F(CommandsTest, AnswerInAComparison) {
         {"clock top.c*", "ZEFT Validate: top.clk is a clock input\n"},
         {"clock top.e* off", "ZEFT Validate: top.en is not a clock input\n"},
         {"clock top.count", "ZEFT Validate: no stimuli found matching pattern top.count\n"},
+        {"clockfirst", "ZEFT Validate: clockfirst is on\n"},
+        {"clockfirst off", "ZEFT Validate: clockfirst is off\n"},
+        {"early", "ZEFT Validate: no early nets named\n"},
+        {"early top.e*", "ZEFT Validate: top.en is an early input\n"},
+        {"early top.en off", "ZEFT Validate: top.en is not an early input\n"},
+        {"early top.count", "ZEFT Validate: no stimuli found matching pattern top.count\n"},
         {"restart",
          "ZEFT Validate: the restart command has been removed, restart by re-running "
          "the model.\n"},

@@ -117,6 +117,87 @@ TEST_F(RunTest, StepsOnClocksInTheOrderOfTheLines) {
     }
 }
 
+TEST_F(RunTest, StepsByGroupsWithClocksFirst) {
+    const struct {
+        unsigned flags;  ///< of the other input
+        const char *lines, *steps;
+    } cases[] = {
+        {0, "1e\n1c\n", "c1e0 c1e1 "},
+        {0, "1c\n1e\n", "c1e0 c1e1 "},
+        {0, "1e\n", "c0e1 "},
+        {0, "0e\n1d\nb1 n\n", ""},
+        {0, "1e\n1c\n0c\n", "c0e1 "},
+        {QK_flag_early_input, "1c\n1e\n", "c0e1 c1e1 "},
+        {QK_flag_early_input, "1e\n", "c0e1 "},
+        {QK_flag_clock, "1c\n1e\n", "c1e1 "},
+        {QK_flag_step_input, "1e\n1c\n", "c1e0 c1e1 "},
+    };
+    duringStep = [] {
+        inputsSeen += "c" + std::to_string(counter->clk) + "e" + std::to_string(counter->en) + " ";
+    };
+    QkTrace* const en = name("top.en")->trace;
+    EXPECT_EQ(qk_mtc_clock_first(1), 0);
+    for (const auto& c : cases) {
+        for (const char* const ending : {"#6\n", ""}) {
+            SCOPED_TRACE(std::string(c.lines) + ending);
+            en->flags = c.flags;
+            model = CounterStorage{};
+            model.clkPort = &model.clk;
+            qk_cycle = 0;
+            inputsSeen.clear();
+            runTrace(std::string(kDump) + "#5\n" + c.lines + ending, -1);
+            EXPECT_EQ(inputsSeen, std::string("c0e0 ") + c.steps);
+        }
+    }
+    EXPECT_EQ(qk_mtc_clock_first(0), 1);
+    EXPECT_TRUE(reader().steponclock) << "what was in force before";
+    qk_mtc_clock_first(1);
+    qk_mtc_step_on_clock(0);
+    EXPECT_EQ(qk_mtc_clock_first(1), 1);
+    qk_mtc_step_on_clock(1);
+    EXPECT_EQ(qk_mtc_clock_first(1), 0) << "the latest to be switched on holds";
+}
+
+TEST_F(RunTest, LooksAtTheModelOnceATimeStepWithClocksFirst) {
+    qk_mtc_clock_first(1);
+    duringStep = [] { counter->done = counter->clk && !counter->en; };
+    run("trace top.done");
+    const std::string body = std::string(kDump) + "#5\n1e\n1c\n#10\n0c\n#15\nb1 n\n1c\n#20\n";
+    EXPECT_THAT(runTrace(body, 1), testing::EndsWith(summary(4, 1, "0ns", 0)));
+    qk_save("out.vcd");
+    EXPECT_THAT(readVcd("out.vcd"), testing::EndsWith("$end\n#20\n")) << "no glitch at 5 ns";
+}
+
+TEST_F(RunTest, FirstValuesMakeNoClockEdgeForAModelThatSettles) {
+    const std::string body =
+        "#0\n$dumpvars\n1c\n1e\n0d\nb101 n\n$end\n"
+        "#5\n0c\n#10\n1c\nb110 n\n#15\n0c\n#20\n";
+    qk_settle_fn = [] {
+        counter->lastClk = counter->clk;
+        counter->done = counter->count == 3;
+    };
+    for (int opening = 0; opening < 2; ++opening) {
+        EXPECT_THAT(runTrace(body, 1), testing::EndsWith(summary(3, 1, "0ns", 0)));
+        EXPECT_EQ(stepped, 3);
+    }
+    qk_settle_fn = nullptr;
+    runTrace(body, 0);
+    EXPECT_EQ(stepped, 4);
+}
+
+TEST_F(RunTest, ATraceWithoutClocksTurnsSteppingOnThemOffForItselfUnlessStrict) {
+    for (const bool strict : {false, true}) {
+        qk_strict = strict;
+        writeFile("ref.vcd",
+                  "$scope module top $end $var wire 1 e en $end $upscope $end "
+                  "$enddefinitions $end #0 $dumpvars 0e $end #5 1e\n#6\n");
+        qk_mtc("ref.vcd");
+        runTrace(std::string(kDump) + "#5\n1c\n1e\n#6\n", -1);
+        EXPECT_EQ(stepped, 2) << strict;
+        EXPECT_EQ(model.count == 1, strict) << "the edge came first, or with the other input";
+    }
+}
+
 TEST_F(RunTest, SteppingOnClocksNeedsOne) {
     qk_mtc_clock("top.clk", 0);
     const std::string complaint = "steponclock is on, but no stimuli are clocks.\n";
