@@ -12,6 +12,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
+#include "run/written_files.h"
 
 namespace {
 
@@ -308,7 +309,7 @@ int lstofileCommand(const char* argument) {
         return 1;
     }
     const std::string fileName(split.word);
-    FILE* const file = std::fopen(fileName.c_str(), "w");
+    FILE* const file = mayWrite(fileName.c_str()) ? std::fopen(fileName.c_str(), "w") : nullptr;
     if (!file) {
         say("lstofile: failed to open file '%s'\n", fileName.c_str());
         return 1;

@@ -10,6 +10,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft_memimage.h"
 #include "qkzeft_run.h"
+#include "run/written_files.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ int qk_writememh(const char* array, const char* file) {
     }
     const QkTrace* const trace = findArray(array);
     if (!trace) return 0;
-    std::FILE* const out = std::fopen(file, "w");
+    std::FILE* const out = mayWrite(file) ? std::fopen(file, "w") : nullptr;
     if (!out) {
         say("Cannot open '%s' for writing\n", file);
         return 0;

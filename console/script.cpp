@@ -11,6 +11,7 @@
 #include "console/printout.h"
 #include "console/words.h"
 #include "qkzeft_console.h"
+#include "run/written_files.h"
 
 namespace {
 
@@ -63,6 +64,10 @@ void startScript(const char* file) {
     if (loadtFileStack.size() >= kMaxNesting) {
         say("Script: %s - nested more than %zu deep, all scripts abandoned\n", file, kMaxNesting);
         loadtFileStack.clear();
+        return;
+    }
+    if (receivesConsoleText(file)) {
+        say("Script: %s - not run, as console text is written to it\n", file);
         return;
     }
     FILE* const fp = std::fopen(file, "r");

@@ -11,13 +11,14 @@
 #include "qkzeft_console.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/written_files.h"
 
 namespace {
 
 std::string prefixFrom(const char* prefix) { return prefix && *prefix ? prefix : "qk_savesim"; }
 
 bool saveArray(const QkTrace* array, const char* fileName) {
-    std::FILE* const file = std::fopen(fileName, "w");
+    std::FILE* const file = mayWrite(fileName) ? std::fopen(fileName, "w") : nullptr;
     if (!file) {
         say("Cannot open '%s' for writing\n", fileName);
         return false;

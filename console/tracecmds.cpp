@@ -14,6 +14,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "qkzeft_run.h"
+#include "run/written_files.h"
 
 namespace {
 
@@ -153,7 +154,7 @@ int unshowCommand(const char* argument) {
 
 int savetCommand(const char* argument) {
     const char* const fileName = *argument ? argument : kSavedCommandsFile;
-    FILE* const file = std::fopen(fileName, "w");
+    FILE* const file = mayWrite(fileName) ? std::fopen(fileName, "w") : nullptr;
     if (!file) {
         say("Failed to open file: %s\n", fileName);
         return 1;

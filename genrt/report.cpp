@@ -10,6 +10,7 @@
 #include "netdb/netdb.h"
 #include "netdb/store.h"
 #include "qkzeft_module.h"
+#include "run/written_files.h"
 
 namespace {
 
@@ -53,9 +54,11 @@ std::string escaped(const char* text) {
 
 void writeActivityReport() {
     if (!newestActivity) return;
-    std::FILE* const file = std::fopen("dump.xml", "w");
+    constexpr const char* kFileName = "dump.xml";
+    std::FILE* const file = mayWrite(kFileName) ? std::fopen(kFileName, "w") : nullptr;
     if (!file) {
         std::perror("pra file");
+        noteTextLostIn(kFileName);
         return;
     }
     std::fprintf(file, "<PRA>\n");
@@ -71,7 +74,9 @@ void writeActivityReport() {
     }
     std::fprintf(file, "</PRA>\n");
     const bool failed = std::ferror(file) != 0;
-    if (std::fclose(file) != 0 || failed) std::perror("pra file");
+    if (std::fclose(file) == 0 && !failed) return;
+    std::perror("pra file");
+    noteTextLostIn(kFileName);
 }
 
 void releaseActivity(QkScope* scope) {

@@ -96,6 +96,11 @@ QK_API int qk_logfile_open(const char* filename, int append);
 /// Closes the log; harmless when none is open.
 QK_API void qk_logfile_close(void);
 
+/// Writes out what is buffered of the log and of files that $fopen or TEXTIO opened.
+/// @return the name of the first of them, open or closed by now, that lost text, as on a full disk;
+///         null when all went out. Valid until the next call
+QK_API const char* qk_text_lost(void);
+
 }  // extern "C"
 
 #endif

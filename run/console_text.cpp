@@ -9,6 +9,7 @@
 
 #include "base/qkassert.h"
 #include "base/stringbuf.h"
+#include "run/written_files.h"
 
 namespace {
 
@@ -64,13 +65,14 @@ void writeToLog(const char* text) {
     if (!logStream) return;
     const bool isWritten = std::fputs(text, logStream) >= 0 && std::fflush(logStream) == 0;
     if (isWritten || std::exchange(logHasFailed, true)) return;
+    noteTextLost(logStream);
     qk_printf("ZEFT: writing log file \"%s\" failed: %s\n", ownedLogName, std::strerror(errno));
 }
 
 const char* logFileName() { return ownedLogName; }
 
 void qk_logfile_close() {
-    if (logStream) std::fclose(logStream);
+    if (logStream) closeWrittenText(logStream);
     logStream = nullptr;
     std::free(ownedLogName);
     ownedLogName = nullptr;
@@ -86,7 +88,7 @@ int qk_logfile_open(const char* filename, int append) {
         qk_printf("ZEFT: qk_logfile_open: qk_prints() has been overridden, logfile not opened\n");
         return 0;
     }
-    char* const name = strdup(filename);
+    char* const name = mayWrite(filename) ? strdup(filename) : nullptr;
     FILE* const stream = name ? std::fopen(filename, append ? "a" : "w") : nullptr;
     if (!stream) {
         std::free(name);
@@ -95,6 +97,7 @@ int qk_logfile_open(const char* filename, int append) {
     }
     ownedLogName = name;
     logStream = stream;
+    enterWrittenFile(stream, filename, FileWriter::kLog, stream);
     logHasFailed = false;
     return 1;
 }

@@ -10,6 +10,7 @@
 #include "netdb/store.h"
 #include "qkzeft_systasks.h"
 #include "run/console_text.h"
+#include "run/written_files.h"
 #include "systasks/descriptors.h"
 
 namespace {
@@ -127,7 +128,9 @@ void writeToDescriptor(unsigned descriptor, std::string_view text) {
         std::FILE* const stream = streamOf(entry, standard);
         const bool written =
             stream && std::fwrite(text.data(), 1, text.size(), stream) == text.size();
-        if (!written) entry.failed = true;
+        if (written) return;
+        entry.failed = true;
+        noteTextLost(stream);
     });
 }
 
@@ -146,13 +149,17 @@ int openIn(Entry* begin, Entry* end, const char* name, const char* mode) {
         end[-1].failed = true;
         return -1;
     }
-    entry->stream = name && isMode(mode) ? std::fopen(name, mode) : nullptr;
+    const bool writes = mode && std::strpbrk(mode, "wa+");
+    const bool isOpenable = name && isMode(mode) && (!writes || mayWrite(name, true));
+    entry->stream = isOpenable ? std::fopen(name, mode) : nullptr;
     entry->failed = !entry->stream;
+    if (writes && entry->stream)
+        enterWrittenFile(entry->stream, name, FileWriter::kDesign, entry->stream);
     return entry->stream ? static_cast<int>(entry - begin) : -1;
 }
 
 void close(Entry& entry) {
-    const bool isClosed = entry.isStandard || !entry.stream || std::fclose(entry.stream) == 0;
+    const bool isClosed = entry.isStandard || !entry.stream || closeWrittenText(entry.stream);
     entry = Entry{nullptr, false, !isClosed};
 }
 

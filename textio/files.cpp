@@ -13,6 +13,7 @@
 
 #include "netdb/store.h"
 #include "qkzeft_run.h"
+#include "run/written_files.h"
 #include "systasks/line.h"
 #include "textio/handle_table.h"
 
@@ -73,7 +74,7 @@ OpenStatus openFile(std::string_view name, FileKind kind, uint64_t& handle) {
         const std::string path(name);
         if (kind == kReadMode)
             input = openInput(path.c_str());
-        else
+        else if (mayWrite(path.c_str(), true))
             output = std::fopen(path.c_str(), kind == kWriteMode ? "we" : "ae");
         if (input < 0 && !output) return kNameError;
     }
@@ -81,14 +82,16 @@ OpenStatus openFile(std::string_view name, FileKind kind, uint64_t& handle) {
     setUp(file, name, kind, isInput || isOutput);
     file.input = input;
     file.output = output;
-    if (output) std::setvbuf(output, file.buffer, _IOFBF, kBufferBytes);
+    if (!output) return kOpenOk;
+    std::setvbuf(output, file.buffer, _IOFBF, kBufferBytes);
+    enterWrittenFile(output, file.name, FileWriter::kDesign, output);
     return kOpenOk;
 }
 
 bool closeFile(uint64_t handle) {
     const TextFile* const file = files.find(handle);
     if (!file) return true;
-    const bool isWritten = !file->output || std::fclose(file->output) == 0;
+    const bool isWritten = !file->output || closeWrittenText(file->output);
     if (file->buffer && !file->output) close(file->input);
     std::free(file->name);
     std::free(file->buffer);
@@ -167,7 +170,9 @@ bool writeLine(TextFile& file, std::string_view text) {
         return true;
     }
     const bool isWritten = fwrite_unlocked(text.data(), 1, text.size(), file.output) == text.size();
-    return putc_unlocked('\n', file.output) != EOF && isWritten;
+    if (putc_unlocked('\n', file.output) != EOF && isWritten) return true;
+    noteTextLost(file.output);
+    return false;
 }
 
 void printLine(std::string_view text) {

@@ -15,6 +15,7 @@
 #include "run/console_text.h"
 #include "run/time.h"
 #include "run/version.h"
+#include "run/written_files.h"
 
 namespace {
 
@@ -79,19 +80,24 @@ bool endsWith(const char* text, const char* ending) {
 std::unique_ptr<QkVcdFile> openTraceFile(const char* filename) {
     if (!filename || !*filename) filename = "logfile.vcd";
     std::unique_ptr<QkVcdFile> result;
-    if (endsWith(filename, ".gz")) {
-        result = std::make_unique<QkVcdGzipFile>(filename);
-    } else if (endsWith(filename, ".fsdb")) {
+    if (endsWith(filename, ".fsdb")) {
         qk_printf("FSDB support is not enabled in the ZEFT RunTime library (file not opened).\n");
         return nullptr;
-    } else {
-        result = std::make_unique<QkVcdPlainFile>(filename);
     }
+    if (!mayWrite(filename)) {
+        qk_printf("Failed to open '%s' for writing\n", filename);
+        return nullptr;
+    }
+    if (endsWith(filename, ".gz"))
+        result = std::make_unique<QkVcdGzipFile>(filename);
+    else
+        result = std::make_unique<QkVcdPlainFile>(filename);
     QK_ASSERT(result);
     if (!result->open()) {
         qk_printf("Failed to open '%s' for writing\n", filename);
         return nullptr;
     }
+    enterWrittenFile(result.get(), filename, FileWriter::kTrace);
     return result;
 }
 
@@ -138,6 +144,7 @@ void QkVcdFile::printf(const char* format, ...) {
 bool QkVcdFile::close() {
     if (std::exchange(isClosed, true)) return error == 0;
     flush();
+    leaveWrittenFile(this);
     if (!closeStream() && error == 0) error = errno ? errno : EIO;
     if (error != 0)
         qk_printf("ZEFT: writing VCD file '%s' failed: %s\n", name(), std::strerror(error));

@@ -123,6 +123,15 @@ TEST_F(ScriptTest, ACommandThatLoadsAScriptHasRunItWhenItReturns) {
               "zeft> setup\nzeft> clearsim\nloaded\n");
 }
 
+TEST_F(ScriptTest, ALogIsNoScript) {
+    useDefaultDelivery();
+    qk_cli("log l");
+    EXPECT_EQ(run("loadt l"), "Script: l - not run, as console text is written to it\n");
+    EXPECT_EQ(run("loadt console_output"),
+              "Script: console_output - not run, as console text is written to it\n");
+    qk_cli("log close");
+}
+
 TEST_F(ScriptTest, OddFilesDoNoHarm) {
     ASSERT_EQ(mkdir("directory", 0777), 0);
     EXPECT_EQ(run("loadt directory"), "Error on read from 'directory'\n");

@@ -298,6 +298,37 @@ TEST_F(InputOutputTest, WritersTellOfFilesThatFail) {
     }
 }
 
+TEST_F(InputOutputTest, AFileHasOneWriter) {
+    const auto saidOf = [](auto&& body) { return saidBy(body); };
+    const auto refused = [](const char* writer) {
+        return testing::HasSubstr("f.vcd' is already being written by " + std::string(writer) +
+                                  "\n");
+    };
+    qk_exit = [](int) {};
+    fs::create_symlink("f.vcd", "same.vcd");
+    qk_cli("trace *");
+    for (const char* const open : {"traceto f.vcd", "log f.vcd"}) {
+        const std::string owner(open, std::strcspn(open, " "));
+        command(open);
+        stepAndNote();
+        const std::string before = readFile("f.vcd");
+        for (const Writer& writer : kWriters) {
+            // The trace, or the log, is closed before it is opened again under the same name.
+            if (writer.what == owner || (owner == "traceto" && writer.what == std::string("save")))
+                continue;
+            SCOPED_TRACE(writer.what + (" into " + owner));
+            EXPECT_THAT(saidOf([&] { writer.write("f.vcd"); }), refused(owner.c_str()));
+        }
+        EXPECT_EQ(qkzeft_fopen(0, "top", nullptr, 1, 0, "f.vcd"), 0);
+        EXPECT_THAT(saidOf([] { command("lstofile same.vcd"); }),
+                    testing::HasSubstr("'same.vcd' is already being written by " + owner));
+        EXPECT_THAT(readFile("f.vcd"), testing::StartsWith(before));
+        command(owner == "log" ? "log close" : "traceclose");
+    }
+    EXPECT_THAT(saidOf([] { command("traceto f.vcd"); }), "") << "nobody writes it any more";
+    EXPECT_EQ(saidOf([] { command("traceto f.vcd"); }), "VCD written to file: f.vcd\n");
+}
+
 // ---- Ctrl-C
 
 void runTo(uint64_t end) {
