@@ -12,6 +12,7 @@
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -50,22 +51,27 @@ void sayError(int code, const BreakRequest& request, const UserHandle& handle) {
     const char* const fullName = handle ? handle->GetFullname() : request.word.c_str();
     switch (code) {
         case kOutOfRange:
-            say("Invalid range: %s exceeds bit range of %s\n", operand, fullName);
+            printFailure("Invalid range: %s exceeds bit range of %s\n", operand, fullName);
             return;
-        case kBadConstant: say("Invalid constant: %s\n", operand); return;
+        case kBadConstant: printFailure("Invalid constant: %s\n", operand); return;
         case kNoSuchNet:
-            say("Invalid net name: %s matches none or more than one nets\n", request.word.c_str());
+            printFailure("Invalid net name: %s matches none or more than one nets\n",
+                         request.word.c_str());
             return;
-        case kBadOperator: say("Invalid operator: %s\n", request.op.c_str()); return;
+        case kBadOperator: printFailure("Invalid operator: %s\n", request.op.c_str()); return;
         case kRedundantOption:
-            say("Invalid option: %s is redundant for %s\n", operand, request.op.c_str());
+            printFailure("Invalid option: %s is redundant for %s\n", operand, request.op.c_str());
             return;
-        case kNoBreak: say("No breakpoint on %s\n", fullName); return;
-        case kNoBreakNumber: say("No breakpoint number %u\n", request.number); return;
-        case kBadBreakNumber: say("Invalid breakpoint number: %s\n", request.word.c_str()); return;
-        case kSaveInProgress: say("continuous save in progress, cannot add/delete break\n"); return;
-        case kNameGone: say("cannot find the variable in the model\n"); return;
-        default: say("Break operation failed unexpectedly\n");
+        case kNoBreak: printFailure("No breakpoint on %s\n", fullName); return;
+        case kNoBreakNumber: printFailure("No breakpoint number %u\n", request.number); return;
+        case kBadBreakNumber:
+            printFailure("Invalid breakpoint number: %s\n", request.word.c_str());
+            return;
+        case kSaveInProgress:
+            printFailure("continuous save in progress, cannot add/delete break\n");
+            return;
+        case kNameGone: printFailure("cannot find the variable in the model\n"); return;
+        default: printFailure("Break operation failed unexpectedly\n");
     }
 }
 

@@ -15,6 +15,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "run/console_text.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -141,15 +142,38 @@ const QkCommand* findCommand(std::string_view word) {
     return nullptr;
 }
 
-int qk_cli(const char* line) {
+void (*qk_command_failed)(const char* file, int line, const char* command, const char* reason);
+
+int runCommandLine(const char* line, std::string& reason) {
     QK_ASSERT_AS(qkLiveModel != nullptr, "qkLiveModel != NULL");
     std::string text(line ? line : "");
     const char* const stripped = stripLine(text.data());
     completeRegistration(true, 0);
     const FirstWord split = firstWord(stripped);
     const QkCommand* const command = findCommand(split.word);
-    if (!command) return 0;
-    return command->handler(command->registered ? keepForGood(split.rest) : split.rest);
+    int result = 0;
+    {
+        FailureWatch watch;
+        if (command)
+            result = command->handler(command->registered ? keepForGood(split.rest) : split.rest);
+        reason = watch.reason;
+    }
+    if (result == 0 && reason.empty()) reason = std::string("Command ") + notRecognised(stripped);
+    return result;
+}
+
+void reportFailedCommand(const char* script, int lineNumber, const char* line,
+                         const std::string& reason) {
+    if (!qk_command_failed || reason.empty()) return;
+    const std::string word(firstWord(skipSpace(line)).word);
+    qk_command_failed(script, lineNumber, word.c_str(), reason.c_str());
+}
+
+int qk_cli(const char* line) {
+    std::string reason;
+    const int result = runCommandLine(line, reason);
+    reportFailedCommand(nullptr, 0, line ? line : "", reason);
+    return result;
 }
 
 QkCommand* qk_register_cmd(const char* name, const char* help, int kind, CommandHandler handler) {

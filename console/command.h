@@ -5,6 +5,7 @@
 // that only carry a further line of help may stand behind the row that runs.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 using CommandHandler = int (*)(const char* argument);
@@ -22,6 +23,15 @@ struct QkCommand {
     bool registered = false;
     QkCommand* next = nullptr;
 };
+
+/// Runs a command line as qk_cli() does, without calling qk_command_failed.
+/// @param reason  receives why the command failed, one line; empty if it did not
+int runCommandLine(const char* line, std::string& reason);
+
+/// Calls qk_command_failed, if it is set and there is a reason.
+/// @param script  null for a command that no script holds
+void reportFailedCommand(const char* script, int lineNumber, const char* line,
+                         const std::string& reason);
 
 /// @return the row that runs `word`, compared exactly, or null
 const QkCommand* findCommand(std::string_view word);

@@ -12,6 +12,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
+#include "run/failure.h"
 #include "run/written_files.h"
 
 namespace {
@@ -53,7 +54,7 @@ const char* readOptions(const char* text, Letters& options) {
     if (*text == '-') {
         for (++text; *text && !isSpace(*text); ++text) {
             if (!kOptions.has(*text)) {
-                qk_printf("ls: Unknown option '-%c'\n", *text);
+                printFailure("ls: Unknown option '-%c'\n", *text);
                 return nullptr;
             }
             options.add(*text);
@@ -63,11 +64,11 @@ const char* readOptions(const char* text, Letters& options) {
     if (!options.hasAnyOf(kSelectingOptions))
         for (const char letter : {'t', 'u', 'v'}) options.add(letter);
     if (options.hasAnyOf(kComparisonOptions) && !qkLiveModel->reader.runningFromVCD) {
-        qk_printf("ls: options [cmno] not available, ZEFT Validate not running\n");
+        printFailure("ls: options [cmno] not available, ZEFT Validate not running\n");
         return nullptr;
     }
     if (options.has('n') && options.hasAnyOf(kAllButNotMatched)) {
-        qk_printf("ls: -n must be given as the only option\n");
+        printFailure("ls: -n must be given as the only option\n");
         return nullptr;
     }
     return text;
@@ -305,13 +306,13 @@ int lsCommand(const char* argument) {
 int lstofileCommand(const char* argument) {
     const FirstWord split = firstWord(argument);
     if (split.word.empty()) {
-        qk_printf("lstofile: No filename specified\n");
+        printFailure("lstofile: No filename specified\n");
         return 1;
     }
     const std::string fileName(split.word);
     FILE* const file = mayWrite(fileName.c_str()) ? std::fopen(fileName.c_str(), "w") : nullptr;
     if (!file) {
-        say("lstofile: failed to open file '%s'\n", fileName.c_str());
+        printFailure("lstofile: failed to open file '%s'\n", fileName.c_str());
         return 1;
     }
     {
@@ -328,9 +329,9 @@ int wiredCommand(const char* argument) {
     std::erase_if(
         names, [](const QkName* name) { return name->isHidden() || name->kind == kVirtualName; });
     if (names.empty()) {
-        qk_printf("\nNo matching signals\n");
+        printFailure("\nNo matching signals\n");
     } else if (names.size() > 1) {
-        qk_printf("\nMore than one signal matches\n");
+        printFailure("\nMore than one signal matches\n");
     } else {
         Printout out;
         printWired(out, names.front());

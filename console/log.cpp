@@ -7,6 +7,7 @@
 #include "console/printout.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ int logCommand(const char* argument) {
     } else if (const std::string file = takeWord(words); !file.empty()) {
         qk_logfile_open(file.c_str(), 1);
     } else {
-        qk_printf("ZEFT: log: no filename supplied\n");
+        printFailure("ZEFT: log: no filename supplied\n");
         qk_printf("ZEFT: log: Usage: %s\n", kLogHelp);
     }
     return 1;

@@ -13,8 +13,10 @@
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
+#include "run/failure.h"
 #include "run/time.h"
 
 uint64_t stopTime = kNoStop;
@@ -85,9 +87,19 @@ bool runPass() {
 bool isTraceMissing() {
     const QkFileReader& reader = qkLiveModel->reader;
     if (!reader.runningFromVCD || reader.fileIsOpen()) return false;
-    qk_printf("ZEFT Validate: Trace file not open\n");
+    printFailure("ZEFT Validate: Trace file not open\n");
     stopTime = 0;
     return true;
+}
+
+/// @return kNoTime when the text is no time. The letter has no message for that
+uint64_t typedTime(const char* text) {
+    const uint64_t time = parseConsoleTime(text);
+    if (time != kNoTime) return time;
+    const std::string message = "'" + std::string(text) + "' is not a time";
+    noteFailure(message);
+    if (!qk_strict) say("%s\n", message.c_str());
+    return time;
 }
 
 /// A time that was typed never means "no stop": the prompt comes back instead.
@@ -128,13 +140,13 @@ void forgetNotedTime() { lastNotedTime = 0; }
 
 int stepCommand(const char* argument) {
     stopTime = qk_cycle + 1;
-    if (*argument) stopTime = typedStop(qk_cycle + parseConsoleTime(argument));
+    if (*argument) stopTime = typedStop(qk_cycle + typedTime(argument));
     isTraceMissing();
     return 1;
 }
 
 int continueCommand(const char* argument) {
-    stopTime = *argument ? typedStop(parseConsoleTime(argument)) : kNoStop;
+    stopTime = *argument ? typedStop(typedTime(argument)) : kNoStop;
     if (isTraceMissing()) return 1;
     resumeRequested = stopTime == kNoStop || stopTime > qk_cycle;
     return 1;

@@ -16,6 +16,7 @@
 #include "netdb/master_assigns.h"
 #include "netdb/netdb.h"
 #include "qkzeft_run.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -220,8 +221,8 @@ bool ImageReader::setLimits(const MemoryImage& image) {
     const int left = array->arrayLeft(), declaredRight = array->arrayRight();
     const auto isWithin = [&](const char* which, int limit) {
         if (array->isWithinArrayRange(limit)) return true;
-        qk_printf("$readmem error: %s address %d is not within range [%d:%d]\n", which, limit, left,
-                  declaredRight);
+        printFailure("$readmem error: %s address %d is not within range [%d:%d]\n", which, limit,
+                     left, declaredRight);
         return false;
     };
     const bool hasFinish = image.args == 2, hasStart = hasFinish || image.args == 1;
@@ -238,14 +239,14 @@ bool ImageReader::load() {
     QK_ASSERT_AS(!file, "!fp");
     file = std::fopen(fileName, "r");
     if (!file) {
-        say("Failed to open '%s' to read\n", fileName);
+        printFailure("Failed to open '%s' to read\n", fileName);
         return false;
     }
     refill();
     index = lowest;
     bool done = parse();
     if (done && std::ferror(file)) {
-        say(kReadFailed, fileName);
+        printFailure(kReadFailed, fileName);
         done = false;
     }
     std::fclose(file);
@@ -279,7 +280,7 @@ int ImageReader::line() const {
 }
 
 bool ImageReader::failAt(const char* text) {
-    say("%s:%d: %s\n", fileName, line(), text);
+    printFailure("%s:%d: %s\n", fileName, line(), text);
     return false;
 }
 
@@ -310,8 +311,8 @@ bool ImageReader::skipToData() {
         } else if (*at == '/') {
             if (!skipComment()) return false;
         } else {
-            say("%s:%d: unexpected character (%02x '%c')\n", fileName, line(),
-                static_cast<unsigned>(character()), character());
+            printFailure("%s:%d: unexpected character (%02x '%c')\n", fileName, line(),
+                         static_cast<unsigned>(character()), character());
             return false;
         }
     }
@@ -325,8 +326,8 @@ bool ImageReader::skipComment() {
         return true;
     }
     if (character() != '*') {
-        say("%s:%d: unexpected character  (%02x '%c')\n", fileName, line(),
-            static_cast<unsigned>(character()), character());
+        printFailure("%s:%d: unexpected character  (%02x '%c')\n", fileName, line(),
+                     static_cast<unsigned>(character()), character());
         return false;
     }
     next();
@@ -352,8 +353,9 @@ bool ImageReader::readAddress() {
     if (count == 0) return failAt("bad address");
     index = static_cast<int32_t>(address);
     if (index >= lowest && index <= highest) return true;
-    say("%s line %d: bad address '%d' (out of start/finish range %d:%d)\n", fileName, line(),
-        static_cast<int>(index), static_cast<int>(lowest), static_cast<int>(highest));
+    printFailure("%s line %d: bad address '%d' (out of start/finish range %d:%d)\n", fileName,
+                 line(), static_cast<int>(index), static_cast<int>(lowest),
+                 static_cast<int>(highest));
     return false;
 }
 
@@ -377,7 +379,7 @@ void ImageReader::gatherDigits() {
 
 bool ImageReader::hasPlace() {
     if (index <= highest) return true;
-    say("%s:%d: index %d out of range\n", fileName, line(), static_cast<int>(position()));
+    printFailure("%s:%d: index %d out of range\n", fileName, line(), static_cast<int>(position()));
     return false;
 }
 
@@ -388,8 +390,8 @@ bool ImageReader::readNarrowValues() {
         if (digits.count() > 0) {
             if (!hasPlace()) return false;
             if (digits.count() > digitLimit) {
-                say("%s:%d: too many digits (%lld) for %d bit value\n", fileName, line(),
-                    static_cast<long long>(digits.count()), width);
+                printFailure("%s:%d: too many digits (%lld) for %d bit value\n", fileName, line(),
+                             static_cast<long long>(digits.count()), width);
                 return false;
             }
             store();
@@ -403,13 +405,13 @@ bool ImageReader::readWideValue() {
     gatherDigits();
     QK_ASSERT_AS(digits.count() > 0, "ndigits > 0");
     if (digits.count() > digitLimit) {
-        say("%s:%d: too many digits for %d-bit value\n", fileName, line(), width);
+        printFailure("%s:%d: too many digits for %d-bit value\n", fileName, line(), width);
         return false;
     }
     digits.align();
     const int beyond = static_cast<int>(digitLimit * digits.digitBits - width);
     if (beyond > 0 && (digits.field(width) & bitMask(beyond)) != 0)
-        failAt("bad value (bad top bits set)");
+        say("%s:%d: bad value (bad top bits set)\n", fileName, line());
     store();
     return true;
 }

@@ -8,6 +8,7 @@
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -112,10 +113,12 @@ void printArray(Printout& out, const QkTrace* array, int64_t from, int64_t to, c
         to = right;
     }
     const bool inDirection = left > right ? from >= to : from <= to;
-    if (inDirection && array->isWithinArrayRange(from) && array->isWithinArrayRange(to))
+    if (inDirection && array->isWithinArrayRange(from) && array->isWithinArrayRange(to)) {
         printRows(out, array, from, to, separator);
-    else
+    } else {
+        noteFailure("Invalid indices");
         out.print("Invalid indices, array is: [%d:%d]\n", left, right);
+    }
 }
 
 /// Reads an index. One that no array can have stays out of every array's bounds.
@@ -148,22 +151,22 @@ int parseIndexRange(const char* text, int64_t& from, int64_t& to) {
     const char* at = readIndex(text + 1, first);
     if (!at) {
         if (*skipSpace(text + 1) == ']') return 0;
-        qk_printf("Syntax error (bad index 1)\n");
+        printFailure("Syntax error (bad index 1)\n");
         return 1;
     }
     second = first;
     if (*at == ':') {
         at = readIndex(at + 1, second);
         if (!at) {
-            qk_printf("Syntax error (bad index 2)\n");
+            printFailure("Syntax error (bad index 2)\n");
             return 2;
         }
         if (*at != ']') {
-            qk_printf("Syntax error (no matching brace)\n");
+            printFailure("Syntax error (no matching brace)\n");
             return 3;
         }
     } else if (*at != ']') {
-        qk_printf("Syntax error (unrecognised character '%c')\n", *at);
+        printFailure("Syntax error (unrecognised character '%c')\n", *at);
         return 4;
     }
     from = first;

@@ -6,6 +6,7 @@
 
 #include "base/formatted.h"
 #include "qkzeft_run.h"
+#include "run/failure.h"
 
 void Printout::print(const char* format, ...) {
     va_list arguments;
@@ -36,6 +37,6 @@ void say(const char* format, ...) {
 bool closeWritten(std::FILE* file, const char* fileName) {
     const bool hasFailed = std::ferror(file) != 0;
     const bool isWritten = std::fclose(file) == 0 && !hasFailed;
-    if (!isWritten) say("Error on write to '%s'\n", fileName);
+    if (!isWritten) printFailure("Error on write to '%s'\n", fileName);
     return isWritten;
 }

@@ -10,6 +10,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft_memimage.h"
 #include "qkzeft_run.h"
+#include "run/failure.h"
 #include "run/written_files.h"
 
 namespace {
@@ -20,7 +21,7 @@ char baseLetter(int base) { return base == 2 ? 'b' : 'h'; }
 
 bool isFileGiven(const MemoryImage& image) {
     if (isEmpty(image.file))
-        qk_printf("qk_readmem%c: File name must be provided\n", baseLetter(image.base));
+        printFailure("qk_readmem%c: File name must be provided\n", baseLetter(image.base));
     return !isEmpty(image.file);
 }
 
@@ -29,13 +30,13 @@ QkTrace* findArray(const char* pattern) {
     completeRegistration(true, 0);
     for (const QkName* name : qkLiveModel->matching(pattern))
         if (name->trace && name->trace->isArray()) return name->trace;
-    say("Array '%s' not found\n", pattern);
+    printFailure("Array '%s' not found\n", pattern);
     return nullptr;
 }
 
 int readNamed(const char* array, const MemoryImage& image) {
     if (isEmpty(array)) {
-        qk_printf("qk_readmem%c: Array name must be provided\n", baseLetter(image.base));
+        printFailure("qk_readmem%c: Array name must be provided\n", baseLetter(image.base));
         return 0;
     }
     if (!isFileGiven(image)) return 0;
@@ -55,7 +56,7 @@ int withTwoWords(const char* argument, const char* usage,
     };
     const std::string array(wordFrom(0)), file(wordFrom(array.size()));
     if (file.empty())
-        qk_printf("%s", usage);
+        printFailure("%s", usage);
     else
         function(array.c_str(), file.c_str());
     return 1;
@@ -79,14 +80,14 @@ int qk_readmemb_sf(const char* array, const char* file, int args, int start, int
 
 int qk_writememh(const char* array, const char* file) {
     if (isEmpty(array) || isEmpty(file)) {
-        qk_printf("qk_writememh: Array and File names must be provided\n");
+        printFailure("qk_writememh: Array and File names must be provided\n");
         return 0;
     }
     const QkTrace* const trace = findArray(array);
     if (!trace) return 0;
     std::FILE* const out = mayWrite(file) ? std::fopen(file, "w") : nullptr;
     if (!out) {
-        say("Cannot open '%s' for writing\n", file);
+        printFailure("Cannot open '%s' for writing\n", file);
         return 0;
     }
     writeMemoryImage(out, trace);

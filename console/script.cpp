@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "console/command.h"
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/printout.h"
 #include "console/words.h"
 #include "qkzeft_console.h"
+#include "run/failure.h"
 #include "run/written_files.h"
 
 namespace {
@@ -29,6 +31,8 @@ struct LoadtFile {
 
     std::string name;
     FILE* fp;
+    int lines = 0;        ///< read so far
+    bool inLine = false;  ///< the next piece belongs to the last line, which is a long one
 };
 
 // The last one is the top. A script taken off the stack lives on while one of its lines runs.
@@ -38,11 +42,17 @@ int activeRunners = 0;
 void runLine(LoadtFile& script) {
     char line[256] = "";
     if (!std::fgets(line, sizeof line, script.fp)) return;
+    if (!script.inLine) ++script.lines;
+    script.inLine = !std::strchr(line, '\n');
     const char first = *skipSpace(line);
     if (first == '\0' || first == '#') return;
     line[std::strcspn(line, "\n")] = '\0';
     say("%s%s\n", currentPrompt, line);
-    if (!qk_cli(line)) say("Script: %s - Command %s\n", script.name.c_str(), notRecognised(line));
+    std::string reason;
+    const int lineNumber = script.lines;
+    if (!runCommandLine(line, reason))
+        say("Script: %s - Command %s\n", script.name.c_str(), notRecognised(line));
+    reportFailedCommand(script.name.c_str(), lineNumber, line, reason);
 }
 
 /// Runs scripts until a line moves the stop time or asks to resume, or `base` are left.
@@ -53,7 +63,7 @@ void runScripts(size_t base) {
         resumeRequested = false;
         const std::shared_ptr<LoadtFile> script = loadtFileStack.back();
         runLine(*script);
-        if (std::ferror(script->fp)) say(kReadFailed, script->name.c_str());
+        if (std::ferror(script->fp)) printFailure(kReadFailed, script->name.c_str());
         if (script->isAtEnd()) std::erase(loadtFileStack, script);
     } while (stopTime == stopBefore && !resumeRequested && loadtFileStack.size() > base);
     --activeRunners;
@@ -62,17 +72,18 @@ void runScripts(size_t base) {
 void startScript(const char* file) {
     const size_t base = activeRunners > 0 ? loadtFileStack.size() : 0;
     if (loadtFileStack.size() >= kMaxNesting) {
-        say("Script: %s - nested more than %zu deep, all scripts abandoned\n", file, kMaxNesting);
+        printFailure("Script: %s - nested more than %zu deep, all scripts abandoned\n", file,
+                     kMaxNesting);
         loadtFileStack.clear();
         return;
     }
     if (receivesConsoleText(file)) {
-        say("Script: %s - not run, as console text is written to it\n", file);
+        printFailure("Script: %s - not run, as console text is written to it\n", file);
         return;
     }
     FILE* const fp = std::fopen(file, "r");
     if (!fp) {
-        say("Failed to open command file: %s\n", file);
+        printFailure("Failed to open command file: %s\n", file);
         return;
     }
     loadtFileStack.push_back(std::make_shared<LoadtFile>(file, fp));

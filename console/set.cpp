@@ -8,6 +8,7 @@
 #include "console/user_handle.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -83,15 +84,19 @@ int set(const SetRequest& request, const UserHandle& handle) {
 void sayError(int code, const SetRequest& request, const UserHandle& handle) {
     const char* const fullName = handle ? handle->GetFullname() : request.name.c_str();
     switch (code) {
-        case kOutOfRange: say("%s exceeds bit range of %s\n", request.value, fullName); return;
-        case kBadConstant: say("%s is an invalid constant\n", request.value); return;
-        case kNoSuchNet: say("%s matches non or more than one nets\n", fullName); return;
-        case kIsArray: say("%s is an array\n", fullName); return;
-        case kNotArray: say("%s is not an array\n", fullName); return;
-        case kCombinational: say("%s is combinational, cannot be set\n", fullName); return;
-        case kBadOperator: say("%s is not a recognizable operator\n", request.op.c_str()); return;
-        case kBadIndex: say("%s is an invalid index\n", request.index.c_str()); return;
-        default: say("operation failed unexpectedly\n");
+        case kOutOfRange:
+            printFailure("%s exceeds bit range of %s\n", request.value, fullName);
+            return;
+        case kBadConstant: printFailure("%s is an invalid constant\n", request.value); return;
+        case kNoSuchNet: printFailure("%s matches non or more than one nets\n", fullName); return;
+        case kIsArray: printFailure("%s is an array\n", fullName); return;
+        case kNotArray: printFailure("%s is not an array\n", fullName); return;
+        case kCombinational: printFailure("%s is combinational, cannot be set\n", fullName); return;
+        case kBadOperator:
+            printFailure("%s is not a recognizable operator\n", request.op.c_str());
+            return;
+        case kBadIndex: printFailure("%s is an invalid index\n", request.index.c_str()); return;
+        default: printFailure("operation failed unexpectedly\n");
     }
 }
 

@@ -19,6 +19,7 @@
 #include "console/words.h"
 #include "genrt/virtual_variables.h"
 #include "netdb/live_model.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -56,18 +57,18 @@ bool readIdleBits(const char*& text, const std::string& width, ElementRequest& e
     if (isClosed) ++text;
     int bits;
     if (!readInt(width, bits)) {
-        say("failure: %s(%s) has an invalid width\n", width.c_str(), pattern.c_str());
+        printFailure("failure: %s(%s) has an invalid width\n", width.c_str(), pattern.c_str());
         return false;
     }
     QkMaxuList* list = nullptr;
     if (!isClosed || !parseValue(pattern.c_str(), list)) {
-        say("failure: %s(%s) has an invalid pattern\n", width.c_str(), pattern.c_str());
+        printFailure("failure: %s(%s) has an invalid pattern\n", width.c_str(), pattern.c_str());
         return false;
     }
     const OwnedList value(list);
     if (listWidth(list) > kMostIdleBits || bits < 1 || bits > kMostIdleBits) {
-        say("failure: %s(%s) has an invalid width, width must be within [1, %d]\n", width.c_str(),
-            pattern.c_str(), kMostIdleBits);
+        printFailure("failure: %s(%s) has an invalid width, width must be within [1, %d]\n",
+                     width.c_str(), pattern.c_str(), kMostIdleBits);
         return false;
     }
     element = ElementRequest::ofIdleBits(bits, list->value);
@@ -84,13 +85,13 @@ bool readSlice(const char*& text, ElementRequest& element) {
     int leftBound, rightBound;
     const std::string source = element.source;
     if (!readInt(left, leftBound)) {
-        say("failure: %s[%s:%s] has an invalid left bound\n", source.c_str(), left.c_str(),
-            right.c_str());
+        printFailure("failure: %s[%s:%s] has an invalid left bound\n", source.c_str(), left.c_str(),
+                     right.c_str());
         return false;
     }
     if (!isClosed || !readInt(right, rightBound)) {
-        say("failure: %s[%s:%s] has an invalid right bound\n", source.c_str(), left.c_str(),
-            right.c_str());
+        printFailure("failure: %s[%s:%s] has an invalid right bound\n", source.c_str(),
+                     left.c_str(), right.c_str());
         return false;
     }
     element = ElementRequest::ofSlice(source.c_str(), leftBound, rightBound);
@@ -115,7 +116,7 @@ bool readElement(const char*& text, ElementRequest& element) {
         element = ElementRequest::ofNet(takeUpTo(text, ",").c_str());
     }
     if (!element.idle && element.source.empty()) {
-        say("failure: no data slice is defined\n");
+        printFailure("failure: no data slice is defined\n");
         return false;
     }
     return true;
@@ -136,33 +137,34 @@ std::string elementText(const ElementRequest& request, bool withBounds) {
 void sayElementError(int code, const ElementRequest& request) {
     const std::string text = request.net ? elementText(request, !request.whole) : "";
     switch (code) {
-        case kSourceIsArray: say("failure: %s is an array\n", text.c_str()); return;
-        case kSourceIsVirtual: say("failure: %s itself is a PV\n", text.c_str()); return;
+        case kSourceIsArray: printFailure("failure: %s is an array\n", text.c_str()); return;
+        case kSourceIsVirtual: printFailure("failure: %s itself is a PV\n", text.c_str()); return;
         case kOutOfRange:
             if (request.idle)
-                say("failure: %d('h%" PRIx64 ") has an invalid range\n", request.idleWidth,
-                    request.idleValue);
+                printFailure("failure: %d('h%" PRIx64 ") has an invalid range\n", request.idleWidth,
+                             request.idleValue);
             else
-                say("failure: %s has an invalid range\n", elementText(request, true).c_str());
+                printFailure("failure: %s has an invalid range\n",
+                             elementText(request, true).c_str());
             return;
-        default: say(kNoSuchNetText, request.source.c_str());
+        default: printFailure(kNoSuchNetText, request.source.c_str());
     }
 }
 
 void sayNameError(int code, const std::string& name) {
     switch (code) {
-        case kNoSuchNet: say(kNoSuchNetText, name.c_str()); return;
-        case kNotVirtual: say("failure: %s is not a PV\n", name.c_str()); return;
-        case kNoName: say(kNoNameText); return;
+        case kNoSuchNet: printFailure(kNoSuchNetText, name.c_str()); return;
+        case kNotVirtual: printFailure("failure: %s is not a PV\n", name.c_str()); return;
+        case kNoName: printFailure(kNoNameText); return;
         case kNameTaken:
-            say("failure: %s.%s matches the name of another net\n",
-                qkLiveModel->top_scopes->fullName.str(), name.c_str());
+            printFailure("failure: %s.%s matches the name of another net\n",
+                         qkLiveModel->top_scopes->fullName.str(), name.c_str());
             return;
         case kSaveInProgress:
-            say("failure: continuous save in progress, cannot add/delete PV\n");
+            printFailure("failure: continuous save in progress, cannot add/delete PV\n");
             return;
-        case kNameGone: say("failure: cannot find the variable in the model\n"); return;
-        default: say("failure: unexpectedly\n");
+        case kNameGone: printFailure("failure: cannot find the variable in the model\n"); return;
+        default: printFailure("failure: unexpectedly\n");
     }
 }
 
@@ -220,7 +222,7 @@ void add(const std::string& name, const char* text) {
 
 void remove(const std::string& name, const char* rest) {
     if (*rest) {
-        say("failure: %s is redundant for %s\n", rest, "delete");
+        printFailure("failure: %s is redundant for %s\n", rest, "delete");
         return;
     }
     int code;
@@ -247,7 +249,7 @@ int setvvCommand(const char* argument) {
     text = skipSpace(text);
 
     if (name.empty())
-        say(adds ? "failure: no PV is specified for the operation\n" : kNoNameText);
+        printFailure(adds ? "failure: no PV is specified for the operation\n" : kNoNameText);
     else if (op == "=")
         create(name, text);
     else if (adds)
@@ -255,6 +257,6 @@ int setvvCommand(const char* argument) {
     else if (op == "delete")
         remove(name, text);
     else
-        say("failure: %s is an invalid operator\n", op.c_str());
+        printFailure("failure: %s is an invalid operator\n", op.c_str());
     return 1;
 }

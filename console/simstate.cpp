@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "console/command.h"
 #include "console/handlers.h"
 #include "console/memory_image.h"
 #include "console/printout.h"
@@ -11,6 +12,7 @@
 #include "qkzeft_console.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/failure.h"
 #include "run/written_files.h"
 
 namespace {
@@ -20,7 +22,7 @@ std::string prefixFrom(const char* prefix) { return prefix && *prefix ? prefix :
 bool saveArray(const QkTrace* array, const char* fileName) {
     std::FILE* const file = mayWrite(fileName) ? std::fopen(fileName, "w") : nullptr;
     if (!file) {
-        say("Cannot open '%s' for writing\n", fileName);
+        printFailure("Cannot open '%s' for writing\n", fileName);
         return false;
     }
     writeMemoryImage(file, array);
@@ -47,7 +49,8 @@ bool eachArray(const std::string& prefix, Visit&& visit) {
 
 /// Has the model add what the files cannot hold, if it has registered a command for that.
 void extend(const char* command, const std::string& prefix) {
-    qk_cli((std::string(command) + " " + prefix).c_str());
+    std::string ignored;
+    runCommandLine((std::string(command) + " " + prefix).c_str(), ignored);
 }
 
 }  // namespace
@@ -66,12 +69,15 @@ int qk_loadsim(const char* given) {
     completeRegistration(true, 0);
     if (!licensed(Gate::kSavesim)) return 0;
     if (qkLiveModel->reader.runningFromVCD) {
-        qk_printf("Cannot load state while checking against trace file\n");
+        printFailure("Cannot load state while checking against trace file\n");
         return 0;
     }
     const std::string prefix = prefixFrom(given);
     const std::string fileName = prefix + ".vcd";
-    if (!qkLiveModel->reader.loadState(fileName.c_str())) return 0;
+    if (!qkLiveModel->reader.loadState(fileName.c_str())) {
+        noteFailure("'" + fileName + "' cannot be loaded");
+        return 0;
+    }
     say("Trace data read from file: %s\n", fileName.c_str());
     if (!eachArray(prefix, loadArray)) return 0;
     extend("extend_loadsim", prefix);
@@ -84,14 +90,14 @@ int qk_loadsim(const char* given) {
 }
 
 int savesimCommand(const char* argument) {
-    if (!qk_savesim(argument)) say("savesim: command failed\n");
+    if (!qk_savesim(argument)) printFailure("savesim: command failed\n");
     return 1;
 }
 
 int loadsimCommand(const char* argument) {
     if (qkLiveModel->reader.runningFromVCD)
-        say("loadsim cannot be used when ZEFT Validate is active\n");
+        printFailure("loadsim cannot be used when ZEFT Validate is active\n");
     else if (!qk_loadsim(argument))
-        say("loadsim: command failed\n");
+        printFailure("loadsim: command failed\n");
     return 1;
 }

@@ -14,6 +14,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "qkzeft_run.h"
+#include "run/failure.h"
 #include "run/written_files.h"
 
 namespace {
@@ -77,12 +78,12 @@ void reportSameStorage(const QkName* name) {
 void traceNames(const char* argument, bool showRestricted) {
     QkTraceWriter& writer = qkLiveModel->writer;
     if (writer.scopesWritten) {
-        qk_printf("trace: continuous save in progress, cannot add traces\n");
+        printFailure("trace: continuous save in progress, cannot add traces\n");
         return;
     }
     const Selection selection = readSelection(argument);
     if (!*selection.pattern) {
-        qk_printf("trace: no pattern supplied!\n");
+        printFailure("trace: no pattern supplied!\n");
         return;
     }
     if (qkLiveModel->reader.verbose > 1) say("trace: pattern >%s<\n", selection.pattern);
@@ -98,7 +99,7 @@ void traceNames(const char* argument, bool showRestricted) {
     if (found)
         noteTraced();
     else
-        say("trace: no signals match pattern: %s\n", selection.pattern);
+        printFailure("trace: no signals match pattern: %s\n", selection.pattern);
 }
 
 void showNames(const char* pattern) {
@@ -107,7 +108,7 @@ void showNames(const char* pattern) {
     for (QkName* name : qkLiveModel->matching(pattern)) {
         if (name->isHidden()) continue;
         if (!name->traced && writer.scopesWritten) {
-            if (!refused) qk_printf("show: continuous save in progress, cannot add traces\n");
+            if (!refused) printFailure("show: continuous save in progress, cannot add traces\n");
             refused = true;
             continue;
         }
@@ -126,16 +127,21 @@ int traceCommand(const char* argument) {
 }
 
 int untraceCommand(const char* argument) {
-    bool found = false;
+    bool matched = false, found = false;
     for (QkName* name : qkLiveModel->matching(argument)) {
-        if (!name->traced || name->isHidden()) continue;
+        if (name->isHidden()) continue;
+        matched = true;
+        if (!name->traced) continue;
         found = true;
         qkLiveModel->writer.stopTracing(name);
     }
+    constexpr const char* kNoneMatches = "untrace: no signals match pattern: %s\n";
     if (found)
         noteTraced();
+    else if (matched)
+        say(kNoneMatches, argument);  // there was nothing to do
     else
-        say("untrace: no signals match pattern: %s\n", argument);
+        printFailure(kNoneMatches, argument);
     return 1;
 }
 
@@ -155,10 +161,7 @@ int unshowCommand(const char* argument) {
 int savetCommand(const char* argument) {
     const char* const fileName = *argument ? argument : kSavedCommandsFile;
     FILE* const file = mayWrite(fileName) ? std::fopen(fileName, "w") : nullptr;
-    if (!file) {
-        say("Failed to open file: %s\n", fileName);
-        return 1;
-    }
+    if (!file) return printFailure("Failed to open file: %s\n", fileName);
     HistoryRing::each(qkLiveModel->history, [&](const HistoryEntry* entry) {
         std::fprintf(file, "%s\n", entry->command.str());
     });
@@ -167,7 +170,7 @@ int savetCommand(const char* argument) {
 }
 
 int tracetoCommand(const char* argument) {
-    qk_traceto(argument);
+    if (!qk_traceto(argument)) noteFailure("no file is opened");
     return 1;
 }
 
@@ -177,7 +180,7 @@ int tracecloseCommand(const char*) {
 }
 
 int saveCommand(const char* argument) {
-    qk_save(argument);
+    if (!qk_save(argument)) noteFailure("no file is written");
     return 1;
 }
 

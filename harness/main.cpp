@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "harness/compare.h"
@@ -22,6 +23,10 @@ Phase phase = Phase::kPreparing;
 Options options;
 void (*leaveProcess)(int) = nullptr;
 bool traceOpened = false;
+bool isAttended = false;  // somebody sits at a terminal, and can set right what fails
+bool hasFailed = false;   // what was asked for could not be done, which has been said
+std::string ownCommand;   // that is run here, and why it failed
+std::string ownFailure;
 
 // ---- The ways out
 
@@ -38,10 +43,12 @@ int conclude(int status) {
     phase = Phase::kOver;
     if (ended == Phase::kComparing) {
         status = judge(options);
-    } else if (ended == Phase::kPreparing && (status != 0 || !options.reference.empty())) {
+    } else if (ended == Phase::kPreparing && !hasFailed &&
+               (status != 0 || !options.reference.empty())) {
         complain("ended before the run began");
         status = kCouldNotRun;
     }
+    if (hasFailed) status = kCouldNotRun;
     if (traceOpened) qk_traceclose();
     if (options.last && status != 0 && ended != Phase::kPreparing && !qk_save(vcdName()))
         status = kCouldNotRun;
@@ -61,6 +68,32 @@ void atExit() {
     clearProgress();
     std::fflush(nullptr);
     std::_Exit(kCouldNotRun);
+}
+
+// ---- Commands that fail
+
+/// A script ends the run where nobody can go on from what failed.
+void noteFailedCommand(const char* file, int line, const char* command, const char* reason) {
+    if (!file) {
+        if (command == ownCommand) ownFailure = reason;
+        return;
+    }
+    const std::string prefix = std::string(command) + ": ";
+    if (std::strncmp(reason, prefix.c_str(), prefix.size()) == 0) reason += prefix.size();
+    clearProgress();
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s:%d: %s: %s\n", file, line, command, reason);
+    hasFailed = true;
+    if (!isAttended) qk_exit(kCouldNotRun);
+}
+
+/// @return whether the command, outside scripts, did what it should
+bool runCommand(const char* command, const std::string& argument) {
+    ownCommand = command;
+    ownFailure.clear();
+    qk_cli((ownCommand + " " + argument).c_str());
+    ownCommand.clear();
+    return ownFailure.empty();
 }
 
 // ---- Preparations
@@ -83,7 +116,11 @@ bool turnBatch() {
 
 bool startRecording() {
     if (options.traced.empty()) options.traced.emplace_back("*");
-    for (const std::string& pattern : options.traced) qk_cli(("trace " + pattern).c_str());
+    for (const std::string& pattern : options.traced) {
+        if (runCommand("trace", pattern)) continue;
+        complain("--trace %s: no net matches", pattern.c_str());
+        return false;
+    }
     if (options.last) return qk_circular(*options.last) != 0;
     traceOpened = qk_traceto(vcdName()) != 0;
     if (!traceOpened) complain("%s: cannot be written", vcdName() ? vcdName() : "the trace");
@@ -108,21 +145,22 @@ bool prepare(const zeft_model& model) {
     qk_strict = options.strict;
     if (model.build && !model.build()) return false;
     if (model.step) qk_step_fn = model.step;
+    if (isAttended || options.interactive) qk_sigint_install();
     return !isRecording() || startRecording();
 }
 
-void runConsole() {
-    if (!options.batch && (options.interactive || isatty(STDIN_FILENO))) qk_sigint_install();
-    if (!options.script.empty()) qk_loadt(options.script.c_str());
-    if (options.interactive) qk_cli("cli");
+bool runScript() {
+    if (options.script.empty() || runCommand("loadt", options.script)) return true;
+    complain("--script %s: %s", options.script.c_str(), ownFailure.c_str());
+    return false;
 }
 
 int run(const zeft_model& model) {
-    if (!prepare(model)) {
+    if (!prepare(model) || !runScript()) {
         phase = Phase::kOver;
         return kCouldNotRun;
     }
-    runConsole();
+    if (options.interactive) qk_cli("cli");
     if (!options.reference.empty()) {
         phase = Phase::kComparing;
         compare(options);
@@ -146,7 +184,10 @@ int zeft_main(const zeft_model& model, int argc, char** argv) {
     leaveProcess = qk_exit;
     qk_exit = leave;
     std::atexit(atExit);
+    isAttended = !options.batch && isatty(STDIN_FILENO) != 0;
+    qk_command_failed = noteFailedCommand;
     const int result = run(model);
+    qk_command_failed = nullptr;
     qk_exit = leaveProcess;
     return result;
 }

@@ -15,6 +15,15 @@ extern "C" {
 /// @return 0 when the first word is no command, else the command's result
 QK_API int qk_cli(const char* line);
 
+/// Called after a command that failed, or was not recognised; null at first. It may leave the
+/// process, by qk_exit() for instance, and need not return.
+/// @param file     script that holds the command, as it was named; null outside scripts
+/// @param line     its number, from 1; 0 outside scripts
+/// @param command  its first word
+/// @param reason   what its message says, without a line end. Texts are valid during the call
+QK_API extern void (*qk_command_failed)(const char* file, int line, const char* command,
+                                        const char* reason);
+
 struct QkCommand;
 
 /// Adds a command in front of all others, so that it also shadows a built-in of its name.

@@ -9,6 +9,7 @@
 
 #include "base/qkassert.h"
 #include "base/stringbuf.h"
+#include "run/failure.h"
 #include "run/written_files.h"
 
 namespace {
@@ -81,18 +82,19 @@ void qk_logfile_close() {
 int qk_logfile_open(const char* filename, int append) {
     qk_logfile_close();
     if (!filename || !*filename) {
-        qk_printf("ZEFT: qk_logfile_open: no filename given (logfile closed)\n");
+        printFailure("ZEFT: qk_logfile_open: no filename given (logfile closed)\n");
         return 0;
     }
     if (qk_prints != deliver) {
-        qk_printf("ZEFT: qk_logfile_open: qk_prints() has been overridden, logfile not opened\n");
+        printFailure(
+            "ZEFT: qk_logfile_open: qk_prints() has been overridden, logfile not opened\n");
         return 0;
     }
     char* const name = mayWrite(filename) ? strdup(filename) : nullptr;
     FILE* const stream = name ? std::fopen(filename, append ? "a" : "w") : nullptr;
     if (!stream) {
         std::free(name);
-        qk_printf("ZEFT: qk_logfile_open: failed to open file \"%s\"\n", filename);
+        printFailure("ZEFT: qk_logfile_open: failed to open file \"%s\"\n", filename);
         return 0;
     }
     ownedLogName = name;

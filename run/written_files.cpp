@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "run/console_text.h"
+#include "run/failure.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ const char* writerOf(const FileId& id, bool byDesign) {
 bool mayWrite(const char* path, bool byDesign) {
     FileId id;
     const char* const writer = isRegularFile(path, id) ? writerOf(id, byDesign) : nullptr;
-    if (writer) qk_printf("'%s' is already being written by %s\n", path, writer);
+    if (writer) printFailure("'%s' is already being written by %s\n", path, writer);
     return !writer;
 }
 

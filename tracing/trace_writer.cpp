@@ -5,6 +5,7 @@
 
 #include "netdb/live_model.h"
 #include "qkzeft.h"
+#include "run/failure.h"
 #include "tracing/vcd_file.h"
 
 QkTraceWriter::QkTraceWriter(QkLiveModel* model) : liveModel(model) {}
@@ -155,7 +156,7 @@ bool QkTraceWriter::traceTo(const char* filename) {
 
 bool QkTraceWriter::save(const char* filename) {
     if (file) {
-        qk_printf(
+        printFailure(
             "Unable to save VCD file while a continuous save is in-progress, use traceclose\n");
         return false;
     }

@@ -13,6 +13,7 @@
 
 #include "netdb/netdb.h"
 #include "run/console_text.h"
+#include "run/failure.h"
 #include "run/time.h"
 #include "run/version.h"
 #include "run/written_files.h"
@@ -81,7 +82,8 @@ std::unique_ptr<QkVcdFile> openTraceFile(const char* filename) {
     if (!filename || !*filename) filename = "logfile.vcd";
     std::unique_ptr<QkVcdFile> result;
     if (endsWith(filename, ".fsdb")) {
-        qk_printf("FSDB support is not enabled in the ZEFT RunTime library (file not opened).\n");
+        printFailure(
+            "FSDB support is not enabled in the ZEFT RunTime library (file not opened).\n");
         return nullptr;
     }
     if (!mayWrite(filename)) {
@@ -94,7 +96,7 @@ std::unique_ptr<QkVcdFile> openTraceFile(const char* filename) {
         result = std::make_unique<QkVcdPlainFile>(filename);
     QK_ASSERT(result);
     if (!result->open()) {
-        qk_printf("Failed to open '%s' for writing\n", filename);
+        printFailure("Failed to open '%s' for writing\n", filename);
         return nullptr;
     }
     enterWrittenFile(result.get(), filename, FileWriter::kTrace);
@@ -147,7 +149,7 @@ bool QkVcdFile::close() {
     leaveWrittenFile(this);
     if (!closeStream() && error == 0) error = errno ? errno : EIO;
     if (error != 0)
-        qk_printf("ZEFT: writing VCD file '%s' failed: %s\n", name(), std::strerror(error));
+        printFailure("ZEFT: writing VCD file '%s' failed: %s\n", name(), std::strerror(error));
     report();
     return error == 0;
 }

@@ -16,6 +16,7 @@
 #include "licence/licence.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
+#include "run/failure.h"
 #include "run/time.h"
 #include "validate/file_reader.h"
 
@@ -57,11 +58,11 @@ int qk_mtc(const char* filename) {
     QkFileReader& validate = reader();
     if (!licensed(Gate::kValidate)) return 0;
     if (validate.runningFromVCD) {
-        qk_printf("ZEFT Validate: already running\n");
+        printFailure("ZEFT Validate: already running\n");
         return 0;
     }
     if (!(qkLiveModel->allTraceFlags & kCompatibleFlags)) {
-        qk_printf("ZEFT Validate: model not compatible, rebuild using MS Mode\n");
+        printFailure("ZEFT Validate: model not compatible, rebuild using MS Mode\n");
         return 0;
     }
     validate.start(false);
@@ -179,7 +180,7 @@ int qk_mtc_map(const char* model_scope, const char* trace_scope) {
     }
     QkScope* live = nullptr;
     if (!qkLiveModel->findScopePath(live, model.c_str(), false, false, false) || !live) {
-        say("map: %s is not a scope in the model\n", model.c_str());
+        printFailure("map: %s is not a scope in the model\n", model.c_str());
         return 0;
     }
     validate.mappedScopes.push_front(MappedScope{live, path});
@@ -211,14 +212,14 @@ QkName* findNet(const char* fullName) {
 int qk_mtc_stimulus(const char* model_net, const char* trace_net) {
     QkFileReader& validate = reader();
     if (validate.fileIsOpen()) {
-        qk_printf(
+        printFailure(
             "ZEFT Validate: unable to add or remove stimuli while the input trace file is open "
             "(use \"close\", add stimuli and then re-\"open\" the trace file)\n");
         return 0;
     }
     const std::string model = orEmpty(model_net), path = orEmpty(trace_net);
     if (model.find('*') != std::string::npos || path.find('*') != std::string::npos) {
-        qk_printf("ZEFT Validate: pattern matching not allowed in 'stimulus' command\n");
+        printFailure("ZEFT Validate: pattern matching not allowed in 'stimulus' command\n");
         return 0;
     }
     std::erase_if(validate.stimulusMaps, [&](const StimulusMap& map) {
@@ -233,7 +234,7 @@ int qk_mtc_stimulus(const char* model_net, const char* trace_net) {
     }
     QkName* const live = findNet(model.c_str());
     if (!live) {
-        say("ZEFT Validate: net '%s' not found in the model\n", model.c_str());
+        printFailure("ZEFT Validate: net '%s' not found in the model\n", model.c_str());
         return 0;
     }
     validate.stimulusMaps.push_front(StimulusMap{live, path});
@@ -311,17 +312,19 @@ int qk_mtc_verbose(int level) {
 int validateCommand(const char* argument) {
     if (isRunning()) return 1;
     if (!*argument) stopTime = 0;
-    qk_mtc(argument);
+    if (!qk_mtc(argument)) noteFailure("the comparison failed");
     return 1;
 }
 
 int openCommand(const char* argument) {
     if (!isRunning()) return 0;
     QkFileReader& validate = reader();
-    if (validate.fileIsOpen())
-        qk_printf("ZEFT Validate: VCD file already open\n");
-    else if (!validate.openTrace(argument))
+    if (validate.fileIsOpen()) {
+        printFailure("ZEFT Validate: VCD file already open\n");
+    } else if (!validate.openTrace(argument)) {
+        noteFailure("the trace cannot be used");
         validate.closeValidate();
+    }
     return 1;
 }
 
@@ -337,9 +340,9 @@ int markCommand(const char* argument, int (*mark)(const char*, int), const char*
     const FirstWord split = firstWord(argument);
     const std::string pattern(split.word);
     if (pattern.empty())
-        qk_printf("ZEFT Validate: no %s nets named\n", what);
+        printFailure("ZEFT Validate: no %s nets named\n", what);
     else if (!mark(pattern.c_str(), readSwitch(split.rest)))
-        say("ZEFT Validate: no stimuli found matching pattern %s\n", pattern.c_str());
+        printFailure("ZEFT Validate: no stimuli found matching pattern %s\n", pattern.c_str());
     return 1;
 }
 
@@ -351,12 +354,12 @@ int earlyCommand(const char* argument) { return markCommand(argument, qk_mtc_ear
 
 int synctimeCommand(const char* argument) {
     if (!isRunning()) return 0;
-    if (*argument == '-') {
-        qk_printf("synctime: Negative time interval not allowed!\n");
-        return 1;
-    }
+    if (*argument == '-') return printFailure("synctime: Negative time interval not allowed!\n");
     const uint64_t ticks = parseConsoleTime(argument);
-    if (ticks != kNoTime) setSynctime(ticks);
+    if (ticks != kNoTime)
+        setSynctime(ticks);
+    else if (*argument)
+        noteFailure(std::string("'") + argument + "' is not a time");
     const uint64_t allowed = reader().synctime;
     qk_printf("synctime: Allowed skew between model and trace is %s\n", qk_time_as_string(allowed));
     if (allowed == 0)
@@ -382,7 +385,7 @@ int stimulusCommand(const char* argument) {
 
 int ignoreCommand(const char* argument) {
     if (!isRunning()) return 0;
-    qk_mtc_ignore(argument);
+    if (!qk_mtc_ignore(argument)) noteFailure(std::string("no net matches ") + argument);
     return 1;
 }
 
@@ -455,7 +458,7 @@ int summariseCommand(const char*) {
 
 int restartCommand(const char*) {
     if (!isRunning()) return 0;
-    qk_printf(
+    printFailure(
         "ZEFT Validate: the restart command has been removed, restart by re-running the model.\n");
     return 1;
 }

@@ -11,6 +11,7 @@
 #include "console/script.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
+#include "run/failure.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 
@@ -36,7 +37,7 @@ int QkFileReader::openTrace(const char* path) {
 
 bool QkFileReader::readOpening(const char* path) {
     const auto failed = [&](const char* what) {
-        say("%s: Open Trace: Failed to %s\n", path, what);
+        printFailure("%s: Open Trace: Failed to %s\n", path, what);
         return false;
     };
     // Without clocks it turns itself off, for this trace.
@@ -53,7 +54,7 @@ bool QkFileReader::readOpening(const char* path) {
     forgetNotedTime();
     stepNeeded = earlyInputs = clockPending = readFailed = false;
     if (!readInitialValues(true)) {
-        say("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);
+        printFailure("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);
         return false;
     }
     if (!settleModel("init")) return false;

@@ -45,6 +45,9 @@ TEST_F(LoopTest, StepAndContinueMoveTheStopTime) {
         EXPECT_EQ(qk_cli(c.line), 1);
         EXPECT_EQ(stopTime, c.stop);
     }
+    EXPECT_EQ(run("step apples"), "");
+    qk_strict = false;
+    EXPECT_EQ(run("step apples"), "'apples' is not a time\n");
 }
 
 TEST_F(LoopTest, OpensWhenTheStopTimeHasCome) {

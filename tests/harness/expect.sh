@@ -27,6 +27,19 @@ expect() {
     sed 's/^/    /' err
 }
 
+# typed TEXT STATUS OUTPUT ARGUMENT...: the same at a terminal, where TEXT is typed and then Ctrl-D
+typed() {
+    local status=0 text=$1 want=$2 output=$3
+    shift 3
+    # shellcheck disable=SC2059 # a format
+    printf "$text" | script -qec "$counter $*" /dev/null >out 2>&1 || status=$?
+    tr -d '\r' <out >err
+    [ "$status" -eq "$want" ] && grep -qzP -- "(?s)$output" err && return
+    failed=1
+    printf 'FAILED at a terminal: %s\n  status %s, not %s; output:\n' "$*" "$status" "$want"
+    sed 's/^/    /' err
+}
+
 holds() { # WHAT COMMAND...: a command that must succeed
     local what=$1
     shift

@@ -59,6 +59,47 @@ expect 0 '' '' --log run.log --script script
 holds 'the log has what was said' grep -q '^zeft> exit' run.log
 expect 2 '!ran' 'no/run.log: cannot be written' --log no/run.log
 
+# ---- Commands of a script that fail: LINES|LINE: COMMAND: REASON
+mkdir dir
+while IFS='|' read -r lines error; do
+    printf '%b\nls top.*\n' "$lines" >script
+    expect 2 '!ran until|top.en' "^script:$error" --script script
+    expect 2 '!ran until|top.en' "^script:$error" --script script --batch --strict
+    holds "one line reports '$lines'" [ "$(wc -l <err)" = 1 ]
+done <<'END'
+frob|1: frob: Command not recognised$
+# x\n\n readmemh top.mem f|3: readmemh: Array 'top.mem' not found$
+readmemb top.mem|1: readmemb: Usage: 
+writememh top.mem f|1: writememh: Array
+loadsim none|1: loadsim: 'none.vcd' cannot be loaded$
+savesim dir/x/y|1: savesim: Failed to open 'dir/x/y.vcd' for writing$
+savet dir|1: savet: Failed to open file: dir$
+lstofile dir|1: lstofile: failed to open file 'dir'$
+ls -q|1: ls: Unknown option
+wired top.x|1: wired: No matching signals$
+trace top.x|1: trace: no signals match pattern: top.x$
+untrace top.x|1: untrace: no signals match
+show top.x|1: show: trace: no signals match
+traceto dir|1: traceto: Failed to open 'dir' for writing$
+traceto x.vcd\nlog x.vcd|2: log: 'x.vcd' is already being written by traceto$
+continue 50\nsave dir|2: save: Failed to open 'dir'
+set top.count = 99|1: set: 99 exceeds bit range of top.count$
+break top.x|1: break: Invalid net name: top.x
+setvv v = top.x|1: setvv: failure: top.x matches none
+step abc|1: step: 'abc' is not a time$
+continue soon|1: continue: 'soon' is not a time$
+loadt none|1: loadt: Failed to open command file: none$
+log dir|1: log: ZEFT: qk_logfile_open: failed to open file
+validate none.vcd|1: validate: none.vcd: Open Trace: Failed to Open$
+clock top.clk|1: clock: Command not recognised \(ZEFT Validate is not running\)$
+END
+printf 'frob\nls top.clk\n' >script
+echo 'loadt script' >outer
+expect 2 '!top.clk' '^script:1: frob: ' --script outer
+cp script same
+expect 2 '!ran' '^counter: --script same: .* console text is written to it$' --script same --log same
+typed '' 2 'script:1: frob: .*top.clk   c   : 0.*ran until' --script script
+
 # ---- Recording
 expect 0 'VCD written to file: all.vcd' '' --vcd all.vcd
 holds 'all nets are recorded' grep -q ' done ' all.vcd
@@ -66,6 +107,8 @@ expect 0 'gzipped' '' --vcd some.vcd.gz --trace top.c*
 holds 'some nets are recorded' [ "$(gzip -dc some.vcd.gz | grep -c '^\$var')" = 2 ]
 expect 0 'logfile.vcd' '' --trace top.count
 expect 2 '!ran' 'no/x.vcd: cannot be written' --vcd no/x.vcd
+expect 2 '!ran' 'trace top.x: no net matches' --trace top.count --trace top.x
+expect 2 '!ran' 'one.vcd: cannot be written' --log one.vcd --vcd one.vcd
 expect 0 '!VCD written' '' --last 100 --vcd last.vcd
 holds 'a good run saves nothing' [ ! -e last.vcd ]
 expect 1 'last.vcd' '' --last 100 --vcd last.vcd --fault checks
