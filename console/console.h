@@ -33,6 +33,17 @@ extern volatile std::sig_atomic_t sigintCount;
 /// its input has ended
 bool enterConsole();
 
+/// Opens the console for the last time, when the run is over: the end of its input only closes it.
+void openLastConsole();
+
+/// @return whether a signal asks for the end of the run. Where the console's input has ended,
+/// Ctrl-C
+///         does
+bool isEndRequested();
+/// Ends the run as such a signal wants: without a last console, and with status 128 + the signal's
+/// number. Returns only if qk_exit() does.
+void endAsRequested();
+
 /// @return why a command was not recognised, a line of text
 const char* notRecognised(const char* line);
 

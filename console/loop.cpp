@@ -1,4 +1,7 @@
 // The command loop, and when it opens.
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +19,7 @@
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
+#include "run/end_signal.h"
 #include "run/failure.h"
 #include "run/time.h"
 
@@ -31,13 +35,18 @@ constexpr int kMaxLoops = 100;
 int activeLoops = 0;
 bool stdinExhausted = false;  // for good
 bool bannerShown = false;
+bool isLastConsole = false;  // the run is over
 uint64_t lastNotedTime = 0;  // of the latest qk_takenote()
 
+/// The letter has a script go on that was running the model.
 void serveSigint() {
     if (sigintCount == 0) return;
     qk_printf("^C\n");
     sigintCount = 0;
+    if (!qk_strict) abandonScripts();
 }
+
+bool isInputTyped() { return qk_stdin && isatty(fileno(qk_stdin)); }
 
 void printReadyLine() {
     if (!bannerShown) qk_printf("\nZEFT RunTime command processor\n");
@@ -64,16 +73,45 @@ void recordHistory(const char* command) {
                         new HistoryEntry{nullptr, nullptr, StringBuf(command)});
 }
 
+/// By the letter the run goes on, and can be stopped no more.
+void noteEndOfInput() {
+    stopTime = kNoStop;
+    stdinExhausted = true;
+    if (qk_strict) return;
+    if (!isInputTyped()) {
+        // There is no prompt any more: what would open one ends the run.
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) qk_end_on_signal(signal);
+    } else if (isLastConsole) {
+        qk_printf("\n");
+    } else {
+        qk_printf("exit\n");
+        exitCommand("");
+    }
+}
+
 /// Serves what is pending, or else one line of input. @return whether the loop goes on
 bool runPass() {
     serveSigint();
-    if (runPendingScripts()) return false;
+    if (runPendingScripts()) {
+        if (sigintCount == 0) return false;
+        stopTime = 0;
+        serveSigint();
+    }
+    // After SIGPIPE, what a pipe has still to give runs unheard, up to the next qk_takenote().
+    if (pendingEndSignal() != 0 && (pendingEndSignal() != SIGPIPE || isInputTyped())) {
+        endAsRequested();
+        return false;
+    }
     printReadyLine();
 
     std::string line;
     if (!readLine(line)) {
-        stopTime = kNoStop;
-        stdinExhausted = true;
+        if (isEndRequested()) {
+            qk_printf("\n");
+            endAsRequested();
+        } else {
+            noteEndOfInput();
+        }
         return false;
     }
     writeToLog(line.c_str());
@@ -124,6 +162,26 @@ bool enterConsole() {
     return true;
 }
 
+void openLastConsole() {
+    isLastConsole = true;
+    qk_cli("cli");
+    isLastConsole = false;
+}
+
+bool isEndRequested() {
+    if (sigintCount > 0 && stdinExhausted && !qk_strict) requestEnd(SIGINT);
+    return pendingEndSignal() != 0;
+}
+
+void endAsRequested() {
+    const int signal = takeEndSignal();
+    stopTime = kNoStop;
+    qkLiveModel->interactive = false;  // nobody is to be asked
+    runStatus = 128 + signal;
+    kelvo_finish();
+    qk_exit(runStatus);
+}
+
 int cliCommand(const char*) {
     enterConsole();
     return 1;
@@ -152,8 +210,9 @@ int continueCommand(const char* argument) {
     return 1;
 }
 
+/// At the last console the run's own status stands, but for the letter.
 int exitCommand(const char*) {
-    qk_exit(0);
+    qk_exit(qk_strict ? 0 : runStatus);
     return 0;
 }
 
@@ -170,5 +229,8 @@ void qk_takenote() {
     }
     lastNotedTime = qk_cycle;
     qkLiveModel->writer.captureEntry();
-    if (sigintCount > 0 || (qk_cycle >= stopTime && stopTime != kNoStop)) qk_cli("cli");
+    if (isEndRequested())
+        endAsRequested();
+    else if (sigintCount > 0 || (qk_cycle >= stopTime && stopTime != kNoStop))
+        qk_cli("cli");
 }

@@ -1,5 +1,6 @@
 #include "console/script.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "console/printout.h"
 #include "console/words.h"
 #include "qkzeft_console.h"
+#include "run/end_signal.h"
 #include "run/failure.h"
 #include "run/written_files.h"
 
@@ -55,6 +57,13 @@ void runLine(LoadtFile& script) {
     reportFailedCommand(script.name.c_str(), lineNumber, line, reason);
 }
 
+/// Looks at signals between two lines. @return whether no more lines are to run
+bool mustStop() {
+    if (sigintCount > 0) abandonScripts();  // the prompt comes next
+    if (pendingEndSignal() != 0 && pendingEndSignal() != SIGPIPE) endAsRequested();
+    return sigintCount > 0;
+}
+
 /// Runs scripts until a line moves the stop time or asks to resume, or `base` are left.
 void runScripts(size_t base) {
     ++activeRunners;
@@ -65,6 +74,7 @@ void runScripts(size_t base) {
         runLine(*script);
         if (std::ferror(script->fp)) printFailure(kReadFailed, script->name.c_str());
         if (script->isAtEnd()) std::erase(loadtFileStack, script);
+        if (mustStop()) break;
     } while (stopTime == stopBefore && !resumeRequested && loadtFileStack.size() > base);
     --activeRunners;
 }
@@ -91,6 +101,13 @@ void startScript(const char* file) {
 }
 
 }  // namespace
+
+void abandonScripts() {
+    for (const auto& script : loadtFileStack)
+        if (!script->isAtEnd())
+            say("Script: %s - left after line %d\n", script->name.c_str(), script->lines);
+    loadtFileStack.clear();
+}
 
 bool runPendingScripts() {
     if (loadtFileStack.empty()) return false;

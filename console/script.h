@@ -7,6 +7,9 @@
 /// The file of `savet` and `loadt` when none is named.
 inline constexpr const char* kSavedCommandsFile = ".qk_savet";
 
+/// Leaves the open scripts where they are, with a message for each.
+void abandonScripts();
+
 /// Runs the open scripts until a line moves the stop time or asks to resume, or none is left.
 /// @return whether a script was open
 bool runPendingScripts();

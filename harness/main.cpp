@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,6 +24,7 @@ Phase phase = Phase::kPreparing;
 Options options;
 void (*leaveProcess)(int) = nullptr;
 bool traceOpened = false;
+int runStatus = 0;        // that the model has given
 bool isAttended = false;  // somebody sits at a terminal, and can set right what fails
 bool hasFailed = false;   // what was asked for could not be done, which has been said
 std::string ownCommand;   // that is run here, and why it failed
@@ -34,6 +36,29 @@ const char* vcdName() { return options.vcd.empty() ? nullptr : options.vcd.c_str
 
 bool isRecording() { return !options.vcd.empty() || !options.traced.empty() || options.last; }
 
+/// What the run has come to, before its files are looked at.
+int outcomeOf(Phase ended, int status, int signal) {
+    if (signal != 0) {
+        if (signal != SIGPIPE) complain("ended at %s: %s", qk_cycle_as_string(), strsignal(signal));
+        return 128 + signal;
+    }
+    if (ended == Phase::kComparing) return judge(options);
+    if (ended != Phase::kPreparing || hasFailed) return status;
+    if (status == 0 && options.reference.empty()) return status;
+    complain("ended before the run began");
+    return kCouldNotRun;
+}
+
+/// @return whether all that was written has reached its file
+bool isAllWritten() {
+    bool isWritten = qk_trace_written() != 0;
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && qk_end_signal() != SIGPIPE) {
+        complain("standard output: cannot be written");
+        isWritten = false;
+    }
+    return isWritten;
+}
+
 /// @param status  of what ends here, as its end was told
 /// @return that of the program
 int conclude(int status) {
@@ -41,26 +66,21 @@ int conclude(int status) {
     if (ended == Phase::kOver) return status;
     clearProgress();
     phase = Phase::kOver;
-    if (ended == Phase::kComparing) {
-        status = judge(options);
-    } else if (ended == Phase::kPreparing && !hasFailed &&
-               (status != 0 || !options.reference.empty())) {
-        complain("ended before the run began");
-        status = kCouldNotRun;
-    }
-    if (hasFailed) status = kCouldNotRun;
+    const int signal = qk_end_signal();
+    status = outcomeOf(ended, status, signal);
+    if (hasFailed && signal == 0) status = kCouldNotRun;
     if (traceOpened) qk_traceclose();
-    if (options.last && status != 0 && ended != Phase::kPreparing && !qk_save(vcdName()))
-        status = kCouldNotRun;
-    if (!qk_trace_written()) status = kCouldNotRun;
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        complain("standard output: cannot be written");
-        status = kCouldNotRun;
-    }
+    const bool isSaved =
+        !options.last || status == 0 || ended == Phase::kPreparing || qk_save(vcdName()) != 0;
+    if ((!isAllWritten() || !isSaved) && signal == 0) status = kCouldNotRun;
     return status;
 }
 
-void leave(int status) { leaveProcess(conclude(status)); }
+/// At the last console of a run `exit` leaves its status as it is.
+void leave(int status) {
+    if (status == 0 && !options.strict) status = runStatus;
+    leaveProcess(conclude(status));
+}
 
 /// Whatever calls exit() here has found that the model cannot run.
 void atExit() {
@@ -105,6 +125,12 @@ bool isReadable(const std::string& path) {
                           !S_ISDIR(status.st_mode);
     if (!readable) complain("%s: cannot be read", path.c_str());
     return readable;
+}
+
+/// Ctrl-C opens the console where there is one to open.
+void installSignals() {
+    for (const int signal : {SIGTERM, SIGHUP, SIGPIPE}) qk_end_on_signal(signal);
+    if (!isAttended && !options.interactive) qk_end_on_signal(SIGINT);
 }
 
 /// Has every look at the terminal find the end of input, also that of $stop.
@@ -169,9 +195,9 @@ int run(const zeft_model& model) {
     phase = Phase::kRunning;
     const uint64_t stop =
         options.stop.empty() ? UINT64_MAX : qk_parse_time(options.stop.c_str(), nullptr);
-    const int status = model.run(stop);
+    runStatus = model.run(stop);
     kelvo_finish();
-    return conclude(status);
+    return conclude(runStatus);
 }
 
 }  // namespace
@@ -185,6 +211,7 @@ int zeft_main(const zeft_model& model, int argc, char** argv) {
     qk_exit = leave;
     std::atexit(atExit);
     isAttended = !options.batch && isatty(STDIN_FILENO) != 0;
+    installSignals();
     qk_command_failed = noteFailedCommand;
     const int result = run(model);
     qk_command_failed = nullptr;

@@ -105,6 +105,15 @@ QK_API void qk_vercheck(int required_library_version, int model_version, int fla
 /// served gives the signal back to the handler displaced here.
 QK_API void qk_sigint_install(void);
 
+/// Has a signal, such as SIGTERM, end the run at the next qk_takenote(), at a prompt or between the
+/// lines of a reference trace: the trace is completed, and qk_exit() is called with 128 and the
+/// signal's number. A model that does not get there within 10 seconds is ended by the signal
+/// itself, as it is by the fifth signal. SIGPIPE stands for the console's text: commands that a
+/// pipe has still to give run first. Does nothing for a signal that is ignored or has a handler.
+QK_API void qk_end_on_signal(int signal);
+/// @return the first signal that has asked for the end of the run, 0 while none has
+QK_API int qk_end_signal(void);
+
 /// Registers one net of a hand-written model. Generated code uses QkRegistration.
 /// @param name  dotted path of the net; without a dot the net goes into the scope "toplevel"
 /// @param mode  type code and mode bits (qkzeft_registration.h); then follow: void* address,

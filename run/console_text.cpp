@@ -9,6 +9,7 @@
 
 #include "base/qkassert.h"
 #include "base/stringbuf.h"
+#include "run/end_signal.h"
 #include "run/failure.h"
 #include "run/written_files.h"
 
@@ -31,6 +32,7 @@ constinit FILE* qk_stdin = nullptr;
 constinit FILE* qk_stdout = nullptr;
 void (*qk_prints)(const char*) = deliver;
 void (*qk_exit)(int) = std::exit;
+int runStatus = 0;
 FILE* logStream = nullptr;
 
 namespace {
@@ -112,8 +114,8 @@ char* readConsoleLine(const char* prompt) {
     if (!qk_stdin) return nullptr;
     errno = 0;
     while (!std::fgets(inputLine, sizeof inputLine, qk_stdin)) {
-        // A signal that interrupts the wait is no end of input.
-        if (!std::ferror(qk_stdin) || errno != EINTR) return nullptr;
+        // A signal that interrupts the wait is no end of input, unless it ends the run.
+        if (!std::ferror(qk_stdin) || errno != EINTR || pendingEndSignal()) return nullptr;
         std::clearerr(qk_stdin);
     }
     return strdup(inputLine);

@@ -10,6 +10,9 @@
 
 #include "qkzeft_run.h"
 
+/// Status with which the run has ended; 0 until it has. Set before the last console opens.
+extern int runStatus;
+
 /// Where console text is copied to; null when no log is open, or while text is diverted.
 extern FILE* logStream;
 

@@ -59,7 +59,7 @@ void kelvo_finish() {
     if (qkLiveModel) qkLiveModel->writer.captureLast();
     if (qkLiveModel && qkLiveModel->interactive) {
         qk_printf("Simulation run completed\n");
-        qk_cli("cli");
+        openLastConsole();
     }
     if (qkLiveModel) qkLiveModel->writer.closeFile();
     writeActivityReport();

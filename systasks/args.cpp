@@ -160,6 +160,7 @@ void qk_task_error(const char* task, const char* format, ...) {
 }
 
 void endRun(int status) {
+    runStatus = status;
     kelvo_finish();
     qk_exit(status);
 }

@@ -13,6 +13,7 @@
 
 #include "netdb/store.h"
 #include "qkzeft_run.h"
+#include "run/end_signal.h"
 #include "run/written_files.h"
 #include "systasks/line.h"
 #include "textio/handle_table.h"
@@ -114,13 +115,14 @@ bool refill(TextFile& file) {
     return count > 0;
 }
 
-/// @return the console's next character, or EOF. A signal that interrupts the wait is no end
+/// @return the console's next character, or EOF. A signal that interrupts the wait is no end,
+///         unless it ends the run
 int nextTyped() {
     if (!qk_stdin) return EOF;
     while (true) {
         errno = 0;
         const int c = getc_unlocked(qk_stdin);
-        if (c != EOF || !std::ferror(qk_stdin) || errno != EINTR) return c;
+        if (c != EOF || !std::ferror(qk_stdin) || errno != EINTR || pendingEndSignal()) return c;
         std::clearerr(qk_stdin);
     }
 }

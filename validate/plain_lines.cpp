@@ -8,6 +8,7 @@
 
 #include "console/console.h"
 #include "console/handlers.h"
+#include "run/end_signal.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 #include "validate/tokens.h"
@@ -139,7 +140,7 @@ void QkFileReader::readPlainLines() {
     std::array<PlainLine, kBatchLines> lines;
     const char* at = file->cur;
     const char* const end = file->end;
-    for (bool plain = true; plain && sigintCount == 0;) {
+    for (bool plain = true; plain && sigintCount == 0 && pendingEndSignal() == 0;) {
         size_t count = 0;
         for (; plain && count < kBatchLines; ++count) {
             for (; at != end && *at <= ' '; ++at) lineNumber += *at == '\n';

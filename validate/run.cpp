@@ -11,6 +11,7 @@
 #include "console/script.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
+#include "run/end_signal.h"
 #include "run/failure.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
@@ -18,6 +19,8 @@
 namespace {
 
 bool timeIsUp() { return qk_cycle >= stopTime && stopTime != kNoStop; }
+
+bool isInterrupted() { return sigintCount > 0 || pendingEndSignal() != 0; }
 
 }  // namespace
 
@@ -95,6 +98,10 @@ int QkFileReader::runValidate() {
     while (runningFromVCD) {
         bool pause = false;
         if (!atEnd() && !runPass(pause)) failed = true;
+        if (isEndRequested()) {
+            endAsRequested();
+            endValidate();
+        }
         if (!runningFromVCD) break;
         if (pause || sigintCount > 0 || (qkLiveModel->interactive && mustPause())) {
             if (!openConsole()) endValidate();
@@ -181,7 +188,7 @@ int QkFileReader::runTrace(bool final) {
 
 /// @return false after a failure
 bool QkFileReader::readLines() {
-    stopped = sigintCount > 0 || closeRequested;
+    stopped = isInterrupted() || closeRequested;
     while (!stopped) {
         if (timeIsUp()) return true;
         if (vcdModel->traces.monitoredCount > 0 && !reportProgress()) {
@@ -189,14 +196,14 @@ bool QkFileReader::readLines() {
             return true;
         }
         readPlainLines();
-        if (sigintCount > 0 || closeRequested) {
+        if (isInterrupted() || closeRequested) {
             stopped = true;
             return true;
         }
         const std::string_view token = readToken();
         if (token.empty()) return !file->failure();
         if (!readLine(token)) return false;
-        stopped = sigintCount > 0 || closeRequested;
+        stopped = isInterrupted() || closeRequested;
     }
     return true;
 }

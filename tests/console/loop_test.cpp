@@ -106,6 +106,20 @@ TEST_F(LoopTest, TimeThatRunsBackwardsIsReported) {
 
 // ---- Ctrl-C
 
+TEST_F(LoopTest, CtrlCLeavesTheScriptThatRunsTheModel) {
+    for (const bool strict : {true, false}) {
+        qk_strict = strict;
+        qk_sigint_install();
+        writeFile("script", "step 10\nls top.rst\n");
+        type({"loadt script"});
+        std::raise(SIGINT);
+        const std::string printed = note(1);
+        EXPECT_EQ(printed.substr(0, printed.find("time")),
+                  strict ? "^C\nzeft> ls top.rst\ntop.rst   i   : 0\n"
+                         : "^C\nScript: script - left after line 1\n\n");
+    }
+}
+
 int ownPresses = 0;
 void countOwn(int) { ++ownPresses; }
 

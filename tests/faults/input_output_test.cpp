@@ -354,7 +354,7 @@ TEST_F(InputOutputTest, CtrlCOpensTheConsoleAtTheNextStep) {
         {"validate", "open ref.vcd\ncontinue\nquit\n",
          "^C\n\ntime=51ns: 0 of 3 values traced: ready\nzeft validate> exit 0"},
         {"cli", "loadt script\nquit\n",
-         "zeft> press\nzeft> ls top.clk\ntop.clk   c   : 0\n^C\n\ntime=0ns: 0 of 3"},
+         "zeft> press\nScript: script - left after line 1\n^C\n\ntime=0ns: 0 of 3"},
         {"cli", "press\nquit\n", "zeft> ^C\n\ntime=0ns: 0 of 3 values traced: ready\nzeft> exit 0"},
     };
     for (const auto& c : cases)
@@ -445,6 +445,30 @@ TEST_F(InputOutputTest, EveryWayOutLeavesAWholeTrace) {
          "5037:5037", "", "exit 7"},
         {"quit", [] { qk_cli("step 0"); }, "5037:5037", "quit\n", "exit 0"},
         {"end of input", [] { qk_cli("step 0"); }, "6000:6000", "", "exit 0"},
+        {"quit at the last console",
+         [] {
+             qk_strict = false;
+             qkLiveModel->interactive = true;
+             qkzeft_exit(5);
+         },
+         "5037:5037", "quit\n", "exit 5"},
+        {"SIGTERM", [] { qk_end_on_signal(SIGTERM), std::raise(SIGTERM); }, "5037:5037", "",
+         "exit 143"},
+        {"Ctrl-C after the end of input",
+         [] {
+             qk_strict = false;
+             qk_sigint_install();
+             qk_cli("cli");
+             std::raise(SIGINT);
+         },
+         "5037:5037", "", "exit 130"},
+        {"SIGHUP after the end of input",
+         [] {
+             qk_strict = false;
+             qk_cli("cli");
+             std::raise(SIGHUP);
+         },
+         "5037:5037", "", "exit 129"},
         {"return", [] {}, "6000:6000", "", "exit 0"},
     };
     for (const auto& c : cases)

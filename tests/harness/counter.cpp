@@ -1,5 +1,6 @@
 // A counter of four bits, and options that make it fail in each way a model can.
 #include <qkzeft.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,6 +16,11 @@ std::string fault;
 uint8_t clk, en = 1, done, count, lastClk, enTap;
 const uint8_t *clkPort = &clk, *enPort = &en;
 uint8_t* donePort = &done;
+
+const struct {
+    const char* name;
+    int number;
+} kSignals[] = {{"SIGINT", SIGINT}, {"SIGTERM", SIGTERM}, {"SIGHUP", SIGHUP}};
 
 bool is(const char* name) { return fault == name; }
 
@@ -47,10 +53,13 @@ void step() {
 
 int run(uint64_t stop) {
     qk_takenote();
-    while (qk_get_time() + 5 <= (stop < 100 ? stop : 100)) {
+    const uint64_t end = is("endless") || stop < 100 ? stop : 100;
+    while (qk_get_time() + 5 <= end) {
         qk_set_time(qk_get_time() + 5);
         clk ^= 1;
         step();
+        for (const auto& s : kSignals)
+            if (is(s.name) && qk_get_time() == 50) raise(s.number);
         qk_takenote();
         if (is("stop") && qk_get_time() == 50) qkzeft_stop(0, "top", nullptr, 0);
     }

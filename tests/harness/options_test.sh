@@ -100,6 +100,33 @@ cp script same
 expect 2 '!ran' '^counter: --script same: .* console text is written to it$' --script same --log same
 typed '' 2 'script:1: frob: .*top.clk   c   : 0.*ran until' --script script
 
+# ---- The end of input
+typed 'step 10\n' 0 'time=10ns: [^\n]*\nzeft> exit\nVCD written' -i --vcd typed.vcd
+holds 'Ctrl-D completes a trace' grep -q '^#10$' typed.vcd
+typed 'continue\n' 1 'completed\n\ntime=100ns[^\n]*\nzeft> \n$' -i --fault checks
+typed 'continue\nexit\n' 1 'completed\n\ntime=100ns' -i --fault checks
+typed 'step 10\n' 0 'ran until 100ns.*Simulation run completed' -i --strict
+
+# ---- Signals
+for arguments in 'SIGINT 130 Interrupt --batch' 'SIGINT 130 Interrupt' 'SIGINT 130 Interrupt -i' \
+    'SIGTERM 143 Terminated' 'SIGTERM 143 Terminated -i' 'SIGHUP 129 Hangup'; do
+    # shellcheck disable=SC2086 # words
+    set -- $arguments
+    expect "$2" '!ran' "^counter: ended at 50ns: $3\$" --fault "$1" --vcd signal.vcd ${4-}
+    holds "$arguments completes the trace" grep -q '^#50' signal.vcd
+done
+expect 143 'VCD written' 'ended at 50ns' --fault SIGTERM --last 10000 --vcd ended.vcd
+trap '' HUP
+expect 0 'ran until 100ns' '' --fault SIGHUP
+trap - HUP
+{
+    printf 'show top.count\ntraceto pipe.vcd\ncontinue\n' | "$counter" -i --fault endless 2>err
+    echo "${PIPESTATUS[1]}" >status
+} | head -n 1 >out
+holds 'a console that goes away ends the run' [ "$(cat status)" = 141 ]
+holds 'quietly' [ ! -s err ]
+holds 'with its trace complete' grep -q '^\$end$' pipe.vcd
+
 # ---- Recording
 expect 0 'VCD written to file: all.vcd' '' --vcd all.vcd
 holds 'all nets are recorded' grep -q ' done ' all.vcd

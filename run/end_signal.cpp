@@ -1,0 +1,89 @@
+#include "run/end_signal.h"
+
+#include <signal.h>
+#include <time.h>
+
+#include <cerrno>
+
+#include "qkzeft_module.h"
+
+namespace {
+
+/// As with Ctrl-C at the console, the fourth signal gives up and the next one ends the process.
+constexpr int kSignalsBeforeGivingUp = 4;
+
+/// A model that is caught in a loop never gets to qk_takenote(), and whoever sends SIGTERM, such as
+/// timeout(1), may leave it at that.
+constexpr time_t kGraceSeconds = 10;
+
+volatile sig_atomic_t noted = 0;     // the first signal
+volatile sig_atomic_t received = 0;  // signals since
+volatile sig_atomic_t taken = 0;
+timer_t graceTimer;
+volatile sig_atomic_t hasTimer = 0;
+
+void setTimer(time_t seconds) {
+    if (!hasTimer) return;
+    itimerspec when{};
+    when.it_value.tv_sec = seconds;
+    timer_settime(graceTimer, 0, &when, nullptr);
+}
+
+extern "C" void noteEndSignal(int number, siginfo_t* info, void*) {
+    const int savedErrno = errno;
+    if (number == SIGPIPE) signal(SIGPIPE, SIG_IGN);  // the text that follows fails, and no more
+    received = received + 1;
+    if (info->si_code == SI_TIMER) {
+        if (!taken) {
+            signal(noted, SIG_DFL);
+            raise(noted);
+        }
+    } else if (noted == 0) {
+        noted = number;
+        if (number != SIGPIPE) setTimer(kGraceSeconds);
+    } else if (received >= kSignalsBeforeGivingUp) {
+        signal(number, SIG_DFL);
+    }
+    errno = savedErrno;
+}
+
+/// The timer sends `number` again, which has the handler.
+void makeTimer(int number) {
+    if (hasTimer) return;
+    sigevent event{};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = number;
+    if (timer_create(CLOCK_MONOTONIC, &event, &graceTimer) == 0) hasTimer = 1;
+}
+
+}  // namespace
+
+void qk_end_on_signal(int number) {
+    struct sigaction action = {};
+    // Ignored, as by nohup(1), or handled by the program: that stays.
+    if (sigaction(number, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) ||
+        action.sa_handler != SIG_DFL)
+        return;
+    if (number != SIGPIPE) makeTimer(number);
+    action = {};
+    action.sa_sigaction = noteEndSignal;
+    action.sa_flags = SA_SIGINFO;  // a wait for typed input ends
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+}
+
+int qk_end_signal() { return noted; }
+
+int pendingEndSignal() { return taken ? 0 : noted; }
+
+void requestEnd(int signal) {
+    if (noted == 0) noted = signal;
+}
+
+int takeEndSignal() {
+    const int signal = pendingEndSignal();
+    if (signal == 0) return 0;
+    taken = 1;
+    setTimer(0);
+    return signal;
+}
