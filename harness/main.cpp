@@ -2,10 +2,12 @@
 // returns, something calls qk_exit(), or exit() itself, as the library does for broken tables.
 #include "zeft_main.h"
 
+#include <fcntl.h>
 #include <qkzeft.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -51,11 +53,15 @@ int outcomeOf(Phase ended, int status, int signal) {
 
 /// @return whether all that was written has reached its file
 bool isAllWritten() {
-    bool isWritten = qk_trace_written() != 0;
-    if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && qk_end_signal() != SIGPIPE) {
-        complain("standard output: cannot be written");
+    bool isWritten = true;
+    const auto miss = [&](const char* what) {
+        complain("%s: cannot be written", what);
         isWritten = false;
-    }
+    };
+    if (!qk_trace_written()) miss(vcdName() ? vcdName() : "the trace");
+    if (const char* const file = qk_text_lost()) miss(file);
+    if ((std::fflush(stdout) != 0 || std::ferror(stdout)) && qk_end_signal() != SIGPIPE)
+        miss("standard output");
     return isWritten;
 }
 
@@ -121,10 +127,18 @@ bool runCommand(const char* command, const std::string& argument) {
 /// Without opening it: a pipe opens only once.
 bool isReadable(const std::string& path) {
     struct stat status;
-    const bool readable = access(path.c_str(), R_OK) == 0 && stat(path.c_str(), &status) == 0 &&
-                          !S_ISDIR(status.st_mode);
-    if (!readable) complain("%s: cannot be read", path.c_str());
-    return readable;
+    const bool isThere = access(path.c_str(), R_OK) == 0 && stat(path.c_str(), &status) == 0;
+    if (isThere && !S_ISDIR(status.st_mode)) return true;
+    complain("%s: cannot be read: %s", path.c_str(), std::strerror(isThere ? EISDIR : errno));
+    return false;
+}
+
+/// A file opened later must not get the descriptor of a standard stream that was closed: what is
+/// printed would go to it.
+void openStandardStreams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0 && errno == EBADF)
+            static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY));
 }
 
 /// Ctrl-C opens the console where there is one to open.
@@ -205,6 +219,7 @@ int run(const zeft_model& model) {
 
 int zeft_main(const zeft_model& model, int argc, char** argv) {
     using namespace zeft_harness;
+    openStandardStreams();
     Status status;
     if (!readOptions(model, argc, argv, options, status)) return status;
     leaveProcess = qk_exit;

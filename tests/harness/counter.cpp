@@ -64,6 +64,10 @@ int run(uint64_t stop) {
         if (is("stop") && qk_get_time() == 50) qkzeft_stop(0, "top", nullptr, 0);
     }
     printf("ran until %s with count %d\n", qk_cycle_as_string(), count);
+    if (is("full-text")) {
+        const int file = qkzeft_fopen(0, "top", nullptr, 1, 0, "/dev/full");
+        qkzeft_fdisplay(0, "top", nullptr, 2, 32, static_cast<unsigned>(file), 0, "text");
+    }
     if (is("fatal")) qk_exit(1);
     if (is("exit")) exit(7);
     return is("checks") ? 1 : 0;

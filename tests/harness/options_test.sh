@@ -49,8 +49,8 @@ expect 0 '!ran' '' --fault qk_exit-in-build
 printf 'trace top.count\ntraceto script.vcd\ncontinue 50\nls top.count\ncontinue\n' >script
 expect 0 'top.count +tr : 5' '' --script script --batch
 holds 'the script records' grep -q '^#95' script.vcd
-expect 2 '!ran' 'missing: cannot be read' --script missing
-expect 2 '!ran' 'cannot be read' --script .
+expect 2 '!ran' 'missing: cannot be read: No such file or directory$' --script missing
+expect 2 '!ran' 'cannot be read: Is a directory$' --script .
 expect 0 'zeft> ' '' --interactive
 echo exit >script
 expect 0 '!ran' '' --script script
@@ -127,6 +127,14 @@ holds 'a console that goes away ends the run' [ "$(cat status)" = 141 ]
 holds 'quietly' [ ! -s err ]
 holds 'with its trace complete' grep -q '^\$end$' pipe.vcd
 
+# ---- Standard streams that are closed
+echo 'traceto closed.vcd' >script
+for streams in '<&-' '>&-' '2>&-' '<&- >&- 2>&-'; do
+    eval "\"\$counter\" --script script $streams" >>out 2>&1
+    holds "nothing strays into a file with $streams" \
+        [ "$(head -n 1 closed.vcd)$(grep -c zeft closed.vcd)" = "\$version0" ]
+done
+
 # ---- Recording
 expect 0 'VCD written to file: all.vcd' '' --vcd all.vcd
 holds 'all nets are recorded' grep -q ' done ' all.vcd
@@ -146,10 +154,11 @@ holds 'by qk_exit, too' [ -s last.vcd ]
 expect 2 '' '' --last 100 --vcd no/last.vcd --fault checks
 
 # ---- A full disk
-full='failed: No space left on device$'
-expect 2 "^ZEFT: writing VCD file '/dev/full' $full" '' --vcd /dev/full
-expect 2 "^ZEFT: writing VCD file '/dev/full' $full" '' --vcd /dev/full --last 100 --fault fatal
-expect 0 "^ZEFT: writing log file \"/dev/full\" $full" '' --log /dev/full --interactive
+full='failed: No space left on device$' told='^counter: /dev/full: cannot be written$'
+expect 2 "^ZEFT: writing VCD file '/dev/full' $full" "$told" --vcd /dev/full
+expect 2 "^ZEFT: writing VCD file '/dev/full' $full" "$told" --vcd /dev/full --last 100 --fault fatal
+expect 2 "^ZEFT: writing log file \"/dev/full\" $full" "$told" --log /dev/full --interactive
+expect 2 'ran until' "$told" --fault full-text
 status=0
 "$counter" >/dev/full 2>err || status=$?
 holds 'a full standard output gives 2' [ $status = 2 ]
