@@ -84,6 +84,8 @@ struct qk_mtc_stats {
     int differences;      ///< so far
     int complete;         ///< not 0: the trace has been compared to its end
     int damaged;          ///< not 0: compressed data ends early or is corrupt, or a NUL is in it
+    int unchanged;        ///< nets compared so far to a value that the trace does not change, or
+                          ///< that is always x there
 };
 
 /// @param stats  receives the numbers, zeros before the first comparison; not null
@@ -97,6 +99,31 @@ QK_API int qk_mtc_statistics(struct qk_mtc_stats* stats);
 /// @param trace_scope  likewise: qk_mtc_map(*model_scope, *trace_scope) would have it driven
 /// @return 1, or 0 when there are no more
 QK_API int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scope);
+/// @return how long a net of the latest comparison differed from the trace, and then agreed again,
+///         at most; in ticks
+QK_API uint64_t qk_mtc_longest_sync(void);
+
+/// What a net that the trace drives did in a sample.
+struct qk_mtc_input {
+    const char* name;     ///< full name; valid until the next comparison begins
+    uint64_t changes;     ///< time steps in which it changed
+    uint64_t with_clock;  ///< of them those in which a clock changed, too; 0 for a clock
+    int clock;            ///< not 0: it is marked as a clock
+    int early;            ///< not 0: it is marked as an early input
+    int like_clock;       ///< not 0: it has no mark, but registers change with it
+};
+
+/// Has the comparisons that begin later end as if their trace did: after so many time steps in
+/// which a clock changes (without clocks, any input), or at a time, whichever comes first.
+/// @param steps  0: they go to the end of the trace again
+/// @param until  ticks; UINT64_MAX for no limit
+/// @return 1
+QK_API int qk_mtc_sample(int steps, uint64_t until);
+/// Asks what inputs did in the latest comparison that ended so.
+/// @param index  0, then 1 and so on
+/// @param input  receives the answer; not null
+/// @return 1, or 0 when there are no more
+QK_API int qk_mtc_sampled_input(int index, struct qk_mtc_input* input);
 
 }  // extern "C"
 

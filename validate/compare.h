@@ -20,6 +20,7 @@
 #include "base/ring.h"
 #include "tracing/capture_plan.h"
 
+class InputSample;
 struct QkTrace;
 struct QkVCDTraces;
 
@@ -282,8 +283,9 @@ struct QkVCDTraces {
     std::vector<QkVCDTrace*> pending;
     std::vector<QkVCDTrace*> pendingFirst;  ///< those of the groups before the last
     bool monitorTracedOnly = false;
-    int monitoredCount = 0;  ///< nets that can be compared
-    int longestName = 0;     ///< columns
+    int monitoredCount = 0;         ///< nets that can be compared
+    int longestName = 0;            ///< columns
+    InputSample* sample = nullptr;  ///< is shown every value that comes; null: nobody is
 
 private:
     void noteChange(QkVCDTrace* trace);

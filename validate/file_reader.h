@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "qkzeft_validate.h"
+#include "validate/sample.h"
 #include "validate/vcd_model.h"
 
 struct QkLiveModel;
@@ -113,7 +114,9 @@ public:
     struct Proposal {
         std::string model, trace;
     };
-    std::vector<Proposal> proposals;  ///< best first
+    std::vector<Proposal> proposals;      ///< best first
+    std::unique_ptr<InputSample> sample;  ///< ends comparisons early; null: it does not
+    uint64_t longestSync = 0;             ///< ticks
     /// @return the numbers as they stand
     const qk_mtc_stats& currentStats();
     bool isTraceKnown() const { return traceKnown; }
@@ -220,8 +223,9 @@ private:
 
     bool passRunning = false;
     bool closeRequested = false;  ///< while a pass was running
-    bool stopped = false;         ///< the pass ended by a request or by its differences
-    bool readFailed = false;      ///< the pass ended by a line that cannot be read
-    int lastOutOfSync = -1;       ///< count that was last told in this pass
+    bool sampleEnded = false;
+    bool stopped = false;     ///< the pass ended by a request or by its differences
+    bool readFailed = false;  ///< the pass ended by a line that cannot be read
+    int lastOutOfSync = -1;   ///< count that was last told in this pass
     std::clock_t passStart = 0;
 };

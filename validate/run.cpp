@@ -52,10 +52,12 @@ bool QkFileReader::readOpening(const char* path) {
     countLinks();
     findProposals();
     regroup();
+    if (sample) sample->start(vcdModel->traces);
+    vcdModel->traces.sample = sample.get();
     if (!stimuli) return failed("find stimuli");
     qk_cycle = 0;
     forgetNotedTime();
-    stepNeeded = earlyInputs = clockPending = readFailed = false;
+    stepNeeded = earlyInputs = clockPending = readFailed = sampleEnded = false;
     if (!readInitialValues(true)) {
         printFailure("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);
         return false;
@@ -171,7 +173,7 @@ int QkFileReader::runTrace(bool final) {
     lastOutOfSync = -1;
     passRunning = true;
     bool good = readLines();
-    const bool complete = good && final && atEnd() && !stopped;
+    const bool complete = good && final && (atEnd() || sampleEnded) && !stopped;
     if (complete) good = finishTrace();
     stats.complete = complete && good;
     passRunning = false;
@@ -203,6 +205,7 @@ bool QkFileReader::readLines() {
         const std::string_view token = readToken();
         if (token.empty()) return !file->failure();
         if (!readLine(token)) return false;
+        if (sampleEnded) return true;
         stopped = isInterrupted() || closeRequested;
     }
     return true;
@@ -239,6 +242,9 @@ bool QkFileReader::readTime(std::string_view token) {
     }
     stepNeeded = clockPending = false;
     if (vcdModel->traces.monitoredCount > 0) checkSyncTimeouts();
+    InputSample* const taken = vcdModel->traces.sample;
+    sampleEnded = taken && taken->endStep();
+    if (sampleEnded) return true;
     readTimeLine(line);
     if (verbosestep || verbose > 3)
         qk_printf("Time: %s: Start VCD timestep:\n", qk_cycle_as_string());
@@ -344,6 +350,10 @@ bool QkFileReader::finishTrace() {
         if (stepped && !stepModel("end")) return false;
     }
     stepNeeded = clockPending = false;
+    if (InputSample* const taken = traces.sample) {
+        if (!sampleEnded) taken->endStep();
+        taken->finish();
+    }
     traces.scanLiveChanges();
     traces.endOfTrace();
     return true;

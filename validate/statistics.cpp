@@ -10,6 +10,7 @@
 
 void QkFileReader::countLinks() {
     traceKnown = true;
+    longestSync = 0;
     stats.signals = static_cast<int>(vcdModel->names.size());
     stats.linked = stats.comparable = stats.compared = stats.driven = 0;
     for (const QkVCDName& name : vcdModel->names) stats.linked += name.linked != nullptr;
@@ -25,6 +26,14 @@ void QkFileReader::countLinks() {
 }
 
 const qk_mtc_stats& QkFileReader::currentStats() {
+    if (vcdModel) {
+        stats.unchanged = 0;
+        for (const auto& trace : vcdModel->traces.all) {
+            if (!trace->liveTrace || trace->isStimulus) continue;
+            stats.unchanged += trace->isMatched() && !trace->traceChanged;
+            longestSync = std::max({longestSync, trace->maxSyncToVCD, trace->maxSyncToLive});
+        }
+    }
     if (file) {
         stats.file_bytes = file->fileBytes();
         stats.bytes_read = file->position();
@@ -108,6 +117,8 @@ int qk_mtc_statistics(qk_mtc_stats* stats) {
     *stats = qkLiveModel->reader.currentStats();
     return qkLiveModel->reader.isTraceKnown();
 }
+
+uint64_t qk_mtc_longest_sync() { return modelExists() ? qkLiveModel->reader.longestSync : 0; }
 
 int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scope) {
     if (!modelExists() || index < 0) return 0;

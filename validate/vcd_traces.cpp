@@ -10,6 +10,7 @@
 #include "qkzeft_run.h"
 #include "tracing/hot_loops.h"
 #include "validate/compare.h"
+#include "validate/sample.h"
 
 namespace {
 
@@ -174,6 +175,7 @@ void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool
         say("QkVCDTrace::setPendingVC(): Time: %s: Change in %s: %s\n", qk_cycle_as_string(),
             liveTrace->flags & QK_flag_clock ? "clock" : "     ", name.c_str());
     if (value.empty()) return;
+    if (owner->sample && !initial) owner->sample->touch(this);
     owner->settle(this);
     pendingBits.setDigits(value, offset, bits);
     owner->enqueue(this);

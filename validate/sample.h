@@ -1,0 +1,55 @@
+// What the inputs in a part of a trace do: which of them change together with a clock, and which
+// look like clocks without being marked as such. Values of the model play no part in it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+struct QkVCDTrace;
+struct QkVCDTraces;
+
+class InputSample {
+public:
+    struct Input {
+        std::string name;  ///< full name of the driven net
+        const QkVCDTrace* trace;
+        bool isClock, isEarly;
+        bool looksLikeClock = false;
+        uint64_t withClock = 0;       ///< time steps in which it changes together with a clock
+        std::vector<uint32_t> steps = {};  ///< numbers of the time steps in which it changes
+    };
+
+    /// @param steps  ends with so many time steps in which a clock changes; without clocks, any
+    ///               input
+    /// @param until  ends with the time step at this time, or the first one after it
+    InputSample(uint32_t steps, uint64_t until) : mostSteps(steps), lastTime(until) {}
+
+    /// Begins anew, with the inputs of a trace that has been linked.
+    void start(const QkVCDTraces& traces);
+    /// A value comes for a net; the net has that of before.
+    void touch(const QkVCDTrace* trace);
+    /// The values of a time step have been committed. @return whether the sample ends here
+    bool endStep();
+    /// Draws the conclusions. The traces may go afterwards.
+    void finish();
+
+    const std::vector<Input>& inputs() const { return all; }
+
+private:
+    struct Touched {
+        const QkVCDTrace* trace;
+        std::string before;
+    };
+
+    uint32_t mostSteps;
+    uint64_t lastTime;
+    std::vector<Input> all;
+    std::unordered_map<const QkVCDTrace*, size_t> indexes;  ///< in `all`
+    std::vector<Touched> touched;                           ///< in this time step, each once
+    uint32_t step = 0;                                      ///< number of the time step in hand
+    std::vector<uint32_t> clockSteps;                       ///< in which a clock changes
+    std::vector<uint32_t> inputSteps;                       ///< in which any input changes
+    std::vector<uint32_t> loneSteps;  ///< in which registers change, and no clock does
+};
