@@ -3,6 +3,7 @@
 #include "harness/compare.h"
 
 #include <qkzeft.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -20,7 +21,8 @@ constexpr unsigned kStepsPerLook = 64;  // at the clock on the wall
 
 struct Comparison {
     const Options* options = nullptr;
-    void (*step)() = nullptr;  ///< of the model
+    void (*step)() = nullptr;    ///< of the model
+    void (*settle)() = nullptr;  ///< of the model, or null
     void (*prints)(const char*) = nullptr;
     uint64_t stopTicks = UINT64_MAX;
     bool begun = false;     ///< the trace is open
@@ -82,17 +84,25 @@ void beginTrace() {
         complain("--clock %s: the trace drives no such input", net.c_str());
         giveUp();
     }
+    for (const std::string& net : options.earlies) {
+        if (qk_mtc_early(net.c_str(), 1)) continue;
+        complain("--early %s: the trace drives no such input", net.c_str());
+        giveUp();
+    }
 }
 
-void stepCompared() {
+void evaluate(void (*function)()) {
     if (!comparison.begun) beginTrace();
-    comparison.step();
+    function();
     if (qk_cycle >= comparison.stopTicks && !comparison.stopped) {
         comparison.stopped = true;
         qk_cli("close");
     }
     showProgress();
 }
+
+void stepCompared() { evaluate(comparison.step); }
+void settleCompared() { evaluate(comparison.settle); }
 
 // ---- Before it
 
@@ -112,6 +122,7 @@ void applyOptions(const Options& options) {
         if (!qk_mtc_ignore(pattern.c_str())) refuse("--ignore", pattern, "no net matches");
     if (options.threshold) qk_mtc_threshold(*options.threshold);
     qk_mtc_verbose(options.verbose);
+    qk_mtc_clock_first(options.clockFirst.value_or(false));
 }
 
 // ---- After it
@@ -162,6 +173,8 @@ void compare(const Options& options) {
     if (comparison.unusable) return;
     comparison.step = qk_step_fn;
     qk_step_fn = stepCompared;
+    comparison.settle = qk_settle_fn;
+    if (qk_settle_fn) qk_settle_fn = settleCompared;
     comparison.showsProgress = isatty(STDERR_FILENO) != 0;
     comparison.prints = qk_prints;
     if (comparison.showsProgress) qk_prints = printOverProgress;
@@ -169,7 +182,27 @@ void compare(const Options& options) {
     clearProgress();
     qk_prints = comparison.prints;
     qk_step_fn = comparison.step;
+    qk_settle_fn = comparison.settle;
 }
+
+bool isConclusive(const Options& options) {
+    qk_mtc_stats stats;
+    const bool linked = qk_mtc_statistics(&stats) != 0;
+    return !comparison.unusable && !whyUseless(stats, linked) && isFinished(options, stats);
+}
+
+namespace {
+
+/// What differs, or agrees late, may have been applied in the wrong order.
+void proposeScan(const Options& options, const qk_mtc_stats& stats) {
+    struct stat status;
+    if (stats.differences == 0 && qk_mtc_longest_sync() == 0) return;
+    if (stat(options.reference.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+    complain("%s: if clock and data change at one time, --scan may help",
+             options.reference.c_str());
+}
+
+}  // namespace
 
 Status judge(const Options& options) {
     if (comparison.unusable) return kCouldNotRun;
@@ -192,6 +225,7 @@ Status judge(const Options& options) {
                  countOf(stats.differences).c_str());
         return kCouldNotRun;
     }
+    proposeScan(options, stats);
     if (stats.differences == 0)
         qk_printf("The model agrees with %s until %s\n", path, until);
     else

@@ -11,6 +11,9 @@ void compare(const Options& options);
 /// Tells what a comparison, which may have been left early, has come to.
 Status judge(const Options& options);
 
+/// @return whether the comparison came to its end, and what it has come to says something
+bool isConclusive(const Options& options);
+
 /// Takes the line of progress off the terminal, if one stands there.
 void clearProgress();
 

@@ -16,6 +16,7 @@
 
 #include "harness/compare.h"
 #include "harness/options.h"
+#include "harness/scan.h"
 
 namespace zeft_harness {
 namespace {
@@ -185,6 +186,12 @@ bool prepare(const zeft_model& model) {
     qk_strict = options.strict;
     if (model.build && !model.build()) return false;
     if (model.step) qk_step_fn = model.step;
+    if (model.settle) qk_settle_fn = model.settle;
+    if (!options.clockFirst) options.clockFirst = model.clock_first;
+    if (*options.clockFirst) {
+        kelvo_start();
+        qk_mtc_clock_first(1);  // also for a comparison at the console
+    }
     if (isAttended || options.interactive) qk_sigint_install();
     return !isRecording() || startRecording();
 }
@@ -202,6 +209,10 @@ int run(const zeft_model& model) {
     }
     if (options.interactive) qk_cli("cli");
     if (!options.reference.empty()) {
+        if (options.scan) {
+            phase = Phase::kRunning;
+            return conclude(scan(options));
+        }
         phase = Phase::kComparing;
         compare(options);
         return conclude(0);

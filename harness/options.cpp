@@ -43,6 +43,12 @@ bool setTime(const char* text, std::string& value) {
     return isNumber && *end == '\0';
 }
 
+/// @param text  null: on
+bool setSwitch(const char* text, std::optional<bool>& value) {
+    value = !text || std::strcmp(text, "on") == 0;
+    return *value || std::strcmp(text, "off") == 0;
+}
+
 bool setCount(const char* text, int least, std::optional<int>& value) {
     char* end = nullptr;
     errno = 0;
@@ -102,6 +108,15 @@ const Option kOptions[] = {
     {{0, "clock", "NET", "an input that is a clock", nullptr},
      true,
      [](Text text, Options& o) { return addText(text, o.clocks); }},
+    {{0, "clock-first", "[=off]", "apply a time step's clocks before its other inputs", nullptr},
+     true,
+     [](Text text, Options& o) { return setSwitch(text, o.clockFirst); }},
+    {{0, "early", "NET", "an input to apply before the clocks, with --clock-first", nullptr},
+     true,
+     [](Text text, Options& o) { return addText(text, o.earlies); }},
+    {{0, "scan", nullptr, "find out which of these options the trace needs", nullptr},
+     true,
+     [](Text, Options& o) { return o.scan = true; }},
     {{0, "ignore", "PATTERN", "nets not to compare", nullptr},
      true,
      [](Text text, Options& o) { return addText(text, o.ignored); }},
@@ -137,6 +152,12 @@ struct CommandLine {
 
 constexpr int kFirstName = UCHAR_MAX + 1;
 
+/// An argument that is told in brackets may be left out.
+int argumentKind(const zeft_option& option) {
+    if (!option.argument) return no_argument;
+    return option.argument[0] == '[' ? optional_argument : required_argument;
+}
+
 CommandLine::CommandLine(const zeft_model& theModel)
     : model(theModel), own(static_cast<size_t>(std::max(theModel.option_count, 0))) {
     for (size_t i = 0; i < count(); ++i) {
@@ -147,8 +168,8 @@ CommandLine::CommandLine(const zeft_model& theModel)
             if (option.argument) letters += ':';
         }
         if (!option.name) continue;
-        names.push_back({option.name, option.argument ? required_argument : no_argument, nullptr,
-                         kFirstName + static_cast<int>(i)});
+        names.push_back(
+            {option.name, argumentKind(option), nullptr, kFirstName + static_cast<int>(i)});
     }
     names.push_back({nullptr, 0, nullptr, 0});
 }
@@ -175,7 +196,8 @@ void printOption(const zeft_option& option) {
     std::string left = option.letter ? std::string("-") + option.letter : "    ";
     if (option.letter && option.name) left += ", ";
     if (option.name) left += std::string("--") + option.name;
-    if (option.argument) left += std::string(" ") + option.argument;
+    if (option.argument)
+        left += std::string(argumentKind(option) == optional_argument ? "" : " ") + option.argument;
     std::printf("  %-26s  %s\n", left.c_str(), option.help);
 }
 
@@ -212,6 +234,9 @@ Taken take(const CommandLine& line, size_t index, const char* argument, Options&
 std::string conflictOf(const CommandLine& line, const std::vector<bool>& used,
                        const Options& options) {
     if (options.batch && options.interactive) return "--batch and --interactive exclude each other";
+    if (options.scan && options.interactive) return "--scan and --interactive exclude each other";
+    if (options.scan && (!options.vcd.empty() || !options.traced.empty() || options.last))
+        return "--scan records nothing";
     if (!options.reference.empty()) return "";
     for (size_t i = line.own; i < line.count(); ++i)
         if (used[i] && kOptions[i - line.own].comparing)

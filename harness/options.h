@@ -21,12 +21,14 @@ struct Options {
     std::string script, reference, log, vcd;
     std::string synctime, stop;  ///< as typed: a tick may get finer until they are used
     std::vector<Pair> maps, stimuli;
-    std::vector<std::string> clocks, ignored, traced;
+    std::vector<std::string> clocks, earlies, ignored, traced;
+    std::optional<bool> clockFirst;  ///< once the model is built: its own choice if none was made
     std::optional<int> threshold, last;
     int verbose = 0;
     bool interactive = false;
     bool batch = false;
     bool strict = false;
+    bool scan = false;
 };
 
 /// Reads the command line and hands the model its own options. Says on the standard error stream

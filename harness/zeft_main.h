@@ -40,6 +40,14 @@ struct zeft_model {
     /// qk_step_fn. Null when the model cannot be compared, or has set qk_step_fn itself.
     void (*step)() = nullptr;
 
+    /// Takes up inputs and registers that were written from outside, without a clock edge; becomes
+    /// qk_settle_fn. Null: after the first values of a trace `step` is called.
+    void (*settle)() = nullptr;
+
+    /// A comparison applies the clocks of a time step before its other inputs, unless the command
+    /// line says `--clock-first=off`; see qk_mtc_clock_first().
+    bool clock_first = false;
+
     /// Runs the model by its own stimulus: moves time, evaluates, and calls qk_takenote().
     /// @param stop  ticks that it must not go beyond, UINT64_MAX for no limit
     /// @return 0, or 1 when it found a fault. Null when the model has no stimulus.
@@ -54,7 +62,8 @@ struct zeft_model {
 };
 
 /// Reads the command line and does what it asks for. Must be called once, before anything else of
-/// the library. The library's qk_exit, qk_prints and qk_step_fn are wrapped meanwhile.
+/// the library. The library's qk_exit, qk_prints, qk_step_fn and qk_settle_fn are wrapped
+/// meanwhile.
 /// @return the exit status; a run that ends by qk_exit() or $finish leaves the process instead,
 /// with
 ///         the same status

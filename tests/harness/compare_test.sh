@@ -58,6 +58,41 @@ expect 1 '1 difference until' '' --validate late.vcd --synctime 2ns
 expect 0 'agrees' '' --validate latefine.vcd --synctime 3ns
 expect 1 'differs' '' --validate latefine.vcd --synctime 2.9ns
 
+# ---- The order of inputs
+expect 0 "$agrees" '' --validate good.vcd
+holds 'no hint without a reason' test ! -s hint
+expect 1 '' '' --validate wrong.vcd
+holds 'a hint with a difference' grep -q '^counter: wrong.vcd: .*--scan may help$' hint
+expect 0 'agrees' '' --validate late.vcd --synctime 3ns
+holds 'a hint with a tolerance' grep -q 'late.vcd' hint
+# The enable changes by <= at the clock edge, and its line comes before the clock's.
+trace racing.vcd top 's/^#[12]5/&\n-e/; /^b11 n/d; /^1d/d; /^#35/,$ { /^0d/d }; s/^b100 n/b11 n\n1d/'
+sed -i '/^#15/,/^-/ s/^-/0/; s/^-/1/' racing.vcd
+expect 1 'differs' '' --validate racing.vcd --synctime 1ns
+expect 0 "$agrees" '' --validate racing.vcd --synctime 1ns --clock-first
+expect 1 'top.en is an early input' '' --validate racing.vcd --synctime 1ns --clock-first --early top.en
+expect 2 '!agrees' 'early top.count: the trace drives no such input' --validate good.vcd --early top.count
+expect 2 '' "clock-first cannot be 'perhaps'" --validate good.vcd --clock-first=perhaps
+expect 0 "$agrees" '' --validate racing.vcd --synctime 1ns --fault clock-first
+expect 1 'differs' '' --validate racing.vcd --synctime 1ns --fault clock-first --clock-first=off
+
+scans() { # STATUS OPTIONS TRACE...: what --scan proposes
+    expect "$1" '' '' --validate "${@:3}" --scan
+    holds "--scan of $3 proposes '$2'" test "$(tail -n 1 out)" = "$2"
+}
+scans 0 '' good.vcd
+scans 0 --clock-first racing.vcd
+scans 1 '' wrong.vcd
+scans 1 '' late.vcd
+scans 0 '' late.vcd --synctime 3ns
+scans 0 '--clock-first --clock top.clk' racing.vcd --fault unmarked-clock
+holds 'an unmarked clock is named' grep -q '^top.clk looks like a clock' out
+expect 2 '' 'nothing is linked' --validate elsewhere.vcd --scan
+expect 2 '' 'cannot be read' --validate missing.vcd --scan
+expect 2 '' 'scan records nothing' --validate good.vcd --scan --vcd x.vcd
+expect 2 '' 'of no use without --validate' --scan
+expect 2 '' 'pipe.vcd is read several times, and must be a file' --validate pipe.vcd --scan
+
 # ---- What the trace drives
 expect 0 'top.en is a clock input' '' --validate good.vcd --clock top.en
 expect 2 '!agrees' 'clock top.count: the trace drives no such input' --validate good.vcd --clock top.count

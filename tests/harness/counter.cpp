@@ -30,8 +30,9 @@ bool build() {
     qk_set_timescale("counter", -9, -9);
     const unsigned reg = is("nothing-to-compare") ? QK_flag_not_compared : QK_flag_register;
     const unsigned output = is("nothing-to-compare") ? 1 : QK_type_output;
+    const unsigned clockFlag = is("unmarked-clock") ? 0 : QK_flag_clock;
     const QkGRNet nets[] = {
-        {0, 1, "clk", &clkPort, 0, 0, QK_type_input, 0, 0, 0, QK_flag_clock, nullptr, nullptr},
+        {0, 1, "clk", &clkPort, 0, 0, QK_type_input, 0, 0, 0, clockFlag, nullptr, nullptr},
         {0, 2, "en", &enPort, 0, 0, QK_type_input, 0, 0, 0, 0, nullptr, nullptr},
         {0, 3, "done", &donePort, 0, 0, output, 0, 0, 0, 0, nullptr, nullptr},
         {0, 4, "count", &count, 3, 0, 1, 0, 0, 0, reg, nullptr, nullptr},
@@ -77,6 +78,7 @@ bool takeFault(const char* name) {
     fault = name;
     if (is("no-step")) model.step = nullptr;
     if (is("no-run")) model.run = nullptr;
+    model.clock_first = is("clock-first");
     return *name != '-';
 }
 
