@@ -17,7 +17,7 @@ public:
         const QkVCDTrace* trace;
         bool isClock, isEarly;
         bool looksLikeClock = false;
-        uint64_t withClock = 0;       ///< time steps in which it changes together with a clock
+        uint64_t withClock = 0;            ///< time steps in which it changes together with a clock
         std::vector<uint32_t> steps = {};  ///< numbers of the time steps in which it changes
     };
 
