@@ -137,6 +137,42 @@ BENCHMARK(BM_VcdText)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
+/// Changes recorded in circular memory, beside a copy of as many entries.
+void BM_Circular(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    const auto share = static_cast<double>(state.range(1));
+    const int steps = std::max(4, static_cast<int>(2e7 / (static_cast<double>(count) * share)));
+    qk_strict = false;
+    TracedDesign design(count, share, false);
+    qk_circular(100000);
+    design.run(steps);
+    double ours = 0, limit = 0;
+    const uint64_t before = design.stimulus.changes;
+    std::vector<OutputChange> from(1000), to(100000);
+    for (auto _ : state) {
+        const uint64_t changes = design.stimulus.changes;
+        const double time = design.run(steps);
+        ours += time;
+        state.SetIterationTime(time);
+        const uint64_t start = nowNs();
+        size_t at = 0;
+        for (uint64_t done = changes; done < design.stimulus.changes; done += from.size()) {
+            std::memcpy(&to[at], from.data(), from.size() * sizeof from[0]);
+            benchmark::DoNotOptimize(to.data());
+            at = (at + from.size()) % to.size();
+        }
+        limit += static_cast<double>(nowNs() - start) / 1e9;
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(design.stimulus.changes - before));
+    state.counters["of_limit"] = limit / ours;
+    qk_circular(0);
+    qk_strict = true;
+}
+BENCHMARK(BM_Circular)
+    ->ArgsProduct({{2000, 100000}, {100, 1}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
 /// A gzip file, beside zlib alone with the same settings on the same text; and how much faster and
 /// larger than zlib's default level that is.
 void BM_GzipVcd(benchmark::State& state) {

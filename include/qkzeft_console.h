@@ -59,8 +59,11 @@ QK_API int qk_trace_written(void);
 /// @param filename  null or empty means "logfile.vcd"
 /// @return 1, or 0 with a message
 QK_API int qk_save(const char* filename);
-/// Bounds the history kept in memory; the oldest changes are dropped beyond it.
-/// @param n  changes to keep at least, rounded up to thousands, at least 10000; 0 reports the state
+/// Bounds the history kept in memory; the oldest changes are dropped beyond it. A history that is
+/// saved then starts with the values at the time of the last change dropped; in strict mode
+/// (qk_strict) with those of when tracing began, and what was dropped is recorded again.
+/// @param n  changes to keep at least, rounded up to thousands, at least 10000; 0 lifts the limit,
+///           in strict mode it only reports the state
 /// @return 1
 QK_API int qk_circular(int n);
 

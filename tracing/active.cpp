@@ -27,7 +27,9 @@ void QkTraceWriter::forgetPlan() {
 }
 
 uint32_t QkTraceWriter::slotOf(QkTrace* trace) {
-    if (trace->vcdSlot == 0) trace->vcdSlot = slots.add(trace);
+    if (trace->vcdSlot != 0) return trace->vcdSlot;
+    trace->vcdSlot = slots.add(trace);
+    if (trace->isArray()) slots.initial[trace->vcdSlot] = SlotTable::kNoInitial;
     return trace->vcdSlot;
 }
 
@@ -140,24 +142,30 @@ void QkTraceWriter::settle(const QkName* name) {
     if (compared && (planValid || changed)) captureNow();
 }
 
+// The initial entry of what was traced before is of an earlier time: the value then is a change.
+
 void QkTraceWriter::recordStart(QkTrace* trace) {
     forgetPlan();
     const uint32_t slot = slotOf(trace);
     if (trace->isArray()) {
         recordInitialArray(trace);
-    } else if (!slots.owners[slot].hasInitial) {
-        recordInitial(trace);
-    } else {
-        recordValue(trace, eventbs);  // traced before: its initial entry is that of an earlier time
+        return;
     }
+    stampTime();
+    if (slots.initial[slot] == 0)
+        recordFirst(trace);
+    else
+        recordValue(trace, eventbs);
 }
 
-void QkTraceWriter::recordStart(QkName* name) {
-    NameExtension& extension = *name->extension;
+void QkTraceWriter::recordStart(QkName* slice) {
+    NameExtension& extension = *slice->extension;
     if (extension.vcdSlot == 0) extension.vcdSlot = slots.add(nullptr);
-    const bool isFirst = !slots.owners[extension.vcdSlot].hasInitial;
-    slots.owners[extension.vcdSlot].hasInitial = true;
-    recordSlice(name, isFirst ? initialbs : eventbs);
+    stampTime();
+    uint32_t& first = slots.initial[extension.vcdSlot];
+    const bool isFirst = first == 0;
+    if (isFirst) first = initialCount() + 1;
+    recordSlice(slice, isFirst ? initialbs : eventbs);
 }
 
 void QkTraceWriter::setShow(QkName* name, bool on) {
@@ -174,15 +182,12 @@ void QkTraceWriter::forgetTrace(QkTrace* trace) {
 
 // ---- Initial entries
 
-void QkTraceWriter::recordInitial(QkTrace* trace) {
-    slots.owners[slotOf(trace)].hasInitial = true;
+void QkTraceWriter::recordFirst(QkTrace* trace) {
+    slots.initial[slotOf(trace)] = initialCount() + 1;
     recordValue(trace, initialbs);
 }
 
 void QkTraceWriter::recordValue(QkTrace* trace, BucketRing& ring) {
-    openTail();
-    if (lastTime != qk_cycle) stampTime();
-    closeTail();
     const uint32_t slot = slotOf(trace);
     const QkTrace* const first = trace->firstPart();
     for (const QkTrace* part = first; part; part = trace->partAfter(part)) {
@@ -190,7 +195,7 @@ void QkTraceWriter::recordValue(QkTrace* trace, BucketRing& ring) {
         const uint64_t value = (part->invert ? ~part->value : part->value) & bitMask(width);
         const uint32_t shape =
             first != trace ? partShape(width, part == first, trace->partAfter(part) == nullptr) : 0;
-        *nextChange(ring) = OutputChange{slot, shape, value};
+        addChange(ring, OutputChange{slot, shape, value});
     }
 }
 
@@ -209,12 +214,10 @@ void QkTraceWriter::recordInitialElement(QkTrace* trace, int64_t index) {
     };
     const uint64_t key = uint64_t{trace->vcdSlot} << 32 | static_cast<uint32_t>(index);
     if (isZero() || !initialElements.insert(key).second) return;
-    openTail();
-    if (lastTime != qk_cycle) stampTime();
-    closeTail();
+    stampTime();
     for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
-        *nextChange(initialbs) =
-            OutputChange{trace->vcdSlot, static_cast<uint32_t>(index), part->readStorage(element)};
+        addChange(initialbs, OutputChange{trace->vcdSlot, static_cast<uint32_t>(index),
+                                          part->readStorage(element)});
 }
 
 // ---- Slices
@@ -224,16 +227,14 @@ std::vector<QkName*>& QkTraceWriter::activeSlices(const QkName* name) {
 }
 
 void QkTraceWriter::recordSlice(const QkName* name, BucketRing& ring) {
-    openTail();
-    if (lastTime != qk_cycle) stampTime();
-    closeTail();
+    stampTime();
     const NameExtension& extension = *name->extension;
     const int width = extension.range.width;
     const int chunks = name->chunkCount();
     for (int chunk = chunks; chunk-- > 0;) {
         const int bits = std::min(width - chunk * QK_MAXUBITS, QK_MAXUBITS);
-        *nextChange(ring) =
-            OutputChange{extension.vcdSlot, partShape(bits, chunk + 1 == chunks, chunk == 0),
-                         extension.recorded[static_cast<size_t>(chunk)]};
+        addChange(ring,
+                  OutputChange{extension.vcdSlot, partShape(bits, chunk + 1 == chunks, chunk == 0),
+                               extension.recorded[static_cast<size_t>(chunk)]});
     }
 }

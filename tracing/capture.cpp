@@ -5,6 +5,7 @@
 
 #include "console/console.h"
 #include "netdb/live_model.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "tracing/hot_loops.h"
 
@@ -126,7 +127,7 @@ void QkTraceWriter::recordAt(uint32_t position) {
         recordSlowly(position);
         return;
     }
-    if (lastTime != qk_cycle) stampTime();
+    if (lastTime != qk_cycle) markTime();
     if (at.inParts) {
         recordParts(at);
         return;
@@ -140,6 +141,7 @@ void QkTraceWriter::recordParts(const CapturePosition& at) {
     const CapturePart* part = &plan.parts[at.firstPart];
     for (bool first = true;; first = false, ++part) {
         if (put == putEnd) nextTail();
+        tail->uncounted += !first;
         *put++ = OutputChange{
             at.slot, partShape(part->width, first, part->last),
             imageValue(plan.image, part->imageOffset, QK_MAXUBITS - part->width, part->invert)};
@@ -176,9 +178,10 @@ void QkTraceWriter::recordElement(QkTrace* array, int64_t index) {
     if (!isWithin) return;
     if (array->nrecord > 0) {
         openTail();
-        if (lastTime != qk_cycle) stampTime();
+        if (lastTime != qk_cycle) markTime();
         for (QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
             if (put == putEnd) nextTail();
+            ++tail->uncounted;
             *put++ = OutputChange{array->vcdSlot, static_cast<uint32_t>(index),
                                   part->readStorage(array->elementOf(index))};
         }
@@ -252,6 +255,13 @@ void QkTraceWriter::tell(QkName* name, int64_t index) {
 }
 
 void QkTraceWriter::stampTime() {
+    if (lastTime == qk_cycle) return;
+    openTail();
+    markTime();
+    closeTail();
+}
+
+void QkTraceWriter::markTime() {
     const bool isStart = !scopesWritten && initialbs.empty() && eventbs.empty();
     lastTime = qk_cycle;  // what the marker pushes out of the history may record initial values
     if (isStart) {
@@ -293,19 +303,35 @@ void QkTraceWriter::nextTail() {
 
 void QkTraceWriter::appendBucket(BucketRing& ring) {
     std::unique_ptr<ChangeBucket> bucket;
-    if (!ring.empty() && maxeventbs != 0 && eventbs.size() >= maxeventbs) {
-        const bool isEvents = &ring == &eventbs;
-        QK_ASSERT_AS(isEvents, "panchor == &eventbs");
-        // The head of a file is not written between the names that one command starts to trace.
-        const bool headWaits = starting && file && !scopesWritten;
-        if (isEvents && !headWaits) bucket = flushOldest(eventbs);
+    if (!ring.empty() && bucketLimit() != 0) {
+        if (&ring == &eventbs) {
+            bucket = makeRoom();
+        } else if (qk_strict) {
+            QK_ASSERT_AS(eventbs.size() < bucketLimit(), "panchor == &eventbs");
+        }
     }
     if (!bucket) bucket = std::make_unique_for_overwrite<ChangeBucket>();
     ring.append(std::move(bucket));
 }
 
-OutputChange* QkTraceWriter::nextChange(BucketRing& ring) {
+/// Takes the oldest bucket, or a spare one, for use as the newest when the history is long enough.
+std::unique_ptr<ChangeBucket> QkTraceWriter::makeRoom() {
+    keptCount += eventbs.newest().count();
+    if (file || qk_strict) {
+        // The head of a file is not written between the names that one command starts to trace.
+        const bool headWaits = starting && file && !scopesWritten;
+        return eventbs.size() < bucketLimit() || headWaits ? nullptr : flushOldest(eventbs);
+    }
+    dropOldest();
+    if (spareBuckets.empty()) return nullptr;
+    std::unique_ptr<ChangeBucket> bucket = std::move(spareBuckets.back());
+    spareBuckets.pop_back();
+    return bucket;
+}
+
+void QkTraceWriter::addChange(BucketRing& ring, const OutputChange& change) {
     if (ring.empty() || ring.newest().nChanges == kBucketEntries) appendBucket(ring);
     ChangeBucket& newest = ring.newest();
-    return &newest.changes[newest.nChanges++];
+    newest.changes[newest.nChanges++] = change;
+    newest.uncounted += change.shape != 0 && !(change.shape & kShapeFirst);
 }

@@ -32,6 +32,7 @@ int qk_circular(int n) {
     kelvo_start();
     int& limit = qkLiveModel->writer.maxeventbs;
     int64_t changes = n;
+    if (changes == 0 && !qk_strict) limit = 0;
     if (changes == 0) changes = int64_t{kBucketEntries} * limit;
     if (changes == 0) {
         qk_printf("Circular buffering: disabled\n");

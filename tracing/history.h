@@ -36,16 +36,32 @@ struct ChangeBucket {
     int nChanges = 0;                  ///< entries written
     int firstMarker = kBucketEntries;  ///< first and last time marker written, if any
     int lastMarker = -1;
+    /// Entries that do not count as changes of nets: times, parts but the first, array elements.
+    int uncounted = 0;
+    int uncountedBefore = 0;  ///< those before the first marker
     OutputChange changes[kBucketEntries];
 
     void noteMarker(int index) {
-        if (lastMarker < 0) firstMarker = index;
+        if (lastMarker < 0) {
+            firstMarker = index;
+            uncountedBefore = uncounted;
+        }
         lastMarker = index;
+        ++uncounted;
+    }
+    bool hasMarker() const { return lastMarker >= 0; }
+    /// @return changes of nets before the first marker, which there is, that are not consumed
+    int countBeforeMarker() const { return firstChange == 0 ? firstMarker - uncountedBefore : 0; }
+    /// @return changes of nets that are not consumed; consumed is nothing, or all before the marker
+    int count() const {
+        const int all = nChanges - uncounted;
+        return firstChange == 0 ? all : all - (firstMarker - uncountedBefore);
     }
     void clear() {
         firstChange = nChanges = 0;
         firstMarker = kBucketEntries;
         lastMarker = -1;
+        uncounted = uncountedBefore = 0;
     }
 };
 
@@ -56,6 +72,7 @@ public:
     int size() const { return static_cast<int>(count); }
     ChangeBucket& oldest() { return *at(0); }
     ChangeBucket& newest() { return *at(count - 1); }
+    ChangeBucket& nth(int i) { return *at(static_cast<size_t>(i)); }
     void append(std::unique_ptr<ChangeBucket> bucket);
     std::unique_ptr<ChangeBucket> takeOldest();
 
@@ -79,7 +96,8 @@ struct SlotTable {
 
     uint32_t add(QkTrace* owner) {
         tails.push_back(0);
-        owners.push_back(Owner{owner, 0, false, false});
+        initial.push_back(0);
+        owners.push_back(Owner{owner, 0, false});
         return static_cast<uint32_t>(owners.size() - 1);
     }
     /// Has the open file declare the slot, under its identifier code, which it keeps for good.
@@ -89,12 +107,15 @@ struct SlotTable {
     const char* codeText(uint32_t slot) const;
 
     struct Owner {
-        QkTrace* trace;   ///< null once the trace is gone
-        uint32_t code;    ///< number of the identifier code, 0 until one is given
-        bool hasInitial;  ///< there is an initial entry (not for arrays)
-        bool forced;      ///< recorded at the next capture whether or not it differs
+        QkTrace* trace;  ///< null once the trace is gone
+        uint32_t code;   ///< number of the identifier code, 0 until one is given
+        bool forced;     ///< recorded at the next capture whether or not it differs
     };
+    /// The slot has no single initial entry: it is that of an array.
+    static constexpr uint32_t kNoInitial = ~uint32_t{0};
+
     std::vector<uint64_t> tails;
+    std::vector<uint32_t> initial;  ///< number of the first initial entry, from 1; 0 without
     std::vector<Owner> owners;
 
 private:

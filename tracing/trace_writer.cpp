@@ -33,6 +33,68 @@ std::unique_ptr<ChangeBucket> QkTraceWriter::flushOldest(BucketRing& ring) {
     return taken;
 }
 
+int QkTraceWriter::bucketLimit() const {
+    // Into a file the history always runs through a few buckets.
+    return file ? std::max(maxeventbs, kLeastBuckets) : maxeventbs;
+}
+
+/// Drops the oldest times, if as many changes are left as the user wants to have kept.
+void QkTraceWriter::dropOldest() {
+    if (!findOldest()) return;
+    const int64_t dropped = oldestCount + eventbs.nth(oldestBuckets).countBeforeMarker();
+    if (keptCount - dropped < int64_t{maxeventbs} * kBucketEntries) return;
+    keptCount -= dropped;
+    for (; oldestBuckets > 0; --oldestBuckets) {
+        moveToInitial(eventbs.oldest(), kBucketEntries);
+        spareBuckets.push_back(eventbs.takeOldest());
+        spareBuckets.back()->clear();
+    }
+    oldestCount = 0;
+    ChangeBucket& next = eventbs.oldest();
+    if (next.firstChange == 0) moveToInitial(next, next.firstMarker);
+}
+
+/// Finds the end of the times that begin in the oldest bucket. @return whether one was found
+bool QkTraceWriter::findOldest() {
+    while (oldestBuckets < eventbs.size()) {
+        const ChangeBucket& next = eventbs.nth(oldestBuckets);
+        if (oldestBuckets > 0 && next.hasMarker()) return true;
+        oldestCount += next.count();
+        ++oldestBuckets;
+    }
+    return false;
+}
+
+uint32_t QkTraceWriter::initialCount() {
+    if (initialbs.empty()) return 0;
+    return static_cast<uint32_t>(initialbs.size() - 1) * kBucketEntries +
+           static_cast<uint32_t>(initialbs.newest().nChanges);
+}
+
+/// Gives the values of entries that are dropped to the initial entries of their nets.
+void QkTraceWriter::moveToInitial(ChangeBucket& bucket, int end) {
+    if (bucket.lastMarker >= bucket.firstChange && bucket.lastMarker < end)
+        startTime = bucket.changes[bucket.lastMarker].value;
+    uint32_t count = initialCount();
+    for (int i = bucket.firstChange; i < end; ++i) {
+        const OutputChange& change = bucket.changes[i];
+        uint32_t& first = slots.initial[change.slot];
+        if (change.slot == kTimeMarker || first == SlotTable::kNoInitial) continue;
+        if (change.shape == 0 || (change.shape & kShapeFirst)) movedPart = 0;
+        if (first == 0) first = count + 1;
+        const uint32_t at = first - 1 + movedPart++;
+        if (at < count) {
+            initialbs.nth(static_cast<int>(at / kBucketEntries))
+                .changes[at % kBucketEntries]
+                .value = change.value;
+        } else {
+            addChange(initialbs, change);
+            ++count;
+        }
+    }
+    bucket.firstChange = end;
+}
+
 void QkTraceWriter::consume(ChangeBucket& bucket, int end) {
     if (bucket.lastMarker >= bucket.firstChange && bucket.lastMarker < end)
         startTime = bucket.changes[bucket.lastMarker].value;
@@ -57,8 +119,8 @@ void QkTraceWriter::foldChange(const OutputChange& change) {
     if (!trace || !trace->a_next) return;
     if (trace->isArray()) {
         recordInitialElement(trace, static_cast<int32_t>(change.shape));
-    } else if (!owner.hasInitial) {
-        recordInitial(trace);
+    } else if (slots.initial[change.slot] == 0) {
+        recordFirst(trace);
     } else {
         // The change is lost: the right value comes back with the next capture.
         owner.forced = anyForced = true;
@@ -73,6 +135,8 @@ void QkTraceWriter::flushAll() {
         writeInitial();
     }
     while (!eventbs.empty()) flushOldest(eventbs);
+    keptCount = oldestCount = oldestBuckets = 0;
+    spareBuckets.clear();
     file->writeTime(qk_cycle);
 }
 
@@ -117,7 +181,8 @@ void QkTraceWriter::writeInitial() {
     file->writeTime(startTime);
     file->dumpvarsBegin();
     while (!initialbs.empty()) flushOldest(initialbs);
-    for (SlotTable::Owner& owner : slots.owners) owner.hasInitial = false;
+    for (uint32_t& first : slots.initial)
+        if (first != SlotTable::kNoInitial) first = 0;
     initialElements.clear();
     file->dumpvarsEnd();
 }
@@ -150,7 +215,7 @@ bool QkTraceWriter::traceTo(const char* filename) {
     if (file) closeFile();
     QK_ASSERT_AS(!fileIsOpen(), "!qkLiveModel->writer.fileIsOpen()");
     if (!open(filename)) return false;
-    if (maxeventbs == 0) maxeventbs = kLeastBuckets;
+    if (qk_strict && maxeventbs == 0) maxeventbs = kLeastBuckets;
     return true;
 }
 

@@ -31,7 +31,7 @@ public:
     bool fileIsOpen() const { return file != nullptr; }
     /// The header of the open file has been written: its variables can no longer change.
     bool scopesWritten = false;
-    /// Limit on event buckets; 0 means unlimited.
+    /// Limit on event buckets, as the user gave it; 0 means unlimited.
     int maxeventbs = 0;
 
     // ---- Which names are compared and recorded (tracing/active.cpp)
@@ -98,8 +98,8 @@ private:
     void countHolds(QkName* name, int by);
     std::vector<QkName*>& activeSlices(const QkName* name);
     void recordSlice(const QkName* name, BucketRing& ring);
-    void recordInitial(QkTrace* trace);
-    /// Records the value last seen of a trace without a plan.
+    void recordFirst(QkTrace* trace);
+    /// Records the value last seen of a trace, while there is no plan.
     void recordValue(QkTrace* trace, BucketRing& ring);
     void recordInitialArray(QkTrace* trace);
     void recordInitialElement(QkTrace* trace, int64_t index);
@@ -108,9 +108,13 @@ private:
 
     // Recording. Between openTail() and closeTail() `put` runs through the newest event bucket, so
     // that the common entry is one store; its nChanges is right outside them only.
+    void markTime();
+    /// Records the time, outside them, if it has moved on.
     void stampTime();
-    OutputChange* nextChange(BucketRing& ring);
+    void addChange(BucketRing& ring, const OutputChange& change);
     void appendBucket(BucketRing& ring);
+    std::unique_ptr<ChangeBucket> makeRoom();
+    int bucketLimit() const;
     void openTail();
     void useTail(ChangeBucket* bucket);
     void closeTail();
@@ -132,6 +136,10 @@ private:
     // Output.
     bool open(const char* filename);
     std::unique_ptr<ChangeBucket> flushOldest(BucketRing& ring);
+    void dropOldest();
+    bool findOldest();
+    void moveToInitial(ChangeBucket& bucket, int end);
+    uint32_t initialCount();
     void consume(ChangeBucket& bucket, int end);
     void fold(const ChangeBucket& bucket, int end);
     void foldChange(const OutputChange& change);
@@ -148,6 +156,13 @@ private:
     BucketRing initialbs;    ///< values that things had when their tracing began
     uint64_t startTime = 0;  ///< the time that the initial values stand for
     uint64_t lastTime = 0;   ///< the time of the latest recording; all ones after a header
+
+    // Of circular memory, but in strict mode.
+    int64_t keptCount = 0;    ///< changes of nets in full event buckets, without an open file
+    int oldestBuckets = 0;    ///< buckets known to hold the oldest times only
+    int64_t oldestCount = 0;  ///< changes of nets in them
+    std::vector<std::unique_ptr<ChangeBucket>> spareBuckets;
+    uint32_t movedPart = 0;  ///< of the value that is moved to the initial entries
 
     SlotTable slots;
     /// Array elements that have an initial entry: slot in the high half, index in the low.

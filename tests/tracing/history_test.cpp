@@ -1,3 +1,9 @@
+#include <bitset>
+#include <map>
+#include <random>
+#include <sstream>
+#include <unordered_map>
+
 #include "tests/support/model_test.h"
 
 namespace {
@@ -98,19 +104,52 @@ TEST_F(HistoryTest, TheHeadOfAFileHasAllThatOneCommandTraces) {
 
 TEST_F(HistoryTest, CircularReportsAndRoundsItsLimit) {
     struct {
+        bool strict;
         int n;
         const char* message;
     } const cases[] = {
-        {0, "Circular buffering: disabled\n"},
-        {5, "Circular buffering enabled: at least 10000 value changes\n"},
-        {10001, "Circular buffering enabled: at least 11000 value changes\n"},
-        {0, "Circular buffering enabled: at least 11000 value changes\n"},
-        {-1, "Circular buffering enabled: at least 10000 value changes\n"},
-        {INT32_MAX, "Circular buffering enabled: at least 2147484000 value changes\n"}};
+        {true, 0, "Circular buffering: disabled\n"},
+        {true, 5, "Circular buffering enabled: at least 10000 value changes\n"},
+        {true, 10001, "Circular buffering enabled: at least 11000 value changes\n"},
+        {true, 0, "Circular buffering enabled: at least 11000 value changes\n"},
+        {false, 0, "Circular buffering: disabled\n"},
+        {true, -1, "Circular buffering enabled: at least 10000 value changes\n"},
+        {true, INT32_MAX, "Circular buffering enabled: at least 2147484000 value changes\n"}};
     for (const auto& c : cases) {
         said.clear();
+        qk_strict = c.strict;
         EXPECT_EQ(qk_circular(c.n), 1);
         EXPECT_EQ(said, c.message);
+    }
+}
+
+TEST_F(HistoryTest, TheLimitAfterAFile) {
+    struct {
+        bool strict;
+        const char *before, *during, *after;
+    } const cases[] = {
+        {false, "circular 0", "circular", "disabled"},
+        {false, "circular 12000", "circular", "enabled: at least 12000 value changes"},
+        {false, "circular 12000", "circular 0", "disabled"},
+        {false, "circular 0", "circular 20000", "enabled: at least 20000 value changes"},
+        {true, "circular 12000", "circular 0", "enabled: at least 12000 value changes"},
+        {false, "circular 0", "circular", "disabled"},
+        {true, "circular 0", "circular", "enabled: at least 10000 value changes"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.before) + ", " + c.during);
+        qk_strict = c.strict;
+        qk_cli(c.before);
+        ASSERT_EQ(qk_traceto("x.vcd"), 1);
+        qk_cli(c.during);
+        run(20000);
+        EXPECT_EQ(qkLiveModel->writer.scopesWritten, name("top.n")->traced);
+        qk_traceclose();
+        said.clear();
+        qk_cli("circular");
+        EXPECT_EQ(said, "Circular buffering" + std::string(c.after[0] == 'd' ? ": " : " ") +
+                            c.after + "\n");
+        trace("top.n");
     }
 }
 
@@ -194,6 +233,85 @@ TEST_F(HistoryTest, TracingMuchMoreAtTheLimitIsAFault) {
     run(5000);
     trace("many.*");
     EXPECT_THAT(conditions, testing::ElementsAre("panchor == &eventbs"));
+    qk_strict = false;
+    qkLiveModel->writer.stopTracing(name("many.m0"));
+    trace("*");
+    saved();
+    trace("top.n");
+    EXPECT_EQ(conditions.size(), 1u);
+}
+
+/// Calls check(time, values) with the digits by identifier code at the end of each time of a file.
+/// @return how many values follow the dump
+template <class Check>
+int play(const std::string& body, Check&& check) {
+    std::unordered_map<std::string, std::string> values;
+    std::istringstream words(body);
+    std::string time;
+    int changes = 0;
+    for (std::string word, code; words >> word;) {
+        if (word == "$end") changes = 0;
+        if (word[0] == '#') {
+            if (!values.empty()) check(std::stoull(time), values);
+            time = word.substr(1);
+        } else if (word[0] == 'b') {
+            words >> code;
+            word.erase(0, 1);
+            EXPECT_NE(std::exchange(values[code], word), word) << "recorded twice";
+            ++changes;
+        }
+    }
+    check(std::stoull(time), values);
+    return changes;
+}
+
+TEST_F(HistoryTest, WhatCircularMemoryKeepsIsRightFromItsStart) {
+    qk_strict = false;
+    static uint64_t wide[3];
+    static uint8_t array[3000];
+    QkGRNet mem = net(0, 4, "mem", array, 7, 0, 1 | QK_array);
+    mem.array_left = 2999;
+    kelvo_module* const module =
+        registerNets("wides", {net(0, 1, "wide", &wide[0], 63, 0, 0x201),
+                               net(0, 2, "wide", &wide[1], 127, 64, 0x201),
+                               net(0, 3, "wide", &wide[2], 180, 128, 0x201), mem});
+    registerMany();
+    qk_cli("setvv v = wides.wide[150:20], top.n");
+    const char* const names[] = {" wide   [", " v      [", " o      [", " m1000  ["};
+    trace("*");
+    qk_circular(10000);
+    for (const int perStep : {3, 40, 1400}) {
+        SCOPED_TRACE(perStep);
+        std::mt19937_64 random(static_cast<uint64_t>(perStep));
+        std::map<uint64_t, std::vector<std::string>> expected;
+        for (int step = 0; step * perStep < 60000; ++step) {
+            for (int i = 0; i < perStep; ++i) ++many[random() % 1500];
+            wide[random() % 3] = random() >> (11 + random() % 53);
+            if (step < 10) other = static_cast<uint8_t>(perStep);
+            ++array[random() % 3000];
+            module->qk_finalize_wave();
+            run(1);
+            const std::string bits = std::bitset<53>(wide[2]).to_string() +
+                                     std::bitset<64>(wide[1]).to_string() +
+                                     std::bitset<64>(wide[0]).to_string();
+            expected[qk_cycle] = {bits, bits.substr(30, 131) + std::bitset<8>(byte).to_string(),
+                                  std::bitset<8>(other).to_string(),
+                                  std::bitset<32>(many[1000]).to_string()};
+        }
+        EXPECT_EQ(qk_save("x.vcd"), 1);
+        const std::string vcd = readVcd("x.vcd");
+        const int kept = play(vcd.substr(vcd.find("\n#")), [&](uint64_t time, auto& values) {
+            for (size_t i = 0; i < 4; ++i) {
+                const size_t at = vcd.find(names[i]) - 3;
+                std::string text = values[vcd.substr(at, vcd.find(' ', at) - at)];
+                if (text.empty() && perStep > 3) continue;  // the save before has its last value
+                text.insert(0, expected[time][i].size() - text.size(), '0');
+                ASSERT_EQ(text, expected[time][i]) << time << names[i];
+            }
+        });
+        EXPECT_GE(kept, 10000);
+        EXPECT_LE(kept, 10000 + 3 * perStep + 3000);
+    }
 }
 
 TEST_F(HistoryTest, ArrayElementsThatAreNotZeroHaveInitialEntriesButNoText) {
