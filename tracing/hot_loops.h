@@ -12,6 +12,7 @@ struct OutputChange;
 /// What the text of one bucket leaves for the next.
 struct VcdTextState {
     uint64_t lastWrittenTime = ~uint64_t{0};
+    bool signedTimes = false;   ///< times from 2^63 on are written as negative numbers
     bool valueStarted = false;  ///< a digit of the value in hand has been written
 };
 

@@ -104,7 +104,7 @@ char* writeTimeLine(char* out, uint64_t time, VcdTextState& state) {
     if (time == state.lastWrittenTime) return out;
     state.lastWrittenTime = time;
     *out++ = '#';
-    if (time >> 63) {  // times are written as signed numbers
+    if (state.signedTimes && time >> 63) {
         *out++ = '-';
         time = 0 - time;
     }

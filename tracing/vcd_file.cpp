@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "netdb/netdb.h"
+#include "qkzeft_module.h"
 #include "run/console_text.h"
 #include "run/failure.h"
 #include "run/time.h"
@@ -97,6 +98,7 @@ std::unique_ptr<QkVcdFile> openTraceFile(const char* filename) {
     QK_ASSERT(result);
     if (!result->open()) {
         printFailure("Failed to open '%s' for writing\n", filename);
+        if (!qk_strict) result->closeUnopened();
         return nullptr;
     }
     enterWrittenFile(result.get(), filename, FileWriter::kTrace);
@@ -105,7 +107,9 @@ std::unique_ptr<QkVcdFile> openTraceFile(const char* filename) {
 
 // ---- The buffer
 
-QkVcdFile::QkVcdFile(const char* name) : fileName(name), buffer(kBufferBytes) {}
+QkVcdFile::QkVcdFile(const char* name) : fileName(name), buffer(kBufferBytes) {
+    state.signedTimes = qk_strict;
+}
 
 void QkVcdFile::flush() {
     if (used != 0 && error == 0 && !put(buffer.data(), used)) error = errno ? errno : EIO;
@@ -150,7 +154,7 @@ bool QkVcdFile::close() {
     if (!closeStream() && error == 0) error = errno ? errno : EIO;
     if (error != 0)
         printFailure("ZEFT: writing VCD file '%s' failed: %s\n", name(), std::strerror(error));
-    report();
+    if (error == 0 || qk_strict) report();
     return error == 0;
 }
 

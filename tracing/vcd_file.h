@@ -26,10 +26,15 @@ public:
     /// Writes what is buffered, so that the file can be read.
     /// @return whether all that was written so far went out
     bool sync();
-    /// Writes what is buffered, closes the stream and prints where the text went. The destructor
-    /// does so if nobody has.
+    /// Writes what is buffered, closes the stream and prints where the text went, or why not all of
+    /// it did. The destructor does so if nobody has.
     /// @return whether all that was written went out
     bool close();
+    /// Nothing is to be printed of a file that could not be opened.
+    void closeUnopened() { isClosed = true; }
+
+    /// @return the name that it was opened under
+    const char* name() const { return fileName.str(); }
 
     void writeVersion();
     void writeDate();
@@ -54,7 +59,6 @@ protected:
     virtual bool closeStream() = 0;
     /// Prints where the text went.
     virtual void report() const = 0;
-    const char* name() const { return fileName.str(); }
 
 private:
     void puts(const char* text);

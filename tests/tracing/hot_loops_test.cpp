@@ -12,14 +12,17 @@ namespace {
 
 /// The text of history by its definition: one digit at a time.
 std::string textByDefinition(const std::vector<OutputChange>& changes, const SlotTable& slots,
-                             const std::vector<std::string>& codes) {
+                             const std::vector<std::string>& codes, bool signedTimes) {
     std::string text;
     std::string digits;
     uint64_t lastTime = ~uint64_t{0};
     for (const OutputChange& change : changes) {
         if (change.slot == kTimeMarker) {
             if (change.value != lastTime)
-                text += "#" + std::to_string(static_cast<int64_t>(change.value)) + "\n";
+                text += "#" +
+                        (signedTimes ? std::to_string(static_cast<int64_t>(change.value))
+                                     : std::to_string(change.value)) +
+                        "\n";
             lastTime = change.value;
             continue;
         }
@@ -62,7 +65,7 @@ TEST_P(HotLoopsTest, TextIsThatOfTheDefinition) {
         const uint64_t value = random() >> random() % 64 & (random() % 9 ? ~uint64_t{0} : 0);
         if (random() % 7 == 0) {
             time += random() % 3 ? random() % 1000 : 0;
-            if (random() % 500 == 0) time += uint64_t{1} << 62;  // times are signed in the text
+            if (random() % 500 == 0) time += uint64_t{1} << 62;
             changes.push_back({kTimeMarker, 0, time});
         } else if (random() % 3 == 0) {
             const auto parts = 2 + random() % 3;
@@ -76,16 +79,21 @@ TEST_P(HotLoopsTest, TextIsThatOfTheDefinition) {
         }
     }
     std::vector<char> buffer(changes.size() * kMostTextBytes);
-    VcdTextState state;
-    char* out = buffer.data();
-    // In pieces, which may end between the parts of a value.
-    for (size_t at = 0; at < changes.size();) {
-        const size_t end = std::min(changes.size(), at + 1 + static_cast<size_t>(random() % 50));
-        out = loops.writeText(&changes[at], changes.data() + end, slots.tails.data(), state, out);
-        at = end;
+    for (const bool signedTimes : {true, false}) {
+        VcdTextState state;
+        state.signedTimes = signedTimes;
+        char* out = buffer.data();
+        // In pieces, which may end between the parts of a value.
+        for (size_t at = 0; at < changes.size();) {
+            const size_t end =
+                std::min(changes.size(), at + 1 + static_cast<size_t>(random() % 50));
+            out =
+                loops.writeText(&changes[at], changes.data() + end, slots.tails.data(), state, out);
+            at = end;
+        }
+        const std::string text(buffer.data(), out);
+        EXPECT_EQ(text, textByDefinition(changes, slots, codes, signedTimes));
     }
-    const std::string text(buffer.data(), out);
-    EXPECT_EQ(text, textByDefinition(changes, slots, codes));
 }
 
 std::string unitName(VectorUnit unit) {
