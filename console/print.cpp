@@ -7,6 +7,7 @@
 #include "console/console.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
 
@@ -180,4 +181,6 @@ void printShownChange(const QkName* name, int64_t index) {
               name->scope->fullName.str(), qkLiveModel->showNameWidth, name->name);
     printName(out, name, index, index, ' ');
     out.add('\n');
+    // The printer of an array ends its text, too.
+    if (qk_strict && name->kind == kPlainName && name->trace->isArray()) out.add('\n');
 }
