@@ -52,6 +52,7 @@ struct QkLiveModel : QkModel {
     /// Change lists by the cell of generated code that holds their address.
     std::unordered_map<const void*, std::unique_ptr<MasterArrayAssign>> arrayRecords;
     std::vector<MasterArrayAssign*> followed;  ///< change lists that have buffers
+    std::vector<MasterArrayAssign*> unwaved;   ///< those of them that no module's waves apply
     bool copiesUnresolved = false;             ///< some trace's owner has not been looked for
     bool assignsStale = false;                 ///< a trace that was copied, or copied to, is gone
 
@@ -150,10 +151,14 @@ struct QkLiveModel : QkModel {
     void resolveMasterAssigns();
     /// Sorts a scope's copies by destination, and joins what lies together in both places.
     void prepareMasterAssigns(QkScope* scope) const;
-    /// Has changes of a traced array reported at each wave. For arrays of no module, which have no
-    /// waves, it does nothing.
+    /// Has changes of a traced array reported at each wave; of an array outside all modules, which
+    /// has no waves, at each capture.
     void followArray(const QkName* name);
     void unfollowArray(const QkTrace* header);
+    /// Reports changes of the arrays that have no waves.
+    void lookAtUnwaved() const;
+    /// Reports changes of traced arrays before their next wave. @param header  of one, null for all
+    void lookAtArrays(const QkTrace* header) const;
     /// Gives the change lists that a scope applies to the scopes of their owners.
     void rehomeArrays(QkScope* scope);
 

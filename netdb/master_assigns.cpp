@@ -50,13 +50,18 @@ void QkLiveModel::releaseArrayRecord(MasterArrayAssign* record) {
 
 namespace {
 
+/// The lists that a scope's waves apply, or for null those that captures look at.
+std::vector<MasterArrayAssign*>& recordsOf(QkScope* scope) {
+    return scope ? scope->masterArrayAssigns : qkLiveModel->unwaved;
+}
+
 void attach(MasterArrayAssign* record, QkScope* scope) {
     record->scope = scope;
-    if (scope) scope->masterArrayAssigns.push_back(record);
+    recordsOf(scope).push_back(record);
 }
 
 void detach(MasterArrayAssign* record) {
-    if (record->scope) std::erase(record->scope->masterArrayAssigns, record);
+    std::erase(recordsOf(record->scope), record);
     record->scope = nullptr;
 }
 
@@ -83,6 +88,22 @@ public:
             applyAll();
         }
         record.count = 0;
+        report(array);
+    }
+
+    /// Reports changes outside a wave. What is to be copied, and the list, wait for one.
+    void look() {
+        QkTrace* const array = record.owner;
+        if (!array || array->nTraced() == 0) return;
+        findAll();
+        if (changed.empty()) return;
+        for (const auto& buffer : record.all)
+            if (buffer->ownsShadow()) buffer->copyAll();
+        report(array);
+    }
+
+private:
+    void report(QkTrace* array) const {
         // The record may change under what a report sets off.
         const uint64_t removals = qkLiveModel->removals;
         for (const uint32_t element : changed) {
@@ -94,7 +115,6 @@ public:
         }
     }
 
-private:
     void applyListed() {
         // An element that was written twice no longer differs when its turn comes again.
         for (int i = 0; i < record.count; ++i) {
@@ -144,7 +164,7 @@ private:
 
 MasterArrayAssign* QkLiveModel::recordFor(QkScope* scope, const QkTrace* part) const {
     if (part->extras && part->extras->arrayRecord) return part->extras->arrayRecord;
-    for (MasterArrayAssign* record : scope->masterArrayAssigns)
+    for (MasterArrayAssign* record : recordsOf(scope))
         if (!record->cell && record->owner == part->header) return record;
     return new MasterArrayAssign;
 }
@@ -156,7 +176,10 @@ void QkLiveModel::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void
                  "(owner == NULL) || (owner == o->header)");
     if (record->owner && record->owner != part->header) return;
     record->owner = part->header;
-    if (!record->scope) attach(record, scope);
+    if (record->all.empty() || (!record->scope && scope)) {
+        detach(record);
+        attach(record, scope);
+    }
     if (record->all.empty()) followed.push_back(record);
     if (record->cell && !record->list) makeList(*record, part->nel);
     ArrayWave(*record).run();  // what has been written so far is for the older buffers
@@ -172,10 +195,29 @@ void QkLiveModel::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void
 
 void QkLiveModel::followArray(const QkName* name) {
     QkScope* const scope = moduleScope(name->scope);
-    if (!scope) return;
     QkTrace* const trace = name->trace;
     for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
         addMasterArrayAssign(scope, part, nullptr);
+}
+
+namespace {
+
+// What is told of a change may add and remove records.
+template <class Wanted>
+void lookAtEach(const std::vector<MasterArrayAssign*>& records, Wanted&& wanted) {
+    for (size_t i = 0; i < records.size(); ++i)
+        if (wanted(records[i])) ArrayWave(*records[i]).look();
+}
+
+}  // namespace
+
+void QkLiveModel::lookAtUnwaved() const {
+    lookAtEach(unwaved, [](const MasterArrayAssign*) { return true; });
+}
+
+void QkLiveModel::lookAtArrays(const QkTrace* header) const {
+    lookAtEach(followed,
+               [&](const MasterArrayAssign* record) { return !header || record->owner == header; });
 }
 
 template <class IsOut>

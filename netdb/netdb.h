@@ -146,7 +146,7 @@ struct QkTrace {
         const uint64_t raw = loadStorage(
             static_cast<const char*>(address) + uint64_t{element} * static_cast<unsigned>(bytes),
             bytes);
-        return invert ? raw ^ bitMask(range.width) : raw;
+        return (invert ? ~raw : raw) & bitMask(range.width);
     }
     /// @return whether `index` is within the element bounds, as declared
     bool isWithinArrayRange(int64_t index) const;

@@ -132,8 +132,12 @@ void QkTraceWriter::noteElement(QkName* name, QkTrace* source, int shows, int br
 
 void QkTraceWriter::settle(const QkName* name) {
     bool compared = false, changed = false;
+    if (name->kind != kVirtualName && name->trace->isArray()) {
+        liveModel->lookAtArrays(name->trace);
+        return;
+    }
     eachSource(name, [&](const QkTrace* trace) {
-        if (trace->ntrace == 0 || trace->isArray()) return;
+        if (trace->ntrace == 0) return;
         compared = true;
         for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
             changed |= loadStorage(part->address, part->elementBytes()) != part->value;

@@ -70,6 +70,7 @@ void QkTraceWriter::captureChanges() {
 }
 
 void QkTraceWriter::compareAndRecord() {
+    if (!liveModel->unwaved.empty()) liveModel->lookAtUnwaved();
     if (!planValid) {
         std::vector<QkTrace*> active;
         ActiveTraces::each(liveModel->active_traces, [&](QkTrace* at) { active.push_back(at); });

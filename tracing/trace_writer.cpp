@@ -196,7 +196,10 @@ bool QkTraceWriter::open(const char* filename) {
 
 void QkTraceWriter::captureLast() {
     if (capturing) return;
-    if (liveModel->active_traces) captureNow();
+    if (liveModel->active_traces) {
+        liveModel->lookAtArrays(nullptr);
+        captureNow();
+    }
     if (!file) return;
     flushAll();
     file->sync();

@@ -276,4 +276,32 @@ TEST_F(WideMemoryTest, AShadowIsFollowedAsAWhole) {
     EXPECT_THAT(readVcd("x.vcd"), testing::HasSubstr("#1\n"));
 }
 
+TEST_F(WideMemoryTest, AnArrayOfNoModuleIsComparedAtCaptures) {
+    qk_strict = false;
+    static uint8_t mem[4];
+    qk_register1("free.mem", 1 | QK_array, mem, 5, 0, 3, 0);
+    qk_cli("show free.mem");
+    const auto saidBy = [](auto&& act) {
+        said.clear();
+        act();
+        return said;
+    };
+    mem[2] = 0xff;  // bits above the width are not shown
+    EXPECT_EQ(saidBy([] { advance(); }), "       1ns: free.mem =  [2] 3f\n");
+    EXPECT_EQ(saidBy([] { advance(); }), "");
+    // A break hears of no change before it, and the older ones do.
+    QkVariable* const variable = QkVariable::GetByName("free.mem");
+    variable->RegisterBreak(nullptr, QkVariable::BreakOnChange, 0);
+    mem[1] = 1;
+    const auto addBreak = [&] { variable->RegisterBreak(nullptr, QkVariable::BreakOnChange, 0); };
+    EXPECT_EQ(saidBy(addBreak), "       2ns: free.mem =  [1] 01\nStopped at breakpoint 1\n");
+    EXPECT_EQ(saidBy([] { advance(); }), "");
+    mem[0] = 1;
+    EXPECT_EQ(saidBy([] { kelvo_finish(); }),
+              "       3ns: free.mem =  [0] 01\nStopped at breakpoint 1\nStopped at breakpoint 2\n");
+    qk_cli("untrace *");
+    variable->UnregisterBreak();
+    EXPECT_TRUE(qkLiveModel->unwaved.empty());
+}
+
 }  // namespace
