@@ -49,6 +49,8 @@ const char* notRecognised(const char* line);
 
 /// Has the clock set back without a warning, as a trace does that begins.
 void forgetNotedTime();
+/// Counts the console's times in ticks `factor` times finer.
+void rescaleConsoleTimes(uint64_t factor);
 
 /// Gives SIGINT back to the handler that qk_sigint_install() displaced. Does nothing when none is
 /// displaced. May be called from a signal handler.

@@ -196,6 +196,11 @@ const char* notRecognised(const char* line) {
 
 void forgetNotedTime() { lastNotedTime = 0; }
 
+void rescaleConsoleTimes(uint64_t factor) {
+    stopTime = limitInFinerTicks(stopTime, factor);
+    lastNotedTime *= factor;
+}
+
 int stepCommand(const char* argument) {
     stopTime = qk_cycle + 1;
     if (*argument) stopTime = typedStop(qk_cycle + typedTime(argument));

@@ -15,6 +15,7 @@
 #include "qkzeft_console.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/time.h"
 #include "run/written_files.h"
 
 namespace {
@@ -68,6 +69,7 @@ bool mustStop() {
 void runScripts(size_t base) {
     ++activeRunners;
     const uint64_t stopBefore = stopTime;
+    const int precision = qk_timescale_precision;
     do {
         resumeRequested = false;
         const std::shared_ptr<LoadtFile> script = loadtFileStack.back();
@@ -75,7 +77,8 @@ void runScripts(size_t base) {
         if (std::ferror(script->fp)) printFailure(kReadFailed, script->name.c_str());
         if (script->isAtEnd()) std::erase(loadtFileStack, script);
         if (mustStop()) break;
-    } while (stopTime == stopBefore && !resumeRequested && loadtFileStack.size() > base);
+    } while (stopTime == inTicksNow(stopBefore, precision) && !resumeRequested &&
+             loadtFileStack.size() > base);
     --activeRunners;
 }
 

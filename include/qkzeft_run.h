@@ -41,8 +41,10 @@ QK_API double qk_get_time_real(void);
 /// Advances the clock by `seconds`, rounded to a tick, unless it would wrap. @return the time then
 QK_API uint64_t qk_advance_time_real(double seconds);
 
-/// Merges a timescale into the run's: the finer of the two holds (IEEE 1364-2005, 19.8). The clock
-/// is rescaled when the tick gets finer.
+/// Merges a timescale into the run's: the finer of the two holds (IEEE 1364-2005, 19.8). When the
+/// tick gets finer, the clock is rescaled, and with it, but in strict mode (qk_strict), the times
+/// of the history in memory, of the console and of a comparison. A trace file whose header has been
+/// written is closed then, with a message.
 /// @param who        who asks, for debugging; may be null
 /// @param unit       exponent of ten of the time unit in seconds, clamped to -15..0
 /// @param precision  exponent of ten of a tick in seconds, clamped to -15..unit

@@ -46,6 +46,12 @@ char* copyText(const char* text, size_t extra) {
 
 bool modelExists() { return qkLiveModel != nullptr; }
 
+void rescaleModel(uint64_t factor) {
+    qkLiveModel->writer.rescaleTimes(factor);
+    qkLiveModel->reader.rescaleTimes(factor);
+    rescaleConsoleTimes(factor);
+}
+
 void kelvo_start() {
     static bool exitRoutineRegistered = false;
     if (!qkLiveModel) qkLiveModel = new QkLiveModel;

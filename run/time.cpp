@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "base/qkassert.h"
+#include "qkzeft_module.h"
 
 uint64_t qk_cycle = 0;
 int qk_timescale_unit = -9;
@@ -84,8 +85,10 @@ namespace {
 void refinePrecision(int precision) {
     const int timescale_change = qk_timescale_precision - precision;
     QK_ASSERT(timescale_change >= 0 && timescale_change < 15);
-    qk_cycle *= kPowersOfTen[timescale_change];
-    if (qk_end_time != kNoTime) qk_end_time *= kPowersOfTen[timescale_change];
+    const uint64_t factor = kPowersOfTen[timescale_change];
+    if (!qk_strict && modelExists()) rescaleModel(factor);
+    qk_cycle *= factor;
+    if (qk_end_time != kNoTime) qk_end_time *= factor;
     qk_timescale_precision = precision;
 }
 
@@ -114,6 +117,15 @@ void qk_set_timescale(const char* /*who*/, int unit, int precision) {
     if (!precisionStands) refinePrecision(precision);
     timescaleSet = true;
     renewTimeTexts();
+}
+
+uint64_t limitInFinerTicks(uint64_t ticks, uint64_t factor) {
+    return ticks > kNoTime / factor ? kNoTime : ticks * factor;
+}
+
+uint64_t inTicksNow(uint64_t ticks, int precision) {
+    const bool isKept = qk_strict || ticks == kNoTime;
+    return isKept ? ticks : ticks * kPowersOfTen[precision - qk_timescale_precision];
 }
 
 int qk_get_timescale_precision() {

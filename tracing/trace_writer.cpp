@@ -6,6 +6,7 @@
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "run/failure.h"
+#include "run/time.h"
 #include "tracing/vcd_file.h"
 
 QkTraceWriter::QkTraceWriter(QkLiveModel* model) : liveModel(model) {}
@@ -212,6 +213,21 @@ void QkTraceWriter::closeFile() {
     file = nullptr;
     scopesWritten = false;
     slots.undeclareAll();
+}
+
+void QkTraceWriter::rescaleTimes(uint64_t factor) {
+    if (scopesWritten) {
+        qk_printf("ZEFT: closing VCD file '%s': the timescale gets finer than its header says\n",
+                  file->name());
+        closeFile();
+    }
+    startTime *= factor;
+    if (lastTime != kNoTime) lastTime *= factor;
+    for (int i = 0; i < eventbs.size(); ++i) {
+        ChangeBucket& bucket = eventbs.nth(i);
+        for (int entry = bucket.firstChange; entry < bucket.nChanges; ++entry)
+            if (bucket.changes[entry].slot == kTimeMarker) bucket.changes[entry].value *= factor;
+    }
 }
 
 bool QkTraceWriter::traceTo(const char* filename) {

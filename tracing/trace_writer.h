@@ -80,6 +80,9 @@ public:
     bool save(const char* filename);
     /// Writes what is left of the history and closes the open file, if there is one.
     void closeFile();
+    /// Counts the times of the history in ticks `factor` times finer. A file whose head has been
+    /// written is closed first, with a message: it cannot have two timescales.
+    void rescaleTimes(uint64_t factor);
     /// @return whether nothing was lost of the file that was closed last
     bool isWritten() const { return lastWritten; }
 

@@ -77,6 +77,8 @@ public:
     int runTrace(bool final);
     /// Applies the order of inputs that is in force, and the flags of nets, to the trace in hand.
     void regroup();
+    /// Counts the times of the comparison in ticks `factor` times finer.
+    void rescaleTimes(uint64_t factor);
     /// @return whether the model is within a step: the file cannot be exchanged then
     bool isPassRunning() const { return passRunning; }
 

@@ -13,6 +13,7 @@
 #include "qkzeft.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/time.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 
@@ -291,8 +292,9 @@ void QkFileReader::evaluate(void (*function)(), const char* reason) {
     const bool wasRunning = passRunning;
     passRunning = true;  // nothing that is in use here may go away
     const uint64_t time = qk_cycle;
+    const int precision = qk_timescale_precision;
     function();
-    qk_cycle = time;
+    qk_cycle = inTicksNow(time, precision);
     passRunning = wasRunning;
 }
 
@@ -338,6 +340,17 @@ void QkFileReader::regroup() {
     // What waits has to reach the model in the other order, too.
     if (traces.isGrouped() != clockFirst && traces.isInputPending()) stepNeeded = true;
     traces.regroup(clockFirst);
+}
+
+void QkFileReader::rescaleTimes(uint64_t factor) {
+    synctime = limitInFinerTicks(synctime, factor);
+    stats.time *= factor;
+    vcdTimeMultiplier *= factor;
+    if (!vcdModel) return;
+    for (const auto& trace : vcdModel->traces.all)
+        for (uint64_t* const time :
+             {&trace->lastStateChange, &trace->maxSyncToVCD, &trace->maxSyncToLive})
+            *time *= factor;
 }
 
 bool QkFileReader::finishTrace() {

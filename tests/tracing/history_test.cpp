@@ -4,6 +4,7 @@
 #include <sstream>
 #include <unordered_map>
 
+#include "console/console.h"
 #include "tests/support/model_test.h"
 
 namespace {
@@ -239,6 +240,38 @@ TEST_F(HistoryTest, TracingMuchMoreAtTheLimitIsAFault) {
     saved();
     trace("top.n");
     EXPECT_EQ(conditions.size(), 1u);
+}
+
+TEST_F(HistoryTest, AFinerTickRescalesWhatRemembersATime) {
+    qkLiveModel->reader.synctime = 2;
+    stopTime = 5000000;
+    trace("top.n");
+    run(1);
+    qk_set_timescale("strictly", -9, -12);
+    run(1);
+    EXPECT_EQ(saved(), "#0\n$dumpvars\nb0 !\n$end\n#1\nb1 !\n#1001\nb10 !\n");
+    EXPECT_EQ(stopTime, 5000000u);
+
+    run(2);
+    qk_strict = false;
+    ASSERT_EQ(qk_traceto("x.vcd"), 1);  // its head waits
+    qk_set_timescale("practically", -9, -13);
+    EXPECT_EQ(qkLiveModel->reader.synctime, 20u);
+    EXPECT_EQ(stopTime, 50000000u);
+    run(20000);
+    EXPECT_EQ(said, "VCD written to file: x.vcd\n");
+    qk_set_timescale("practically", -9, -14);
+    EXPECT_EQ(
+        said,
+        "VCD written to file: x.vcd\nZEFT: closing VCD file 'x.vcd': the timescale gets finer "
+        "than its header says\nVCD written to file: x.vcd\n");
+    const std::string vcd = readVcd("x.vcd");
+    EXPECT_THAT(vcd, testing::StartsWith("$timescale\n    100 fs\n"));
+    EXPECT_THAT(vcd,
+                testing::HasSubstr("#10020\n$dumpvars\n$end\nb11 !\n#10030\nb100 !\n#10031\n"));
+    EXPECT_THAT(vcd, testing::EndsWith("#30030\nb100100 !\n"));
+    run(1);
+    EXPECT_EQ(saved(), "#300301\n$dumpvars\n$end\nb100101 !\n");
 }
 
 /// Calls check(time, values) with the digits by identifier code at the end of each time of a file.

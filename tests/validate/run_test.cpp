@@ -65,6 +65,21 @@ TEST_F(RunTest, ReportsPlantedDifferences) {
                   ended("40ns") + summary(5, 2, "5ns", 2) + kFailed);
 }
 
+TEST_F(RunTest, AStepMayMakeTheTickFiner) {
+    qk_mtc_clock("top.clk", 0);
+    qk_strict = false;
+    qk_mtc_synctime(4, "ns");
+    duringStep = [] {
+        if (qk_cycle == 20) qk_set_timescale("a module made late", -9, -12);
+    };
+    const std::string body = std::string(kDump) +
+                             "#5\n1e\n1c\n#10\n0c\nb1 n\n#20\n1c\n#23\n"
+                             "b10 n\n#30\n0c\n#40\n";
+    EXPECT_EQ(runTrace(body, 1),
+              "Time: 0ns: 0 signals out-of-sync\n" + ended("40000ps") + summary(5, 2, "5000ps", 0));
+    EXPECT_EQ(qk_cycle, 40000u);
+}
+
 TEST_F(RunTest, StopsAtTheThreshold) {
     qk_mtc_clock("top.clk", 0);
     std::string body = kDump;
