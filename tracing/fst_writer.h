@@ -1,0 +1,196 @@
+// FST files: the compact waveform format of GTKWave.
+//
+// A file is a row of blocks, each a type and a length: a head, the hierarchy, the widths of its
+// variables, then blocks of changes. Numbers are big-endian, or in groups of seven bits, the lowest
+// first. A block of changes has
+//
+//   - the frame: every variable's value where the block begins, a character a bit;
+//   - chains: the changes of one variable, each as the number of times since its last change and
+//     its value. A chain like that of an earlier variable stands only once;
+//   - an index of where each variable's chain stands;
+//   - the table of times.
+//
+// While a block is being written it has a type that readers stop at, and the head has no times
+// until the file is closed: of a file that is cut short all blocks but the last can be read.
+//
+// Nothing here knows the database or the model: a writer may belong to any one thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "base/large_memory.h"
+#include "tracing/history.h"
+#include "tracing/lz4_block.h"
+
+/// Bytes for a block or a part of one.
+class FstBytes {
+public:
+    void put(unsigned byte) { bytes.push_back(static_cast<unsigned char>(byte)); }
+    void put(std::span<const unsigned char> more);
+    void putText(const char* text);   ///< with its NUL
+    void putNumber(uint64_t number);  ///< in eight bytes
+    void putVarint(uint64_t number);
+    void putSignedVarint(int64_t number);
+    size_t size() const { return bytes.size(); }
+    operator std::span<const unsigned char>() const { return bytes; }
+    void clear() { bytes.clear(); }
+
+private:
+    std::vector<unsigned char> bytes;
+};
+
+class FstWriter {
+    using Span = std::span<const unsigned char>;
+
+public:
+    static constexpr size_t kBlockEntries = (size_t{64} << 20) / sizeof(OutputChange);
+
+    /// @param blockEntries  entries of history that fill a block
+    explicit FstWriter(size_t blockEntries = kBlockEntries) : fullBlock(blockEntries) {}
+    /// Closes the file as it is.
+    ~FstWriter();
+    FstWriter(const FstWriter&) = delete;
+    FstWriter& operator=(const FstWriter&) = delete;
+
+    /// @return whether it could; errno tells why not
+    bool open(const char* path);
+
+    // ---- The head, in this order; then the changes
+
+    /// @param timescale  exponent of ten of a tick in seconds
+    void setHead(const char* version, const char* date, int timescale);
+    void beginScope(const char* name);
+    void endScope();
+    /// Declares a variable, or one more name of what `slot` has been declared for.
+    /// @param slot   not kTimeMarker
+    /// @param width  at least 1, the same for all names of a slot
+    void declare(uint32_t slot, const char* name, uint32_t width);
+    void endDefinitions();
+
+    /// Takes changes and times in the order of history; slots without a variable are passed over.
+    void write(const OutputChange* begin, const OutputChange* end);
+    void writeTime(uint64_t time);
+
+    /// Ends a block, so that all that was taken can be read. @return whether all went out so far
+    bool flush();
+    /// Completes the file. @return whether all went out
+    bool close();
+    /// @return errno of the first call that failed, or 0
+    int error() const { return failure; }
+    /// Takes nothing more, for want of memory or whatever `reason` is.
+    void fail(int reason);
+
+private:
+    enum Kind : uint8_t { kUndeclared, kBit, kNarrow, kWide };
+
+    /// A run of a chain's bytes: they follow it.
+    struct Piece {
+        Piece* next;
+        unsigned char* dataEnd;  ///< not known for the last one
+        unsigned char* data() { return reinterpret_cast<unsigned char*>(this + 1); }
+    };
+    /// A variable's changes in the block. What a change touches: half a cache line.
+    struct Chain {
+        unsigned char* put = nullptr;
+        unsigned char* end = nullptr;  ///< of the last piece
+        Piece* first = nullptr;        ///< null without a change
+        uint32_t lastTime = 0;         ///< number of the time of the last change
+        Kind kind = kUndeclared;
+        uint8_t valueShift = 0;  ///< moves the highest bit to the top
+        uint8_t valueBytes = 0;  ///< behind the count of times; 0 for a bit and for wide values
+        uint8_t pieceLog = 0;    ///< size of the last piece, or of the next first one
+    };
+    struct Variable {
+        uint32_t slot;
+        uint32_t width;
+        size_t frameAt;  ///< place in the frame
+    };
+    /// Memory for the chains of a block.
+    class Arena {
+    public:
+        Piece* take(size_t bytes);
+        void reset();
+
+    private:
+        std::vector<std::vector<unsigned char, LargeAllocator<unsigned char>>> slabs;
+        size_t used = 0;  ///< of the slabs
+        unsigned char* at = nullptr;
+        size_t left = 0;
+    };
+
+    void grow(Chain& chain, size_t bytes);
+    void startChange(Chain& chain, size_t bytes, uint64_t value);
+    void writeNarrow(Chain& chain, uint64_t value);
+    void writePart(Chain& chain, const OutputChange& part);
+    void pushBits(Chain& chain, uint64_t bits, int count);
+
+    void endBlock();
+    void writeFrame();
+    void writeChains();
+    int64_t writeChain(size_t handle, const unsigned char* bytes, size_t size);
+    void updateFrame(const Variable& variable, const unsigned char* bytes, size_t size);
+    size_t gather(const Chain& chain, const unsigned char*& bytes);
+    static bool isChain(const Chain& chain, const unsigned char* bytes, size_t size);
+    static Piece* lastPiece(const Chain& chain);
+    Chain& chainOf(size_t handle) { return chains[variables[handle - 1].slot]; }
+    void writeIndex();
+    void writeTimes();
+
+    void beginSection(size_t fieldBytes);
+    void endSection(unsigned type, const FstBytes& fields);
+    FstBytes head() const;
+    void writeHierarchy();
+    void writeGeometry();
+    Span smallerOf(Span bytes, int strategy);
+    void emit(Span bytes);
+    void drain();
+    void patch(uint64_t at, Span bytes);
+
+    // The head.
+    std::string version, date;
+    int timescale = 0;
+    FstBytes hierarchy, geometry;
+    uint64_t scopeCount = 0, nameCount = 0;
+
+    // The block.
+    using Chains = std::vector<Chain, LargeAllocator<Chain>>;
+    Chains chains = Chains(1);            ///< by slot
+    std::vector<uint32_t> handles = {0};  ///< by slot, from 1; 0 for none
+    std::vector<Variable> variables;      ///< by handle
+    std::string frame;                    ///< values where the block begins
+    Arena arena;
+    FstBytes times;  ///< as differences
+    uint32_t timeCount = 0;
+    bool hasTime = false;  ///< there has been one, in the file
+    uint64_t firstTime = 0, lastTime = 0;
+    uint64_t blockBegin = 0;  ///< the time of the frame
+    uint64_t blockCount = 0;
+    const size_t fullBlock;
+    size_t entries = 0;        ///< of history, in the block
+    uint64_t pendingBits = 0;  ///< of a wide value, from the top: less than a byte
+    int pendingCount = 0;
+
+    // What ends it.
+    struct Seen {
+        uint64_t hash;
+        size_t handle;  ///< 0: none
+    };
+    std::vector<Seen> seen;      ///< chains written; a power of two
+    std::vector<int64_t> index;  ///< by handle: place of its chain, or minus the handle that has it
+    uint64_t chainsAt = 0;       ///< what places count from
+    uint64_t traversalBytes = 0;  ///< of the chains of all variables, unpacked
+    std::vector<unsigned char> gathered, packed;
+    FstBytes deflated;
+    Lz4Packer packer;
+
+    // The file.
+    int file = -1;
+    int failure = 0;
+    std::vector<unsigned char> buffer;
+    uint64_t offset = 0;  ///< in the file, of what comes next
+    uint64_t sectionAt = 0;
+};
