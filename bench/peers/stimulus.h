@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,13 @@ inline double peakBytes() {
     rusage usage;
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) * 1024;
+}
+
+/// @return the time that all threads of the process have run
+inline double processorNs() {
+    timespec time;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
 }
 
 class Random {  // xorshift64*
@@ -139,3 +147,14 @@ private:
     size_t skipsTaken = 0;
     std::vector<uint64_t> arena;
 };
+
+/// @return the processor time that a run of the stimulus alone takes
+inline double processorNsOf(Stimulus stimulus, uint64_t steps) {
+    const double before = processorNs();
+    for (uint64_t step = 1; step <= steps; ++step) {
+        stimulus.step();
+        nowNs();
+        nowNs();
+    }
+    return processorNs() - before;
+}
