@@ -8,6 +8,17 @@
 
 char workbuf[WORKBUFLEN];
 
+char* duplicate(const char* text, const char* tag) {
+    const size_t bytes = std::strlen(text) + 1;
+    auto* const copy = static_cast<char*>(std::malloc(bytes));
+    if (!copy) {
+        std::fprintf(stderr, "malloc failed for %s\n", tag);
+        std::exit(1);
+    }
+    std::memcpy(copy, text, bytes);
+    return copy;
+}
+
 namespace {
 
 constexpr size_t kChunk = 128;

@@ -10,6 +10,10 @@
 #include <cstddef>
 #include <cstdio>
 
+/// @return a copy of `text`, to be released with free(); ends the process with a message naming
+///         `tag` when there is no memory
+char* duplicate(const char* text, const char* tag);
+
 inline constexpr int WORKBUFLEN = 65536;
 extern char workbuf[WORKBUFLEN];
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 #include "base/qkassert.h"
 #include "base/storage.h"
@@ -16,7 +15,7 @@ ValueBuffer::ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* sh
       elementBytes(storageBytes(width)),
       elements(static_cast<int>(count)) {
     if (copy) return;
-    owned.reset(new (std::nothrow) char[static_cast<size_t>(bytes)]);
+    owned.reset(static_cast<char*>(std::malloc(static_cast<size_t>(bytes))));
     copy = owned.get();
 }
 

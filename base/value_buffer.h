@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 struct QkTrace;
@@ -48,5 +49,8 @@ protected:
     int elements;
 
 private:
-    std::unique_ptr<char[]> owned;
+    struct Free {
+        void operator()(char* bytes) const { std::free(bytes); }
+    };
+    std::unique_ptr<char[], Free> owned;  // of malloc(), whose failure has a message of its own
 };

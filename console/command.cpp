@@ -1,13 +1,12 @@
 #include "console/command.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <new>
 #include <string>
 #include <unordered_set>
 
 #include "base/qkassert.h"
+#include "base/stringbuf.h"
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/printout.h"
@@ -180,20 +179,15 @@ QkCommand* qk_register_cmd(const char* name, const char* help, int kind, Command
     QkCommand* const previous = commandList();
     QK_ASSERT(name && handler);
     if (!name || !handler) return previous;
-    char* const ownName = strdup(name);
-    char* const ownHelp = help ? strdup(help) : nullptr;
-    auto* const command = new (std::nothrow)
-        QkCommand{ownName ? ownName : "", kind, kListed, kAlways, ownHelp, handler, true, previous};
-    QK_ASSERT_AS(command, "newcmd != NULL");
-    QK_ASSERT_AS(ownName, "newcmd->command");
-    QK_ASSERT_AS(ownHelp || !help, "newcmd->helptext");
-    if (command && ownName) {
-        commandList() = command;  // NOLINT(clang-analyzer-unix.Malloc): the list owns it for good
-    } else {
-        delete command;
-        std::free(ownName);
-        std::free(ownHelp);
-    }
+    // The list owns it for good.
+    commandList() = new QkCommand{duplicate(name, "command"),
+                                  kind,
+                                  kListed,
+                                  kAlways,
+                                  help ? duplicate(help, "command") : nullptr,
+                                  handler,
+                                  true,
+                                  previous};
     return previous;
 }
 

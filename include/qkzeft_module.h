@@ -85,7 +85,10 @@ private:
 extern "C" {
 
 /// Builds the one model of the process if there is none, and arranges its tear-down at exit.
-/// Every other entry calls it where it needs to; calling it again does nothing.
+/// Every other entry calls it where it needs to; calling it again does nothing. The first call
+/// installs a new-handler, unless the program has one: when the thread of that call runs out of
+/// memory, the process ends with a message on the standard error stream and status 1, its open
+/// trace file complete.
 QK_API void kelvo_start(void);
 
 /// Ends a run: makes a last capture, so that what changed since the last qk_takenote() is recorded,

@@ -118,7 +118,7 @@ char* readConsoleLine(const char* prompt) {
         if (!std::ferror(qk_stdin) || errno != EINTR || pendingEndSignal()) return nullptr;
         std::clearerr(qk_stdin);
     }
-    return strdup(inputLine);
+    return duplicate(inputLine, "console line");
 }
 
 char* stripLine(char* text) {

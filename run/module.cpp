@@ -1,12 +1,15 @@
 // The live model's life, and the base class of generated modules.
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/stringbuf.h"
 #include "console/console.h"
 #include "genrt/report.h"
 #include "netdb/live_model.h"
 #include "netdb/registration.h"
 #include "qkzeft.h"
+#include "run/out_of_memory.h"
 #include "run/time.h"
 
 QkLiveModel* qkLiveModel = nullptr;
@@ -23,6 +26,7 @@ bool modelGone = false;  // the exit routine has run: destructors must not touch
 
 void exitRoutine() {
     modelGone = true;
+    releaseMemoryReserve();
     if (qkLiveModel) {
         qkLiveModel->writer.closeFile();
         abandonedModel = qkLiveModel;
@@ -31,16 +35,7 @@ void exitRoutine() {
     restoreSigintHandler();
 }
 
-char* copyText(const char* text, size_t extra) {
-    const size_t length = std::strlen(text);
-    auto* const copy = static_cast<char*>(std::malloc(length + 1 + extra));
-    if (!copy) {
-        std::fprintf(stderr, "malloc failed for %s\n", "instance name");
-        std::exit(1);
-    }
-    std::memcpy(copy, text, length + 1);
-    return copy;
-}
+char* copyName(const char* text) { return duplicate(text, "instance name"); }
 
 }  // namespace
 
@@ -54,6 +49,7 @@ void rescaleModel(uint64_t factor) {
 
 void kelvo_start() {
     static bool exitRoutineRegistered = false;
+    if (!exitRoutineRegistered) prepareForOutOfMemory();
     if (!qkLiveModel) qkLiveModel = new QkLiveModel;
     if (!exitRoutineRegistered) {
         exitRoutineRegistered = true;
@@ -75,7 +71,7 @@ kelvo_module::kelvo_module(const char* module_name, const char* instance_name)
     : qk_parent(nullptr),
       qk_name_verified(0),
       qk_module_name(module_name),
-      qk_instance_name(instance_name ? copyText(instance_name, 0) : nullptr),
+      qk_instance_name(instance_name ? copyName(instance_name) : nullptr),
       qk_scope(nullptr) {
     kelvo_start();
 }
@@ -89,7 +85,7 @@ void kelvo_module::step() {}
 void kelvo_module::qk_setup(const char* instance_name, kelvo_module* parent) {
     if (qk_instance_name) return;
     qk_parent = parent;
-    if (instance_name) qk_instance_name = copyText(instance_name, 0);
+    if (instance_name) qk_instance_name = copyName(instance_name);
 }
 
 const char* kelvo_module::qk_get_instance_name() const { return qk_instance_name; }
@@ -112,13 +108,16 @@ void kelvo_module::verify_instance_name() {
     if (!qk_instance_name || !qk_instance_name[std::strspn(qk_instance_name, ".")]) {
         qk_parent = nullptr;
         std::free(qk_instance_name);
-        qk_instance_name = copyText("toplevel.", 0);
+        qk_instance_name = copyName("toplevel.");
     }
     QK_ASSERT(qk_instance_name != NULL);
     const size_t length = std::strlen(qk_instance_name);
     if (qk_instance_name[length - 1] == '.') return;
     auto* const tmpname = static_cast<char*>(std::realloc(qk_instance_name, length + 2));
-    QK_ASSERT(tmpname);
+    if (!tmpname) {
+        std::fprintf(stderr, "realloc failed for %s\n", "instance name");
+        std::exit(1);
+    }
     qk_instance_name = tmpname;
     qk_instance_name[length] = '.';
     qk_instance_name[length + 1] = '\0';

@@ -58,7 +58,11 @@ std::unique_ptr<ReadAhead> ReadAhead::start(gzFile gz) {
 }
 
 bool ReadAhead::startThread() {
-    if (!spare.allocate()) return false;
+    // A lack of memory is no reason to end the run here.
+    const std::new_handler handler = std::set_new_handler(nullptr);
+    const bool hasMemory = spare.allocate();
+    std::set_new_handler(handler);
+    if (!hasMemory) return false;
     // Signals are for the model's thread, whose handlers they call.
     sigset_t all, before;
     sigfillset(&all);
