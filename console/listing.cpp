@@ -10,6 +10,7 @@
 #include "console/printout.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
 #include "run/failure.h"
@@ -226,21 +227,25 @@ void listNotMatched(const char* pattern) {
     const QkVCDModel* const vcdModel = qkLiveModel->reader.vcdModel.get();
     Printout out;
     bool any = false;
-    const auto add = [&](const char* fullName) {
-        out.print("\t%s\n", fullName);
+    const auto add = [&](const char* fullName, const std::string& reason) {
+        out.print("\t%s%s%s\n", fullName, reason.empty() ? "" : ": ", reason.c_str());
         out.endLine();
         any = true;
     };
+    const auto reasonOf = [](const auto& name) {
+        return qk_strict ? "" : qkLiveModel->reader.whyNotLinked(name);
+    };
     out.add("Model Signals Not in Trace:\n");
     for (const QkName* name : qkLiveModel->matching(pattern))
-        if (!name->isHidden() && !vcdModel->partnerOf(name)) add(FullName(name).c_str());
+        if (!name->isHidden() && !vcdModel->partnerOf(name))
+            add(FullName(name).c_str(), reasonOf(name));
     if (!any) out.add("\t(none)\n");
     any = false;
     out.add("Trace Signals Not in Model:\n");
     for (const QkVCDName& name : vcdModel->names) {
         if (name.linked) continue;
         const std::string fullName = name.fullName();
-        if (matchesPattern(fullName.c_str(), pattern, false)) add(fullName.c_str());
+        if (matchesPattern(fullName.c_str(), pattern, false)) add(fullName.c_str(), reasonOf(name));
     }
     if (!any) out.add("\t(none)\n");
 }

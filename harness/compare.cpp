@@ -144,6 +144,8 @@ const char* whyUseless(const qk_mtc_stats& stats, bool linked) {
         return stats.comparable == 0
                    ? "nothing comparable: the model has no net that can be compared"
                    : "nothing comparable: the trace has no net to compare";
+    if (stats.unchanged == stats.compared && stats.differences == 0 && !qk_strict)
+        return "nothing was compared: the trace changes no net that is compared";
     return nullptr;
 }
 

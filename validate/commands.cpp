@@ -304,6 +304,7 @@ int qk_mtc_threshold(int differences) {
 
 int qk_mtc_verbose(int level) {
     reader().verbose = std::max(level, 0);
+    reader().detailsInBinary = false;
     return 1;
 }
 
@@ -418,6 +419,7 @@ int verboseCommand(const char* argument) {
         verbose = 1;
     else if (std::strncmp(argument, "off", 3) == 0)
         verbose = 0;
+    reader().detailsInBinary = verbose != 0;
     qk_printf("ZEFT Validate: verbose is: %s\n", onOrOff(verbose != 0));
     return 1;
 }

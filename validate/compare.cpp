@@ -5,7 +5,9 @@
 
 #include "console/printout.h"
 #include "netdb/live_model.h"
+#include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "validate/value_text.h"
 
 QkVCDTrace* waitingToSync = nullptr;
 int nOutOfSync = 0;
@@ -126,75 +128,128 @@ void QkVCDTrace::apply(const Transition* rows, size_t count, bool matches, uint6
     }
 }
 
+/// What a report tells in sentences, and the two values that disagree.
+struct QkVCDTrace::Story {
+    struct Sentence {
+        const char* when;
+        uint64_t moment;
+        const char* what;
+        std::string value;  ///< empty: the sentence has none
+    };
+    std::vector<Sentence> sentences;
+    std::string trace, model;
+    size_t marked = 0;  ///< the sentence whose value is the later one of the two
+};
+
+/// @param time  of the event
+QkVCDTrace::Story QkVCDTrace::storyOf(const Transition& row, uint64_t time) const {
+    const uint64_t began = lastStateChange;
+    const std::string trace = vcdBits.text(), traceBefore = previousValue.text();
+    const std::string model = liveText();
+    const bool isLost = row.next == OutOfSync;
+    constexpr const char* both = "both Model and Trace had value:";
+    constexpr const char* traceBecame = "the Trace became:";
+    constexpr const char* modelBecame = "the Model became:";
+    Story story;
+    story.trace = trace;
+    story.model = model;
+    story.marked = 2;
+    switch (row.details) {
+        case Details::kNone:
+        case Details::kValues: break;
+        case Details::kTraceDisagrees:
+            story.sentences = {{"Before time", began, both, traceBefore},
+                               {"At time", began, modelBecame, model},
+                               {"But at time", time, "the Trace changed to:", trace}};
+            break;
+        case Details::kTraceChangedTwice:
+            story.sentences = {
+                {"Before time", began, both, model},
+                {"At time", began, traceBecame, traceBefore},
+                {"At time", time,
+                 "the Model had not changed but the Trace changed again to:", trace}};
+            if (isLost) break;
+            story.trace = traceBefore;
+            story.marked = 1;
+            break;
+        case Details::kModelChangedTwice:
+            story.sentences = {
+                {"Before time", began, both, trace},
+                {"At time", began, modelBecame, previousLiveText()},
+                {"At time", time,
+                 "the Trace had not changed but the Model changed again to:", model}};
+            if (isLost) break;
+            story.model = previousLiveText();
+            story.marked = 1;
+            break;
+        case Details::kModelDisagrees:
+            story.sentences = {{"Before time", began, both, traceBefore},
+                               {"At time", began, traceBecame, trace},
+                               {"But at time", time, modelBecame, model}};
+            break;
+        case Details::kTraceLate:
+            story.sentences = {{"Before time", began, both, trace},
+                               {"At time", began, modelBecame, model},
+                               {"But by time", time, "the Trace had not changed", ""}};
+            story.marked = 1;
+            break;
+        case Details::kModelLate:
+            story.sentences = {{"Before time", began, both, traceBefore},
+                               {"At time", began, traceBecame, trace},
+                               {"But by time", time, "the Model had not changed", ""}};
+            story.marked = 1;
+            break;
+    }
+    return story;
+}
+
+/// @return a 1 for each digit that both values know, and differently
+std::string QkVCDTrace::unequalDigits(const Story& story) const {
+    std::string marked = digitsOf(live, &LiveChunk::compared);
+    for (size_t i = 0; i < marked.size(); ++i) {
+        const bool isKnown = story.trace[i] == '0' || story.trace[i] == '1';
+        if (!isKnown || story.trace[i] == story.model[i]) marked[i] = '0';
+    }
+    return marked;
+}
+
 void QkVCDTrace::report(const Transition& row, uint64_t time) const {
     const bool verbose = verbosity() != 0;
     if (row.loudness == kSaidIfVerbose && !verbose) return;
     Printout out;
-    const uint64_t began = lastStateChange;
-    const uint64_t now = row.reportTime == kAtEvent ? time : began;
+    const uint64_t now = row.reportTime == kAtEvent ? time : lastStateChange;
     out.print("Time: %s: %s: %s\n", qk_time_as_string(now), row.text, name.c_str());
-    if (!verbose) return;
+    // Strict mode, and who asks for it at the prompt, have binary digits alone.
+    const bool inBinary = qk_strict || qkLiveModel->reader.detailsInBinary;
+    if (row.details == Details::kNone || (inBinary && !verbose)) return;
 
-    const auto tell = [&](const char* when, uint64_t moment, const char* what) {
-        out.print("  %s %s %s\n", when, qk_time_as_string(moment), what);
+    const Story story = storyOf(row, time);
+    const bool tellsStory = verbose && !story.sentences.empty();
+    std::vector<std::string> values = {story.trace, story.model};
+    for (const Story::Sentence& sentence : story.sentences)
+        if (tellsStory && !sentence.value.empty()) values.push_back(sentence.value);
+    const ValueText form(values);
+    const auto textOf = [&](const std::string& value) { return inBinary ? value : form.of(value); };
+    const auto mark = [&](const char* indent) {
+        const std::string marks = inBinary ? "" : form.marks(unequalDigits(story));
+        if (!marks.empty()) out.print("%s%s\n", indent, marks.c_str());
     };
-    const auto tellValue = [&](const char* when, uint64_t moment, const char* what,
-                               const std::string& value) {
-        tell(when, moment, what);
-        out.print("    %s\n", value.c_str());
-    };
-    constexpr const char* both = "both Model and Trace had value:";
-    const auto marked = [&] { out.add("  Marking this signal as out-of-sync\n"); };
-    const auto marking = [&] {
-        if (row.next == OutOfSync) return marked();
+    if (!tellsStory) {
+        out.print("\tTrace Value: %s\n\tModel Value: %s\n", textOf(story.trace).c_str(),
+                  textOf(story.model).c_str());
+        mark("\t             ");
+        return;
+    }
+    for (const Story::Sentence& sentence : story.sentences) {
+        out.print("  %s %s %s\n", sentence.when, qk_time_as_string(sentence.moment), sentence.what);
+        if (!sentence.value.empty()) out.print("    %s\n", textOf(sentence.value).c_str());
+        if (&sentence == &story.sentences[story.marked]) mark("    ");
+    }
+    if (row.next == OutOfSync)
+        out.add("  Marking this signal as out-of-sync\n");
+    else
         out.print("  Values match again at time %s so not marked as out-of-sync\n",
                   qk_time_as_string(time));
-    };
-    switch (row.details) {
-        case Details::kNone: break;
-        case Details::kValues:
-            out.print("\tTrace Value: %s\n\tModel Value: %s\n", vcdBits.text().c_str(),
-                      liveText().c_str());
-            break;
-        case Details::kTraceDisagrees:
-            tellValue("Before time", began, both, previousValue.text());
-            tellValue("At time", began, "the Model became:", liveText());
-            tellValue("But at time", time, "the Trace changed to:", vcdBits.text());
-            marked();
-            break;
-        case Details::kTraceChangedTwice:
-            tellValue("Before time", began, both, liveText());
-            tellValue("At time", began, "the Trace became:", previousValue.text());
-            tellValue("At time", time,
-                      "the Model had not changed but the Trace changed again to:", vcdBits.text());
-            marking();
-            break;
-        case Details::kModelChangedTwice:
-            tellValue("Before time", began, both, vcdBits.text());
-            tellValue("At time", began, "the Model became:", previousLiveText());
-            tellValue("At time", time,
-                      "the Trace had not changed but the Model changed again to:", liveText());
-            marking();
-            break;
-        case Details::kModelDisagrees:
-            tellValue("Before time", began, both, previousValue.text());
-            tellValue("At time", began, "the Trace became:", vcdBits.text());
-            tellValue("But at time", time, "the Model became:", liveText());
-            marked();
-            break;
-        case Details::kTraceLate:
-            tellValue("Before time", began, both, vcdBits.text());
-            tellValue("At time", began, "the Model became:", liveText());
-            tell("But by time", time, "the Trace had not changed");
-            marked();
-            break;
-        case Details::kModelLate:
-            tellValue("Before time", began, both, previousValue.text());
-            tellValue("At time", began, "the Trace became:", vcdBits.text());
-            tell("But by time", time, "the Model had not changed");
-            marked();
-            break;
-    }
 }
 
 // ---- Events

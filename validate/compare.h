@@ -136,6 +136,9 @@ public:
 
 private:
     struct Transition;
+    struct Story;
+    Story storyOf(const Transition& row, uint64_t time) const;
+    std::string unequalDigits(const Story& story) const;
     void apply(const Transition* rows, size_t count, bool matches, uint64_t time, uint64_t entry);
     template <size_t N>
     void apply(const Transition (&rows)[N], bool matches, uint64_t time, uint64_t entry) {

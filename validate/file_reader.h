@@ -17,6 +17,7 @@
 #include "validate/vcd_model.h"
 
 struct QkLiveModel;
+class Printout;
 class VcdInputBuffer;
 
 /// A scope of the model that stands in another place in the trace.
@@ -90,8 +91,9 @@ public:
 
     // ---- Options; kept from file to file
 
-    int threshold = 10;  ///< differences at which the run stops, -1 for no limit
-    int verbose = 0;     ///< level
+    int threshold = 10;            ///< differences at which the run stops, -1 for no limit
+    int verbose = 0;               ///< level
+    bool detailsInBinary = false;  ///< asked for by the command `verbose`
     bool verbosestep = false;
     uint64_t synctime = 0;  ///< ticks that model and trace may be apart; 0: until the end
     bool steponclock = true;
@@ -122,6 +124,11 @@ public:
     /// @return the numbers as they stand
     const qk_mtc_stats& currentStats();
     bool isTraceKnown() const { return traceKnown; }
+    /// @return why a name of either side has no partner on the other (validate/reasons.cpp)
+    std::string whyNotLinked(const QkName* live) const;
+    std::string whyNotLinked(const QkVCDName& name) const;
+    /// Lists nets that a summary counts, and of which the comparison says little.
+    void summariseDoubts(Printout& out) const;
     /// @return whether values from the trace are told of beside what they differ in
     bool areCommitsSaid() const { return verbose > 1 || verbosestep; }
 

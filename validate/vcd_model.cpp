@@ -162,8 +162,11 @@ std::string QkVCDName::fullName() const { return scope->fullName() + "." + name;
 QkVCDName* QkVCDModel::findName(std::string_view fullName) {
     const size_t dot = fullName.rfind('.');
     if (dot == std::string_view::npos) return nullptr;
-    const QkVCDScope* const scope = findScope(fullName.substr(0, dot));
-    const uint32_t found = findName(Place{scope, fullName.substr(dot + 1)});
+    return findName(findScope(fullName.substr(0, dot)), fullName.substr(dot + 1));
+}
+
+QkVCDName* QkVCDModel::findName(const QkVCDScope* scope, std::string_view name) {
+    const uint32_t found = findName(Place{scope, name});
     return found == HashIndex::kNone ? nullptr : &names[found];
 }
 

@@ -122,6 +122,7 @@ struct QkVCDModel {
     /// @return the scope of a dotted path, or null
     QkVCDScope* findScope(std::string_view path) const;
     QkVCDName* findName(std::string_view fullName);
+    QkVCDName* findName(const QkVCDScope* scope, std::string_view name);
     /// Makes QkVCDTraces::codes by the numbers of short codes, unless they are valid.
     void findDirectCodes();
     /// Tells that variables are to be bound anew, and direct codes found anew.

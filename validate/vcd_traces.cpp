@@ -539,4 +539,5 @@ void QkVCDTraces::summarise() {
         "  Longest time to synchronise was %s\n  %d differences found\n",
         inputChanges, inputs, comparedChanges, signals, qk_time_as_string(longest),
         reader.nDifferences + reader.nDifferencesTotal);
+    if (!qk_strict) reader.summariseDoubts(out);
 }

@@ -110,6 +110,10 @@ expect 2 '' 'at tb: or --map top=tb$' --validate twice.vcd
 holds 'the scope with more of the design comes first' grep -q 'dut: try' err
 
 # ---- Status 2: there was nothing to compare, or not all of it
+trace still.vcd top '/^#5/,$d'
+echo '#40' >>still.vcd
+expect 2 '2 nets compared in name only [(]no change in the trace[)]: ' 'the trace changes no net that is compared' --validate still.vcd
+expect 0 "$agrees" '' --validate still.vcd --strict
 expect 2 '!agrees' 'nothing is linked: the trace has no net' --validate elsewhere.vcd
 expect 2 '!agrees' 'nothing is linked: the trace has no input' --validate undriven.vcd
 expect 2 '!agrees' 'the trace has no net to compare' --validate inputs.vcd

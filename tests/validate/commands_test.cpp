@@ -182,6 +182,37 @@ TEST_F(CommandsTest, WorkOnAnOpenTrace) {
         EXPECT_THAT(typed, testing::HasSubstr(part));
 }
 
+class DoubtsTest : public ValidateTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(DoubtsTest, AreToldUnlessStrict) {
+    qk_strict = GetParam();
+    writeFile("ref.vcd",
+              "$scope module top $end $var wire 1 c clk $end $var reg 5 n count [4:0] $end "
+              "$var wire 1 d done $end $var wire 8 o other [8:1] $end $scope module sub $end "
+              "$var wire 8 b bus [8:1] $end $upscope $end $upscope $end "
+              "$scope module tb $end $var wire 1 c clk $end $upscope $end $enddefinitions $end\n"
+              "#0\n$dumpvars\n0c\n0d\nb0 n\n$end\n#5\n1c\n#10\n");
+    const std::string typed = type({"open ref.vcd", "ls -n", "continue"});
+    const auto line = [&](const char* name, const char* reason) {
+        return std::string("\t") + name + (qk_strict ? "" : ": ") + (qk_strict ? "" : reason) +
+               "\n";
+    };
+    const char* const bounds = "bounds [7:0] and [8:1]";
+    EXPECT_THAT(typed, testing::HasSubstr(
+                           "Model Signals Not in Trace:\n" + line("top.en", "no such name") +
+                           line("top.count", "widths 4 and 5") + line("top.sub.bus", bounds) +
+                           line("top.sub.other", "no such name") + "Trace Signals Not in Model:\n" +
+                           line("top.count", "widths 4 and 5") + line("top.other", "no such name") +
+                           line("top.sub.bus", bounds) + line("tb.clk", "no such scope")));
+    const std::string doubts =
+        qk_strict ? ""
+                  : "  1 net compared in name only (no change in the trace): top.done\n"
+                    "  1 input without a net in the trace: top.en\n";
+    EXPECT_THAT(typed, testing::HasSubstr("  0 differences found\n" + doubts + "\ntime="));
+}
+
+INSTANTIATE_TEST_SUITE_P(Either, DoubtsTest, testing::Bool());
+
 TEST_F(CommandsTest, IgnoringEndsAWait) {
     writeTrace("#0\n$dumpvars\n0c\n0e\n0d\nb0 n\n$end\n#5\nb1 n\n#10\nb0 n\n#15\n");
     type({"open ref.vcd"});

@@ -192,6 +192,46 @@ TEST_F(CompareTest, FollowsItsTables) {
     }
 }
 
+TEST_F(CompareTest, ShowsBothValuesUnlessStrict) {
+    const struct {
+        int row;  ///< in `rows`, of those with a difference
+        const char* values;
+    } cases[] = {
+        {0, "\tTrace Value: 11\n\tModel Value: 01\n\t             ^\n"},
+        {1, "\tTrace Value: 01\n\tModel Value: 00\n\t              ^\n"},
+        {2, "\tTrace Value: 11\n\tModel Value: 00\n\t             ^^\n"},
+        {3, "\tTrace Value: 1x\n\tModel Value: 00\n\t             ^\n"},
+        {4, "\tTrace Value: 00\n\tModel Value: 01\n\t              ^\n"},
+        {7, "\tTrace Value: 00\n\tModel Value: 01\n\t              ^\n"},
+        {8, "\tTrace Value: 01\n\tModel Value: 00\n\t              ^\n"},
+        {9, "\tTrace Value: 1x\n\tModel Value: 00\n\t             ^\n"},
+    };
+    std::vector<const Row*> differences;
+    for (const Row& row : rows)
+        if (row.differences != 0) differences.push_back(&row);
+    reader().synctime = 5;
+    qk_strict = false;
+    for (const auto& c : cases) {
+        const Row& row = *differences[static_cast<size_t>(c.row)];
+        SCOPED_TRACE(row.said);
+        qk_mtc_verbose(0);
+        qk_cycle = 10;
+        QkVCDTrace* const trace = arrange(row);
+        said.clear();
+        happen(row, trace, storage);
+        EXPECT_EQ(said, row.said + std::string(c.values));
+    }
+    qk_mtc_verbose(1);
+    qk_cycle = 10;
+    const Row& first = *differences[0];
+    QkVCDTrace* const trace = arrange(first);
+    said.clear();
+    happen(first, trace, storage);
+    EXPECT_EQ(said, std::string(first.said) + BEFORE("00") AT("10ns", "Model became", "01") BUT_AT(
+                                                  "Trace changed to", "11") "    ^\n" MARKED);
+    qk_strict = true;
+}
+
 TEST_F(CompareTest, NamesItsStates) {
     const char* const names[] = {
         "DoNotCompare",        "Ignored",   "ValuesMatch",      "WaitingForVCD",

@@ -1,0 +1,28 @@
+// Values of one net as people compare them: below each other, and with marks where they differ.
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// Formats values of one width. Up to 8 digits stay binary; more become hexadecimal, as in
+/// 70'h2_0123_4567_89ab_cdef, without the zeros that all of the values begin with. A hexadecimal
+/// digit is x or z when all its bits are, X or Z when some are.
+class ValueText {
+public:
+    /// @param values  digits 0, 1, x, X, z and Z, of one width of at least 1
+    explicit ValueText(const std::vector<std::string>& values);
+    std::string of(const std::string& value) const;
+    /// @param marked  a 1 for each digit to be marked
+    /// @return blanks, and a ^ below each digit of the text that has a marked one; ends with the
+    /// last
+    std::string marks(const std::string& marked) const;
+
+private:
+    /// Calls visit(text of four bits) for each hexadecimal digit that is printed, and visit("") for
+    /// each place between groups of four.
+    template <class Visit>
+    void eachDigit(const std::string& value, Visit&& visit) const;
+
+    std::string prefix;
+    int hexDigits = 0;  ///< 0: binary
+};
