@@ -331,6 +331,14 @@ void QkVCDTrace::setState(CompareState next, uint64_t time) {
     lastStateChange = time;
 }
 
+void QkVCDTrace::settleState() {
+    if (!liveTrace || state == Parked) return;
+    lastStateChange = qk_cycle;  // no wait has lasted until now
+    setState(ValuesMatch, qk_cycle);
+    readLive();
+    forgetChange();
+}
+
 void QkVCDTrace::makeStimulus() {
     isStimulus = true;
     if (state == DoNotCompare) return;

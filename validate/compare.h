@@ -74,6 +74,8 @@ struct alignas(64) QkVCDTrace {
 
     /// Enters a state; DoNotCompare is never left.
     void setState(CompareState next, uint64_t time);
+    /// Counts as equal from here, whatever the values, unless it is parked.
+    void settleState();
     /// Makes the trace drive the net, which is not compared any more.
     void makeStimulus();
     void retire();
@@ -273,6 +275,13 @@ struct QkVCDTraces {
     void scanLiveChanges();
     /// Ends a dump of all values: what is compared counts as equal from here.
     void endDump();
+    /// Reports what is unequal when the trace pauses, and waits for nothing more.
+    void beginPause();
+    /// Ends a dump of all values after a pause: as endDump(), but counts go on.
+    /// @return what it gave a value
+    std::vector<QkVCDTrace*> takeDump();
+    /// Writes the values to the model once more; what is compared counts as equal from here.
+    void takeAgain(const std::vector<QkVCDTrace*>& given);
     /// Reports what is unequal now that the trace has ended.
     void endOfTrace();
     /// Decides anew what is watched: what is comparable or traced, and not ignored.

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "base/qkassert.h"
 #include "console/printout.h"
@@ -21,13 +22,20 @@ QkFileReader::~QkFileReader() = default;
 
 void QkFileReader::start(bool loading) {
     QK_ASSERT_AS(vcdModel == nullptr, "vcdModel == NULL");
-    vcdModel = std::make_unique<QkVCDModel>();
+    isStrict = qk_strict;
+    vcdModel = std::make_unique<QkVCDModel>(isStrict);
     filename.clear();
     file = nullptr;
     lineNumber = 1;
     lineEndPending = false;
     currentScope = nullptr;
     outerScopes.clear();
+    endAhead = damaged = false;
+    heldToken.clear();
+    pausedSince.reset();
+    pendingBit.reset();
+    constants.clear();
+    passedKinds.clear();
     loadingState = loading;
     runningFromVCD = !loading;
     nDifferences = nDifferencesTotal = 0;
@@ -41,8 +49,10 @@ void QkFileReader::start(bool loading) {
 void QkFileReader::closeFile() {
     if (file) QK_ASSERT_AS(!filename.empty(), "!filename.isempty()");
     currentStats();
+    reportPassedOver();
     filename.clear();
     file = nullptr;
+    heldToken.clear();
 }
 
 /// Says what is wrong at the line in hand. @return 0
@@ -53,7 +63,7 @@ int QkFileReader::fail(const char* what) const {
 
 // ---- Tokens
 
-bool QkFileReader::atEnd() const { return !file || file->atEnd(); }
+bool QkFileReader::atEnd() const { return !file || (heldToken.empty() && file->atEnd()); }
 
 /// @return false at the end of input, with a message if that is not the end of the file
 bool QkFileReader::refill() {
@@ -80,9 +90,16 @@ void QkFileReader::endToken(char terminator) {
 }
 
 std::string_view QkFileReader::readToken(bool escapedAllowed) {
+    if (!heldToken.empty()) {
+        spilled = std::exchange(heldToken, {});
+        return spilled;
+    }
     if (lineEndPending) ++lineNumber;
     lineEndPending = false;
-    if (!file || !skipBlanks()) return {};
+    if (!file || !skipBlanks()) {
+        reportPassedOver();
+        return {};
+    }
     const char* const begin = file->cur;
     if (escapedAllowed && *begin == '\\') return readLongToken(true);
     const char* const stop = tokenEnd(begin);
@@ -118,8 +135,9 @@ std::string_view QkFileReader::readLongToken(bool escaped) {
 
 int QkFileReader::skipToEnd(bool printTokens, std::string* text) {
     const int from = lineNumber;
+    if (std::exchange(endAhead, false)) return 1;
     for (;;) {
-        const std::string_view token = readToken();
+        std::string_view token = readToken();
         if (token.empty()) {
             say("%s:%d: $end missing to end of file\n", filename.c_str(), from);
             return 0;
@@ -129,31 +147,40 @@ int QkFileReader::skipToEnd(bool printTokens, std::string* text) {
             return 0;
         }
         if (token == "$end") return 1;
+        takeGluedEnd(token);
         if (printTokens) say(" %.*s", static_cast<int>(token.size()), token.data());
         if (text) text->append(" ").append(token);
+        if (std::exchange(endAhead, false)) return 1;
     }
 }
 
 // ---- The header
 
+bool QkFileReader::openInput(const char* path) {
+    if (isStrict) {
+        file = VcdInputBuffer::open(path);
+        if (!file) say("Failed to open file '%s'\n", path);
+        return file != nullptr;
+    }
+    file = VcdInputBuffer::open(path);
+    if (!file) say("Failed to open file '%s': %s\n", path, std::strerror(errno));
+    return file != nullptr;
+}
+
 int QkFileReader::readHeader(const char* path) {
     QK_ASSERT_AS(filename.empty() && !file, "filename.isempty() && !file");
     filename = path;
-    file = VcdInputBuffer::open(path);
-    if (!file) {
-        const int reason = errno;
-        if (qk_strict)
-            say("Failed to open file '%s'\n", path);
-        else
-            say("Failed to open file '%s': %s\n", path, std::strerror(reason));
-        return 0;
-    }
+    if (!openInput(path)) return 0;
     nDifferences = 0;
     for (;;) {
-        const std::string_view token = readToken();
+        std::string_view token = readToken();
         if (atEnd() || token.empty()) return fail("unexpected end of file");
-        if (token == "$enddefinitions") return skipToEnd(false);
-        if (!readDeclaration(token)) return 0;
+        takeGluedEnd(token);
+        if (token == "$enddefinitions") {
+            if (!addPendingBit(false)) return fail("Error");
+            return skipToEnd(false);
+        }
+        if (!(isStrict ? readDeclaration(token) : readLooseDeclaration(token))) return 0;
     }
 }
 
@@ -233,7 +260,7 @@ int QkFileReader::readVar() {
         if (currentScope) vcdModel->addParameter(code);
         return 1;
     }
-    if (!vcdModel->addVariable(code, width, currentScope, name, range, isReal))
+    if (!vcdModel->addVariable({code, width, currentScope, name, range, isReal}))
         return fail("Error");
     return 1;
 }
@@ -328,14 +355,15 @@ void QkFileReader::setTimescale(const std::string& text) {
         for (++at; *at == '0'; ++at) ++exponent;
     skipSpace();
     constexpr char units[] = "fpnum";
-    const char* const unit = *at ? std::strchr(units, *at) : nullptr;
+    const auto letter = [&] { return isStrict ? *at : static_cast<char>(std::tolower(*at)); };
+    const char* const unit = *at ? std::strchr(units, letter()) : nullptr;
     if (unit) {
         exponent += kFinestExponent + 3 * static_cast<int>(unit - units);
         ++at;
-        if (*at == 's') ++at;
+        if (letter() == 's') ++at;
     } else {
-        valid &= *at == 's';
-        if (*at == 's') ++at;
+        valid &= letter() == 's';
+        if (letter() == 's') ++at;
     }
     skipSpace();
     if (!valid || *at) {
@@ -355,16 +383,18 @@ void QkFileReader::setTimescale(const std::string& text) {
     vcdTimeMultiplier = kPowersOfTen[exponent - qk_timescale_precision];
 }
 
-void QkFileReader::readTimeLine(std::string_view token) {
+bool QkFileReader::readTimeLine(std::string_view token) {
+    if (!isStrict && !loadingState) return parseTime(token, qk_cycle);
     const std::string digits(token.substr(1));
     const char* end;
     const uint64_t time = atottmaxu(digits.c_str(), &end) * vcdTimeMultiplier;
     if (end != digits.c_str() && time >= qk_cycle) {
         qk_cycle = time;
-        return;
+        return true;
     }
     say("%s:%d: at time %s: #%s ignored\n", filename.c_str(), lineNumber, qk_cycle_as_string(),
         digits.c_str());
+    return true;
 }
 
 // ---- Values
@@ -378,6 +408,7 @@ QkVCDId* QkFileReader::failAtDigit(std::string_view value, size_t stray) const {
 
 QkVCDId* QkFileReader::readValueLine(std::string_view first, std::string_view& value,
                                      bool* passedOver) {
+    if (!isStrict) return readLooseValue(first, value, passedOver);
     if (passedOver) *passedOver = false;
     std::string_view code;
     const char kind = first.front();
@@ -434,11 +465,12 @@ bool QkFileReader::isTokenAhead() const {
 }
 
 int QkFileReader::readInitialValues(bool expectDumpvars) {
+    if (!isStrict && !loadingState) return readDump(expectDumpvars);
     vcdModel->bindVariables();
     if (expectDumpvars) {
         std::string_view token = readToken();
         if (!token.empty() && token.front() == '#') {
-            readTimeLine(token);
+            if (!readTimeLine(token)) return 0;
             token = readToken();
         }
         if (token != "$dumpvars") return 0;

@@ -8,11 +8,13 @@
 #include <ctime>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "qkzeft_validate.h"
+#include "validate/declared_name.h"
 #include "validate/sample.h"
 #include "validate/vcd_model.h"
 
@@ -47,7 +49,9 @@ public:
     /// Opens a file and reads its declarations. @return 1, or 0 with a message
     int readHeader(const char* path);
     /// Reads a dump of all values up to its end, and applies it.
-    /// @param expectDumpvars  a time and `$dumpvars` come first
+    /// @param expectDumpvars  it is the first of the file: a time and `$dumpvars` come first. Not
+    /// in
+    ///                        strict mode, the first value begins it, wherever that is
     /// @return 1 or 0
     int readInitialValues(bool expectDumpvars);
     bool fileIsOpen() const { return file != nullptr; }
@@ -150,6 +154,7 @@ private:
     bool refill();
     bool isTokenAhead() const;
     void endToken(char terminator);
+    bool openInput(const char* path);
     int skipToEnd(bool printTokens, std::string* text = nullptr);
     int readDeclaration(std::string_view token);
     int readScope();
@@ -160,7 +165,8 @@ private:
     int parseVCDtimescale();
     void setTimescale(const std::string& text);
     int fail(const char* what) const;
-    void readTimeLine(std::string_view token);
+    /// @return false with a message; in strict mode, bad times are passed over with one
+    bool readTimeLine(std::string_view token);
     QkVCDId* failAtDigit(std::string_view value, size_t stray) const;
     /// Reads what is left of a value line.
     /// @param first       its first token
@@ -169,14 +175,43 @@ private:
     /// @return the code's record, or null with a message or for a constant
     QkVCDId* readValueLine(std::string_view first, std::string_view& value, bool* passedOver);
 
+    // Traces as simulators write them; not in strict mode (validate/dialects.cpp).
+    void takeGluedEnd(std::string_view& token);
+    int readLooseDeclaration(std::string_view token);
+    bool readWords(std::string& text);
+    int skipComment();
+    int readUnclosedText(const char* what);
+    int readLooseScope();
+    int readLooseVar();
+    bool addLooseVar(const std::string& code, const DeclaredName& declared, ValueKind kind,
+                     int width);
+    bool addPendingBit(bool asBit);
+    bool readDump(bool isFirst);
+    bool readDumpKeyword(std::string_view token, bool& inBlock);
+    bool isTokenOnLine();
+    std::string lastOnLine();
+    std::string timeWords(std::string_view token);
+    bool parseTime(std::string_view token, uint64_t& time);
+    QkVCDId* readLooseValue(std::string_view first, std::string_view& value, bool* passedOver);
+    QkVCDId* takeLooseValue(QkVCDId* id, char form, std::string_view& value, bool& passedOver);
+    bool takeConstant(const QkVCDId& id, const std::string& value);
+    bool takeReal(std::string_view& value);
+    void passOver(const char* kind);
+    void reportPassedOver();
+    bool readKeyword(std::string_view token);
+    bool beginPause();
+    bool endPause();
+
     // Linking.
+    QkName* findPartner(uint32_t number);
+    void warnOfBounds() const;
     void applyScopeMaps();
     void linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* liveRing);
     void reportMissingScopes(QkScope* liveRing) const;
     int reportMissingSignals() const;
     void reportCounts(int signals, int matched) const;
     int linkTo(QkVCDName* name, QkName* live);
-    static bool fits(const QkVCDName& name, const QkName* live);
+    bool fits(const QkVCDName& name, const QkName* live) const;
     void linkStimulus(QkVCDName* name, QkName* live);
     /// What becomes of a linked net, beside that it is compared if it can be.
     struct TraceUse {
@@ -193,6 +228,7 @@ private:
     int settleModel(const char* reason);
     bool stepClockFirst();
     bool stepsInOrder() const { return steponclock && !clockFirst; }
+    bool finishTimeStep();
     bool mustPause() const;
     bool openConsole();
     void endValidate();
@@ -224,6 +260,27 @@ private:
     uint64_t vcdTimeMultiplier = 1;  ///< ticks of the model in one of the trace
     std::string spilled;             ///< a token that runs over a buffer's end
     std::string valueText;
+
+    bool isStrict = true;                 ///< the reader takes the strict dialect only
+    bool endAhead = false;                ///< an `$end` was glued to the last keyword
+    bool damaged = false;                 ///< the trace contradicts itself
+    std::string heldToken;                ///< to be read next, if not empty
+    std::optional<uint64_t> pausedSince;  ///< the time of a $dumpoff that is in force
+    std::unordered_map<const QkVCDId*, std::string> constants;  ///< values of parameters
+    /// A variable that is a bit of a net if the one before or after it is another bit.
+    struct PendingBit {
+        std::string code;
+        DeclaredName declared;
+        QkVCDScope* scope;
+        bool isAdded;
+    };
+    std::optional<PendingBit> pendingBit;
+    struct PassedOver {
+        const char* kind;
+        int line;  ///< the first
+        uint64_t count;
+    };
+    std::vector<PassedOver> passedKinds;
 
     // What the current time step of the trace has come to.
     bool stepNeeded = false;    ///< an input changed: the model is to be stepped at its end

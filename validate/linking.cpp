@@ -61,10 +61,16 @@ bool isTopLevelOutput(const QkName* name) {
 void QkFileReader::linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* liveRing) {
     for (QkVCDScope* const vcdS : ring) {
         if (vcdS->linked) continue;  // by the user's map, with all below
-        QkScope* const liveS = ScopeRing::find(liveRing, [&](const QkScope* scope) {
-            return !vcdModel->partnerOf(scope) &&
-                   sameName(scope->name.str(), vcdS->name.c_str(), scope->caseInsensitive);
-        });
+        const auto find = [&](auto&& nameOf) {
+            const std::string wanted(nameOf(vcdS->name));
+            return ScopeRing::find(liveRing, [&](const QkScope* scope) {
+                const std::string name(nameOf(scope->name.str()));
+                return !vcdModel->partnerOf(scope) &&
+                       sameName(name.c_str(), wanted.c_str(), scope->caseInsensitive);
+            });
+        };
+        QkScope* liveS = find([](std::string_view name) { return name; });
+        if (!liveS && !isStrict && needsEscape(vcdS->name)) liveS = find(unescaped);
         if (!liveS) continue;
         vcdModel->link(vcdS, liveS);
         linkScopes(vcdS->children, liveS->children);
@@ -116,10 +122,10 @@ int QkFileReader::linkModel() {
     if (runningFromVCD) applyScopeMaps();
     linkScopes(vcdModel->topScopes, qkLiveModel->top_scopes);
     int signals = 0, matched = 0;
-    for (QkVCDName& name : vcdModel->names) {
+    for (uint32_t number = 0; number < vcdModel->names.size(); ++number) {
         ++signals;
-        const QkScope* const liveS = name.scope->linked;
-        QkName* const live = liveS ? qkLiveModel->findLocal(liveS, name.name.c_str()) : nullptr;
+        QkName* const live = findPartner(number);
+        QkVCDName& name = vcdModel->names[number];
         if (!live || !linkTo(&name, live)) continue;
         ++matched;
         if (!loadingState && isComparable(live->trace)) addTrace(&name, TraceUse{});
@@ -127,6 +133,28 @@ int QkFileReader::linkModel() {
     if (loadingState) return reportMissingSignals();
     reportCounts(signals, matched);
     return 1;
+}
+
+/// @return the net of the model that a name of the trace stands for, or null
+QkName* QkFileReader::findPartner(uint32_t number) {
+    const QkVCDName& name = vcdModel->names[number];
+    const QkScope* const liveS = name.scope->linked;
+    if (!liveS) return nullptr;
+    QkName* live = nullptr;
+    const auto find = [&](const std::string& spelling) {
+        live = qkLiveModel->findLocal(liveS, spelling.c_str());
+        return live != nullptr;
+    };
+    if (isStrict) return find(name.name) ? live : nullptr;
+    eachSpelling(name.name, find);
+    if (name.bitBracket != 0 && (!live || live->trace->isArray())) {
+        const int bit = (*name.vcdVars.begin())->range.lsb;
+        live = nullptr;
+        if (!eachSpelling(DeclaredName::ofBit(name.name, bit, name.bitBracket), find))
+            return nullptr;
+        vcdModel->splitBits(number);
+    }
+    return name.hasDigits() ? live : nullptr;
 }
 
 int QkFileReader::linkTo(QkVCDName* name, QkName* live) {
@@ -137,11 +165,12 @@ int QkFileReader::linkTo(QkVCDName* name, QkName* live) {
 }
 
 /// @return whether the two have the same bounds; different widths are reported
-bool QkFileReader::fits(const QkVCDName& name, const QkName* live) {
+bool QkFileReader::fits(const QkVCDName& name, const QkName* live) const {
     if (live->kind == kExtractName || live->kind == kVirtualName) return false;
     const BitRange& range = live->range();
     if (live->kind == kTermName && !hasSameBounds(range, live->trace->range)) return false;
-    if (hasSameBounds(name.range, range)) {
+    const bool byPosition = !isStrict && !loadingState && name.range.width == range.width;
+    if (byPosition || hasSameBounds(name.range, range)) {
         QK_ASSERT_AS(!name.vcdVars.empty(), "vcdVars");
         return true;
     }
@@ -175,6 +204,20 @@ QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
     return trace;
 }
 
+/// Reports the nets whose bits have other numbers in the trace, if it gives them numbers.
+void QkFileReader::warnOfBounds() const {
+    if (isStrict) return;
+    NameRing::each(qkLiveModel->names, [&](const QkName* live) {
+        const QkVCDName* const name = vcdModel->partnerOf(live);
+        if (!name || !name->range.isRange || !name->isLinkedByPosition()) return;
+        const BitRange &inFile = name->range, &inModel = live->range();
+        say("Warning: bounds differ, linked from the left: '%s' [%d:%d] in the file, '%s' [%d:%d] "
+            "in the model\n",
+            name->fullName().c_str(), inFile.left(), inFile.right(), FullName(live).c_str(),
+            inModel.left(), inModel.right());
+    });
+}
+
 // ---- What the trace drives
 
 void QkFileReader::addStimulusMap(const StimulusMap& map) {
@@ -185,7 +228,8 @@ void QkFileReader::addStimulusMap(const StimulusMap& map) {
     if (!name) {
         say("ZEFT Validate: warning: unable to find trace of '%s' to drive '%s'\n", path,
             live.c_str());
-    } else if (!hasSameBounds(name->range, map.live->trace->range)) {
+    } else if (isStrict ? !hasSameBounds(name->range, map.live->trace->range)
+                        : name->range.width != map.live->trace->range.width) {
         say("ZEFT Validate: unable to use '%s' to drive '%s' as their bit-ranges do not match\n",
             path, live.c_str());
     } else if (!fits(*name, map.live)) {

@@ -130,7 +130,9 @@ inline bool parsePlainLine(const char* at, PlainLine& line) {
 
 void QkFileReader::readPlainLines() {
     const bool inOrder = stepsInOrder();
-    if (!file || vcdModel->traces.sample || areCommitsSaid() || (inOrder && clockPending)) return;
+    if (!file || !heldToken.empty() || pausedSince || vcdModel->traces.sample || areCommitsSaid() ||
+        (inOrder && clockPending))
+        return;
     vcdModel->findDirectCodes();
     QkVCDTraces& traces = vcdModel->traces;
     const std::vector<DirectCode>& codes = traces.codes;

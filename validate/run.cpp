@@ -49,6 +49,7 @@ bool QkFileReader::readOpening(const char* path) {
     if (!readHeader(path)) return failed("Open");
     if (!linkModel()) return failed("cross-reference model with VCD file");
     for (const StimulusMap& map : stimulusMaps) addStimulusMap(map);
+    warnOfBounds();
     const int stimuli = findStimuli();
     countLinks();
     findProposals();
@@ -226,6 +227,7 @@ bool QkFileReader::reportProgress() {
 bool QkFileReader::readLine(std::string_view token) {
     if (token.front() == '#') return readTime(token);
     if (token.front() != '$') return readValue(token);
+    if (!isStrict) return readKeyword(token);
     if (token == "$dumpon") return readInitialValues(false) != 0;
     say("%s:%d: '%.*s' ignored\n", filename.c_str(), lineNumber, static_cast<int>(token.size()),
         token.data());
@@ -233,7 +235,22 @@ bool QkFileReader::readLine(std::string_view token) {
 }
 
 bool QkFileReader::readTime(std::string_view token) {
-    const std::string line(token);  // the model may do anything, in its step
+    const std::string line = timeWords(token);  // the model may do anything, in its step
+    if (!pausedSince) {
+        if (!finishTimeStep()) return false;
+        if (vcdModel->traces.monitoredCount > 0) checkSyncTimeouts();
+        InputSample* const taken = vcdModel->traces.sample;
+        sampleEnded = taken && taken->endStep();
+        if (sampleEnded) return true;
+    }
+    if (!readTimeLine(line)) return false;
+    if (verbosestep || verbose > 3)
+        qk_printf("Time: %s: Start VCD timestep:\n", qk_cycle_as_string());
+    return true;
+}
+
+/// Steps the model if the lines of a time step ask for it.
+bool QkFileReader::finishTimeStep() {
     if (clockFirst) {
         if (!stepClockFirst()) return false;
     } else if (stepNeeded || clockPending) {
@@ -242,20 +259,14 @@ bool QkFileReader::readTime(std::string_view token) {
         vcdModel->traces.commitPending(false);
     }
     stepNeeded = clockPending = false;
-    if (vcdModel->traces.monitoredCount > 0) checkSyncTimeouts();
-    InputSample* const taken = vcdModel->traces.sample;
-    sampleEnded = taken && taken->endStep();
-    if (sampleEnded) return true;
-    readTimeLine(line);
-    if (verbosestep || verbose > 3)
-        qk_printf("Time: %s: Start VCD timestep:\n", qk_cycle_as_string());
     return true;
 }
 
 bool QkFileReader::readValue(std::string_view token) {
     std::string_view value;
-    QkVCDId* const id = readValueLine(token, value, nullptr);
-    if (!id) return false;
+    bool passed = false;
+    QkVCDId* const id = readValueLine(token, value, isStrict ? nullptr : &passed);
+    if (!id) return passed;
     if (!id->linked) return true;
     if (stepsInOrder()) return applyInClockOrder(*id, value);
     id->setVCDValue(value, false);

@@ -37,7 +37,7 @@ const qk_mtc_stats& QkFileReader::currentStats() {
     if (file) {
         stats.file_bytes = file->fileBytes();
         stats.bytes_read = file->position();
-        stats.damaged = file->isDamaged();
+        stats.damaged = file->isDamaged() || damaged;
         stats.time = qk_cycle;
     }
     stats.differences = nDifferences + nDifferencesTotal;

@@ -6,6 +6,7 @@
 #include "base/qkassert.h"
 #include "console/printout.h"
 #include "netdb/live_model.h"
+#include "validate/declared_name.h"
 
 namespace {
 
@@ -71,43 +72,67 @@ std::string QkVCDScope::fullName() const {
     return text;
 }
 
+QkVCDScope* QkVCDModel::findOrCreateChild(QkVCDScope* scope, std::string_view name) {
+    const auto found = scopesByPlace.find(Place{scope, name});
+    if (found != scopesByPlace.end()) return found->second;
+    QkVCDScope& made = scopeStore.emplace_back();
+    made.name = name;
+    made.parent = scope;
+    longestScope = std::max(longestScope, name.size() + 3);  // however it is escaped
+    (scope ? scope->children : topScopes).push_back(&made);
+    scopesByPlace.emplace(Place{scope, made.name}, &made);
+    scopesNoCase.emplace(Place{scope, made.name}, &made);
+    return &made;
+}
+
 QkVCDScope* QkVCDModel::findOrCreateScope(QkVCDScope* scope, std::string_view path,
                                           bool ignoreCase) {
     eachComponent(path, [&](std::string_view component) {
         if (component.empty()) return true;
-        const Place place{scope, component};
-        if (ignoreCase) {
-            const auto found = scopesNoCase.find(place);
-            if (found != scopesNoCase.end()) {
-                scope = found->second;
-                return true;
-            }
-        }
-        const auto found = scopesByPlace.find(place);
-        if (found != scopesByPlace.end()) {
-            scope = found->second;
-            return true;
-        }
-        QkVCDScope& made = scopeStore.emplace_back();
-        made.name = component;
-        made.parent = scope;
-        (scope ? scope->children : topScopes).push_back(&made);
-        scopesByPlace.emplace(Place{scope, made.name}, &made);
-        scopesNoCase.emplace(Place{scope, made.name}, &made);
-        scope = &made;
+        const auto found =
+            ignoreCase ? scopesNoCase.find(Place{scope, component}) : scopesNoCase.end();
+        scope = found != scopesNoCase.end() ? found->second : findOrCreateChild(scope, component);
         return true;
     });
     return scope;
 }
 
+QkVCDScope* QkVCDModel::findChild(const QkVCDScope* scope, const std::string& name) const {
+    QkVCDScope* child = nullptr;
+    const auto find = [&](std::string_view spelling) {
+        const auto found = scopesByPlace.find(Place{scope, spelling});
+        child = found == scopesByPlace.end() ? nullptr : found->second;
+        return child != nullptr;
+    };
+    if (isStrict)
+        find(name);
+    else
+        eachSpelling(name, find);
+    return child;
+}
+
 QkVCDScope* QkVCDModel::findScope(std::string_view path) const {
-    QkVCDScope* scope = nullptr;
-    eachComponent(path, [&](std::string_view component) {
-        const auto found = scopesByPlace.find(Place{scope, component});
-        scope = found == scopesByPlace.end() ? nullptr : found->second;
-        return scope != nullptr;
-    });
-    return scope;
+    // Unless dots part names, each beginning of what is left of the path may be a name.
+    struct Step {
+        QkVCDScope* scope;
+        std::string_view rest;
+    };
+    std::vector<Step> steps = {{nullptr, path}};
+    while (!steps.empty()) {
+        const Step step = steps.back();
+        steps.pop_back();
+        const size_t first = steps.size();
+        for (size_t dot = step.rest.find('.');; dot = step.rest.find('.', dot + 1)) {
+            if (QkVCDScope* const child =
+                    findChild(step.scope, std::string(step.rest.substr(0, dot)))) {
+                if (dot == path.npos) return child;
+                steps.push_back({child, step.rest.substr(dot + 1)});
+            }
+            if (isStrict || dot >= longestScope) break;
+        }
+        std::reverse(steps.begin() + static_cast<std::ptrdiff_t>(first), steps.end());
+    }
+    return nullptr;
 }
 
 // ---- Codes
@@ -131,19 +156,20 @@ void QkVCDModel::enter(std::string_view code, QkVCDId* id) {
     shortCodes[number] = id;
 }
 
-QkVCDId* QkVCDModel::findOrCreateId(std::string_view code, int width, bool isReal) {
-    QkVCDId* const found = findId(code);
+QkVCDId* QkVCDModel::findOrCreateId(const VarDeclaration& declared) {
+    QkVCDId* const found = findId(declared.code);
     if (found && !found->isParameter) {
-        if (found->width == width) return found;
+        if (found->width == declared.width) return found;
         say("Redefinition of VCD Id Code: '%s' (width=%d, new width=%d)\n", found->vcdId.c_str(),
-            found->width, width);
+            found->width, declared.width);
         return nullptr;
     }
     QkVCDId& id = ids.emplace_back();
-    id.width = width;
-    id.isReal = isReal;
-    id.vcdId = code;
-    enter(code, &id);
+    id.width = declared.width;
+    id.isReal = declared.isReal;
+    id.kind = declared.kind;
+    id.vcdId = declared.code;
+    enter(declared.code, &id);
     return &id;
 }
 
@@ -159,10 +185,27 @@ void QkVCDModel::addParameter(std::string_view code) {
 
 std::string QkVCDName::fullName() const { return scope->fullName() + "." + name; }
 
+bool QkVCDName::hasDigits() const {
+    return std::all_of(vcdVars.begin(), vcdVars.end(), [](const QkVCDVar* var) {
+        const ValueKind kind = var->vcdId->kind;
+        return kind == ValueKind::kDigits || kind == ValueKind::kReal;
+    });
+}
+
 QkVCDName* QkVCDModel::findName(std::string_view fullName) {
-    const size_t dot = fullName.rfind('.');
-    if (dot == std::string_view::npos) return nullptr;
-    return findName(findScope(fullName.substr(0, dot)), fullName.substr(dot + 1));
+    for (size_t dot = fullName.rfind('.'); dot != fullName.npos;
+         dot = fullName.rfind('.', dot - 1)) {
+        const QkVCDScope* const scope = findScope(fullName.substr(0, dot));
+        uint32_t found = HashIndex::kNone;
+        const auto find = [&](std::string_view spelling) {
+            found = findName(Place{scope, spelling});
+            return found != HashIndex::kNone;
+        };
+        const std::string name(fullName.substr(dot + 1));
+        if (isStrict ? find(name) : scope && eachSpelling(name, find)) return &names[found];
+        if (isStrict || dot == 0) break;
+    }
+    return nullptr;
 }
 
 QkVCDName* QkVCDModel::findName(const QkVCDScope* scope, std::string_view name) {
@@ -177,15 +220,17 @@ uint32_t QkVCDModel::findName(const Place& place) const {
     });
 }
 
-QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name,
-                                        const BitRange& range) {
-    // A dotted name has scopes of its own in front.
-    const size_t dot = name.rfind('.');
+QkVCDName* QkVCDModel::findOrCreateName(const VarDeclaration& declared) {
+    QkVCDScope* scope = declared.scope;
+    std::string_view name = declared.name;
+    const BitRange& range = declared.range;
+    // A dotted name begins with scopes of its own.
+    const size_t dot = isStrict ? name.rfind('.') : name.npos;
     if (dot != std::string_view::npos) {
         scope = findOrCreateScope(scope, name.substr(0, dot), true);
         name.remove_prefix(dot + 1);
     }
-    if (!scope) scope = findOrCreateScope(nullptr, "toplevel", false);
+    if (!scope) scope = findOrCreateChild(nullptr, "toplevel");
     const uint32_t found = findName(Place{scope, name});
     if (found != HashIndex::kNone) {
         BitRange& whole = names[found].range;
@@ -197,23 +242,74 @@ QkVCDName* QkVCDModel::findOrCreateName(QkVCDScope* scope, std::string_view name
             const bool reversed = whole.width > 1 ? whole.reversed : range.reversed;
             whole = reversed ? BitRange(lsb, msb) : BitRange(msb, lsb);
         }
+        if (declared.bitBracket == 0) names[found].bitBracket = 0;
         return &names[found];
     }
+    QkVCDName* const made = addName(scope, name, range);
+    made->bitBracket = declared.bitBracket;
+    return made;
+}
+
+QkVCDName* QkVCDModel::addName(QkVCDScope* scope, std::string_view name, const BitRange& range) {
     QkVCDName& made = names.emplace_back(QkVCDName{std::string(name), scope, range});
     ++scope->nameCount;
     namesByPlace.insert(shortHash(Place{scope, name}), static_cast<uint32_t>(names.size() - 1));
     return &made;
 }
 
-bool QkVCDModel::addVariable(std::string_view code, int width, QkVCDScope* scope,
-                             std::string_view name, const BitRange& range, bool isReal) {
-    QkVCDId* const id = findOrCreateId(code, width, isReal);
+bool QkVCDModel::addVariable(const VarDeclaration& declared) {
+    QkVCDId* const id = findOrCreateId(declared);
     if (!id) return false;
-    QkVCDName* const qkname = findOrCreateName(scope, name, range);
-    QkVCDVar& var = vars.emplace_back(QkVCDVar{range, id, qkname});
+    QkVCDName* const qkname = findOrCreateName(declared);
+    qkname->hasDirection |= declared.range.isRange && declared.range.width > 1;
+    QkVCDVar& var = vars.emplace_back(QkVCDVar{declared.range, id, qkname});
     qkname->vcdVars.append(&var);
     id->sameId.append(&var);
     return true;
+}
+
+void QkVCDModel::splitBits(uint32_t number) {
+    QkVCDName* name = &names[number];
+    const VarChain<& QkVCDVar::nextOfName> bits = std::exchange(name->vcdVars, {});
+    const std::string whole = name->name;
+    const char bracket = std::exchange(name->bitBracket, 0);
+    BitRange scalar(0, 0);
+    scalar.isRange = false;
+    bool isFirst = true;  // it takes the record
+    for (auto bit = bits.begin(); bit != bits.end(); isFirst = false) {
+        QkVCDVar* const var = *bit;
+        ++bit;
+        const std::string bitName = DeclaredName::ofBit(whole, var->range.lsb, bracket);
+        if (isFirst) {
+            name->name = bitName;
+            name->range = scalar;
+            namesByPlace.insert(shortHash(Place{name->scope, bitName}), number);
+        } else {
+            name = addName(name->scope, bitName, scalar);
+        }
+        var->range = scalar;
+        var->vcdName = name;
+        var->nextOfName = nullptr;
+        name->vcdVars.append(var);
+    }
+}
+
+namespace {
+
+/// @return the offset of a variable's low digit, when the bits of its name go from the left
+int offsetByPosition(const QkVCDVar& var) {
+    const QkVCDName& name = *var.vcdName;
+    const bool reversed = name.hasDirection ? name.range.reversed : name.linked->range().reversed;
+    return reversed ? name.range.msb - var.range.msb : var.range.lsb - name.range.lsb;
+}
+
+}  // namespace
+
+bool QkVCDName::isLinkedByPosition() const {
+    if (!linked) return false;
+    const BitRange& live = linked->range();
+    if (live.msb != range.msb || live.lsb != range.lsb) return true;
+    return hasDirection && live.width > 1 && live.reversed != range.reversed;
 }
 
 void QkVCDModel::bindVariables() {
@@ -225,9 +321,10 @@ void QkVCDModel::bindVariables() {
         var.bound = false;
         if (!live) continue;
         const BitRange& whole = live->range();
-        var.offset = var.range.width == whole.width ? 0
-                     : whole.reversed               ? whole.msb - var.range.msb
-                                                    : var.range.lsb - whole.lsb;
+        var.offset = var.range.width == whole.width                   ? 0
+                     : !isStrict && var.vcdName->isLinkedByPosition() ? offsetByPosition(var)
+                     : whole.reversed                                 ? whole.msb - var.range.msb
+                                                                      : var.range.lsb - whole.lsb;
         var.bound = var.offset >= 0 && int64_t{var.offset} + var.range.width <= whole.width;
         var.vcdTrace = traces.find(live->trace);
     }

@@ -65,6 +65,11 @@ public:
             return *this;
         }
         bool operator==(const Iterator&) const = default;
+        using difference_type = std::ptrdiff_t;
+        using value_type = QkVCDVar*;
+        using pointer = QkVCDVar**;
+        using reference = QkVCDVar*;
+        using iterator_category = std::input_iterator_tag;
     };
     Iterator begin() const { return {first}; }
     Iterator end() const { return {nullptr}; }
@@ -90,9 +95,20 @@ struct QkVCDName {
     BitRange range;
     QkName* linked = nullptr;
     VarChain<& QkVCDVar::nextOfName> vcdVars = {};
+    /// '[' or '(' when all of it was declared bit by bit as `q[3]`, `q[2]` and so on, else 0
+    char bitBracket = 0;
+    bool hasDirection = false;  ///< a declared range gives it
 
     std::string fullName() const;
+    /// @return whether its values have digits that a net can take
+    bool hasDigits() const;
+    /// @return whether its bits go to those of a net from the left, whatever their numbers: the
+    ///         bounds of the two differ
+    bool isLinkedByPosition() const;
 };
+
+/// What the values of a code are when it is not declared as a plain net.
+enum class ValueKind : uint8_t { kDigits, kReal, kString, kEvent, kNoWidth };
 
 struct QkVCDId {
     bool linked = false;  ///< a variable of this code reaches a net that is compared or driven
@@ -100,8 +116,9 @@ struct QkVCDId {
     bool isClock = false;
     bool isEarlyInput = false;
     bool isStepInput = false;
-    bool isReal;
+    bool isReal;               ///< in strict mode; its values go nowhere
     bool isParameter = false;  ///< a constant: no variable, no values
+    ValueKind kind = ValueKind::kDigits;
     int width;
     std::string vcdId;
     VarChain<& QkVCDVar::nextOfId> sameId = {};
@@ -110,12 +127,31 @@ struct QkVCDId {
     void setVCDValue(std::string_view value, bool initial);
 };
 
+/// A $var. Texts are borrowed.
+struct VarDeclaration {
+    std::string_view code;
+    int width;
+    QkVCDScope* scope;
+    std::string_view name;
+    BitRange range;
+    bool isReal = false;  ///< in strict mode
+    ValueKind kind = ValueKind::kDigits;
+    char bitBracket = 0;  ///< '[' or '(' when it was declared as a bit of its name, `name[3]`
+};
+
 struct QkVCDModel {
+    /// @param strict  a dot in the name of a scope or variable parts it; else it is one name
+    explicit QkVCDModel(bool strict) : isStrict(strict) {}
+
     /// @return the scope at a dotted path below `scope` (null: the top), made if need be
     QkVCDScope* findOrCreateScope(QkVCDScope* scope, std::string_view path, bool ignoreCase);
-    /// @return whether it could: a code has one width, and a name's place is no scope's
-    bool addVariable(std::string_view code, int width, QkVCDScope* scope, std::string_view name,
-                     const BitRange& range, bool isReal);
+    /// @return the one of this name below `scope` (null: the top), made if need be
+    QkVCDScope* findOrCreateChild(QkVCDScope* scope, std::string_view name);
+    /// @return whether it could: a code has one width
+    bool addVariable(const VarDeclaration& declared);
+    /// Makes each bit of a name a name of its own, `name[3]` and so on.
+    /// @param number  of the name in `names`
+    void splitBits(uint32_t number);
     void addParameter(std::string_view code);
     /// @return the code's record, or null
     QkVCDId* findId(std::string_view code) const;
@@ -123,6 +159,8 @@ struct QkVCDModel {
     QkVCDScope* findScope(std::string_view path) const;
     QkVCDName* findName(std::string_view fullName);
     QkVCDName* findName(const QkVCDScope* scope, std::string_view name);
+    /// @return whether names may hold dots and be escaped
+    bool hasLooseNames() const { return !isStrict; }
     /// Makes QkVCDTraces::codes by the numbers of short codes, unless they are valid.
     void findDirectCodes();
     /// Tells that variables are to be bound anew, and direct codes found anew.
@@ -173,12 +211,16 @@ private:
     };
 
     static uint32_t shortHash(const Place& place);
-    QkVCDId* findOrCreateId(std::string_view code, int width, bool isReal);
+    QkVCDId* findOrCreateId(const VarDeclaration& declared);
     void enter(std::string_view code, QkVCDId* id);
     /// @return its number, or HashIndex::kNone
     uint32_t findName(const Place& place) const;
-    QkVCDName* findOrCreateName(QkVCDScope* scope, std::string_view name, const BitRange& range);
+    QkVCDName* findOrCreateName(const VarDeclaration& declared);
+    QkVCDName* addName(QkVCDScope* scope, std::string_view name, const BitRange& range);
+    QkVCDScope* findChild(const QkVCDScope* scope, const std::string& name) const;
 
+    bool isStrict;
+    size_t longestScope = 0;  ///< characters of the longest name of a scope
     std::deque<QkVCDScope> scopeStore;
     std::deque<QkVCDName> duplicates;
     std::deque<QkVCDVar> vars;

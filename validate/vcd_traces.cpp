@@ -398,6 +398,37 @@ void QkVCDTraces::endDump() {
     }
 }
 
+void QkVCDTraces::beginPause() {
+    std::vector<QkVCDTrace*> waiting;
+    WaitingRing::each(waitingToSync, [&](QkVCDTrace* trace) { waiting.push_back(trace); });
+    for (QkVCDTrace* const trace : waiting) {
+        trace->checkEndState();
+        if (trace->state == OutOfSync) continue;
+        // It changed just now, and what followed is not known.
+        trace->setState(Parked, qk_cycle);
+        trace->unpark();
+    }
+}
+
+std::vector<QkVCDTrace*> QkVCDTraces::takeDump() {
+    for (const auto& trace : all) trace->settleState();
+    const std::vector<QkVCDTrace*> given = pending;
+    std::vector<int> changes;
+    for (const QkVCDTrace* const trace : given) changes.push_back(trace->nChanges);
+    commitPending(true);
+    for (size_t i = 0; i < given.size(); ++i) {
+        given[i]->settleState();
+        given[i]->nChanges = changes[i];
+    }
+    return given;
+}
+
+void QkVCDTraces::takeAgain(const std::vector<QkVCDTrace*>& given) {
+    for (const QkVCDTrace* const trace : given)
+        if (trace->liveTrace) writeBitString(trace->liveTrace, trace->vcdBits);
+    for (const auto& trace : all) trace->settleState();
+}
+
 void QkVCDTraces::endOfTrace() {
     qk_printf("\nTime: %s: End of Trace File Reached\n\n", qk_cycle_as_string());
     for (auto trace = all.rbegin(); trace != all.rend(); ++trace) (*trace)->checkEndState();

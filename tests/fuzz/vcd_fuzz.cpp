@@ -1,5 +1,5 @@
-// Reference traces: any file, through the whole of a comparison. The first byte of an input selects
-// options, the rest is the file.
+// Reference traces: any file, through the whole of a comparison. The first two bytes of an input
+// select options, the rest is the file.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -14,10 +14,12 @@
 #include "tests/fuzz/target.h"
 
 const char* const kFuzzSeeds[] = {
-    "\x01$timescale 1 ns $end\n$scope module top $end\n$var wire 1 ! clk $end\n"
+    "\x01"
+    "1$timescale 1 ns $end\n$scope module top $end\n$var wire 1 ! clk $end\n"
     "$var wire 8 # bus [7:0] $end\n$var reg 68 % wide [67:0] $end\n$var reg 1 & back $end\n"
     "$upscope $end\n$enddefinitions $end\n#0\n$dumpvars\n0!\nb0 #\nbx %\n1&\n$end\n",
-    "\x06$scope module other $end\n$var wire 1 ! clk $end\n$var reg 4 $ wide [67:64] $end\n"
+    "\x06"
+    "1$scope module other $end\n$var wire 1 ! clk $end\n$var reg 4 $ wide [67:64] $end\n"
     "$var reg 64 % wide [63:0] $end\n$var integer 8 ( mem [7:0] $end\n$upscope $end\n"
     "$enddefinitions $end\n$dumpvars\n0!\nbx $\nbz %\n$end\n",
     "#1\n1!\nb1011 #\n",
@@ -37,6 +39,23 @@ const char* const kFuzzSeeds[] = {
     "b101 p\n",
     "#18446744073709551615\n",
     "$scope module a.b $end\n",
+    "\x20"
+    "0$scope module top $end\n$var wire 1 ! \\clk $end\n$var wire 8 # bus[7:0] $end\n"
+    "$var reg 68 % wide [68:1] $end\n$var reg 1 & back $end\n$upscope$end\n$enddefinitions$end\n"
+    "#0\n0!\nb0 #\nbx %\n1&\n",
+    "$dumpoff\nx!\n$end\n#9\n$dumpon\n1!\n0&\n$end\n",
+    "$comment 1! b1 #\n#99 $end\n",
+    "$vcdclose #9 $end\n",
+    "$date a b\n$version c$end",
+    "$var wire 1 ( m[3] $end\n$var wire 1 ) m[2] $end\n",
+    "$var port [7:0] <1 d $end\n",
+    "$var string 0 s s $end\n",
+    "pDU0 66 00 <1\n",
+    "bUWLH-x #\n",
+    "1 !\n",
+    "b1#\n",
+    "#  6\n",
+    "rNaN r\nsab cd s\n",
     "1~~~~~\n"};
 const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
 
@@ -105,11 +124,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     static const int file = memfd_create("trace", 0);
     static const std::string path = "/proc/self/fd/" + std::to_string(file);
-    const size_t options = size > 0 ? 1 : 0;
+    const size_t options = size < 2 ? size : 2;
     require(ftruncate(file, 0) == 0);
     require(pwrite(file, data + options, size - options, 0) ==
             static_cast<ssize_t>(size - options));
-    setOptions(options ? data[0] : 0);
+    setOptions(options > 0 ? data[0] : 0);
+    qk_strict = options > 1 && (data[1] & 1);
     qk_mtc(path.c_str());
     require(!qkLiveModel->reader.fileIsOpen() && !qkLiveModel->reader.vcdModel);
     require(waitingToSync == nullptr && nOutOfSync == 0);

@@ -69,6 +69,7 @@ void writeTrace(unsigned seed) {
 class PlainLinesTest : public ModelTest, public testing::WithParamInterface<unsigned> {};
 
 TEST_P(PlainLinesTest, SayWhatTokensSay) {
+    qk_strict = GetParam() % 2 == 0;
     std::vector<QkGRNet> rows;
     for (size_t i = 0; i < kNets; ++i) {
         names[i] = "n" + std::to_string(i);
