@@ -1,5 +1,7 @@
 #include "validate/file_reader.h"
 
+#include <unistd.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cinttypes>
@@ -162,8 +164,17 @@ bool QkFileReader::openInput(const char* path) {
         if (!file) say("Failed to open file '%s'\n", path);
         return file != nullptr;
     }
-    file = VcdInputBuffer::open(path);
-    if (!file) say("Failed to open file '%s': %s\n", path, std::strerror(errno));
+    const Conversion* const conversion = access(path, R_OK) == 0 ? conversionOf(path) : nullptr;
+    if (!conversion) {
+        file = VcdInputBuffer::open(path);
+        if (!file) say("Failed to open file '%s': %s\n", path, std::strerror(errno));
+        return file != nullptr;
+    }
+    say("zeft: reading %s through %s\n", path, conversion->program);
+    file = VcdInputBuffer::open(path, *conversion);
+    if (!file)
+        say("Failed to open file '%s': %s cannot be run: %s (Debian package %s)\n", path,
+            conversion->program, std::strerror(errno), conversion->package);
     return file != nullptr;
 }
 

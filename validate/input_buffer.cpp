@@ -1,10 +1,12 @@
 #include "validate/input_buffer.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -12,21 +14,40 @@ constexpr unsigned kZlibBytes = 1 << 18;
 
 }  // namespace
 
-std::unique_ptr<VcdInputBuffer> VcdInputBuffer::open(const char* path) {
+std::unique_ptr<VcdInputBuffer> VcdInputBuffer::take(gzFile gz) {
+    if (!gz) return nullptr;
     std::unique_ptr<VcdInputBuffer> file(new VcdInputBuffer);
-    file->gz = gzopen(path, "rb");
-    if (!file->gz) return nullptr;
-    gzbuffer(file->gz, kZlibBytes);
+    file->gz = gz;
+    gzbuffer(gz, kZlibBytes);
+    if (!file->block.allocate()) throw std::bad_alloc();
+    return file;
+}
+
+std::unique_ptr<VcdInputBuffer> VcdInputBuffer::open(const char* path) {
+    auto file = take(gzopen(path, "rb"));
+    if (!file) return nullptr;
     struct stat status;
     file->isRegular = stat(path, &status) == 0 && S_ISREG(status.st_mode);
     if (file->isRegular) file->size = static_cast<uint64_t>(status.st_size);
-    if (!file->block.allocate()) throw std::bad_alloc();
+    return file;
+}
+
+std::unique_ptr<VcdInputBuffer> VcdInputBuffer::open(const char* path,
+                                                     const Conversion& conversion) {
+    auto converter = Converter::start(conversion, path);
+    if (!converter) return nullptr;
+    const int output = converter->takeOutput();
+    const gzFile gz = gzdopen(output, "rb");
+    if (!gz) close(output);
+    auto file = take(gz);
+    if (file) file->converter = std::move(converter);
     return file;
 }
 
 VcdInputBuffer::~VcdInputBuffer() { closeInput(); }
 
 void VcdInputBuffer::closeInput() {
+    converter = nullptr;  // which ends a read under way
     ahead = nullptr;
     if (gz) gzclose(gz);
     gz = nullptr;
@@ -43,7 +64,12 @@ uint64_t VcdInputBuffer::position() const {
 
 void VcdInputBuffer::noteFailure() {
     if (block.endsAtNul) problem = "NUL byte: the file is damaged";
-    if (block.endsAtNul || block.error == Z_OK || block.error == Z_STREAM_END) return;
+    if (block.endsAtNul) return;
+    if (block.error == Z_OK || block.error == Z_STREAM_END) {
+        if (converter) problem = converter->finish();
+        damaged |= !problem.empty();
+        return;
+    }
     int code;
     problem = block.error == Z_ERRNO ? std::strerror(block.systemError)
               : block.error == Z_BUF_ERROR
@@ -54,7 +80,8 @@ void VcdInputBuffer::noteFailure() {
 void VcdInputBuffer::readBlock() {
     if (!ahead) {
         readInputBlock(gz, block);
-        if (block.isFull() && isRegular && !gzdirect(gz)) ahead = ReadAhead::start(gz);
+        const bool isSlow = converter || (isRegular && !gzdirect(gz));
+        if (block.isFull() && isSlow) ahead = ReadAhead::start(gz);
         return;
     }
     ahead->next(block);

@@ -2,19 +2,23 @@
 // line ends.
 //
 // A compressed file of more than a block is expanded by a thread of its own, as that takes longer
-// than what follows. Pipes and terminals have none: it would wait for input that nobody asked for.
+// than what follows; so is the output of another program. Other pipes and terminals have none: it
+// would wait for input that nobody asked for.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "validate/converter.h"
 #include "validate/input_blocks.h"
 
 class VcdInputBuffer {
 public:
-    /// @return null when the file cannot be opened
+    /// @return null when the file cannot be opened, with the reason in errno
     static std::unique_ptr<VcdInputBuffer> open(const char* path);
+    /// Reads the output of another program. @return null when it cannot be run, likewise
+    static std::unique_ptr<VcdInputBuffer> open(const char* path, const Conversion& conversion);
     ~VcdInputBuffer();
     VcdInputBuffer(const VcdInputBuffer&) = delete;
     VcdInputBuffer& operator=(const VcdInputBuffer&) = delete;
@@ -36,6 +40,7 @@ public:
 
 private:
     VcdInputBuffer() = default;
+    static std::unique_ptr<VcdInputBuffer> take(gzFile gz);
     void readBlock();
     void closeInput();
     void noteFailure();
@@ -43,6 +48,7 @@ private:
     InputBlock block;
     std::string problem;
     gzFile gz = nullptr;  ///< null once the input is exhausted
+    std::unique_ptr<Converter> converter;
     std::unique_ptr<ReadAhead> ahead;
     bool isRegular = false;
     bool damaged = false;

@@ -1,4 +1,11 @@
 // What the reader takes outside strict mode: traces as simulators really write them.
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
 #include "tests/validate/validate_fixture.h"
 #include "validate/declared_name.h"
 
@@ -256,6 +263,80 @@ TEST_F(DialectsTest, APauseSettlesTheModel) {
                                     "synchronise was " +
                                     std::string(c.longest)));
     }
+}
+
+// Conversions by other programs, some of which are not what they should be.
+class ConverterTest : public DialectsTest {
+protected:
+    void SetUp() override {
+        DialectsTest::SetUp();
+        qk_mtc_clock("top.clk", 0);
+        text = std::string(kHead) + kVars + kTail + kBody;
+    }
+    /// Has a script found as the program of a name.
+    static void provide(const std::string& program, const std::string& script) {
+        writeFile(program.c_str(), "#!/bin/sh\n" + script);
+        chmod(program.c_str(), 0700);
+        setenv("PATH", ".", 1);
+    }
+    static bool hasChildren() { return waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD; }
+
+    std::string text;
+};
+
+TEST_F(ConverterTest, ReadsWhatOtherProgramsExpand) {
+    writeFile("-a b.vcd", text);
+    const struct {
+        const char *program, *compress, *path;
+    } cases[] = {{"xz", "xz -k -- '-a b.vcd'", "-a b.vcd.xz"},
+                 {"zstd", "zstd -q -- '-a b.vcd'", "-a b.vcd.zst"},
+                 {"bzip2", "bzip2 -k -- '-a b.vcd'", "-a b.vcd.bz2"}};
+    for (const auto& c : cases) {
+        ASSERT_EQ(std::system(c.compress), 0) << c.compress;
+        EXPECT_EQ(compareFile(c.path), 1) << said;
+        EXPECT_EQ(history, kSteps);
+        EXPECT_THAT(said, testing::StartsWith(std::string("zeft: reading ") + c.path + " through " +
+                                              c.program + "\n"));
+        const std::string whole = readFile(c.path);
+        EXPECT_EQ(compare(whole.substr(0, whole.size() - 4), c.path), 0);
+        EXPECT_THAT(said, HasSubstr(std::string(c.program) + " failed with status "));
+        EXPECT_EQ(reader().currentStats().damaged, 1);
+        EXPECT_FALSE(hasChildren());
+    }
+}
+
+TEST_F(ConverterTest, ReportsProgramsThatFail) {
+    setenv("PATH", "/nowhere", 1);
+    EXPECT_EQ(compare(text, "t.fst"), 0);
+    EXPECT_EQ(said,
+              "zeft: reading t.fst through fst2vcd\nFailed to open file 't.fst': fst2vcd "
+              "cannot be run: No such file or directory (Debian package gtkwave)\n"
+              "t.fst: Open Trace: Failed to Open\n");
+    EXPECT_EQ(compareFile("nosuch.fst"), 0);
+    EXPECT_THAT(said, testing::StartsWith("Failed to open file 'nosuch.fst': No such file"));
+    provide("fst2vcd", "while read -r line; do echo \"$line\"; done <\"$2\"; exit 3\n");
+    EXPECT_EQ(compare(text, "t.fst"), 0);
+    EXPECT_EQ(history, "0:01,0 5:11,1 ") << "all but the last time step";
+    EXPECT_THAT(said, HasSubstr("t.fst:21: fst2vcd failed with status 3\n"));
+    provide("fst2vcd", "kill -9 $$\n");
+    EXPECT_EQ(compare(text, "t.fst"), 0);
+    EXPECT_THAT(said, HasSubstr("t.fst:1: fst2vcd was ended by signal 9\n"));
+    qk_strict = true;
+    EXPECT_EQ(compare(text, "t.fst"), 1);
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST_F(ConverterTest, EndsTheProgramWithTheReading) {
+    provide("xz",
+            "while read -r line; do echo \"$line\"; done <\"$2\"\n"
+            "trap '' TERM\nexec /usr/bin/yes '#11'\n");
+    duringStep = [] {
+        if (stepped == 3) qk_cli("close");
+    };
+    stepped = 0;
+    compare(text, "t.xz");
+    EXPECT_EQ(stepped, 3);
+    EXPECT_FALSE(hasChildren());
 }
 
 }  // namespace

@@ -164,6 +164,10 @@ const NamedDump kNamedDumps[] = {
      "0:0 0 0 1 1;5:1 1 1 2 2;10:0 1 1 2 2;15:1 2 0 4 4;20:0 2 0 4 4;32:0 3 1 8 8;35:1 4 0 10 10;"
      "40:0 4 0 10 10;",
      "no values from 22ns to 32ns"},
+    {"IcarusFst", "icarus_names.fst", "tb.top.odd.one",
+     "0:0 0 0 1 1;5:1 1 1 2 2;10:0 1 1 2 2;15:1 2 0 4 4;20:0 2 0 4 4;32:0 3 1 8 8;35:1 4 0 10 10;"
+     "40:0 4 0 10 10;",
+     "zeft: reading dump.fst through fst2vcd\n"},
     {"Verilator", "verilator_names.vcd", "TOP.top.odd.one", kNamedEdges,
      "Warning: bounds differ, linked from the left: 'TOP.top.odd.one.shifted' [8:1] in the file, "
      "'dut.shifted' [7:0] in the model\nWarning: bounds differ, linked from the left: "
