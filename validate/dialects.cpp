@@ -515,7 +515,7 @@ bool QkFileReader::endPause() {
     QkVCDTraces& traces = vcdModel->traces;
     const std::vector<QkVCDTrace*> given = traces.takeDump();
     // The model finds out what follows from its inputs, and loses what it takes for an edge.
-    if (!stepModel("resume")) return false;
+    if (!settleModel("resume")) return false;
     traces.takeAgain(given);
     const auto taken = std::count_if(given.begin(), given.end(),
                                      [](const QkVCDTrace* trace) { return trace->isMatched(); });

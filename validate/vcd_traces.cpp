@@ -425,7 +425,7 @@ std::vector<QkVCDTrace*> QkVCDTraces::takeDump() {
 
 void QkVCDTraces::takeAgain(const std::vector<QkVCDTrace*>& given) {
     for (const QkVCDTrace* const trace : given)
-        if (trace->liveTrace) writeBitString(trace->liveTrace, trace->vcdBits);
+        if (trace->liveTrace) writeBitString(trace->liveTrace, trace->vcdBits, true);
     for (const auto& trace : all) trace->settleState();
 }
 
