@@ -2,6 +2,7 @@
 #include <sys/mman.h>
 
 #include <cstring>
+#include <deque>
 #include <unordered_map>
 
 #include "bench/compare.h"
@@ -75,6 +76,43 @@ BENCHMARK(BM_Register)
     ->Arg(1000000)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
+
+/// As many modules with a net each, below one that has a net too: made, traced, and destroyed, but
+/// for the first round made again under the names of those before, beside one insertion a module
+/// into a hash table of the standard library.
+void BM_Modules(benchmark::State& state) {
+    const auto count = static_cast<size_t>(state.range(0));
+    std::vector<std::string> names;
+    for (size_t i = 0; i < count; ++i) names.push_back("i" + std::to_string(i));
+    unsigned char top = 0;
+    std::vector<unsigned char> storage(count);
+    kelvo_module parent("bench", "top");
+    const auto registerNet = [](kelvo_module& module, void* address) {
+        const QkGRNet row{0, 1, "n", address, 7, 0, 1, 0, 0, 0, 0, nullptr, nullptr};
+        QkRegistration::start(&module, 1, 1, false);
+        QkRegistration::addNets(&module, 1, &row);
+        QkRegistration::end(&module);
+    };
+    registerNet(parent, &top);
+    compareWithLimit(
+        state,
+        [&] {
+            std::deque<kelvo_module> modules;
+            for (size_t i = 0; i < count; ++i) {
+                kelvo_module& module = modules.emplace_back("bench");
+                module.qk_setup(names[i].c_str(), &parent);
+                registerNet(module, &storage[i]);
+            }
+            qk_cli("trace *");
+        },
+        [&] {
+            std::unordered_map<std::string, void*> table;
+            for (size_t i = 0; i < count; ++i) table.emplace(names[i], &storage[i]);
+            benchmark::DoNotOptimize(table);
+        });
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_Modules)->Arg(10000)->Arg(100000)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 /// A net looked up by its full name, beside a hash table of the standard library.
 void BM_LookUp(benchmark::State& state) {

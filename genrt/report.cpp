@@ -29,6 +29,7 @@ struct ScopeActivity {
     ActivityRecord* records = nullptr;
     int count = 0;
     ScopeActivity* next;
+    ScopeActivity* previous = nullptr;
 };
 
 namespace {
@@ -82,9 +83,8 @@ void writeActivityReport() {
 void releaseActivity(QkScope* scope) {
     ScopeActivity* const gone = scope->activity;
     if (!gone) return;
-    ScopeActivity** link = &newestActivity;
-    while (*link != gone) link = &(*link)->next;
-    *link = gone->next;
+    (gone->previous ? gone->previous->next : newestActivity) = gone->next;
+    if (gone->next) gone->next->previous = gone->previous;
     scope->activity = nullptr;
     std::free(gone->records);
     delete gone;
@@ -93,8 +93,11 @@ void releaseActivity(QkScope* scope) {
 void kelvo_module::qk_pra_info(int record_count, int) {
     QK_ASSERT(qk_scope);
     if (!qk_scope || record_count <= (qk_scope->activity ? qk_scope->activity->count : 0)) return;
-    if (!qk_scope->activity)
-        qk_scope->activity = newestActivity = new ScopeActivity{.next = newestActivity};
+    if (!qk_scope->activity) {
+        qk_scope->activity = new ScopeActivity{.next = newestActivity};
+        if (newestActivity) newestActivity->previous = qk_scope->activity;
+        newestActivity = qk_scope->activity;
+    }
     ScopeActivity& activity = *qk_scope->activity;
     std::free(activity.records);
     const auto count = static_cast<size_t>(record_count);

@@ -61,11 +61,22 @@ void HashIndex::replace(uint32_t hash, uint32_t id, uint32_t newId) {
     slots[slotOf(hash, id)].id = newId;
 }
 
+namespace {
+
+uint32_t foldedHashStep(uint32_t hash, char next) {
+    auto c = static_cast<unsigned char>(next);
+    if (c >= 'a' && c <= 'z') c = static_cast<unsigned char>(c - 32);
+    return (hash ^ c) * 0x01000193u;
+}
+
+}  // namespace
+
 uint32_t foldedHashFrom(uint32_t hash, const char* text) {
-    for (; *text; ++text) {
-        auto c = static_cast<unsigned char>(*text);
-        if (c >= 'a' && c <= 'z') c = static_cast<unsigned char>(c - 32);
-        hash = (hash ^ c) * 0x01000193u;
-    }
+    for (; *text; ++text) hash = foldedHashStep(hash, *text);
+    return hash;
+}
+
+uint32_t foldedHashFrom(uint32_t hash, const char* text, size_t length) {
+    for (size_t i = 0; i < length; ++i) hash = foldedHashStep(hash, text[i]);
     return hash;
 }

@@ -68,4 +68,5 @@ inline uint32_t hashAddress(const void* address) {
 
 /// Hash for look-up by name, letters folded to upper case; continues `hash`.
 uint32_t foldedHashFrom(uint32_t hash, const char* text);
+uint32_t foldedHashFrom(uint32_t hash, const char* text, size_t length);
 inline constexpr uint32_t kFoldedHashStart = 0x811C9DC5;

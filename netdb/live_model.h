@@ -58,6 +58,9 @@ struct QkLiveModel : QkModel {
 
     HashIndex traces_by_address;  ///< storage address to one trace of its ring
     HashIndex namesByFullName;
+    std::unordered_multimap<uint32_t, QkScope*> scopesByHash;  ///< by QkScope::hash
+    /// Change lists by the storage that a buffer of theirs reads, and by the copy that it keeps up.
+    std::unordered_multimap<const void*, MasterArrayAssign*> listsByStorage;
     /// Storage of names beside that of their traces: it has traces that nobody may have named.
     std::unordered_multimap<const QkName*, const void*> furtherStorage;
     Store<QkName> nameStore;
@@ -76,6 +79,11 @@ struct QkLiveModel : QkModel {
     const char* findScopePath(QkScope*& scope, const char* path, bool stopAtLast,
                               bool caseInsensitive, bool create);
     QkScope* addScope(QkScope* parent, const char* localName, bool caseInsensitive);
+    /// @param parent      null: the top
+    /// @param text        a local name of `length` characters
+    /// @param ignoreCase  beside the scopes whose names have no case
+    /// @return the first child of this name in the order of the ring, or null
+    QkScope* findChild(QkScope* parent, const char* text, size_t length, bool ignoreCase) const;
     /// Drops a scope's names and traces and those of all scopes below it, then the scopes.
     void destroyScope(QkScope* scope);
     /// Makes a name on the ring of gDummyTrace.
@@ -175,7 +183,8 @@ private:
     void addMasterArrayAssign(QkScope* scope, const QkTrace* part, void* to);
     MasterArrayAssign* recordFor(QkScope* scope, const QkTrace* part) const;
     template <class IsOut>
-    void eraseBuffers(IsOut&& isOut);
+    void eraseBuffers(const void* address, IsOut&& isOut);
+    void forgetBuffer(MasterArrayAssign* record, const ValueBuffer& buffer);
     QkTrace* makeTrace(const NetStorage& net);
     QkTrace* makeHeader(const QkTrace& part);
     void linkAtAddress(QkTrace* trace, QkTrace* ring);

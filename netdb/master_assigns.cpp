@@ -190,6 +190,9 @@ void QkLiveModel::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void
         std::exit(1);
     }
     buffer->copyAll();
+    if (record->all.empty()) record->place = followed.size() - 1;
+    listsByStorage.emplace(part->address, record);
+    if (to) listsByStorage.emplace(to, record);
     record->all.push_back(std::move(buffer));
 }
 
@@ -220,16 +223,25 @@ void QkLiveModel::lookAtArrays(const QkTrace* header) const {
                [&](const MasterArrayAssign* record) { return !header || record->owner == header; });
 }
 
+/// Erases the buffers that read or keep up the storage at `address` and for which isOut() holds.
 template <class IsOut>
-void QkLiveModel::eraseBuffers(IsOut&& isOut) {
-    for (size_t i = 0; i < followed.size();) {
-        MasterArrayAssign* const record = followed[i];
-        const size_t erased = std::erase_if(record->all, isOut);
-        if (erased == 0 || !record->all.empty()) {
-            ++i;
-            continue;
-        }
-        followed.erase(followed.begin() + static_cast<ptrdiff_t>(i));
+void QkLiveModel::eraseBuffers(const void* address, IsOut&& isOut) {
+    const auto [from, to] = listsByStorage.equal_range(address);
+    std::vector<MasterArrayAssign*> records;
+    std::for_each(from, to, [&](const auto& entry) { records.push_back(entry.second); });
+    std::sort(records.begin(), records.end());
+    records.erase(std::unique(records.begin(), records.end()), records.end());
+    for (MasterArrayAssign* record : records) {
+        const size_t erased = std::erase_if(record->all, [&](const auto& buffer) {
+            const bool isIn = buffer->source() != address && buffer->shadow() != address;
+            if (isIn || !isOut(*buffer)) return false;
+            forgetBuffer(record, *buffer);
+            return true;
+        });
+        if (erased == 0 || !record->all.empty()) continue;
+        followed[record->place] = followed.back();
+        followed[record->place]->place = record->place;
+        followed.pop_back();
         detach(record);
         record->owner = nullptr;
         record->list.reset();
@@ -239,8 +251,20 @@ void QkLiveModel::eraseBuffers(IsOut&& isOut) {
 }
 
 void QkLiveModel::unfollowArray(const QkTrace* header) {
-    eraseBuffers(
-        [&](const auto& buffer) { return buffer->header == header && buffer->ownsShadow(); });
+    for (const QkTrace* part = header->firstPart(); part; part = header->partAfter(part))
+        eraseBuffers(part->address, [&](const ValueBuffer& buffer) {
+            return buffer.header == header && buffer.ownsShadow();
+        });
+}
+
+void QkLiveModel::forgetBuffer(MasterArrayAssign* record, const ValueBuffer& buffer) {
+    const auto forgetAt = [&](const void* address) {
+        const auto [from, to] = listsByStorage.equal_range(address);
+        listsByStorage.erase(
+            std::find_if(from, to, [&](const auto& entry) { return entry.second == record; }));
+    };
+    forgetAt(buffer.source());
+    if (!buffer.ownsShadow()) forgetAt(buffer.shadow());
 }
 
 void QkLiveModel::rehomeArrays(QkScope* scope) {
@@ -318,16 +342,13 @@ void QkLiveModel::resolveMasterAssign(QkTrace* part, const QkName* name) {
         SameAddress::find(owner, [](const QkTrace* t) { return t->extras && t->extras->copies; });
     if (!grouped) {
         grouped = owner;
-        if (!owner->extras) owner->extras = new TraceExtras;
-        owner->extras->copies = new CopyGroup{{owner}};
+        (new CopyGroup)->add(owner);
     }
     CopyGroup* const group = grouped->extras->copies;
-    const bool isMember =
-        std::any_of(group->members.begin(), group->members.end(),
-                    [&](const QkTrace* member) { return member->address == part->address; });
+    const bool isMember = SameAddress::find(
+        part, [&](const QkTrace* t) { return t->extras && t->extras->copies == group; });
     if (isMember || part->extras->copies) return;
-    group->members.push_back(part);
-    part->extras->copies = group;
+    group->add(part);
     reader.noteCopies();
 }
 
@@ -341,10 +362,26 @@ void QkLiveModel::copyOwner(QkTrace* part, QkTrace* owner, const QkName* name) {
                                                      part->elementBytes()});
         return;
     }
-    for (const MasterArrayAssign* record : followed)
-        for (const auto& buffer : record->all)
+    const auto [from, to] = listsByStorage.equal_range(part->address);
+    for (auto at = from; at != to; ++at)
+        for (const auto& buffer : at->second->all)
             if (buffer->shadow() == part->address && buffer->source() == owner->address) return;
     addMasterArrayAssign(parent, owner, part->address);
+}
+
+void CopyGroup::add(QkTrace* trace) {
+    if (!trace->extras) trace->extras = new TraceExtras;
+    trace->extras->copies = this;
+    trace->extras->copyPlace = members.size();
+    members.push_back(trace);
+}
+
+void CopyGroup::remove(const QkTrace* trace) {
+    QkTrace* const last = members.back();
+    members[trace->extras->copyPlace] = last;
+    last->extras->copyPlace = trace->extras->copyPlace;
+    members.pop_back();
+    trace->extras->copies = nullptr;
 }
 
 CopyGroup* copiesOf(QkTrace* trace) {
@@ -357,18 +394,15 @@ CopyGroup* copiesOf(QkTrace* trace) {
 
 void QkLiveModel::forgetCopies(QkTrace* trace) {
     TraceExtras& extras = *trace->extras;
-    if (trace->isArray() && trace->address && !followed.empty()) {
-        eraseBuffers([&](const auto& buffer) {
-            return buffer->shadow() == trace->address || buffer->source() == trace->address;
-        });
-    }
+    if (trace->isArray() && trace->address && !followed.empty())
+        eraseBuffers(trace->address, [](const ValueBuffer&) { return true; });
     if (extras.arrayRecord) releaseArrayRecord(extras.arrayRecord);
     CopyGroup* const group = extras.copies;
     if (!group) return;
     assignsStale = true;
-    std::erase(group->members, trace);
+    group->remove(trace);
     if (group->members.size() > 1) return;
-    for (const QkTrace* last : group->members) last->extras->copies = nullptr;
+    if (!group->members.empty()) group->remove(group->members.front());
     delete group;
 }
 

@@ -18,6 +18,9 @@ struct QkTrace;
 /// Traces of one value that the model holds in several places, each a part or a value in one part.
 struct CopyGroup {
     std::vector<QkTrace*> members;
+
+    void add(QkTrace* trace);
+    void remove(const QkTrace* trace);
 };
 
 /// One run of bytes to copy at each wave.
@@ -42,6 +45,7 @@ struct MasterArrayAssign {
     QkScope* scope = nullptr;  ///< applies the record; null until something listens
     void* cell = nullptr;      ///< generated code's place of the handle; null for a private record
     int users = 0;             ///< traces that hold the cell
+    size_t place = 0;          ///< in QkLiveModel::followed, with buffers
     bool hasCopies = false;    ///< some buffer keeps up a variable of the model
 
     /// Notes a write of one element.

@@ -85,11 +85,12 @@ struct QkName {
 struct TraceExtras {
     int arrayLeft = 0;  ///< element bounds as declared
     int arrayRight = 0;
-    const void* traceWord = nullptr;           ///< storage of the owner that this net is a copy of
-    MasterArrayAssign* arrayRecord = nullptr;  ///< the change list in generated code's cell
-    CopyGroup* copies = nullptr;               ///< shared by its members
-    std::vector<QkName*> exnames = {};         ///< slices of kinds 1 and 2 that read this trace
-    std::vector<QkName*> pvnames = {};         ///< names of kind 3 that read it, each once
+    const void* traceWord = nullptr;            ///< storage of the owner that this net is a copy of
+    MasterArrayAssign* arrayRecord = nullptr;   ///< the change list in generated code's cell
+    CopyGroup* copies = nullptr;                ///< shared by its members
+    size_t copyPlace = 0;                       ///< among them
+    std::vector<QkName*> exnames = {};          ///< slices of kinds 1 and 2 that read this trace
+    std::vector<QkName*> pvnames = {};          ///< names of kind 3 that read it, each once
 };
 
 struct QkTrace {
@@ -193,6 +194,7 @@ public:
     uint32_t exportWord = 0;
     uint64_t shape = 0;              ///< of the module's section; see qk_generator_check()
     kelvo_module* module = nullptr;  ///< the module that claimed this scope
+    int uniqueTaken = 0;             ///< modules have claimed the children qk_unique0 below this
     uint32_t hash;                   ///< of the full name and a dot; each name's continues it
     std::vector<MasterAssign> masterAssigns;  ///< by rising `to` once complete
     std::vector<MasterArrayAssign*> masterArrayAssigns;

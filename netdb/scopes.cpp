@@ -43,7 +43,25 @@ bool isNamed(const QkScope* scope, const char* text, size_t length, bool ignoreC
 QkScope* QkLiveModel::addScope(QkScope* parent, const char* localName, bool caseInsensitive) {
     auto* const scope = new QkScope(localName, parent, caseInsensitive);
     ScopeRing::append(parent ? parent->children : top_scopes, scope);
+    scopesByHash.emplace(scope->hash, scope);
     return scope;
+}
+
+QkScope* QkLiveModel::findChild(QkScope* parent, const char* text, size_t length,
+                                bool ignoreCase) const {
+    const auto isWanted = [&](const QkScope* scope) {
+        return scope->parent == parent &&
+               isNamed(scope, text, length, ignoreCase || scope->caseInsensitive);
+    };
+    const uint32_t path = foldedHashFrom(parent ? parent->hash : kFoldedHashStart, text, length);
+    QkScope* found = nullptr;
+    const auto [from, to] = scopesByHash.equal_range(foldedHashFrom(path, "."));
+    for (auto at = from; at != to; ++at) {
+        if (!isWanted(at->second)) continue;
+        if (found) return ScopeRing::find(parent ? parent->children : top_scopes, isWanted);
+        found = at->second;
+    }
+    return found;
 }
 
 const char* QkLiveModel::findScopePath(QkScope*& scope, const char* path, bool stopAtLast,
@@ -56,9 +74,7 @@ const char* QkLiveModel::findScopePath(QkScope*& scope, const char* path, bool s
         if (!dot && stopAtLast) return scope ? path : nullptr;
         const size_t length = dot ? static_cast<size_t>(dot - path) : std::strlen(path);
 
-        QkScope* found = ScopeRing::find(scope ? scope->children : top_scopes, [&](QkScope* s) {
-            return isNamed(s, path, length, caseInsensitive || s->caseInsensitive);
-        });
+        QkScope* found = findChild(scope, path, length, caseInsensitive);
         if (!found) {
             if (!create) return nullptr;
             StringBuf component;
@@ -80,6 +96,9 @@ void QkLiveModel::destroyScope(QkScope* scope) {
     releaseActivity(scope);
     reader.forgetScope(scope);
     ScopeRing::remove(scope->parent ? scope->parent->children : top_scopes, scope);
+    const auto [from, to] = scopesByHash.equal_range(scope->hash);
+    scopesByHash.erase(
+        std::find_if(from, to, [&](const auto& entry) { return entry.second == scope; }));
     delete scope;
     elaborated = complete = false;
 }

@@ -138,7 +138,8 @@ QkScope* kelvo_module::qk_get_scope(bool case_insensitive) {
     QK_ASSERT(scope);
 
     // Another instance of this name got there first: take the first free name below it.
-    for (int k = 0; scope->module; ++k) {
+    QkScope* const named = scope;
+    for (int k = named->uniqueTaken; scope->module; named->uniqueTaken = ++k) {
         const size_t room = std::strlen(qk_instance_name) + 40;
         auto* const unique = static_cast<char*>(allocateBlock(room, "instance name"));
         std::snprintf(unique, room, "%sqk_unique%d.", qk_instance_name, k);
@@ -176,6 +177,7 @@ kelvo_module::~kelvo_module() {
         if (qkLiveModel->writer.fileIsOpen()) qkLiveModel->writer.closeFile();
         QkRegistrationData::abandon(qk_scope);
         qk_scope->module = nullptr;
+        if (qk_scope->parent) qk_scope->parent->uniqueTaken = 0;
         if (mayDestroy(qk_scope)) qkLiveModel->destroyScope(qk_scope);
     }
     std::free(qk_instance_name);
