@@ -24,6 +24,8 @@ public:
     /// Copies all fields bit for bit: both objects then share one instance name, so only one of
     /// them may be destroyed.
     kelvo_module(const kelvo_module& other);
+    /// Copies all fields likewise; the instance name that this object had is given up.
+    kelvo_module& operator=(const kelvo_module& other);
 
     /// Sets the model's initial values; empty here, for the generated class to override.
     virtual void initials();
@@ -73,7 +75,6 @@ protected:
 
 private:
     friend struct QkLiveModel;
-    kelvo_module& operator=(const kelvo_module&);
 
     kelvo_module* qk_parent;
     uint32_t qk_name_verified;

@@ -78,6 +78,8 @@ kelvo_module::kelvo_module(const char* module_name, const char* instance_name)
 
 kelvo_module::kelvo_module(const kelvo_module& other) = default;
 
+kelvo_module& kelvo_module::operator=(const kelvo_module& other) = default;
+
 void kelvo_module::initials() {}
 
 void kelvo_module::step() {}

@@ -141,6 +141,16 @@ TEST_F(ModuleTest, AScopeBelowNamesStays) {
     EXPECT_TRUE(qkLiveModel->findScopePath(scope, "p.c", false, false, false));
 }
 
+TEST_F(ModuleTest, CanBeAssigned) {
+    kelvo_module a("m", "a"), b("n", nullptr);
+    b = a;
+    EXPECT_STREQ(b.qk_get_module_name(), "m");
+    EXPECT_STREQ(b.qk_get_instance_name(), "a");
+    b.~kelvo_module();
+    new (&b) kelvo_module("m", "b");  // one of the two may be destroyed
+    new (&a) kelvo_module("m", "c");
+}
+
 TEST_F(ModuleTest, PowerOnValuesFollowTheSeed) {
     EXPECT_EQ(qk_get_initial_value(64, 5), 0u);
     qk_set_initial_value(1);
