@@ -86,6 +86,19 @@ enum QkNetFlag {
     QK_flag_never_write = 0x40000   ///< never written by the library
 };
 
+extern "C" {
+
+/// Has tables checked for what the protocol lets pass, for authors of generators: false at start,
+/// and set by kelvo_start() if the environment has ZEFT_CHECK_TABLES with any value but 0. Each
+/// fault prints one line with the net's name: a null address (the net is then left out; with this
+/// off, the run ends), ids of replacing nets that do not exist, bits that two rows of one name with
+/// storage of their own have both, extracts and terms of bits beyond their net, storage that
+/// overlaps another net's without starting with it, and, when the model is first used, a section
+/// without an end(). What is faulty is registered as without the check. Set it before the tables.
+QK_API extern bool qk_check_tables;
+
+}  // extern "C"
+
 /// Static entry points of registration.
 class QK_API QkRegistration {
 public:

@@ -5,9 +5,13 @@
 #include <cstring>
 
 #include "licence/licence.h"
+#include "netdb/registration.h"
 #include "qkzeft_module.h"
 
-QkLiveModel::QkLiveModel() : writer(this) {}
+QkLiveModel::QkLiveModel() : writer(this) {
+    const char* const check = std::getenv("ZEFT_CHECK_TABLES");
+    if (check && std::strcmp(check, "0") != 0) qk_check_tables = true;
+}
 
 void QkLiveModel::reserveNets(size_t count) {
     namesByFullName.reserve(count);
@@ -75,6 +79,7 @@ bool completeRegistration(bool fatal, int) {
     QkLiveModel* const model = qkLiveModel;
     if (model->complete) return true;
     if (!model->elaborated) {
+        if (qk_check_tables) QkRegistrationData::reportOpenSection();
         model->resolveMasterAssigns();
         ScopeWalk walk(model);
         walk.walk(model->top_scopes);

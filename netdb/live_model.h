@@ -14,6 +14,7 @@
 #include "netdb/index.h"
 #include "netdb/netdb.h"
 #include "netdb/store.h"
+#include "netdb/table_checks.h"
 #include "qkzeft_registration.h"
 #include "tracing/trace_writer.h"
 #include "validate/file_reader.h"
@@ -57,6 +58,7 @@ struct QkLiveModel : QkModel {
     bool assignsStale = false;                 ///< a trace that was copied, or copied to, is gone
 
     HashIndex traces_by_address;  ///< storage address to one trace of its ring
+    StorageMap checkedStorage;    ///< of the traces made while qk_check_tables was on
     HashIndex namesByFullName;
     std::unordered_multimap<uint32_t, QkScope*> scopesByHash;  ///< by QkScope::hash
     /// Change lists by the storage that a buffer of theirs reads, and by the copy that it keeps up.
@@ -135,7 +137,7 @@ struct QkLiveModel : QkModel {
         bool invert;
     };
     /// Binds `name` to the trace of that storage, made if need be, unless it has a trace already.
-    /// For ports, the address is the place of a pointer to the storage.
+    /// For ports, the address is the place of a pointer to the storage. A null one is reported.
     /// @return the header of the storage's trace, or null when the net tells no storage of a trace
     QkTrace* addNet(QkName* name, NetStorage net);
     /// The same with the address of the storage itself.

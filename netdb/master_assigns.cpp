@@ -20,13 +20,6 @@ QkScope* moduleScope(QkScope* scope) {
     return scope;
 }
 
-/// @return some name that reads a trace, the first bound to it if there is one, or null
-const QkName* anyName(const QkTrace* trace) {
-    if (trace->names) return trace->names;
-    return trace->extras && !trace->extras->exnames.empty() ? trace->extras->exnames.front()
-                                                            : nullptr;
-}
-
 }  // namespace
 
 // ---- Change lists

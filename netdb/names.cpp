@@ -78,6 +78,12 @@ QkName* QkLiveModel::findLocal(const QkScope* scope, const char* localName) cons
     return newest;
 }
 
+const QkName* anyName(const QkTrace* trace) {
+    if (trace->names) return trace->names;
+    return trace->extras && !trace->extras->exnames.empty() ? trace->extras->exnames.front()
+                                                            : nullptr;
+}
+
 void QkLiveModel::bindName(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
     name->trace = trace;

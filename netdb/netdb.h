@@ -170,6 +170,9 @@ using ActiveTraces = Ring<QkTrace, &QkTrace::a_next, &QkTrace::a_prev>;
 /// bit that is 0.
 extern QkTrace gDummyTrace;
 
+/// @return some name that reads a trace, the first bound to it if there is one, or null
+const QkName* anyName(const QkTrace* trace);
+
 /// Asserts that a name is bound. Between the rows of a section those that wait for the net which
 /// replaces them are not. @return whether it is
 bool isBound(const QkName* name);

@@ -181,6 +181,17 @@ void QkRegistrationData::prefetch(const QkGRNet& row) const {
         qkLiveModel->namesByFullName.prefetch(foldedHashFrom(scope->hash, row.name));
 }
 
+namespace {
+
+/// Where a row makes a name of its own, looks for another of the same text in its scope.
+void checkNew(const QkGRNet& row, const QkScope* scope, const char* localName) {
+    const QkName* const other = qkLiveModel->findInScope(scope, localName);
+    if (other && other->trace->address != row.address)
+        checkOverlap(other, BitRange(row.left, row.right), other->range());
+}
+
+}  // namespace
+
 void QkRegistrationData::addNet(const QkGRNet& row) {
     const char* const localName = row.name ? row.name : "";
     const int index = static_cast<int>(static_cast<unsigned>(row.net) - 1);
@@ -196,6 +207,7 @@ void QkRegistrationData::addNet(const QkGRNet& row) {
     QkScope* const scope = pscopes[row.scope];
     QkName* record = nullptr;
     if (row.scope == 0 || (mode & QK_parts)) record = qkLiveModel->findInScope(scope, localName);
+    if (!record && qk_check_tables) checkNew(row, scope, localName);
     if (!record) record = qkLiveModel->addName(scope, localName, mode, row.flags);
     ++netsAdded;
     pnames[index] = record;
@@ -225,7 +237,21 @@ void QkRegistrationData::drop(QkName* record) {
     qkLiveModel->removeName(record);
 }
 
+void QkRegistrationData::reportOpenSection() {
+    QkRegistrationData* const open = QkRegistration::data;
+    if (!open || open->toldOpen) return;
+    open->toldOpen = true;
+    qk_printf("check: module \"%s\": its section has no end()\n", open->name());
+}
+
 // ---- Entry points
+
+namespace {
+
+/// Has the names of a section sorted, also in a scope that there was before.
+void newsOfSection() { qkLiveModel->elaborated = qkLiveModel->complete = false; }
+
+}  // namespace
 
 void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitive) {
     kelvo_start();
@@ -237,6 +263,7 @@ void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitiv
     data = new QkRegistrationData(m, ns, nn);
     QK_ASSERT(data);
     data->pscopes[0] = m->qk_get_scope(case_insensitive);
+    newsOfSection();
     qkLiveModel->reserveNets(static_cast<size_t>(data->nn));
 }
 
@@ -314,8 +341,7 @@ void QkRegistration::end(kelvo_module* m) {
     QK_ASSERT(gDummyTrace.names == NULL);
     delete enter(m, data, Completed);
     data = nullptr;
-    // A scope that there was before has not announced the section's names.
-    qkLiveModel->elaborated = qkLiveModel->complete = false;
+    newsOfSection();
 }
 
 // ---- By hand

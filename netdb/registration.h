@@ -35,6 +35,7 @@ struct QkRegistrationData {
     uint64_t shape = 0;                        ///< the sum that qk_generator_check() documents
     int scopesAdded = 1;
     int netsAdded = 0;
+    bool toldOpen = false;
 
     /// Moves to another state, closing what that ends; ends the process when it is not allowed.
     void moveTo(RegistrationState target);
@@ -49,6 +50,8 @@ struct QkRegistrationData {
     /// Gives up the open section, if there is one and `scope`, which is about to go, is one of its
     /// scopes.
     static void abandon(const QkScope* scope);
+    /// Reports a section that is open, once.
+    static void reportOpenSection();
 
 private:
     void closeScopes();

@@ -30,6 +30,8 @@ void QkRegistrationData::apply(const NetReplacement& replacement) {
             "warning: Net Registration: Ignoring rewrite rule for net: %s\n"
             "         (this net will not appear in VCD traces) (reason: no replacement)\n",
             FullName(replaced).c_str());
+        if (qk_check_tables && (index < 0 || index >= nn))
+            reportReplacement(replaced, replacement.replacementId, nn);
         drop(replaced);
         return;
     }
@@ -107,6 +109,8 @@ void QkRegistrationData::addReader(const Reader& reader) {
                   reader.what, localName, reader.range.width);
         std::exit(1);
     }
+    if (qk_check_tables)
+        checkReader(pscopes[reader.scope], localName, actual, reader.offset, reader.range.width);
     QkName* const formal =
         qkLiveModel->addName(pscopes[reader.scope], localName, mode, actual->netFlags);
     QK_ASSERT(formal);

@@ -110,6 +110,7 @@ void QkLiveModel::linkAtAddress(QkTrace* trace, QkTrace* ring) {
     } else {
         SameAddress::init(trace);
         traces_by_address.insert(hashAddress(trace->address), trace->id);
+        if (qk_check_tables) checkStorage(checkedStorage, trace);
     }
 }
 
@@ -176,8 +177,26 @@ QkTrace* sameForm(QkTrace* ring, const QkLiveModel::NetStorage& net) {
 
 }  // namespace
 
+namespace {
+
+/// Compares the bits of a further row of a name with those of the rows before.
+void checkRows(const QkName* name, const QkTrace* added) {
+    for (const QkTrace* part = name->trace->firstPart(); part; part = name->trace->partAfter(part))
+        checkOverlap(name, added->range, part->range);
+}
+
+}  // namespace
+
 QkTrace* QkLiveModel::addNet(QkName* name, NetStorage net) {
     followPort(net);
+    if (!net.address) {
+        if (qk_check_tables) {
+            reportNullAddress(name);
+            return nullptr;
+        }
+        qk_printf("Error: While registering net \"%s\": the address is null\n",
+                  FullName(name).c_str());
+    }
     return addStored(nullptr, name, net);
 }
 
@@ -201,6 +220,7 @@ QkTrace* QkLiveModel::addStored(QkTrace* existing, QkName* name, NetStorage net)
         bindName(name, header);
         TraceRing::append(traces, header);
     }
+    if (qk_check_tables && !unbound) checkRows(name, trace);
     if (trace->isPart && header->isHeader()) {
         addPart(name, trace, header);
     } else if (!unbound) {
@@ -234,6 +254,7 @@ void QkLiveModel::removeTrace(QkTrace* trace) {
         SameAddress::remove(ring, trace);
         if (!ring) {
             traces_by_address.remove(hash, trace->id);
+            checkedStorage.remove(trace->address);
         } else if (isEntry) {
             traces_by_address.replace(hash, trace->id, ring->id);
         }

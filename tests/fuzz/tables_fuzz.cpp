@@ -18,6 +18,7 @@
 //   d module                          destroys a module
 //   w                                 writes all storage, and a wave passes
 //   k command                         gives a line to the console
+//   C on                              has tables checked, or no longer
 #include <setjmp.h>
 
 #include <algorithm>
@@ -61,6 +62,7 @@ const char* const kFuzzSeeds[] = {
     "k print *\n",
     "k setvv v = top.a[3:0], top.b\n",
     "k break top.a\n",
+    "C 1\n",
     "r hand.made 1 9 0 5\n",
     "M top.below\n",
     "M - 1\n",
@@ -453,6 +455,7 @@ void Run::perform(Operation& operation) {
                          operation.net.array_left, operation.net.array_right);
             return;
         case 'w': wave(); return;
+        case 'C': qk_check_tables = line.number() != 0; return;
         case 'k':
             if (!isHarmless(line.remaining())) return;
             completeRegistration(true, 0);  // what ends the run does so here
@@ -485,6 +488,7 @@ void Run::clean(bool exited) {
     // At an exit a trace may be in the making.
     require(exited || qkLiveModel->arrayRecords.empty());
     qkLiveModel->arrayRecords.clear();
+    qk_check_tables = false;
     qk_save("/dev/null");
     require(qk_traceclose() == 0);
     qk_cycle = 0;

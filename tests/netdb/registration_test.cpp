@@ -1,3 +1,6 @@
+#include <cstdlib>
+#include <utility>
+
 #include "tests/support/model_test.h"
 
 namespace {
@@ -150,6 +153,75 @@ TEST_F(RegistrationTest, ANameThatWaitsForItsNetIsNotRead) {
     said.clear();
     qk_cli("ls u.r");
     EXPECT_EQ(said, "u.r         : 00\n");
+}
+
+TEST_F(RegistrationTest, ANullAddressNamesItsNet) {
+    static void* port = nullptr;
+    EXPECT_DEATH((printToStandardError(), registerNets("u", {net(0, 1, "n", nullptr, 0, 0)})),
+                 "net \"u.n\": the address is null\n(.|\n)*address != NULL");
+    EXPECT_DEATH(
+        (printToStandardError(), registerNets("u", {net(0, 1, "p", &port, 0, 0, QK_type_input)})),
+        "net \"u.p\": the address is null\n");
+}
+
+TEST_F(RegistrationTest, FaultsThatTheProtocolLetsPassAreFoundOnDemand) {
+    static uint32_t words[16];
+    const auto at = [](int offset) { return reinterpret_cast<char*>(words) + offset; };
+    QkGRNet memory = net(0, 6, "memory", at(16), 31, 0, QK_array);
+    memory.array_right = 3;
+    const QkGRNet rows[] = {net(0, 1, "n", at(0), 7, 0),
+                            net(0, 2, "same", at(0), 7, 0),
+                            net(0, 3, "null", nullptr, 0, 0),
+                            replacedBy(4, "r", 18),
+                            replacedBy(5, "r0", 0),
+                            memory,
+                            net(0, 7, "inside", at(21), 7, 0),
+                            net(0, 8, "across", at(30), 31, 0),
+                            net(0, 9, "before", at(14), 31, 0),
+                            net(0, 10, "beside", at(12), 15, 0),
+                            net(0, 11, "w", at(40), 7, 0, QK_parts),
+                            net(0, 12, "w", at(41), 7, 0, QK_parts),
+                            net(0, 13, "w", at(42), 8, 8, QK_parts),
+                            net(0, 14, "n", at(43), 7, 4),
+                            net(1, 15, "x", at(44), 7, 0),
+                            net(1, 16, "x", at(45), 7, 0),
+                            net(1, 17, "x", at(45), 7, 0)};
+    const QkGRExtract extracts[] = {{0, "fits", 0, 3, 0, 1, 4, 0},
+                                    {0, "high", 0, 3, 0, 1, 5, 0},
+                                    {1, "low", 1, 0, 0, 1, -1, 0}};
+    const QkGRTerm terms[] = {{0, "term", 0, 7, 0, 1}, {0, "wider", 0, 9, 1, 11}};
+    setenv("ZEFT_CHECK_TABLES", "1", 1);
+    EXPECT_EXIT((qkLiveModel = nullptr, kelvo_start(), std::_Exit(qk_check_tables)),
+                testing::ExitedWithCode(1), "");
+    EXPECT_FALSE(std::exchange(qk_check_tables, true));
+    kelvo_module m("m", "u");
+    QkRegistration::start(&m, 2, 17, false);
+    QkRegistration::addScopes(&m, 1, &kScope);
+    QkRegistration::addNets(&m, 17, rows);
+    QkRegistration::addExtracts(&m, 3, extracts);
+    QkRegistration::addTerms(&m, 2, terms);
+    completeRegistration(true, 0);
+    QkRegistration::end(&m);
+    // Storage of a module that has gone may serve again.
+    delete registerNets("gone", {net(0, 1, "n", at(52), 31, 0)});
+    registerNets("v", {net(0, 1, "n", at(0), 7, 0), net(0, 2, "i", at(54), 7, 0)});
+    std::string checks;
+    for (size_t from = 0; from < said.size(); from = said.find('\n', from) + 1)
+        if (said.compare(from, 7, "check: ") == 0)
+            checks += said.substr(from + 7, said.find('\n', from) - from - 6);
+    EXPECT_EQ(checks,
+              "u.null: the address is null\n"
+              "u.inside: its storage overlaps that of u.memory\n"
+              "u.across: its storage overlaps that of u.memory\n"
+              "u.before: its storage overlaps that of u.memory\n"
+              "u.w: two rows have bits [7:0]\n"
+              "u.n: two rows have bits [7:4]\n"
+              "u.s.x: two rows have bits [7:0]\n"
+              "u.r0: replaced by net 0, but ids are 1 to 17\n"
+              "u.r: replaced by net 18, but ids are 1 to 17\n"
+              "u.high: reads bits 5 to 8 of u.n, which has 8\n"
+              "u.s.low: reads bits -1 to -1 of u.n, which has 8\n"
+              "module \"u.\": its section has no end()\n");
 }
 
 TEST_F(RegistrationTest, TablesMayComeInPieces) {
