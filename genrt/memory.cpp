@@ -23,7 +23,8 @@ bool qk_malloc_licensed = true;
 QkTrace* findTrace(const char* name) {
     kelvo_start();
     const QkName* const found = name ? qkLiveModel->findOne(name) : nullptr;
-    const bool isPlain = found && (found->kind == kPlainName || found->kind == kTermName);
+    const bool isPlain =
+        found && (found->kind == kPlainName || found->kind == kTermName) && !found->detached;
     return isPlain ? found->trace : nullptr;
 }
 

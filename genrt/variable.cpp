@@ -217,7 +217,7 @@ QkVariable* QkVariable::GetCanonical() {
 
 void* QkVariable::GetAddress() {
     const QkName* const net = nameOf(this);
-    if (!net || net->kind > kTermName || net->trace->invert) return nullptr;
+    if (!net || net->kind > kTermName || net->trace->invert || net->detached) return nullptr;
     return net->trace->address;
 }
 

@@ -32,7 +32,10 @@ public:
     /// Evaluates the model once; empty here, for the generated class to override.
     virtual void step();
     /// Takes the module's scope, and every net below it, out of the model when no enclosing scope
-    /// holds names; an open trace file is closed first.
+    /// holds names; an open trace file is closed first. Otherwise the nets stay without the
+    /// module's storage, and have the values last recorded or 0. Where a module of the same name
+    /// registers them again with the same bounds, their handles, breakpoints, traced sets and
+    /// history go on.
     virtual ~kelvo_module();
 
     /// Names the instance, before it registers anything. Does nothing, and leaves the parent alone,

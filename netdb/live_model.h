@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "genrt/handles.h"
@@ -56,6 +57,8 @@ struct QkLiveModel : QkModel {
     std::vector<MasterArrayAssign*> unwaved;   ///< those of them that no module's waves apply
     bool copiesUnresolved = false;             ///< some trace's owner has not been looked for
     bool assignsStale = false;                 ///< a trace that was copied, or copied to, is gone
+    /// Storage of owners that were detached, and are there again.
+    std::unordered_set<const void*> ownersAgain;
 
     HashIndex traces_by_address;  ///< storage address to one trace of its ring
     StorageMap checkedStorage;    ///< of the traces made while qk_check_tables was on
@@ -86,11 +89,13 @@ struct QkLiveModel : QkModel {
     /// @param ignoreCase  beside the scopes whose names have no case
     /// @return the first child of this name in the order of the ring, or null
     QkScope* findChild(QkScope* parent, const char* text, size_t length, bool ignoreCase) const;
+    /// @return a child that its module has left behind, and that no row has asked for yet, or null
+    QkScope* findDetachedChild(const QkScope* parent, const char* localName) const;
     /// Drops a scope's names and traces and those of all scopes below it, then the scopes.
     void destroyScope(QkScope* scope);
     /// Makes a name on the ring of gDummyTrace.
     QkName* addName(QkScope* scope, const char* localName, uint32_t mode, uint32_t netFlags);
-    /// @return the newest name of exactly this local name in `scope`, or null
+    /// @return the newest name of exactly this local name in `scope` that is not detached, or null
     QkName* findInScope(const QkScope* scope, const char* localName) const;
     /// The same without regard to case where the scope's names have none.
     QkName* findLocal(const QkScope* scope, const char* localName) const;
@@ -104,6 +109,8 @@ struct QkLiveModel : QkModel {
     void bindExtract(QkName* name, QkTrace* trace);
     /// Moves a name of kind 1 to the ring of `trace`, and to those that read it if it is a slice.
     void bindTerm(QkName* name, QkTrace* trace);
+    /// Moves a name that is no virtual variable from its trace to another, as it is bound.
+    void bindAnew(QkName* name, QkTrace* trace);
     /// Makes a virtual variable without elements in the first top-level scope, which there is.
     QkName* addVirtual(const char* localName);
     /// Adds an element at the low end of a virtual variable.
@@ -154,6 +161,18 @@ struct QkLiveModel : QkModel {
     /// Takes a trace out of every ring and index, and deletes it.
     void removeTrace(QkTrace* trace);
 
+    // ---- Modules that go and come again (netdb/detached.cpp)
+
+    /// Takes the storage of a module that is about to go from its nets, which stay: they keep the
+    /// values last seen until rows of their names bring other storage.
+    /// @param scope  the module's own, no longer claimed by it
+    void detachModule(QkScope* scope);
+    /// Gives detached names what new names of the same text in their scopes have, wherever bounds
+    /// agree: handles, breakpoints, traced sets and identifier codes stay. Other detached names of
+    /// the scopes go.
+    /// @param scopes  all `count` of a section; null where there is none
+    void renewNames(QkScope* const* scopes, int count);
+
     // ---- Copies and change lists (netdb/master_assigns.cpp)
 
     /// Looks for the owners of all traces that are copies of a net elsewhere, if that is to be
@@ -190,8 +209,20 @@ private:
     QkTrace* makeTrace(const NetStorage& net);
     QkTrace* makeHeader(const QkTrace& part);
     void linkAtAddress(QkTrace* trace, QkTrace* ring);
+    void leaveAddress(QkTrace* trace);
+    void detachScope(QkScope* scope, std::vector<QkName*>& gone);
+    void detachTrace(QkTrace* trace);
+    void detachStorage(QkTrace* part, bool isActive);
+    QkTrace* makeStandIn(const QkTrace* trace);
+    void moveName(QkName* name, QkTrace* to);
+    void adopt(QkTrace* trace, QkTrace* fresh);
+    void adoptStorage(QkTrace* part, QkTrace* fresh);
+    void renew(QkName* name, QkName* fresh);
+    void dropDetached(QkScope* scope);
     void addPart(const QkName* name, QkTrace* part, QkTrace* header);
     void leaveSources(QkName* name);
+    static void addSlice(QkTrace* trace, QkName* name);
+    void dropFurtherStorage(const QkName* name);
     void dropReaders(QkTrace* trace);
     /// Removes a trace that the last name has left, with its parts and their inverted forms.
     void dropUnnamed(QkTrace* trace);

@@ -317,7 +317,8 @@ void QkLiveModel::resolveMasterAssign(QkTrace* part, const QkName* name) {
         qk_printf("Registration Error (PM) in net %s\n%s", FullName(name).c_str(), kSupportContact);
         std::exit(1);
     }
-    QkTrace* const owner = tracesAt(word);
+    if (part->orphan && ownersAgain.contains(word)) part->orphan = false;
+    QkTrace* const owner = part->orphan ? nullptr : tracesAt(word);
     if (!owner) {
         const FullName fullName(name);
         if (!mayLackOwner(fullName.c_str()))
@@ -329,6 +330,7 @@ void QkLiveModel::resolveMasterAssign(QkTrace* part, const QkName* name) {
         return;
     }
     if (owner->address == part->address) return;
+    owner->copied = true;
     if (part->flags & QK_flag_shadow) copyOwner(part, owner, name);
 
     QkTrace* grouped =
@@ -390,6 +392,7 @@ void QkLiveModel::forgetCopies(QkTrace* trace) {
     if (trace->isArray() && trace->address && !followed.empty())
         eraseBuffers(trace->address, [](const ValueBuffer&) { return true; });
     if (extras.arrayRecord) releaseArrayRecord(extras.arrayRecord);
+    extras.arrayRecord = nullptr;
     CopyGroup* const group = extras.copies;
     if (!group) return;
     assignsStale = true;

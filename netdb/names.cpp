@@ -56,7 +56,7 @@ QkName* QkLiveModel::findInScope(const QkScope* scope, const char* localName) co
     QkName* newest = nullptr;
     namesByFullName.find(foldedHashFrom(scope->hash, localName), [&](uint32_t id) {
         QkName* const name = nameStore.at(id);
-        if (name->scope == scope && std::strcmp(name->name, localName) == 0 &&
+        if (name->scope == scope && !name->detached && std::strcmp(name->name, localName) == 0 &&
             (!newest || newest->id < id))
             newest = name;
         return false;
@@ -91,14 +91,10 @@ void QkLiveModel::bindName(QkName* name, QkTrace* trace) {
     TraceNames::append(trace->names, name);
 }
 
-namespace {
-
-void addSlice(QkTrace* trace, QkName* name) {
+void QkLiveModel::addSlice(QkTrace* trace, QkName* name) {
     if (!trace->extras) trace->extras = new TraceExtras;
     trace->extras->exnames.push_back(name);
 }
-
-}  // namespace
 
 void QkLiveModel::bindExtract(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
@@ -111,6 +107,26 @@ void QkLiveModel::bindTerm(QkName* name, QkTrace* trace) {
     bindName(name, trace);
     name->partial = name->range().width != trace->range.width;
     if (name->partial) addSlice(trace, name);
+}
+
+void QkLiveModel::bindAnew(QkName* name, QkTrace* trace) {
+    if (name->isSlice()) {
+        std::erase(name->trace->extras->exnames, name);
+        addSlice(trace, name);
+    }
+    if (name->kind != kExtractName) {
+        bindName(name, trace);
+    } else {
+        name->trace = trace;
+        name->readsCopy = trace->isCopy();
+    }
+}
+
+void QkLiveModel::dropFurtherStorage(const QkName* name) {
+    if (furtherStorage.empty()) return;
+    const auto [from, to] = furtherStorage.equal_range(name);
+    std::for_each(from, to, [&](const auto& storage) { dropAtAddress(storage.second); });
+    furtherStorage.erase(from, to);
 }
 
 void QkLiveModel::removeName(QkName* name) {
@@ -130,11 +146,7 @@ void QkLiveModel::removeName(QkName* name) {
     NameRing::remove(names, name);
     namesByFullName.remove(name->hash, name->id);
     if (trace != &gDummyTrace) dropUnnamed(trace);
-    if (!furtherStorage.empty()) {
-        const auto [from, to] = furtherStorage.equal_range(name);
-        std::for_each(from, to, [&](const auto& storage) { dropAtAddress(storage.second); });
-        furtherStorage.erase(from, to);
-    }
+    dropFurtherStorage(name);
     texts.release(name->name);
     delete name->extension;
     nameStore.release(name->id);

@@ -10,6 +10,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <vector>
 
 #include "base/bit_range.h"
@@ -67,6 +69,7 @@ struct QkName {
     bool readsCopy : 1;                         ///< the trace is a copy of an owner elsewhere
     bool watched : 1;                           ///< its handle has breakpoints or asks for changes
     bool partial : 1;                           ///< kind 1 of another width than its net: a slice
+    bool detached : 1;                          ///< waits for its module to be made again
     QkName *next, *prev;                        ///< ring QkModel::names
     QkName *same_scope_next, *same_scope_prev;  ///< ring QkScope::allNames
     QkName *n_next, *n_prev;                    ///< ring QkTrace::names
@@ -81,6 +84,9 @@ struct QkName {
     int chunkCount() const { return (range().width + QK_MAXUBITS - 1) / QK_MAXUBITS; }
 };
 
+/// Memory of malloc().
+using OwnedBlock = std::unique_ptr<char, void (*)(void*)>;
+
 /// Rare fields of a trace.
 struct TraceExtras {
     int arrayLeft = 0;  ///< element bounds as declared
@@ -89,6 +95,8 @@ struct TraceExtras {
     MasterArrayAssign* arrayRecord = nullptr;   ///< the change list in generated code's cell
     CopyGroup* copies = nullptr;                ///< shared by its members
     size_t copyPlace = 0;                       ///< among them
+    const void* formerAddress = nullptr;        ///< of a detached owner of copies
+    OwnedBlock ownStorage{nullptr, std::free};  ///< elements of a detached array
     std::vector<QkName*> exnames = {};          ///< slices of kinds 1 and 2 that read this trace
     std::vector<QkName*> pvnames = {};          ///< names of kind 3 that read it, each once
 };
@@ -119,6 +127,9 @@ struct QkTrace {
     bool resolved : 1;      ///< its owner has been looked for
     bool ignored : 1;       ///< never compared with a reference trace, by the user's wish
     bool forceCompare : 1;  ///< a top-level output: compared whatever its flags
+    bool detached : 1;      ///< its names wait for their module; the storage is the library's own
+    bool copied : 1;        ///< some copy was found to have this as its owner
+    bool orphan : 1;        ///< a copy whose owner has been detached
 
     /// @return whether the value stands in parts, which have traces of their own
     bool isHeader() const { return isPart && !address; }
@@ -197,6 +208,9 @@ public:
     uint32_t exportWord = 0;
     uint64_t shape = 0;              ///< of the module's section; see qk_generator_check()
     kelvo_module* module = nullptr;  ///< the module that claimed this scope
+    bool claimed = false;            ///< `module` has been set, now or before
+    bool detached = false;           ///< names in it may wait for their module to be made again
+    bool inSection = false;          ///< of the open section, which makes a module again
     int uniqueTaken = 0;             ///< modules have claimed the children qk_unique0 below this
     uint32_t hash;                   ///< of the full name and a dot; each name's continues it
     std::vector<MasterAssign> masterAssigns;  ///< by rising `to` once complete

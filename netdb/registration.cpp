@@ -54,6 +54,8 @@ QkRegistrationData::QkRegistrationData(kelvo_module* m, int scopeCount, int netC
 }
 
 QkRegistrationData::~QkRegistrationData() {
+    for (int i = 0; i < ns; ++i)
+        if (pscopes[i]) pscopes[i]->inSection = false;
     std::free(pscopes);
     std::free(pnames);
     std::free(lowIndices);
@@ -127,6 +129,7 @@ void QkRegistrationData::finish() {
     if (!generatorAccepted(words, shape))
         fail("Error: ZEFT Generate id mismatch in module %s\n", name());
     QkScope* const scope = pscopes[0];
+    if (scope->detached) qkLiveModel->renewNames(pscopes, ns);
     scope->shape = shape;
     std::copy(std::begin(words), std::end(words), scope->generatorWords);
     scope->exportWord = exportWord;
@@ -169,7 +172,14 @@ void QkRegistrationData::addScope(const QkGRScope& row) {
             "Error: Duplicate scope-id while registering \"%s\", id %d, scopes \"%s\" and "
             "\"%s\"\n",
             name(), row.scope, row.name, existing->name.str());
-    pscopes[row.scope] = qkLiveModel->addScope(parent, row.name, row.case_insensitive != 0);
+    QkScope* scope = parent->detached ? qkLiveModel->findDetachedChild(parent, row.name) : nullptr;
+    if (scope) {
+        scope->inSection = true;
+        scope->caseInsensitive = row.case_insensitive != 0;
+    } else {
+        scope = qkLiveModel->addScope(parent, row.name, row.case_insensitive != 0);
+    }
+    pscopes[row.scope] = scope;
     QK_ASSERT_AS(pscopes[row.scope], "pscopes[scopeIdx]");
     ++scopesAdded;
 }

@@ -64,6 +64,17 @@ QkScope* QkLiveModel::findChild(QkScope* parent, const char* text, size_t length
     return found;
 }
 
+QkScope* QkLiveModel::findDetachedChild(const QkScope* parent, const char* localName) const {
+    const uint32_t path = foldedHashFrom(parent->hash, localName);
+    const auto [from, to] = scopesByHash.equal_range(foldedHashFrom(path, "."));
+    const auto found = std::find_if(from, to, [&](const auto& entry) {
+        const QkScope* const scope = entry.second;
+        return scope->parent == parent && scope->detached && !scope->claimed && !scope->inSection &&
+               std::strcmp(scope->name.str(), localName) == 0;
+    });
+    return found == to ? nullptr : found->second;
+}
+
 const char* QkLiveModel::findScopePath(QkScope*& scope, const char* path, bool stopAtLast,
                                        bool caseInsensitive, bool create) {
     for (;;) {

@@ -241,24 +241,27 @@ void QkLiveModel::addInvertedForm(NetStorage net) {
     linkAtAddress(trace, ring);
 }
 
+void QkLiveModel::leaveAddress(QkTrace* trace) {
+    QkTrace* ring = tracesAt(trace->address);
+    QK_ASSERT_AS(ring, "addrDring");
+    const uint32_t hash = hashAddress(trace->address);
+    const bool isEntry = ring == trace;
+    SameAddress::remove(ring, trace);
+    if (!ring) {
+        traces_by_address.remove(hash, trace->id);
+        checkedStorage.remove(trace->address);
+        ownersAgain.erase(trace->address);
+    } else if (isEntry) {
+        traces_by_address.replace(hash, trace->id, ring->id);
+    }
+}
+
 void QkLiveModel::removeTrace(QkTrace* trace) {
     dropReaders(trace);
     writer.forgetTrace(trace);
     reader.forgetTrace(trace);
     if (trace->next) TraceRing::remove(traces, trace);
-    if (trace->address) {
-        QkTrace* ring = tracesAt(trace->address);
-        QK_ASSERT_AS(ring, "addrDring");
-        const uint32_t hash = hashAddress(trace->address);
-        const bool isEntry = ring == trace;
-        SameAddress::remove(ring, trace);
-        if (!ring) {
-            traces_by_address.remove(hash, trace->id);
-            checkedStorage.remove(trace->address);
-        } else if (isEntry) {
-            traces_by_address.replace(hash, trace->id, ring->id);
-        }
-    }
+    if (trace->address && !trace->detached) leaveAddress(trace);
     if (trace->extras) forgetCopies(trace);
     delete trace->extras;
     traceStore.release(trace->id);
@@ -273,14 +276,20 @@ void QkLiveModel::dropAtAddress(const void* address) {
 void QkLiveModel::dropUnnamed(QkTrace* trace) {
     if (trace->isNamed()) return;
     if (trace->address) {
-        dropAtAddress(trace->address);
+        if (trace->detached)
+            removeTrace(trace);
+        else
+            dropAtAddress(trace->address);
         return;
     }
     while (QkTrace* const part = trace->bits) {
         trace->bits = part->bits;
         part->header = part;
         part->bits = nullptr;
-        dropAtAddress(part->address);
+        if (part->detached)
+            removeTrace(part);
+        else
+            dropAtAddress(part->address);
     }
     removeTrace(trace);
 }

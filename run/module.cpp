@@ -156,6 +156,7 @@ QkScope* kelvo_module::qk_get_scope(bool case_insensitive) {
     }
     qk_scope = scope;
     scope->module = this;
+    scope->claimed = true;
     return scope;
 }
 
@@ -180,7 +181,10 @@ kelvo_module::~kelvo_module() {
         QkRegistrationData::abandon(qk_scope);
         qk_scope->module = nullptr;
         if (qk_scope->parent) qk_scope->parent->uniqueTaken = 0;
-        if (mayDestroy(qk_scope)) qkLiveModel->destroyScope(qk_scope);
+        if (mayDestroy(qk_scope))
+            qkLiveModel->destroyScope(qk_scope);
+        else
+            qkLiveModel->detachModule(qk_scope);
     }
     std::free(qk_instance_name);
     qk_parent = nullptr;

@@ -27,18 +27,6 @@ inline uint64_t imageValue(const unsigned char* image, uint32_t offset, int unus
     return word & ~uint64_t{0} >> unusedBits;
 }
 
-/// Takes a slice's value as what was last seen. @return whether it differs from what that was
-bool takeChange(const QkName* name) {
-    std::vector<uint64_t>& recorded = name->extension->recorded;
-    bool changed = false;
-    for (size_t chunk = 0; chunk < recorded.size(); ++chunk) {
-        const uint64_t now = readChunk(name, static_cast<int>(chunk), 0);
-        changed |= now != recorded[chunk];
-        recorded[chunk] = now;
-    }
-    return changed;
-}
-
 /// Holds a flag up for a time, also when what is called meanwhile throws.
 class Raised {
 public:
@@ -223,6 +211,17 @@ void QkTraceWriter::reportChange(uint32_t slot, int64_t index) {
         }
         tell(name, index);
     }
+}
+
+bool QkTraceWriter::takeChange(const QkName* name) {
+    std::vector<uint64_t>& recorded = name->extension->recorded;
+    bool changed = false;
+    for (size_t chunk = 0; chunk < recorded.size(); ++chunk) {
+        const uint64_t now = readChunk(name, static_cast<int>(chunk), 0);
+        changed |= now != recorded[chunk];
+        recorded[chunk] = now;
+    }
+    return changed;
 }
 
 void QkTraceWriter::reportSlices() {

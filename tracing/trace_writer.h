@@ -56,6 +56,20 @@ public:
     /// Makes a capture if what the name reads has changed since the last one: those who waited for
     /// that are told, and those to come are not.
     void settle(const QkName* name);
+    /// What a name counts for on the traces that it reads.
+    struct Marks {
+        int holds, shows, breaks;
+    };
+    /// Takes a name's marks from its trace, which it is about to leave for another. It stays
+    /// traced, shown and watched. Not for virtual variables.
+    Marks takeMarks(QkName* name);
+    /// Gives them to the trace that it has now.
+    void putMarks(QkName* name, const Marks& marks);
+    /// Gives the identifier code and the history of a trace that only slices read any more to
+    /// another, unless that has its own.
+    void moveSlot(QkTrace* from, QkTrace* to);
+    /// Has the values last seen in QkTrace::value: the storage of traces is about to move.
+    void storageMoves() { forgetPlan(); }
     /// Forgets a trace that is about to be deleted; its history is not written any more.
     void forgetTrace(QkTrace* trace);
 
@@ -128,6 +142,8 @@ private:
     void recordSlowly(uint32_t position);
     void reportChange(uint32_t slot, int64_t index);
     void markReaders(const QkTrace* trace);
+    /// Takes a slice's value as what was last seen. @return whether it differs from what that was
+    static bool takeChange(const QkName* name);
     void reportSlices();
     void reportSlices(const std::vector<QkName*>& active);
     void tell(QkName* name, int64_t index);

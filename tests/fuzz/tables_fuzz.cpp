@@ -26,6 +26,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -123,7 +124,7 @@ public:
         if (word.empty() || word == "-") return nullptr;
         if (word == "=") word.clear();
         if (word[0] == '~')
-            word.assign(static_cast<size_t>(std::abs(std::atoi(word.c_str() + 1)) % 2000), 'n');
+            word.assign(static_cast<unsigned>(std::atoi(word.c_str() + 1)) % 2000, 'n');
         names.push_back(std::make_unique<std::string>(word));
         return names.back()->c_str();
     }
@@ -192,6 +193,11 @@ struct Storage {
         if (isPort && !(mode & QK_array)) return number == 0 ? nullptr : &ports[slot];
         return slots[slot].get();
     }
+    /// Replaces the memory of a slot: what still reads the old one reads freed memory.
+    void replace(size_t slot) {
+        slots[slot] = std::make_unique<char[]>(bytes[slot]);
+        ports[slot] = slots[slot].get();
+    }
     void write(unsigned step) {
         for (size_t i = 1; i < kSlots; ++i)
             for (size_t k = 0; k < bytes[i]; k += 1 + k / 4)
@@ -256,6 +262,7 @@ struct Run {
     kelvo_module* parents[kMostModules] = {};
     size_t made = 0;
     kelvo_module* chosen = nullptr;
+    std::set<const kelvo_module*> users[kSlots];  ///< modules with rows of a slot; null for ever
     bool isOpen = false;
     std::vector<QkGRScope> scopes;  // the rows of one call
     std::vector<QkGRNet> nets;
@@ -270,6 +277,8 @@ struct Run {
     void perform(Operation& operation);
     void wave();
     void clean(bool exited);
+    void setAddresses();
+    void noteUser(const QkGRNet& row, size_t slot);
 
     /// @return the module that was made as the `number`-th, or null
     kelvo_module* module(int number) const {
@@ -360,12 +369,7 @@ void Run::parse(const std::string& input) {
 
 void Run::perform() {
     storage.make();
-    for (const auto& operation : operations) {
-        operation->net.address = storage.addressFor(operation->net.mode, operation->slot);
-        operation->net.trace_word = storage.slots[Storage::slotOf(operation->owner)].get();
-        const unsigned cell = static_cast<unsigned>(operation->cell) % kCells;
-        operation->net.array_data = cell == 0 ? nullptr : &storage.cells[cell];
-    }
+    setAddresses();
     for (size_t at = 0; at < operations.size();) {
         if (std::strchr("cnet", operations[at]->letter)) {
             at = performRows(at);
@@ -385,6 +389,22 @@ void Run::perform() {
     }
 }
 
+void Run::setAddresses() {
+    for (const auto& operation : operations) {
+        operation->net.address = storage.addressFor(operation->net.mode, operation->slot);
+        operation->net.trace_word = storage.slots[Storage::slotOf(operation->owner)].get();
+        const unsigned cell = static_cast<unsigned>(operation->cell) % kCells;
+        operation->net.array_data = cell == 0 ? nullptr : &storage.cells[cell];
+    }
+}
+
+void Run::noteUser(const QkGRNet& row, size_t slot) {
+    users[slot].insert(chosen);
+    // A row of one part of another module's net is a name of all its parts.
+    if ((row.mode & QK_parts) && users[slot].size() > 1)
+        for (auto& ofSlot : users) ofSlot.insert(nullptr);
+}
+
 /// Gives the rows of one kind from operation `at` on in one call. @return the operation after them
 size_t Run::performRows(size_t at) {
     const char letter = operations[at]->letter;
@@ -393,6 +413,7 @@ size_t Run::performRows(size_t at) {
     extracts.clear();
     terms.clear();
     for (; at < operations.size() && operations[at]->letter == letter; ++at) {
+        if (letter == 'n') noteUser(operations[at]->net, Storage::slotOf(operations[at]->slot));
         scopes.push_back(operations[at]->scope);
         nets.push_back(operations[at]->net);
         extracts.push_back(operations[at]->extract);
@@ -428,6 +449,10 @@ void Run::destroy(const kelvo_module* m) {
     std::fill(std::begin(storage.cells), std::end(storage.cells), 0);  // its code runs no more
     for (auto& owned : modules)
         if (owned.get() == m) owned.reset();
+    if (!m) return;
+    for (size_t i = 1; i < kSlots; ++i)
+        if (users[i].erase(m) != 0 && users[i].empty()) storage.replace(i);
+    setAddresses();
 }
 
 void Run::perform(Operation& operation) {
@@ -450,6 +475,7 @@ void Run::perform(Operation& operation) {
         case 'd': destroy(module(line.number())); return;
         case 'r':
             if (isOpen) return;
+            users[Storage::slotOf(operation.slot)].insert(nullptr);
             qk_register1(operation.net.name, static_cast<int>(operation.net.mode),
                          operation.net.address, operation.net.left, operation.net.right,
                          operation.net.array_left, operation.net.array_right);

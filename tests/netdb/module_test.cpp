@@ -141,6 +141,153 @@ TEST_F(ModuleTest, AScopeBelowNamesStays) {
     EXPECT_TRUE(qkLiveModel->findScopePath(scope, "p.c", false, false, false));
 }
 
+/// A module below one with nets, whose storage goes with it.
+struct Child {
+    explicit Child(kelvo_module* parent, uint8_t** port, int partBits = 64, int msb = 7)
+        : module(std::make_unique<kelvo_module>("m")) {
+        const QkGRScope scopes[] = {{0, 1, "u", 0}};
+        QkGRNet not_a = net(0, 6, "not_a", nullptr, msb, 0, 1, QK_flag_replaced);
+        not_a.replacement = -2;
+        QkGRNet mem = net(1, 8, "mem", s->mem, 7, 0, QK_array);
+        mem.array_right = 3;
+        mem.array_data = &s->cell;
+        const QkGRNet rows[] = {net(0, 1, "port", port, 7, 0, QK_type_input),
+                                net(0, 2, "a", &s->a, msb, 0, 1 | QK_invert),
+                                net(0, 3, "alias", &s->a, msb, 0),
+                                net(0, 4, "wide", &s->low, partBits - 1, 0, QK_parts),
+                                net(0, 5, "wide", &s->high, 65, partBits, QK_parts),
+                                not_a,
+                                net(1, 7, "b", &s->b, 7, 0),
+                                mem};
+        const QkGRExtract slice{0, "slice", 0, 3, 0, 2, 2, 0};
+        const QkGRTerm term{0, "part", 0, 3, 0, 4};
+        module->qk_setup("c", parent);
+        QkRegistration::start(module.get(), 2, 8, false);
+        QkRegistration::addScopes(module.get(), 1, scopes);
+        QkRegistration::addNets(module.get(), 8, rows);
+        QkRegistration::addExtracts(module.get(), 1, &slice);
+        QkRegistration::addTerms(module.get(), 1, &term);
+        QkRegistration::end(module.get());
+    }
+
+    struct Storage {
+        uint8_t a = 0, b = 0, mem[4] = {};
+        uint64_t low = 0, high = 0, cell = 0;
+    };
+    std::unique_ptr<Storage> s = std::make_unique<Storage>();
+    std::unique_ptr<kelvo_module> module;  // goes before the storage
+};
+
+TEST_F(ModuleTest, AModuleMadeAgainKeepsWhatUsersAskedForItsNets) {
+    static uint8_t clk = 1, copy, other = 1;
+    static uint8_t *port = &clk, *otherPort = &other;
+    kelvo_module* const parent = registerNets("p", {net(0, 1, "clk", &clk, 7, 0)});
+    auto child = std::make_unique<Child>(parent, &port);
+    QkGRNet shadow = net(0, 1, "copy", &copy, 7, 0, 1, QK_flag_shadow);
+    shadow.trace_word = &child->s->b;
+    kelvo_module* const reader = registerNets("r", {shadow, net(0, 2, "other", &other, 7, 0)});
+    qk_cli("setvv v = p.c.a, p.c.u.b");
+    trace("*");
+    QkVariable* const a = QkVariable::GetByName("p.c.a");
+    QkVariable* const wide = QkVariable::GetByName("p.c.wide");
+    QkVariable* const b = QkVariable::GetByName("p.c.u.b");
+    static std::string changed;
+    const auto note = [](QkVariable* variable) {
+        changed += std::string(variable->GetFullname()) + " ";
+    };
+    for (QkVariable* variable :
+         {a, wide, b, QkVariable::GetByName("p.c.slice"), QkVariable::GetByName("p.c.port")})
+        ASSERT_EQ(variable->RegisterBreak(note, QkVariable::BreakOnChange, nullptr), 0);
+    child->s->a = 5;
+    child->s->b = 9;
+    child->s->high = 2;
+    reader->qk_finalize_wave();
+    advance();
+    EXPECT_EQ(changed, "p.c.u.b p.c.wide p.c.a p.c.slice ");
+    EXPECT_EQ(copy, 9);
+
+    // Nothing reads what has gone, and nothing has changed by that.
+    changed.clear();
+    copy = 1;
+    child.reset();
+    clk = 2;
+    reader->qk_finalize_wave();
+    advance();
+    EXPECT_EQ(changed, "");
+    EXPECT_EQ(copy, 1);
+    EXPECT_EQ(a->GetValue(), 5u);
+    EXPECT_EQ(wide->GetWideValue(1), 2u);
+    EXPECT_EQ(readChunk(name("p.c.not_a"), 0, 0), 0xfau);
+    EXPECT_EQ(readChunk(name("p.v"), 0, 0), 0x509u);
+    EXPECT_EQ(readChunk(name("p.c.u.mem"), 0, 2), 0u);
+    EXPECT_EQ(a->GetAddress(), nullptr);
+
+    said.clear();
+    child = std::make_unique<Child>(parent, &port);
+    EXPECT_EQ(said, "");
+    EXPECT_THAT(allNames(), testing::SizeIs(13));
+    child->s->a = 0x14;
+    child->s->mem[2] = 7;
+    advance();
+    EXPECT_EQ(changed, "p.c.u.b p.c.wide p.c.a p.c.slice ");
+    EXPECT_EQ(a->GetAddress(), &child->s->a);
+    EXPECT_EQ(a->SetValue(0x15), 0);
+    EXPECT_EQ(child->s->a, 0x15);
+    EXPECT_EQ(wide->SetWideValue(1, 1), 0);
+    EXPECT_EQ(child->s->high, 1u);
+    EXPECT_EQ(readChunk(name("p.v"), 0, 0), 0x1500u);
+    EXPECT_EQ(readChunk(name("p.c.u.mem"), 0, 1), 7u);
+    EXPECT_EQ(name("p.c.port")->trace, name("p.clk")->trace);
+    child->s->b = 3;
+    reader->qk_finalize_wave();
+    EXPECT_EQ(copy, 1) << "its owner has not come back";
+    advance();
+    ASSERT_EQ(qk_save("x.vcd"), 1);
+    const std::string vcd = readVcd("x.vcd");
+    const auto codeOf = [&](const std::string& local) {
+        const size_t line = vcd.rfind("$var wire ", vcd.find(" " + local + " "));
+        return vcd.substr(line + 14, 1);
+    };
+    EXPECT_EQ(codeOf("a"), codeOf("alias"));
+    for (const char* value : {"b0 ", "b101 ", "b10100 ", "b10101 "})
+        EXPECT_THAT(vcd, testing::HasSubstr(value + codeOf("a") + "\n"));
+
+    // In another layout, on another net, and in other bounds.
+    child.reset();
+    child = std::make_unique<Child>(parent, &otherPort, 32, 3);
+    EXPECT_THAT(allNames(), testing::SizeIs(13));
+    changed.clear();
+    child->s->low = 1;
+    other = 0;
+    advance();
+    EXPECT_EQ(changed, "p.c.wide p.c.port p.c.u.b ");
+    ASSERT_EQ(qk_save("y.vcd"), 1);
+    EXPECT_THAT(readVcd("y.vcd"), testing::HasSubstr("66  " + codeOf("wide") + "   wide "));
+    EXPECT_EQ(name("p.c.port")->trace, name("r.other")->trace);
+    EXPECT_EQ(a->GetWidth(), 0);
+    EXPECT_EQ(QkVariable::GetByName("p.c.a")->GetWidth(), 4);
+    EXPECT_EQ(b->GetAddress(), &child->s->b);
+}
+
+TEST_F(ModuleTest, ACopyIsCopiedToAgainWhenItsOwnerIsBackInItsPlace) {
+    static uint8_t top, owner = 4, copy;
+    kelvo_module* const parent = registerNets("p", {net(0, 1, "n", &top, 7, 0)});
+    QkGRNet shadow = net(0, 1, "copy", &copy, 7, 0, 1, QK_flag_shadow);
+    shadow.trace_word = &owner;
+    const QkGRNet row = net(0, 1, "owner", &owner, 7, 0);
+    for (const int expected : {4, 6}) {
+        kelvo_module child("m");
+        child.qk_setup("c", parent);
+        QkRegistration::start(&child, 1, 1, false);
+        QkRegistration::addNets(&child, 1, &row);
+        QkRegistration::end(&child);
+        static kelvo_module* const reader = registerNets("r", {shadow});
+        reader->qk_finalize_wave();
+        EXPECT_EQ(copy, expected);
+        owner = 6;
+    }
+}
+
 TEST_F(ModuleTest, CanBeAssigned) {
     kelvo_module a("m", "a"), b("n", nullptr);
     b = a;

@@ -1,0 +1,40 @@
+// Names that move from one trace to another while they are traced, shown or watched.
+#include <utility>
+
+#include "netdb/live_model.h"
+#include "tracing/trace_writer.h"
+
+QkTraceWriter::Marks QkTraceWriter::takeMarks(QkName* name) {
+    const QkHandleTable& handles = liveModel->handles;
+    const Marks marks{name->traced + name->watched, name->show + handles.notifies(name),
+                      handles.hasBreaks(name)};
+    countOn(name, &QkTrace::nshow, -marks.shows);
+    countOn(name, &QkTrace::nbreak, -marks.breaks);
+    if (name->traced && !name->isSlice()) --name->trace->nrecord;
+    if (marks.holds != 0) countHolds(name, -marks.holds);
+    return marks;
+}
+
+void QkTraceWriter::moveSlot(QkTrace* from, QkTrace* to) {
+    if (from->vcdSlot == 0 || from == to) return;
+    if (to->vcdSlot != 0) {
+        SlotTable::Owner& unused = slots.owners[to->vcdSlot];
+        if (to->nrecord > 0 || unused.code != 0) return;
+        unused.trace = nullptr;
+    }
+    to->vcdSlot = std::exchange(from->vcdSlot, 0);
+    slots.owners[to->vcdSlot].trace = to;
+    if (from->a_next) slotOf(from);  // slices read it
+}
+
+void QkTraceWriter::putMarks(QkName* name, const Marks& marks) {
+    if (marks.holds != 0) countHolds(name, marks.holds);
+    countOn(name, &QkTrace::nshow, marks.shows);
+    countOn(name, &QkTrace::nbreak, marks.breaks);
+    if (name->isSlice()) {
+        // The new trace's storage counts as seen: what the slice has there may be new.
+        if (marks.holds != 0 && takeChange(name) && name->traced) recordSlice(name, eventbs);
+    } else if (name->traced && name->trace->nrecord++ == 0) {
+        recordStart(name->trace);
+    }
+}
