@@ -124,12 +124,12 @@ struct QkTrace {
     uint32_t id;            ///< number in the store
     bool invert;            ///< reads the storage inverted
     bool isPart;            ///< registered as a part: the mode had QK_parts
-    bool resolved : 1;      ///< its owner has been looked for
-    bool ignored : 1;       ///< never compared with a reference trace, by the user's wish
-    bool forceCompare : 1;  ///< a top-level output: compared whatever its flags
     bool detached : 1;      ///< its names wait for their module; the storage is the library's own
     bool copied : 1;        ///< some copy was found to have this as its owner
     bool orphan : 1;        ///< a copy whose owner has been detached
+    bool resolved : 1;      ///< its owner has been looked for
+    bool ignored : 1;       ///< never compared with a reference trace, by the user's wish
+    bool forceCompare : 1;  ///< a top-level output: compared whatever its flags
 
     /// @return whether the value stands in parts, which have traces of their own
     bool isHeader() const { return isPart && !address; }

@@ -511,6 +511,7 @@ void Run::clean(bool exited) {
     require(!qkLiveModel->names && !gDummyTrace.names && qkLiveModel->visibleNames == 0);
     require(!qkLiveModel->traces && !qkLiveModel->active_traces);
     require(qkLiveModel->followed.empty() && qkLiveModel->furtherStorage.empty());
+    require(qkLiveModel->listsByStorage.empty());
     // At an exit a trace may be in the making.
     require(exited || qkLiveModel->arrayRecords.empty());
     qkLiveModel->arrayRecords.clear();
