@@ -1,7 +1,7 @@
 #include "run/end_signal.h"
 
-#include <signal.h>
-#include <time.h>
+#include <csignal>
+#include <ctime>
 
 #include <cerrno>
 
