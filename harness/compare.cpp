@@ -28,12 +28,18 @@ struct Comparison {
     bool begun = false;     ///< the trace is open
     bool stopped = false;   ///< at the time that the user gave
     bool unusable = false;  ///< what is wrong has been said
+    bool pairsChecked = false;
     bool showsProgress = false;
     bool progressShown = false;
     unsigned steps = 0;
     Clock::time_point lastProgress;
 };
 Comparison comparison;
+
+void refuse(const char* option, const std::string& what, const char* why) {
+    complain("%s %s: %s", option, what.c_str(), why);
+    comparison.unusable = true;
+}
 
 void giveUp() {
     comparison.unusable = true;
@@ -72,6 +78,18 @@ void printOverProgress(const char* text) {
 
 // ---- Within the run
 
+/// @return whether model and trace are linked as the options say
+bool isLinkedAsAsked() {
+    if (comparison.pairsChecked) return !comparison.unusable;
+    comparison.pairsChecked = true;
+    const char *model, *trace;
+    for (int kind, i = 0; (kind = qk_mtc_unlinked(i, &model, &trace)) != 0; ++i)
+        refuse(kind == 1 ? "--map" : "--stimulus", std::string(model) + "=" + trace,
+               kind == 1 ? "the trace has no such scope, or it is another scope's"
+                         : "the trace has no such net, or it does not fit");
+    return !comparison.unusable;
+}
+
 /// Ticks are those of the trace from here on, if they are the finer ones.
 void beginTrace() {
     comparison.begun = true;
@@ -79,6 +97,7 @@ void beginTrace() {
     if (!options.synctime.empty())
         qk_mtc_synctime(qk_parse_time(options.synctime.c_str(), nullptr), nullptr);
     if (!options.stop.empty()) comparison.stopTicks = qk_parse_time(options.stop.c_str(), nullptr);
+    if (!isLinkedAsAsked()) return giveUp();
     for (const std::string& net : options.clocks) {
         if (qk_mtc_clock(net.c_str(), 1)) continue;
         complain("--clock %s: the trace drives no such input", net.c_str());
@@ -105,11 +124,6 @@ void stepCompared() { evaluate(comparison.step); }
 void settleCompared() { evaluate(comparison.settle); }
 
 // ---- Before it
-
-void refuse(const char* option, const std::string& what, const char* why) {
-    complain("%s %s: %s", option, what.c_str(), why);
-    comparison.unusable = true;
-}
 
 void applyOptions(const Options& options) {
     for (const auto& [model, trace] : options.maps)
@@ -147,6 +161,31 @@ const char* whyUseless(const qk_mtc_stats& stats, bool linked) {
     if (stats.unchanged == stats.compared && stats.differences == 0 && !qk_strict)
         return "nothing was compared: the trace changes no net that is compared";
     return nullptr;
+}
+
+constexpr int kNetsNamed = 10;
+
+/// @param nameAt  gives the names one by one, then null
+/// @return "3 nets NOT: a, b, c", with the first of many; empty when there are none
+std::string listOf(const char* (*nameAt)(int), const char* noun, const char* lack) {
+    int count = 0;
+    std::string names;
+    for (; const char* const name = nameAt(count); ++count)
+        if (count < kNetsNamed) names += (count == 0 ? ": " : ", ") + std::string(name);
+    if (count == 0) return "";
+    if (count > kNetsNamed) names += " ...";
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s") + " " + lack + names;
+}
+
+/// @return whether no net of the model was left out
+bool reportMissingNets() {
+    const std::string nets = listOf(qk_mtc_not_compared, "comparable net", "not compared");
+    const std::string inputs = listOf(qk_mtc_not_driven, "input", "not driven");
+    if (nets.empty() && inputs.empty()) return true;
+    const char* const between = nets.empty() || inputs.empty() ? "" : "; ";
+    complain("%s: %s%s%s", comparison.options->reference.c_str(), nets.c_str(), between,
+             inputs.c_str());
+    return false;
 }
 
 bool isFinished(const Options& options, const qk_mtc_stats& stats) {
@@ -207,10 +246,11 @@ void proposeScan(const Options& options, const qk_mtc_stats& stats) {
 }  // namespace
 
 Status judge(const Options& options) {
-    if (comparison.unusable) return kCouldNotRun;
     const char* const path = options.reference.c_str();
+    if (comparison.unusable) return kCouldNotRun;
     qk_mtc_stats stats;
     const bool linked = qk_mtc_statistics(&stats) != 0;
+    if (linked && !isLinkedAsAsked()) return kCouldNotRun;
     if (linked)
         qk_printf(
             "%d signals in the trace, %d linked; of the model %d nets comparable, %d compared, "
@@ -228,12 +268,19 @@ Status judge(const Options& options) {
         return kCouldNotRun;
     }
     proposeScan(options, stats);
-    if (stats.differences == 0)
-        qk_printf("The model agrees with %s until %s\n", path, until);
-    else
+    const bool isComplete = reportMissingNets();
+    if (stats.differences != 0)
         qk_printf("The model differs from %s: %s until %s\n", path,
                   countOf(stats.differences).c_str(), until);
-    return stats.differences == 0 ? kAgrees : kDiffers;
+    if (options.complete && !isComplete) return kCouldNotRun;
+    if (stats.differences != 0) return kDiffers;
+    if (const uint64_t apart = qk_mtc_longest_sync(); apart != 0 && options.synctime.empty()) {
+        complain("%s: agrees, but nets were up to %s apart: give --synctime", path,
+                 qk_time_as_string(apart));
+        return kCouldNotRun;
+    }
+    qk_printf("The model agrees with %s until %s\n", path, until);
+    return kAgrees;
 }
 
 }  // namespace zeft_harness

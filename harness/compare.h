@@ -8,7 +8,7 @@ namespace zeft_harness {
 /// Runs the comparison that the options ask for, once the model is built.
 void compare(const Options& options);
 
-/// Tells what a comparison, which may have been left early, has come to.
+/// Reports what a comparison, which may have been left early, has come to.
 Status judge(const Options& options);
 
 /// @return whether the comparison came to its end, and what it has come to says something

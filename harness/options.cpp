@@ -120,6 +120,9 @@ const Option kOptions[] = {
     {{0, "ignore", "PATTERN", "nets not to compare", nullptr},
      true,
      [](Text text, Options& o) { return addText(text, o.ignored); }},
+    {{0, "complete", nullptr, "want all nets compared and all inputs driven", nullptr},
+     true,
+     [](Text, Options& o) { return o.complete = true; }},
     {{0, "synctime", "TIME", "how long both may differ before it counts", nullptr},
      true,
      [](Text text, Options& o) { return setTime(text, o.synctime); }},
@@ -216,7 +219,8 @@ void printHelp(const CommandLine& line) {
         if (option.comparing) printOption(option.declared);
     std::printf(
         "\nExit status: 0 when the run went well or model and trace agree, 1 when they differ\n"
-        "or the model found a fault, 2 when it could not run.\n");
+        "or the model found a fault, 2 when something that was asked for could not be done,\n"
+        "128 + N when signal N ended the run.\n");
 }
 
 enum class Taken { kFine, kRefused, kHelp, kVersion };

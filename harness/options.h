@@ -29,6 +29,7 @@ struct Options {
     bool batch = false;
     bool strict = false;
     bool scan = false;
+    bool complete = false;
 };
 
 /// Reads the command line and hands the model its own options. Says on the standard error stream

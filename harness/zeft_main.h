@@ -11,7 +11,8 @@
 //
 // The program then runs freely, or is compared with a reference trace (`--validate`); `--help`
 // lists what else it understands. It leaves with status 0 when all is well or model and trace
-// agree, 1 when they differ or the model found a fault, 2 when it could not run.
+// agree, 1 when they differ or the model found a fault, 2 when something that was asked for could
+// not be done, 128 + N when signal N ended the run.
 #ifndef ZEFT_MAIN_H
 #define ZEFT_MAIN_H
 
@@ -63,7 +64,8 @@ struct zeft_model {
 
 /// Reads the command line and does what it asks for. Must be called once, before anything else of
 /// the library. The library's qk_exit, qk_prints, qk_step_fn and qk_settle_fn are wrapped
-/// meanwhile.
+/// meanwhile, and SIGTERM, SIGHUP, SIGPIPE and SIGINT have handlers from then on unless they had
+/// one.
 /// @return the exit status; a run that ends by qk_exit() or $finish leaves the process instead,
 /// with
 ///         the same status

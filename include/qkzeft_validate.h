@@ -99,6 +99,22 @@ QK_API int qk_mtc_statistics(struct qk_mtc_stats* stats);
 /// @param trace_scope  likewise: qk_mtc_map(*model_scope, *trace_scope) would have it driven
 /// @return 1, or 0 when there are no more
 QK_API int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scope);
+/// Asks for pairs given to qk_mtc_map() or qk_mtc_stimulus() that the latest trace does not have as
+/// they were given.
+/// @param index  0, then 1 and so on
+/// @param model  receives the scope or net of the model; not null. Both texts are the library's,
+/// and
+///               valid until the next comparison begins.
+/// @param trace  receives what it was paired with; not null
+/// @return 1 for a pair of scopes, 2 for a pair of nets, 0 when there are no more
+QK_API int qk_mtc_unlinked(int index, const char** model, const char** trace);
+/// Asks for nets of the model that can be compared, and that the latest trace does not have. Nets
+/// that qk_mtc_ignore() leaves out do not count.
+/// @param index  0, then 1 and so on
+/// @return a full name, valid until the next comparison begins; null when there are no more
+QK_API const char* qk_mtc_not_compared(int index);
+/// The same for inputs of the top level that the latest trace does not drive.
+QK_API const char* qk_mtc_not_driven(int index);
 /// @return how long a net of the latest comparison differed from the trace, and then agreed again,
 ///         at most; in ticks
 QK_API uint64_t qk_mtc_longest_sync(void);

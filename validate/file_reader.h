@@ -122,7 +122,9 @@ public:
     struct Proposal {
         std::string model, trace;
     };
-    std::vector<Proposal> proposals;      ///< best first
+    std::vector<Proposal> proposals;                     ///< best first
+    std::vector<Proposal> unlinkedScopes, unlinkedNets;  ///< pairs that the user gave
+    std::vector<std::string> notCompared, notDriven;     ///< nets of the model
     std::unique_ptr<InputSample> sample;  ///< ends comparisons early; null: it does not
     uint64_t longestSync = 0;             ///< ticks
     /// @return the numbers as they stand
@@ -246,6 +248,8 @@ private:
 
     // Statistics.
     void countLinks();
+    void findUnlinkedPairs();
+    void findMissingNets(const std::vector<const QkTrace*>& notComparedTraces);
     void findProposals();
     bool readState();
 

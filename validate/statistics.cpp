@@ -1,5 +1,6 @@
 // What a comparison has come to, for those who drive one from a program.
 #include <algorithm>
+#include <unordered_set>
 
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
@@ -8,21 +9,70 @@
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 
+namespace {
+
+/// @return the top level's outputs that no comparison leaves out, whether or not a trace has them
+std::unordered_set<const QkTrace*> outputTraces() {
+    std::unordered_set<const QkTrace*> outputs;
+    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+        if (name->typeCode() != QK_type_output || !name->scope->isTopLevel()) return;
+        const QkTrace* const trace = name->trace->header;
+        if (!trace->isArray() && !trace->ignored) outputs.insert(trace);
+    });
+    return outputs;
+}
+
+}  // namespace
+
 void QkFileReader::countLinks() {
     traceKnown = true;
     longestSync = 0;
     stats.signals = static_cast<int>(vcdModel->names.size());
     stats.linked = stats.comparable = stats.compared = stats.driven = 0;
     for (const QkVCDName& name : vcdModel->names) stats.linked += name.linked != nullptr;
+    const std::unordered_set<const QkTrace*> outputs = outputTraces();
+    std::vector<const QkTrace*> missing;
     TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
         if (trace->header != trace) return;
         const QkVCDTrace* const partner = vcdModel->traces.find(trace);
         const bool isDriven = partner && partner->isStimulus;
-        const bool canBeCompared = isComparable(trace) && !isDriven;
+        const bool canBeCompared = (isComparable(trace) || outputs.contains(trace)) && !isDriven;
+        const bool isCompared = canBeCompared && partner && partner->isComparable();
         stats.driven += isDriven;
         stats.comparable += canBeCompared;
-        stats.compared += canBeCompared && partner && partner->isComparable();
+        stats.compared += isCompared;
+        if (canBeCompared && !isCompared) missing.push_back(trace);
     });
+    findMissingNets(missing);
+    findUnlinkedPairs();
+    longestSync = 0;
+}
+
+/// Hidden nets are left out: nobody could look for them in a trace.
+void QkFileReader::findMissingNets(const std::vector<const QkTrace*>& notComparedTraces) {
+    notCompared.clear();
+    notDriven.clear();
+    const auto isVisible = [](const QkName* name) { return !name->isHidden(); };
+    for (const QkTrace* const trace : notComparedTraces)
+        if (const QkName* const name = TraceNames::find(trace->names, isVisible))
+            notCompared.emplace_back(FullName(name).c_str());
+    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+        if (!isStimulus(name) || name->isHidden() || name->trace->ignored) return;
+        const QkVCDTrace* const partner = vcdModel->traces.find(name->trace->header);
+        if (!partner || !partner->isStimulus) notDriven.emplace_back(FullName(name).c_str());
+    });
+}
+
+void QkFileReader::findUnlinkedPairs() {
+    unlinkedScopes.clear();
+    unlinkedNets.clear();
+    for (auto map = mappedScopes.rbegin(); map != mappedScopes.rend(); ++map) {
+        const QkVCDScope* const partner = vcdModel->partnerOf(map->live);
+        if (!partner || partner != vcdModel->findScope(map->path))
+            unlinkedScopes.push_back({map->live->fullName.str(), map->path});
+    }
+    for (auto map = stimulusMaps.rbegin(); map != stimulusMaps.rend(); ++map)
+        if (!map->live->stimulus) unlinkedNets.push_back({FullName(map->live).c_str(), map->path});
 }
 
 const qk_mtc_stats& QkFileReader::currentStats() {
@@ -40,6 +90,9 @@ const qk_mtc_stats& QkFileReader::currentStats() {
         stats.damaged = file->isDamaged() || damaged;
         stats.time = qk_cycle;
     }
+    if (vcdModel)
+        for (const auto& trace : vcdModel->traces.all)
+            longestSync = std::max({longestSync, trace->maxSyncToVCD, trace->maxSyncToLive});
     stats.differences = nDifferences + nDifferencesTotal;
     return stats;
 }
@@ -128,4 +181,35 @@ int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scop
     *model_scope = proposal.model.c_str();
     *trace_scope = proposal.trace.c_str();
     return 1;
+}
+
+int qk_mtc_unlinked(int index, const char** model, const char** trace) {
+    if (!modelExists() || index < 0) return 0;
+    const auto& scopes = qkLiveModel->reader.unlinkedScopes;
+    const auto& nets = qkLiveModel->reader.unlinkedNets;
+    auto at = static_cast<size_t>(index);
+    const bool isScope = at < scopes.size();
+    if (!isScope) at -= scopes.size();
+    if (!isScope && at >= nets.size()) return 0;
+    const QkFileReader::Proposal& pair = isScope ? scopes[at] : nets[at];
+    *model = pair.model.c_str();
+    *trace = pair.trace.c_str();
+    return isScope ? 1 : 2;
+}
+
+namespace {
+
+const char* textAt(const std::vector<std::string>& texts, int index) {
+    const bool isInside = index >= 0 && static_cast<size_t>(index) < texts.size();
+    return isInside ? texts[static_cast<size_t>(index)].c_str() : nullptr;
+}
+
+}  // namespace
+
+const char* qk_mtc_not_compared(int index) {
+    return modelExists() ? textAt(qkLiveModel->reader.notCompared, index) : nullptr;
+}
+
+const char* qk_mtc_not_driven(int index) {
+    return modelExists() ? textAt(qkLiveModel->reader.notDriven, index) : nullptr;
 }

@@ -57,6 +57,16 @@ expect 0 'agrees' '' --validate late.vcd --synctime 3ns
 expect 1 '1 difference until' '' --validate late.vcd --synctime 2ns
 expect 0 'agrees' '' --validate latefine.vcd --synctime 3ns
 expect 1 'differs' '' --validate latefine.vcd --synctime 2.9ns
+expect 2 '!agrees' 'agrees, but nets were up to 4ns apart: give --synctime$' --validate late.vcd
+expect 0 "$agrees" '' --validate late.vcd --synctime 0
+
+# ---- What the trace lacks
+trace lacking.vcd top 's/ done / fertig /; s/ en / enable /'
+lacks='counter: lacking.vcd: 1 comparable net not compared: top.done; 1 input not driven: top.en$'
+expect 0 "$agrees" "$lacks" --validate lacking.vcd
+expect 2 '!agrees' "$lacks" --validate lacking.vcd --complete
+expect 0 "$agrees" '' --validate lacking.vcd --complete --ignore top.done --ignore top.en
+expect 0 "$agrees" '' --validate good.vcd --complete
 
 # ---- The order of inputs
 expect 0 "$agrees" '' --validate good.vcd
@@ -96,15 +106,18 @@ expect 2 '' 'pipe.vcd is read several times, and must be a file' --validate pipe
 # ---- What the trace drives
 expect 0 'top.en is a clock input' '' --validate good.vcd --clock top.en
 expect 2 '!agrees' 'clock top.count: the trace drives no such input' --validate good.vcd --clock top.count
-expect 1 'input not traced in VCD file: top.en' '' --validate named.vcd
+expect 1 'input not traced in VCD file: top.en' '1 input not driven: top.en$' --validate named.vcd
 expect 0 "$agrees" '' --validate named.vcd --stimulus top.en=top.enable
 expect 0 '3 driven' '' --validate extra.vcd --stimulus top.tap=top.pad
 expect 2 '!agrees' 'stimulus top.x: ' --validate good.vcd --stimulus top.x=top.en
+expect 2 '!agrees' 'stimulus top.tap=top.x: the trace has no such net' --validate good.vcd --stimulus top.tap=top.x
 
 # ---- Scopes in other places
 expect 2 '!agrees' 'at tb.dut: try --map top=tb.dut$' --validate bench.vcd
 expect 0 "$agrees" '' --validate bench.vcd --map top=tb.dut
 expect 2 '!agrees' 'map nothing: the model has no such scope' --validate bench.vcd --map nothing=tb
+expect 2 '!agrees' 'map top=tb.x: the trace has no such scope' --validate bench.vcd --map top=tb.x
+expect 2 '!agrees' 'map top=x: the trace has no such scope' --validate good.vcd --map top=x
 sed 's/^\$scope module dut/$var wire 1 c clk $end\n$var wire 1 e en $end\n$var wire 1 d done $end\n&/' bench.vcd >twice.vcd
 expect 2 '' 'at tb: or --map top=tb$' --validate twice.vcd
 holds 'the scope with more of the design comes first' grep -q 'dut: try' err

@@ -5,7 +5,7 @@
 # ---- Help, version, faults of the line
 expect 0 '^usage: counter \[OPTION\]... \[START\]' '' --help
 for option in script interactive batch strict stop log trace vcd last validate map stimulus clock ignore \
-    synctime threshold verbose help version fault; do
+    complete synctime threshold verbose help version fault; do
     holds "--help names --$option" grep -qE -- "--$option( |$)" out
 done
 expect 0 '^counter \(zeft [0-9.]+\)$' '' --version
