@@ -136,19 +136,18 @@ const Option kOptions[] = {
     {{0, "version", nullptr, "show the library's version", nullptr}, false, nullptr},
 };
 
-/// All options of a program, its own first, in the form that getopt_long() wants.
+/// All options of a program, its own first. Of what two of them share, a letter or a name, the
+/// first has it: the other has only what is left, or nothing.
 struct CommandLine {
     explicit CommandLine(const zeft_model& theModel);
-    const zeft_option& declared(size_t index) const {
-        return index < own ? model.options[index] : kOptions[index - own].declared;
-    }
-    size_t count() const { return own + std::size(kOptions); }
     /// @return the index of what getopt_long() has found
     size_t indexOf(int found) const;
     std::string nameOf(size_t index) const;
 
     const zeft_model& model;
     const size_t own;
+    std::vector<zeft_option> all;
+    // In the form that getopt_long() wants.
     std::string letters;
     std::vector<::option> names;
 };
@@ -163,16 +162,23 @@ int argumentKind(const zeft_option& option) {
 
 CommandLine::CommandLine(const zeft_model& theModel)
     : model(theModel), own(static_cast<size_t>(std::max(theModel.option_count, 0))) {
-    for (size_t i = 0; i < count(); ++i) {
-        const zeft_option& option = declared(i);
-        const bool isTaken = option.letter && letters.find(option.letter) != std::string::npos;
-        if (option.letter && !isTaken) {
+    const auto isNameTaken = [&](const char* name) {
+        return std::any_of(names.begin(), names.end(), [&](const ::option& other) {
+            return std::strcmp(other.name, name) == 0;
+        });
+    };
+    for (size_t i = 0; i < own + std::size(kOptions); ++i) {
+        zeft_option option = i < own ? model.options[i] : kOptions[i - own].declared;
+        if (letters.find(option.letter) != std::string::npos) option.letter = 0;
+        if (option.name && isNameTaken(option.name)) option.name = nullptr;
+        if (option.letter) {
             letters += option.letter;
             if (option.argument) letters += ':';
         }
-        if (!option.name) continue;
-        names.push_back(
-            {option.name, argumentKind(option), nullptr, kFirstName + static_cast<int>(i)});
+        if (option.name)
+            names.push_back(
+                {option.name, argumentKind(option), nullptr, kFirstName + static_cast<int>(i)});
+        all.push_back(option);
     }
     names.push_back({nullptr, 0, nullptr, 0});
 }
@@ -180,12 +186,12 @@ CommandLine::CommandLine(const zeft_model& theModel)
 size_t CommandLine::indexOf(int found) const {
     if (found >= kFirstName) return static_cast<size_t>(found - kFirstName);
     size_t index = 0;
-    while (declared(index).letter != found) ++index;
+    while (all[index].letter != found) ++index;
     return index;
 }
 
 std::string CommandLine::nameOf(size_t index) const {
-    const zeft_option& option = declared(index);
+    const zeft_option& option = all[index];
     return option.name ? std::string("--") + option.name : std::string("-") + option.letter;
 }
 
@@ -196,6 +202,7 @@ void printUsage(const zeft_model& model, FILE* stream) {
 }
 
 void printOption(const zeft_option& option) {
+    if (!option.letter && !option.name) return;
     std::string left = option.letter ? std::string("-") + option.letter : "    ";
     if (option.letter && option.name) left += ", ";
     if (option.name) left += std::string("--") + option.name;
@@ -210,13 +217,12 @@ void printHelp(const CommandLine& line) {
     if (model.take_operand && model.operand && model.operand_help)
         std::printf("  %-26s  %s\n", model.operand, model.operand_help);
     if (line.own > 0) std::printf("\nOf this model:\n");
-    for (size_t i = 0; i < line.own; ++i) printOption(model.options[i]);
-    std::printf("\nRunning:\n");
-    for (const Option& option : kOptions)
-        if (!option.comparing) printOption(option.declared);
-    std::printf("\nComparing:\n");
-    for (const Option& option : kOptions)
-        if (option.comparing) printOption(option.declared);
+    for (size_t i = 0; i < line.own; ++i) printOption(line.all[i]);
+    for (const bool comparing : {false, true}) {
+        std::printf(comparing ? "\nComparing:\n" : "\nRunning:\n");
+        for (size_t i = line.own; i < line.all.size(); ++i)
+            if (kOptions[i - line.own].comparing == comparing) printOption(line.all[i]);
+    }
     std::printf(
         "\nExit status: 0 when the run went well or model and trace agree, 1 when they differ\n"
         "or the model found a fault, 2 when something that was asked for could not be done,\n"
@@ -242,7 +248,7 @@ std::string conflictOf(const CommandLine& line, const std::vector<bool>& used,
     if (options.scan && (!options.vcd.empty() || !options.traced.empty() || options.last))
         return "--scan records nothing";
     if (!options.reference.empty()) return "";
-    for (size_t i = line.own; i < line.count(); ++i)
+    for (size_t i = line.own; i < line.all.size(); ++i)
         if (used[i] && kOptions[i - line.own].comparing)
             return line.nameOf(i) + " is of no use without --validate";
     return "";
@@ -272,7 +278,7 @@ void complain(const char* format, ...) {
 bool readOptions(const zeft_model& model, int argc, char** argv, Options& options, Status& status) {
     programName = model.name;
     const CommandLine line(model);
-    std::vector<bool> used(line.count());
+    std::vector<bool> used(line.all.size());
     const auto refuse = [&] {
         printUsage(model, stderr);
         std::fprintf(stderr, "%s --help lists the options\n", programName);

@@ -85,6 +85,7 @@ bool takeFault(const char* name) {
 const zeft_option kOptions[] = {
     {0, "fault", "KIND", "fail in this way", takeFault},
     {'c', nullptr, nullptr, "taken from --script", [](const char*) { return puts("own c") >= 0; }},
+    {0, "version", nullptr, "taken from all models", [](const char*) { return puts("own") >= 0; }},
 };
 
 }  // namespace
@@ -95,7 +96,7 @@ int main(int argc, char** argv) {
     model.step = step;
     model.run = run;
     model.options = kOptions;
-    model.option_count = 2;
+    model.option_count = getenv("COUNTER_HIDES") ? 3 : 2;
     model.operand = "START";
     model.operand_help = "first value of the counter";
     model.take_operand = [](const char* text) {

@@ -10,6 +10,8 @@ for option in script interactive batch strict stop log trace vcd last validate m
 done
 expect 0 '^counter \(zeft [0-9.]+\)$' '' --version
 expect 0 '^own c' '' -c
+COUNTER_HIDES=1 expect 0 '^own$' '' --version --help
+holds 'what a model hides is listed once' [ "$(grep -c -e '--version' -e '^  -c' out)" = 2 ]
 usage='^usage: counter'
 expect 2 '!.' "$usage" --nonsense
 expect 2 '!.' "$usage" --script
