@@ -1,5 +1,5 @@
 # Installation: headers, both libraries and zeft_main, the CMake package `zeft`, the pkg-config modules
-# `zeft` and `zeft-main`, and the manual pages.
+# `zeft` and `zeft-main`, the program zeft-prompt, and the manual pages.
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zeft)
 
@@ -7,6 +7,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INC
         FILES_MATCHING PATTERN "*.h")
 install(FILES ${PROJECT_SOURCE_DIR}/harness/zeft_main.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS zeft_shared zeft_static zeft_main EXPORT zeftTargets)
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/zeft-prompt DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(EXPORT zeftTargets NAMESPACE zeft:: DESTINATION ${package_dir})
 
 configure_package_config_file(

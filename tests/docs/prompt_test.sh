@@ -23,11 +23,13 @@ cat >bin/rlwrap <<'END'
 while [ $# -gt 0 ]; do
     case $1 in
         --file) cp "$2" words; shift 2 ;;
-        --break-chars | --history-filename) shift 2 ;;
+        --filter) filter=$2; shift 2 ;;
+        --break-chars | --history-filename | --extra-char-after-completion) shift 2 ;;
         --*) shift ;;
         *) break ;;
     esac
 done
+[ ! "${filter-}" ] || $filter <words >completions
 "$@"
 exit 7
 END
@@ -40,6 +42,18 @@ for word in traceto readmemh synctime counter. counter.u_lap. counter.u_lap.laps
     grep -qxF "$word" words || fail "no word $word" words
 done
 [ -z "$(find . -name 'tmp.*')" ] || fail 'files are left behind'
+
+# With what filters need: a level at a time. This stand-in completes one prefix.
+cat >RlwrapFilter.pm <<'END'
+package RlwrapFilter;
+sub new { bless {} }
+sub completion_handler { $_[0]{handler} = $_[1] }
+sub run { chomp(my @words = <STDIN>); print "$_\n" for $_[0]{handler}->('', 'c', grep /^c/, @words) }
+1;
+END
+PATH=$work/bin:$PATH RLWRAP_FILTERDIR=$work "$prompt" "$model" -i <<<exit >out 2>&1 || true
+[ "$(grep counter completions)" = counter. ] || fail 'names are not cut at the next level' completions
+grep -qx continue completions || fail 'commands are cut' completions
 
 # Without rlwrap.
 mkdir tools

@@ -12,6 +12,7 @@ cd "$work"
 
 cmake --install "$build" --prefix "$work/installed" >install.log
 mv installed prefix # an installed tree can be moved
+[ -x prefix/bin/zeft-prompt ] || { echo 'zeft-prompt is not installed'; exit 1; }
 prefix=$work/prefix
 export LD_LIBRARY_PATH=$prefix/$libdir
 
