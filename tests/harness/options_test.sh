@@ -1,5 +1,7 @@
 #!/usr/bin/env bash
 # Options of a free run, and what is wrong with a command line: options_test.sh COUNTER
+# Where the tests were started signals may be ignored, and a shell cannot undo that.
+[ "${DEFAULT_SIGNALS-}" ] || DEFAULT_SIGNALS=1 exec env --default-signal bash "$0" "$@"
 . "$(dirname "$0")/expect.sh"
 
 # ---- Help, version, faults of the line
