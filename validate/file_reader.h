@@ -1,7 +1,8 @@
 // Reading a reference trace, and the state of a comparison as a whole.
 //
-// The trace is a VCD file (IEEE 1364-2005, 18.2), plain or gzip. One QkFileReader stands in the
-// live model. Between start() and close() it has a QkVCDModel; a file is open from openTrace() on.
+// The trace is a VCD file (IEEE 1364-2005, 18.2), plain or gzip, or a file that another program
+// turns into one. One QkFileReader stands in the live model. Between start() and close() it has a
+// QkVCDModel; a file is open from openTrace() on.
 #pragma once
 
 #include <cstdint>
