@@ -65,7 +65,7 @@ struct Ring {
     static void each(T* head, Visit&& visit) {
         if (!head) return;
         T* const last = head->*Prev;
-        for (T* node = head;;) {
+        for (T* node = head; node;) {  // always; static analysis does not know rings
             T* const following = node->*Next;
             const bool isLast = node == last;
             visit(node);

@@ -198,10 +198,10 @@ void QkLiveModel::followArray(const QkName* name) {
 
 namespace {
 
-// What is told of a change may add and remove records.
 template <class Wanted>
 void lookAtEach(const std::vector<MasterArrayAssign*>& records, Wanted&& wanted) {
-    for (size_t i = 0; i < records.size(); ++i)
+    // What is told of a change may add and remove records.
+    for (size_t i = 0; i < records.size(); ++i)  // NOLINT(modernize-loop-convert)
         if (wanted(records[i])) ArrayWave(*records[i]).look();
 }
 
