@@ -50,7 +50,7 @@ protected:
 
 private:
     struct Free {
-        void operator()(char* bytes) const { std::free(bytes); }
+        void operator()(char* block) const { std::free(block); }
     };
     std::unique_ptr<char[], Free> owned;  // of malloc(), whose failure has a message of its own
 };
