@@ -73,8 +73,9 @@ bool takeBounds(std::string_view& text, size_t name, Bounds& bounds) {
 /// @return the length of an escaped name at the front of a text
 size_t escapedLength(std::string_view text) {
     constexpr std::string_view followers = " [(";
-    for (size_t at = text.find('\\', 1); at != text.npos; at = text.find('\\', at + 1))
-        if (at + 1 == text.size() || followers.find(text[at + 1]) != followers.npos) return at + 1;
+    for (size_t at = text.find('\\', 1); at != std::string_view::npos; at = text.find('\\', at + 1))
+        if (at + 1 == text.size() || followers.find(text[at + 1]) != std::string_view::npos)
+            return at + 1;
     return std::min(text.find(' '), text.size());
 }
 
@@ -96,7 +97,7 @@ DeclaredName parseDeclaredName(std::string_view text, int width) {
 
     std::vector<Bounds> all;  // the last first
     for (Bounds bounds; takeBounds(text, fixed, bounds);) all.push_back(bounds);
-    if (isEscaped && endsEarly ? text.size() != escaped : text.find(' ') != text.npos)
+    if (isEscaped && endsEarly ? text.size() != escaped : text.find(' ') != std::string_view::npos)
         return result;
 
     result.name = text;

@@ -39,11 +39,11 @@ bool eachSpelling(const std::string& name, Visit&& visit) {
     if (visit(name)) return true;
     if (!needsEscape(name)) return false;
     std::string bare(unescaped(name));
-    for (size_t doubled = 0; doubled != bare.npos;) {
+    for (size_t doubled = 0; doubled != std::string::npos;) {
         for (const std::string& other : {bare, "\\" + bare, "\\" + bare + "\\", "\\" + bare + " "})
             if (other != name && visit(other)) return true;
         doubled = bare.find("\\\\");
-        for (size_t at = doubled; at != bare.npos; at = bare.find("\\\\", at + 1))
+        for (size_t at = doubled; at != std::string::npos; at = bare.find("\\\\", at + 1))
             bare.erase(at, 1);
     }
     return false;

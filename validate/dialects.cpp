@@ -118,7 +118,7 @@ int QkFileReader::readLooseScope() {
     if (!readWords(text)) return 0;
     const size_t blank = text.find(' ');
     outerScopes.push_back(currentScope);
-    if (blank != text.npos)
+    if (blank != std::string_view::npos)
         currentScope = vcdModel->findOrCreateChild(currentScope, text.substr(blank + 1));
     return 1;
 }
@@ -270,7 +270,7 @@ constexpr std::string_view kLogicDigits = "01xXzZuUwWlLhH-";
 /// Makes digits of nine-valued logic those of a VCD.
 void toBitDigits(std::string& digits) {
     for (char& c : digits) {
-        if (kBitDigits.find(c) != kBitDigits.npos) continue;
+        if (kBitDigits.find(c) != std::string_view::npos) continue;
         const char lower = static_cast<char>(c | 0x20);
         c = lower == 'l' ? '0' : lower == 'h' ? '1' : 'x';
     }
@@ -280,7 +280,9 @@ void toBitDigits(std::string& digits) {
 void portToBitDigits(std::string& states) {
     constexpr std::string_view lows = "Dd0Ll", highs = "Uu1Hh";
     for (char& c : states)
-        c = lows.find(c) != lows.npos ? '0' : highs.find(c) != highs.npos ? '1' : 'x';
+        c = lows.find(c) != std::string_view::npos    ? '0'
+            : highs.find(c) != std::string_view::npos ? '1'
+                                                      : 'x';
 }
 
 bool isLinked(const QkVCDId& id) {
@@ -305,9 +307,9 @@ QkVCDId* QkFileReader::readLooseValue(std::string_view first, std::string_view& 
     std::string_view code;
     if (form == 'b') {
         const size_t split = valueText.find_first_not_of(kBitDigits);
-        if (findStray(valueText, kLogicDigits) == valueText.npos && isTokenOnLine()) {
+        if (findStray(valueText, kLogicDigits) == std::string_view::npos && isTokenOnLine()) {
             code = readToken();
-        } else if (split == valueText.npos) {
+        } else if (split == std::string_view::npos) {
             code = readToken();
         } else if (split != 0) {
             codeText = valueText.substr(split);
@@ -319,7 +321,7 @@ QkVCDId* QkFileReader::readLooseValue(std::string_view first, std::string_view& 
     } else if (form) {
         codeText = lastOnLine();
         code = codeText;
-    } else if (kLogicDigits.find(valueText.front()) == kLogicDigits.npos ||
+    } else if (kLogicDigits.find(valueText.front()) == std::string_view::npos ||
                (valueText.size() == 1 && !isTokenOnLine())) {
         say("%s:%d: invalid value line containing '%s'\n", filename.c_str(), lineNumber,
             valueText.c_str());
@@ -359,7 +361,7 @@ QkVCDId* QkFileReader::takeLooseValue(QkVCDId* id, char form, std::string_view& 
     if (id->kind == ValueKind::kEvent) return pass("event");
     if (id->kind == ValueKind::kNoWidth) return pass("zero width");
     const bool isText = form == 's' || (form == 'r' && id->kind != ValueKind::kReal &&
-                                        findStray(value, kBitDigits) != value.npos);
+                                        findStray(value, kBitDigits) != std::string_view::npos);
     if (!isLinked(*id) && (isText || id->kind == ValueKind::kReal))
         return pass(form == 's' ? "string" : "real");
     if (isText || (form == 'r' && id->kind == ValueKind::kReal && !takeReal(value))) {

@@ -125,7 +125,7 @@ QkVCDScope* QkVCDModel::findScope(std::string_view path) const {
         for (size_t dot = step.rest.find('.');; dot = step.rest.find('.', dot + 1)) {
             if (QkVCDScope* const child =
                     findChild(step.scope, std::string(step.rest.substr(0, dot)))) {
-                if (dot == path.npos) return child;
+                if (dot == std::string_view::npos) return child;
                 steps.push_back({child, step.rest.substr(dot + 1)});
             }
             if (isStrict || dot >= longestScope) break;
@@ -193,7 +193,7 @@ bool QkVCDName::hasDigits() const {
 }
 
 QkVCDName* QkVCDModel::findName(std::string_view fullName) {
-    for (size_t dot = fullName.rfind('.'); dot != fullName.npos;
+    for (size_t dot = fullName.rfind('.'); dot != std::string_view::npos;
          dot = fullName.rfind('.', dot - 1)) {
         const QkVCDScope* const scope = findScope(fullName.substr(0, dot));
         uint32_t found = HashIndex::kNone;
@@ -225,7 +225,7 @@ QkVCDName* QkVCDModel::findOrCreateName(const VarDeclaration& declared) {
     std::string_view name = declared.name;
     const BitRange& range = declared.range;
     // A dotted name begins with scopes of its own.
-    const size_t dot = isStrict ? name.rfind('.') : name.npos;
+    const size_t dot = isStrict ? name.rfind('.') : std::string_view::npos;
     if (dot != std::string_view::npos) {
         scope = findOrCreateScope(scope, name.substr(0, dot), true);
         name.remove_prefix(dot + 1);
