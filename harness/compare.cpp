@@ -99,7 +99,9 @@ void beginTrace() {
     if (!options.stop.empty()) comparison.stopTicks = qk_parse_time(options.stop.c_str(), nullptr);
     if (!isLinkedAsAsked()) return giveUp();
     for (const std::string& net : options.clocks) {
-        if (qk_mtc_clock(net.c_str(), 1)) continue;
+        const bool isNone = net.ends_with("=off");
+        if (qk_mtc_clock(net.substr(0, net.size() - (isNone ? 4 : 0)).c_str(), isNone ? 0 : 1))
+            continue;
         complain("--clock %s: the trace drives no such input", net.c_str());
         giveUp();
     }

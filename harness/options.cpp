@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 namespace zeft_harness {
 
@@ -45,8 +46,9 @@ bool setTime(const char* text, std::string& value) {
 
 /// @param text  null: on
 bool setSwitch(const char* text, std::optional<bool>& value) {
-    value = !text || std::strcmp(text, "on") == 0;
-    return *value || std::strcmp(text, "off") == 0;
+    const std::string_view word = text ? text : "on";
+    value = word == "on";
+    return *value || word == "off";
 }
 
 bool setCount(const char* text, int least, std::optional<int>& value) {
@@ -105,7 +107,7 @@ const Option kOptions[] = {
     {{0, "stimulus", "MODEL=TRACE", "a net to drive, and what it is in the trace", nullptr},
      true,
      [](Text text, Options& o) { return addPair(text, o.stimuli); }},
-    {{0, "clock", "NET", "an input that is a clock", nullptr},
+    {{0, "clock", "NET[=off]", "an input that is a clock, or is none", nullptr},
      true,
      [](Text text, Options& o) { return addText(text, o.clocks); }},
     {{0, "clock-first", "[=off]", "apply a time step's clocks before its other inputs", nullptr},

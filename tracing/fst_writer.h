@@ -72,7 +72,7 @@ public:
     void endDefinitions();
 
     /// Takes changes and times in the order of history; slots without a variable are passed over.
-    void write(const OutputChange* begin, const OutputChange* end);
+    void write(const OutputChange* change, const OutputChange* end);
     void writeTime(uint64_t time);
 
     /// Ends a block, so that all that was taken can be read. @return whether all went out so far

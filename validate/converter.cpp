@@ -11,7 +11,6 @@
 #include <cstring>
 #include <utility>
 
-extern char** environ;
 
 namespace {
 

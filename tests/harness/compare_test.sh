@@ -80,6 +80,7 @@ trace racing.vcd top 's/^#[12]5/&\n-e/; /^b11 n/d; /^1d/d; /^#35/,$ { /^0d/d }; 
 sed -i '/^#15/,/^-/ s/^-/0/; s/^-/1/' racing.vcd
 expect 1 'differs' '' --validate racing.vcd --synctime 1ns
 expect 0 "$agrees" '' --validate racing.vcd --synctime 1ns --clock-first
+expect 1 'differs' '' --validate racing.vcd --synctime 1ns --clock-first --clock top.clk=off
 expect 1 'top.en is an early input' '' --validate racing.vcd --synctime 1ns --clock-first --early top.en
 expect 2 '!agrees' 'early top.count: the trace drives no such input' --validate good.vcd --early top.count
 expect 2 '' "clock-first cannot be 'perhaps'" --validate good.vcd --clock-first=perhaps
