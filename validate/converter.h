@@ -35,7 +35,7 @@ public:
     std::string finish();
 
 private:
-    Converter(const char* program, int output, pid_t child);
+    Converter(const char* program, int output, pid_t process);
 
     const char* name;
     int fd;        // -1: taken

@@ -307,7 +307,8 @@ QkVCDId* QkFileReader::readLooseValue(std::string_view first, std::string_view& 
     std::string_view code;
     if (form == 'b') {
         const size_t split = valueText.find_first_not_of(kBitDigits);
-        if (findStray(valueText, kLogicDigits) == std::string_view::npos && isTokenOnLine()) {  // NOLINT(bugprone-branch-clone)
+        if (findStray(valueText, kLogicDigits) == std::string_view::npos &&
+            isTokenOnLine()) {  // NOLINT(bugprone-branch-clone)
             code = readToken();
         } else if (split == std::string_view::npos) {
             code = readToken();
