@@ -11,7 +11,6 @@
 #include <cstring>
 #include <utility>
 
-
 namespace {
 
 constexpr int kPipeBytes = 1 << 20;
