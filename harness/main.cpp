@@ -184,6 +184,7 @@ bool prepare(const zeft_model& model) {
         return false;
     }
     qk_strict = options.strict;
+    if (options.noThreads) qk_trace_thread(0);
     if (model.build && !model.build()) return false;
     if (model.step) qk_step_fn = model.step;
     if (model.settle) qk_settle_fn = model.settle;

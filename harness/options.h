@@ -28,6 +28,7 @@ struct Options {
     bool interactive = false;
     bool batch = false;
     bool strict = false;
+    bool noThreads = false;
     bool scan = false;
     bool complete = false;
 };

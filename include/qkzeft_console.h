@@ -59,6 +59,13 @@ QK_API int qk_trace_written(void);
 /// @param filename  null or empty means "logfile.vcd"
 /// @return 1, or 0 with a message
 QK_API int qk_save(const char* filename);
+/// Allows or forbids the library's threads: one writes a trace file while the model runs, from its
+/// first full bucket of history on, one reads a compressed reference trace ahead. Files are the
+/// same either way. A thread that writes ends at once when forbidden, and all is written when this
+/// returns. With one processor, or with ZEFT_THREADS=0 in the environment, none writes.
+/// @param on  0 forbids them; at start they are allowed
+/// @return whether they were allowed before
+QK_API int qk_trace_thread(int on);
 /// Bounds the history kept in memory; the oldest changes are dropped beyond it. A history that is
 /// saved then starts with the values at the time of the last change dropped; in strict mode
 /// (qk_strict) with those of when tracing began, and what was dropped is recorded again.

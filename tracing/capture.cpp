@@ -8,6 +8,7 @@
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "tracing/hot_loops.h"
+#include "tracing/trace_file.h"
 
 static_assert(std::endian::native == std::endian::little,
               "a value's low byte comes first, in storage and in the image");
@@ -53,6 +54,7 @@ void QkTraceWriter::captureNow() {
 
 void QkTraceWriter::captureChanges() {
     if (capturing) return;  // code called from a capture asks for another
+    if (file && file->hasFailed()) file->tellFailure();
     const Raised whileCapturing(capturing);
     compareAndRecord();
 }
@@ -320,7 +322,7 @@ std::unique_ptr<ChangeBucket> QkTraceWriter::makeRoom() {
     if (file || qk_strict) {
         // The head of a file is not written between the names that one command starts to trace.
         const bool headWaits = starting && file && !scopesWritten;
-        return eventbs.size() < bucketLimit() || headWaits ? nullptr : flushOldest(eventbs);
+        return eventbs.size() < bucketLimit() || headWaits ? nullptr : flushFull();
     }
     dropOldest();
     if (spareBuckets.empty()) return nullptr;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "base/threads.h"
 #include "licence/licence.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
@@ -26,6 +27,13 @@ int qk_trace_written() { return !qkLiveModel || qkLiveModel->writer.isWritten() 
 int qk_save(const char* filename) {
     completeRegistration(true, 0);
     return qkLiveModel->writer.save(filename ? filename : "");
+}
+
+int qk_trace_thread(int on) {
+    const bool before = allowThreads(on != 0);
+    if (qkLiveModel && on) qkLiveModel->writer.tryThread();
+    if (qkLiveModel && !on) qkLiveModel->writer.stopThread();
+    return before ? 1 : 0;
 }
 
 int qk_circular(int n) {

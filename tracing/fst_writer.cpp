@@ -11,7 +11,6 @@
 #include <new>
 #include <utility>
 
-#include "base/qkassert.h"
 #include "base/storage.h"
 
 namespace {
@@ -35,7 +34,8 @@ constexpr size_t kMostCountBytes = 5;  // a count of times, of 32 bits
 constexpr size_t kStoreBytes = 8;      // bits of values are stored so many bytes at a time
 constexpr size_t kChangesFieldBytes = 3 * sizeof(uint64_t);
 constexpr size_t kShortestPacked = 32;
-constexpr int kAhead = 24, kNearAhead = 12;
+constexpr size_t kPiecesAhead = 8;
+constexpr int kAhead = 96, kNearAhead = 32;
 
 static_assert(std::endian::native == std::endian::little, "bytes are turned round");
 
@@ -59,7 +59,7 @@ uint64_t hashOf(const unsigned char* bytes, size_t count) {
     word = 0;
     std::memcpy(&word, bytes, count);
     mix();
-    return hash ^ hash >> 32;
+    return hash;
 }
 
 /// Writes a character for each of `count` bits, the highest of the first byte first.
@@ -318,7 +318,7 @@ void FstWriter::writeGeometry() {
 // ---- Changes
 
 void FstWriter::writeTime(uint64_t time) {
-    if (timeCount != 0 && time == lastTime) return;
+    if (failure != 0 || (timeCount != 0 && time == lastTime)) return;
     if (entries >= fullBlock) endBlock();
     if (!hasTime) firstTime = blockBegin = time;
     hasTime = true;
@@ -408,7 +408,6 @@ void FstWriter::writePart(Chain& chain, const OutputChange& part) {
     } else if (static_cast<size_t>(chain.end - chain.put) < 2 * kStoreBytes) {
         grow(chain, 2 * kStoreBytes);
     }
-    QK_ASSERT(bits != 0 && bits <= QK_MAXUBITS);
     if (bits == 0 || bits > QK_MAXUBITS) return;
     if (bits > 32) pushBits(chain, part.value >> 32, static_cast<int>(bits) - 32);
     const auto low = static_cast<int>(std::min<uint32_t>(bits, 32));
@@ -475,6 +474,11 @@ void FstWriter::writeFrame() {
     emit(bytes);
 }
 
+void FstWriter::prefetchPiece(const Piece* piece) {
+    __builtin_prefetch(piece);
+    __builtin_prefetch(reinterpret_cast<const char*>(piece) + 64);
+}
+
 void FstWriter::writeChains() {
     size_t count = 0;
     for (const Variable& variable : variables) count += chains[variable.slot].first != nullptr;
@@ -488,6 +492,10 @@ void FstWriter::writeChains() {
     const unsigned char kind = kLz4Chains;
     emit(bytesOf(kind));
     for (size_t handle = 1; handle <= variables.size(); ++handle) {
+        if (handle + 2 * kPiecesAhead <= variables.size())
+            __builtin_prefetch(&chainOf(handle + 2 * kPiecesAhead));
+        if (handle + kPiecesAhead <= variables.size())
+            prefetchPiece(chainOf(handle + kPiecesAhead).first);
         const Variable& variable = variables[handle - 1];
         index[handle - 1] = 0;
         const Chain& chain = chains[variable.slot];
@@ -510,11 +518,12 @@ void FstWriter::writeChains() {
 int64_t FstWriter::writeChain(size_t handle, const unsigned char* bytes, size_t size) {
     traversalBytes += size;
     const uint64_t hash = hashOf(bytes, size);
+    const auto tag = static_cast<uint32_t>(hash >> 32);
     size_t at = hash & (seen.size() - 1);
     for (; seen[at].handle != 0; at = (at + 1) & (seen.size() - 1))
-        if (seen[at].hash == hash && isChain(chainOf(seen[at].handle), bytes, size))
+        if (seen[at].hash == tag && isChain(chainOf(seen[at].handle), bytes, size))
             return -static_cast<int64_t>(seen[at].handle);
-    seen[at] = {hash, handle};
+    seen[at] = {tag, static_cast<uint32_t>(handle)};
 
     const auto place = static_cast<int64_t>(offset - chainsAt);
     packed.resize(std::max(packed.size(), size));
@@ -531,6 +540,7 @@ int64_t FstWriter::writeChain(size_t handle, const unsigned char* bytes, size_t 
 void FstWriter::updateFrame(const Variable& variable, const unsigned char* bytes, size_t size) {
     char* const out = &frame[variable.frameAt];
     const unsigned char* last = bytes + size;
+    if (size < (variable.width + size_t{7}) / 8) return;  // a value in parts that has no end
     if (variable.width == 1) {
         for (--last; last != bytes && last[-1] >= 0x80;) --last;
         *out = static_cast<char>('0' + (*last >> 1 & 1));
@@ -608,12 +618,13 @@ void FstWriter::writeTimes() {
 }
 
 bool FstWriter::flush() {
-    if (timeCount != 0) endBlock();
+    if (timeCount != 0 && failure == 0) endBlock();
     drain();
     return failure == 0;
 }
 
 bool FstWriter::close() {
+    if (file < 0) return failure == 0;
     flush();
     if (blockCount != 0) patch(0, head());
     if (::close(std::exchange(file, -1)) != 0) fail(errno);

@@ -135,6 +135,7 @@ private:
     void updateFrame(const Variable& variable, const unsigned char* bytes, size_t size);
     size_t gather(const Chain& chain, const unsigned char*& bytes);
     static bool isChain(const Chain& chain, const unsigned char* bytes, size_t size);
+    static void prefetchPiece(const Piece* piece);
     static Piece* lastPiece(const Chain& chain);
     Chain& chainOf(size_t handle) { return chains[variables[handle - 1].slot]; }
     void writeIndex();
@@ -176,10 +177,10 @@ private:
 
     // What ends it.
     struct Seen {
-        uint64_t hash;
-        size_t handle;  ///< 0: none
+        uint32_t hash;    ///< what the place in the table does not say of it
+        uint32_t handle;  ///< 0: none
     };
-    std::vector<Seen> seen;      ///< chains written; a power of two
+    std::vector<Seen, LargeAllocator<Seen>> seen;  ///< chains written; a power of two
     std::vector<int64_t> index;  ///< by handle: place of its chain, or minus the handle that has it
     uint64_t chainsAt = 0;       ///< what places count from
     uint64_t traversalBytes = 0;  ///< of the chains of all variables, unpacked

@@ -39,6 +39,7 @@ struct ChangeBucket {
     /// Entries that do not count as changes of nets: times, parts but the first, array elements.
     int uncounted = 0;
     int uncountedBefore = 0;  ///< those before the first marker
+    size_t slotCount = 0;     ///< when it was full: all its slots are below
     OutputChange changes[kBucketEntries];
 
     void noteMarker(int index) {
@@ -86,25 +87,21 @@ private:
     size_t count = 0;
 };
 
-/// What history and VCD text need to know of a thing that is traced, for all things ever traced.
-///
-/// The tail of a value line ("\n" and what precedes it: a blank for vectors, the identifier code)
-/// stands in eight bytes with its length in the last, so that it is written by one store. A length
-/// of 0 means that the open file does not declare the thing: its entries are passed over.
+/// What is known of a thing that is traced, for all things ever traced.
 struct SlotTable {
     SlotTable() { add(nullptr); }
 
     uint32_t add(QkTrace* owner) {
-        tails.push_back(0);
         initial.push_back(0);
         owners.push_back(Owner{owner, 0, false});
         return static_cast<uint32_t>(owners.size() - 1);
     }
-    /// Has the open file declare the slot, under its identifier code, which it keeps for good.
-    void declare(uint32_t slot, bool isVector);
-    /// No file is open any more.
-    void undeclareAll();
-    const char* codeText(uint32_t slot) const;
+    /// @return the number of the slot's identifier code, which it keeps for good
+    uint32_t codeOf(uint32_t slot) {
+        uint32_t& code = owners[slot].code;
+        if (code == 0) code = ++lastCode;
+        return code;
+    }
 
     struct Owner {
         QkTrace* trace;  ///< null once the trace is gone
@@ -114,7 +111,6 @@ struct SlotTable {
     /// The slot has no single initial entry: it is that of an array.
     static constexpr uint32_t kNoInitial = ~uint32_t{0};
 
-    std::vector<uint64_t> tails;
     std::vector<uint32_t> initial;  ///< number of the first initial entry, from 1; 0 without
     std::vector<Owner> owners;
 

@@ -9,7 +9,7 @@
 
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
-#include "tracing/vcd_file.h"
+#include "tracing/trace_file.h"
 
 namespace {
 
@@ -25,16 +25,14 @@ bool isDumped(const QkName* name) {
 
 class StateDump {
 public:
-    StateDump(QkVcdFile& vcdFile, SlotTable& slotTable) : file(vcdFile), slots(slotTable) {}
+    StateDump(QkTraceFile& traceFile, SlotTable& slotTable) : file(traceFile), slots(slotTable) {}
 
     /// The time stands at the end: a file without it has been cut short.
     void write() {
-        file.writeVersion();
-        file.writeDate();
-        file.writeTimescale();
+        file.writeHead();
         writeScopes(qkLiveModel->top_scopes);
         file.endDefinitions();
-        file.dumpvarsBegin();
+        file.beginInitial();
         TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
             if (isDumped(trace)) add(trace);
         });
@@ -42,19 +40,19 @@ public:
             if (name->isSlice() && isDumped(name)) add(name);
         });
         flush();
-        file.dumpvarsEnd();
+        file.endInitial();
         file.writeTime(qk_cycle);
     }
 
 private:
     void writeScopes(QkScope* ring) {
         ScopeRing::each(ring, [&](const QkScope* scope) {
-            file.scopeBegin(scope->name.str());
+            file.beginScope(scope->name.str());
             ScopeNames::each(scope->allNames, [&](const QkName* name) {
                 if (isDumped(name)) declare(name);
             });
             writeScopes(scope->children);
-            file.scopeEnd();
+            file.endScope();
         });
     }
 
@@ -62,8 +60,7 @@ private:
         const bool isSlice = name->isSlice();
         uint32_t& slot = isSlice ? name->extension->vcdSlot : name->trace->vcdSlot;
         if (slot == 0) slot = slots.add(isSlice ? nullptr : name->trace);
-        slots.declare(slot, (isSlice ? name->range() : name->trace->range).width != 1);
-        file.writeVar(name, slots.codeText(slot));
+        file.declare(slot, name, slots.codeOf(slot));
     }
 
     void add(const QkTrace* trace) {
@@ -97,14 +94,14 @@ private:
     void flush() {
         for (size_t at = 0; at < changes.size(); at += kBucketEntries) {
             const size_t end = std::min<size_t>(changes.size(), at + kBucketEntries);
-            file.writeChanges(changes.data() + at, changes.data() + end, slots);
+            file.write(changes.data() + at, changes.data() + end, slots.owners.size());
         }
         changes.clear();
     }
 
     static constexpr size_t kPieceEntries = 900;
 
-    QkVcdFile& file;
+    QkTraceFile& file;
     SlotTable& slots;
     std::vector<OutputChange> changes;
 };
@@ -113,13 +110,8 @@ private:
 
 bool QkTraceWriter::saveState(const char* filename) {
     QK_ASSERT(filename);
-    const std::unique_ptr<QkVcdFile> dump = openTraceFile(filename);
+    const std::unique_ptr<QkTraceFile> dump = openTraceFile(filename);
     if (!dump) return false;
-    // A file that is open goes on with the variables that it declares. Codes are kept for good.
-    const std::vector<uint64_t> declared = slots.tails;
-    slots.undeclareAll();
     StateDump(*dump, slots).write();
-    slots.undeclareAll();
-    std::copy(declared.begin(), declared.end(), slots.tails.begin());
-    return dump->sync();
+    return dump->close();
 }

@@ -1,13 +1,17 @@
 // History: the rings of buckets, and how they reach a file.
 #include "tracing/trace_writer.h"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <utility>
 
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "run/failure.h"
 #include "run/time.h"
-#include "tracing/vcd_file.h"
+#include "tracing/trace_file.h"
+#include "tracing/writing_thread.h"
 
 QkTraceWriter::QkTraceWriter(QkLiveModel* model) : liveModel(model) {}
 
@@ -22,6 +26,7 @@ std::unique_ptr<ChangeBucket> QkTraceWriter::flushOldest(BucketRing& ring) {
         writeInitial();
     }
     if (ring.empty()) return nullptr;
+    if (file) return write(ring.takeOldest());
     consume(ring.oldest(), ring.oldest().nChanges);
     std::unique_ptr<ChangeBucket> taken = ring.takeOldest();
     if (!ring.empty()) {
@@ -74,8 +79,7 @@ uint32_t QkTraceWriter::initialCount() {
 
 /// Gives the values of entries that are dropped to the initial entries of their nets.
 void QkTraceWriter::moveToInitial(ChangeBucket& bucket, int end) {
-    if (bucket.lastMarker >= bucket.firstChange && bucket.lastMarker < end)
-        startTime = bucket.changes[bucket.lastMarker].value;
+    noteStart(bucket, end);
     uint32_t count = initialCount();
     for (int i = bucket.firstChange; i < end; ++i) {
         const OutputChange& change = bucket.changes[i];
@@ -96,15 +100,25 @@ void QkTraceWriter::moveToInitial(ChangeBucket& bucket, int end) {
     bucket.firstChange = end;
 }
 
-void QkTraceWriter::consume(ChangeBucket& bucket, int end) {
+void QkTraceWriter::noteStart(const ChangeBucket& bucket, int end) {
     if (bucket.lastMarker >= bucket.firstChange && bucket.lastMarker < end)
         startTime = bucket.changes[bucket.lastMarker].value;
-    if (file) {
-        QK_ASSERT(scopesWritten);
-        file->writeChanges(bucket.changes + bucket.firstChange, bucket.changes + end, slots);
-    } else {
-        fold(bucket, end);
-    }
+}
+
+/// Writes a bucket that has left its ring, or has it written. @return an empty one, or null
+std::unique_ptr<ChangeBucket> QkTraceWriter::write(std::unique_ptr<ChangeBucket> bucket) {
+    QK_ASSERT(scopesWritten);
+    noteStart(*bucket, bucket->nChanges);
+    bucket->slotCount = slots.owners.size();
+    if (writing) return writing->give(std::move(bucket));
+    writeBucket(*file, *bucket);
+    bucket->clear();
+    return bucket;
+}
+
+void QkTraceWriter::consume(ChangeBucket& bucket, int end) {
+    noteStart(bucket, end);
+    fold(bucket, end);
     bucket.firstChange = end;
 }
 
@@ -136,10 +150,33 @@ void QkTraceWriter::flushAll() {
         writeInitial();
     }
     while (!eventbs.empty()) flushOldest(eventbs);
+    if (writing) writing->wait();
     keptCount = oldestCount = oldestBuckets = 0;
     spareBuckets.clear();
     file->writeTime(qk_cycle);
 }
+
+std::unique_ptr<ChangeBucket> QkTraceWriter::flushFull() {
+    if (file && !scopesWritten) {
+        writeHeader();
+        writeInitial();
+    }
+    if (file && std::exchange(threadUntried, false)) writing = WritingThread::start(*file);
+    return flushOldest(eventbs);
+}
+
+void QkTraceWriter::stopThread() {
+    if (writing) waited += writing->waitedNs();
+    writing = nullptr;
+}
+
+void QkTraceWriter::reportWaiting() const {
+    const uint64_t ns = waited + (writing ? writing->waitedNs() : 0);
+    if (ns != 0)
+        qk_printf("  %.2f seconds waited for the trace file\n", static_cast<double>(ns) / 1e9);
+}
+
+void QkTraceWriter::tryThread() { threadUntried = !writing; }
 
 // ---- The head of a file
 
@@ -150,9 +187,7 @@ bool isDeclared(const QkName* name) { return name->traced && !name->trace->isArr
 }  // namespace
 
 void QkTraceWriter::writeHeader() {
-    file->writeVersion();
-    file->writeDate();
-    file->writeTimescale();
+    file->writeHead();
     ScopeRing::each(liveModel->top_scopes, [&](const QkScope* scope) { writeScope(scope); });
     file->endDefinitions();
     lastTime = ~uint64_t{0};
@@ -161,38 +196,55 @@ void QkTraceWriter::writeHeader() {
 
 void QkTraceWriter::writeScope(const QkScope* scope) {
     if (scope->tracedCount == 0) return;
-    file->scopeBegin(scope->name.str());
+    file->beginScope(scope->name.str());
     ScopeNames::each(scope->allNames, [&](const QkName* name) {
         if (isDeclared(name)) writeVariable(name);
     });
     ScopeRing::each(scope->children, [&](const QkScope* child) { writeScope(child); });
-    file->scopeEnd();
+    file->endScope();
 }
 
 void QkTraceWriter::writeVariable(const QkName* name) {
     // Names of one trace share its code; a slice has a code of its own.
-    const bool isSlice = name->isSlice();
-    const uint32_t slot = isSlice ? name->extension->vcdSlot : slotOf(name->trace);
-    slots.declare(slot, (isSlice ? name->range() : name->trace->range).width != 1);
-    file->writeVar(name, slots.codeText(slot));
+    const uint32_t slot = name->isSlice() ? name->extension->vcdSlot : slotOf(name->trace);
+    file->declare(slot, name, slots.codeOf(slot));
 }
 
 void QkTraceWriter::writeInitial() {
     QK_ASSERT(file);
     file->writeTime(startTime);
-    file->dumpvarsBegin();
+    file->beginInitial();
     while (!initialbs.empty()) flushOldest(initialbs);
     for (uint32_t& first : slots.initial)
         if (first != SlotTable::kNoInitial) first = 0;
     initialElements.clear();
-    file->dumpvarsEnd();
+    file->endInitial();
 }
 
 // ---- Files
 
 bool QkTraceWriter::open(const char* filename) {
+    [[maybe_unused]] static const int whenForked = pthread_atfork(nullptr, nullptr, [] {
+        if (qkLiveModel) qkLiveModel->writer.leaveFile();
+    });
     file = openTraceFile(filename);
+    threadUntried = true;
     return file != nullptr;
+}
+
+namespace {
+
+/// What belongs to the process that this one was forked from. A leak checker finds it here.
+[[gnu::used]] QkTraceFile* volatile othersFile = nullptr;
+[[gnu::used]] WritingThread* volatile othersThread = nullptr;
+
+}  // namespace
+
+void QkTraceWriter::leaveFile() {
+    if (!file) return;
+    othersFile = file.release();
+    othersThread = writing.release();
+    scopesWritten = false;
 }
 
 void QkTraceWriter::captureLast() {
@@ -209,10 +261,10 @@ void QkTraceWriter::captureLast() {
 void QkTraceWriter::closeFile() {
     if (!file) return;
     flushAll();
+    stopThread();
     lastWritten = file->close();
     file = nullptr;
     scopesWritten = false;
-    slots.undeclareAll();
 }
 
 void QkTraceWriter::rescaleTimes(uint64_t factor) {

@@ -16,7 +16,8 @@
 #include "tracing/history.h"
 
 class QkScope;
-class QkVcdFile;
+class QkTraceFile;
+class WritingThread;
 struct QkLiveModel;
 struct QkName;
 struct QkTrace;
@@ -94,6 +95,14 @@ public:
     bool save(const char* filename);
     /// Writes what is left of the history and closes the open file, if there is one.
     void closeFile();
+    /// Has a thread write the open file from its next full bucket on, if threads are allowed.
+    void tryThread();
+    /// Ends the thread that writes the open file, if there is one: the caller's writes it then.
+    void stopThread();
+    /// Prints how long the run has waited for such threads so far, if it has.
+    void reportWaiting() const;
+    /// In a process that was forked off: leaves the open file to the one that opened it.
+    void leaveFile();
     /// Counts the times of the history in ticks `factor` times finer. A file whose head has been
     /// written is closed first, with a message: it cannot have two timescales.
     void rescaleTimes(uint64_t factor);
@@ -155,6 +164,9 @@ private:
     // Output.
     bool open(const char* filename);
     std::unique_ptr<ChangeBucket> flushOldest(BucketRing& ring);
+    std::unique_ptr<ChangeBucket> flushFull();
+    std::unique_ptr<ChangeBucket> write(std::unique_ptr<ChangeBucket> bucket);
+    void noteStart(const ChangeBucket& bucket, int end);
     void dropOldest();
     bool findOldest();
     void moveToInitial(ChangeBucket& bucket, int end);
@@ -169,7 +181,10 @@ private:
     void flushAll();
 
     QkLiveModel* liveModel;
-    std::unique_ptr<QkVcdFile> file;
+    std::unique_ptr<QkTraceFile> file;
+    std::unique_ptr<WritingThread> writing;  ///< writes the buckets of the file, if it runs
+    bool threadUntried = false;              ///< no thread has been asked for yet
+    uint64_t waited = 0;                     ///< ns, for the threads of files that are closed
     bool lastWritten = true;
     BucketRing eventbs;      ///< changes and time markers
     BucketRing initialbs;    ///< values that things had when their tracing began

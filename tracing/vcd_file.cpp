@@ -5,19 +5,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <utility>
 
+#include "base/id_code.h"
 #include "netdb/netdb.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
-#include "run/failure.h"
 #include "run/time.h"
 #include "run/version.h"
-#include "run/written_files.h"
 
 namespace {
 
@@ -27,7 +24,7 @@ constexpr size_t kBlockBytesOut = 256 * 1024;  // what leaves at a time, at leas
 class QkVcdPlainFile : public QkVcdFile {
 public:
     using QkVcdFile::QkVcdFile;
-    ~QkVcdPlainFile() override { close(); }
+    ~QkVcdPlainFile() override { closePut(); }
     bool open() override {
         pfp = std::fopen(name(), "w");
         if (pfp) std::setvbuf(pfp, nullptr, _IONBF, 0);  // the blocks are large
@@ -36,11 +33,10 @@ public:
 
 protected:
     bool put(const char* text, size_t bytes) override {
-        QK_ASSERT(pfp);
         return std::fwrite(text, 1, bytes, pfp) == bytes;
     }
-    bool flushStream() override { return std::fflush(pfp) == 0; }
-    bool closeStream() override { return !pfp || std::fclose(std::exchange(pfp, nullptr)) == 0; }
+    bool flushPut() override { return std::fflush(pfp) == 0; }
+    bool closePut() override { return !pfp || std::fclose(std::exchange(pfp, nullptr)) == 0; }
     void report() const override { qk_printf("VCD written to file: %s\n", name()); }
 
 private:
@@ -50,7 +46,7 @@ private:
 class QkVcdGzipFile : public QkVcdFile {
 public:
     using QkVcdFile::QkVcdFile;
-    ~QkVcdGzipFile() override { close(); }
+    ~QkVcdGzipFile() override { closePut(); }
     bool open() override {
         // The default level would make tracing wait for zlib: this one is about five times as fast
         // for a file at most a third larger.
@@ -61,69 +57,53 @@ public:
 
 protected:
     bool put(const char* text, size_t bytes) override {
-        QK_ASSERT(gzfp);
         return gzwrite(gzfp, text, static_cast<unsigned>(bytes)) == static_cast<int>(bytes);
     }
-    bool flushStream() override { return gzflush(gzfp, Z_SYNC_FLUSH) == Z_OK; }
-    bool closeStream() override { return !gzfp || gzclose(std::exchange(gzfp, nullptr)) == Z_OK; }
+    bool flushPut() override { return gzflush(gzfp, Z_SYNC_FLUSH) == Z_OK; }
+    bool closePut() override { return !gzfp || gzclose(std::exchange(gzfp, nullptr)) == Z_OK; }
     void report() const override { qk_printf("VCD written to gzipped file: %s\n", name()); }
 
 private:
     gzFile gzfp = nullptr;
 };
 
-bool endsWith(const char* text, const char* ending) {
-    const size_t length = std::strlen(text), tail = std::strlen(ending);
-    return length >= tail && std::strcmp(text + length - tail, ending) == 0;
-}
-
 }  // namespace
 
-std::unique_ptr<QkVcdFile> openTraceFile(const char* filename) {
-    if (!filename || !*filename) filename = "logfile.vcd";
-    std::unique_ptr<QkVcdFile> result;
-    if (endsWith(filename, ".fsdb")) {
-        printFailure(
-            "FSDB support is not enabled in the ZEFT RunTime library (file not opened).\n");
-        return nullptr;
-    }
-    if (!mayWrite(filename)) {
-        qk_printf("Failed to open '%s' for writing\n", filename);
-        return nullptr;
-    }
-    if (endsWith(filename, ".gz"))
-        result = std::make_unique<QkVcdGzipFile>(filename);
-    else
-        result = std::make_unique<QkVcdPlainFile>(filename);
-    QK_ASSERT(result);
-    if (!result->open()) {
-        printFailure("Failed to open '%s' for writing\n", filename);
-        if (!qk_strict) result->closeUnopened();
-        return nullptr;
-    }
-    enterWrittenFile(result.get(), filename, FileWriter::kTrace);
-    return result;
+std::unique_ptr<QkTraceFile> makePlainFile(const char* filename) {
+    return std::make_unique<QkVcdPlainFile>(filename);
+}
+
+std::unique_ptr<QkTraceFile> makeGzipFile(const char* filename) {
+    return std::make_unique<QkVcdGzipFile>(filename);
 }
 
 // ---- The buffer
 
-QkVcdFile::QkVcdFile(const char* name) : fileName(name), buffer(kBufferBytes) {
+QkVcdFile::QkVcdFile(const char* name) : QkTraceFile(name, "VCD"), buffer(kBufferBytes) {
     state.signedTimes = qk_strict;
 }
 
-void QkVcdFile::flush() {
-    if (used != 0 && error == 0 && !put(buffer.data(), used)) error = errno ? errno : EIO;
+void QkVcdFile::check(bool done) {
+    if (!done) fail(errno);
+}
+
+void QkVcdFile::putBuffer() {
+    if (used != 0 && !hasFailed()) check(put(buffer.data(), used));
     used = 0;
 }
 
-bool QkVcdFile::sync() {
-    flush();
-    if (!flushStream() && error == 0) error = errno ? errno : EIO;
-    return error == 0;
+void QkVcdFile::flush() {
+    putBuffer();
+    check(flushPut());
+}
+
+void QkVcdFile::closeStream() {
+    putBuffer();
+    check(closePut());
 }
 
 void QkVcdFile::makeRoom(size_t bytes) {
-    if (used >= kBlockBytesOut || used + bytes > buffer.size()) flush();
+    if (used >= kBlockBytesOut || used + bytes > buffer.size()) putBuffer();
 }
 
 void QkVcdFile::puts(const char* text) {
@@ -137,49 +117,21 @@ void QkVcdFile::puts(const char* text) {
     }
 }
 
-void QkVcdFile::printf(const char* format, ...) {
-    QK_ASSERT(format);
-    StringBuf text;
-    va_list arguments;
-    va_start(arguments, format);
-    text.vformat(format, arguments);
-    va_end(arguments);
-    puts(text.str());
-}
-
-bool QkVcdFile::close() {
-    if (std::exchange(isClosed, true)) return error == 0;
-    flush();
-    leaveWrittenFile(this);
-    if (!closeStream() && error == 0) error = errno ? errno : EIO;
-    if (error != 0)
-        printFailure("ZEFT: writing VCD file '%s' failed: %s\n", name(), std::strerror(error));
-    if (error == 0 || qk_strict) report();
-    return error == 0;
-}
-
 // ---- Text
 
-void QkVcdFile::writeVersion() {
+void QkVcdFile::writeHead() {
     puts("$version\n    Halbrix VCD graphics V3.0\n    ");
     puts(kLibraryMarker);
+    puts("\n$end\n$date\n    ");
+    puts(dateText().c_str());
+    puts("\n$end\n$timescale\n    ");
+    puts(vcdTimescaleNumber());
+    puts(" ");
+    puts(vcdTimescaleUnit());
     puts("\n$end\n");
 }
 
-void QkVcdFile::writeDate() {
-    char text[128] = "(time not available)";
-    const std::time_t now = std::time(nullptr);
-    std::tm local;
-    if (now != static_cast<std::time_t>(-1) && localtime_r(&now, &local))
-        std::strftime(text, sizeof text, "%B %d, %Y %H:%M:%S %Z", &local);
-    printf("$date\n    %s\n$end\n", text);
-}
-
-void QkVcdFile::writeTimescale() {
-    printf("$timescale\n    %s %s\n$end\n", vcdTimescaleNumber(), vcdTimescaleUnit());
-}
-
-void QkVcdFile::scopeBegin(const char* name) {
+void QkVcdFile::beginScope(const char* name) {
     puts("\n$scope module ");
     puts(name);
     puts(" $end\n");
@@ -194,20 +146,34 @@ char* addPadded(char* out, const char* text, int columns) {
     return out;
 }
 
-char* addNumber(char* out, int number) { return std::to_chars(out, out + 12, number).ptr; }
-
 }  // namespace
 
+uint64_t vcdTail(uint32_t code, bool isVector) {
+    char text[8] = {};
+    static_assert(1 + kIdCodeMaxLength + 1 < sizeof text, "the length has the last byte");
+    int length = 0;
+    if (isVector) text[length++] = ' ';
+    length += idCodeText(code, text + length);
+    text[length++] = '\n';
+    text[7] = static_cast<char>(length);
+    uint64_t tail;
+    std::memcpy(&tail, text, sizeof tail);
+    return tail;
+}
+
 // Designs have very many variables: no formatting by printf here.
-void QkVcdFile::writeVar(const QkName* name, const char* code) {
-    const BitRange& range = name->range();
+void QkVcdFile::declare(uint32_t slot, const QkName* name, uint32_t code) {
+    if (slot >= tails.size()) tails.resize(slot + size_t{1});
+    tails[slot] = vcdTail(code, recordedWidth(name) != 1);
+
     char text[128] = "$var wire ";
     char* out = text + std::strlen(text);
-    char number[12] = {};
-    addNumber(number, range.width);
+    char number[12] = {}, codeText[kIdCodeMaxLength + 1];
+    std::to_chars(number, number + sizeof number, name->range().width);
     out = addPadded(out, number, 3);
     *out++ = ' ';
-    out = addPadded(out, code, 3);
+    idCodeText(code, codeText);
+    out = addPadded(out, codeText, 3);
     *out++ = ' ';
     *out = '\0';
     puts(text);
@@ -216,43 +182,29 @@ void QkVcdFile::writeVar(const QkName* name, const char* code) {
     out = text;
     for (size_t length = std::strlen(name->name); length < 6; ++length) *out++ = ' ';
     *out++ = ' ';
-    if (range.isRange) {
-        *out++ = '[';
-        if (range.width == 1) {
-            out = addNumber(out, range.reversed ? range.msb : range.lsb);
-        } else {
-            out = addNumber(out, range.left());
-            *out++ = ':';
-            out = addNumber(out, range.right());
-        }
-        *out++ = ']';
-        *out++ = ' ';
-    }
+    char* const bounds = out;
+    out = addBounds(out, name);
+    if (out != bounds) *out++ = ' ';
     std::strcpy(out, "$end\n");
     puts(text);
 }
 
-void QkVcdFile::scopeEnd() { puts("$upscope $end\n\n"); }
+void QkVcdFile::endScope() { puts("$upscope $end\n\n"); }
 
 void QkVcdFile::endDefinitions() { puts("$enddefinitions $end\n"); }
 
-void QkVcdFile::dumpvarsBegin() { puts("$dumpvars\n"); }
+void QkVcdFile::beginInitial() { puts("$dumpvars\n"); }
 
-void QkVcdFile::dumpvarsEnd() { puts("$end\n"); }
+void QkVcdFile::endInitial() { puts("$end\n"); }
 
 void QkVcdFile::writeTime(uint64_t time) {
-    static const uint64_t none = 0;
-    makeRoom(kMostTextBytes);
     const OutputChange marker{kTimeMarker, 0, time};
-    char* const out = buffer.data() + used;
-    used +=
-        static_cast<size_t>(hotLoops().writeText(&marker, &marker + 1, &none, state, out) - out);
+    write(&marker, &marker + 1, 1);
 }
 
-void QkVcdFile::writeChanges(const OutputChange* begin, const OutputChange* end,
-                             const SlotTable& slots) {
+void QkVcdFile::write(const OutputChange* begin, const OutputChange* end, size_t slotCount) {
+    if (slotCount > tails.size()) tails.resize(slotCount);
     makeRoom(static_cast<size_t>(end - begin) * kMostTextBytes);
     char* const out = buffer.data() + used;
-    used +=
-        static_cast<size_t>(hotLoops().writeText(begin, end, slots.tails.data(), state, out) - out);
+    used += static_cast<size_t>(hotLoops().writeText(begin, end, tails.data(), state, out) - out);
 }

@@ -1,7 +1,6 @@
 // VCD files: the text around the changes, and the two streams that it goes to.
 //
-// Text gathers in one buffer and leaves in large blocks. A stream that fails is reported once, when
-// the file is closed, and takes no more.
+// Text gathers in one buffer and leaves in large blocks.
 #pragma once
 
 #include <cstddef>
@@ -9,73 +8,53 @@
 #include <memory>
 #include <vector>
 
-#include "base/stringbuf.h"
-#include "tracing/history.h"
 #include "tracing/hot_loops.h"
+#include "tracing/trace_file.h"
 
-struct QkName;
-
-class QkVcdFile {
+class QkVcdFile : public QkTraceFile {
 public:
     explicit QkVcdFile(const char* fileName);
-    virtual ~QkVcdFile() = default;
-    QkVcdFile(const QkVcdFile&) = delete;
-    QkVcdFile& operator=(const QkVcdFile&) = delete;
 
-    virtual bool open() = 0;
-    /// Writes what is buffered, so that the file can be read.
-    /// @return whether all that was written so far went out
-    bool sync();
-    /// Writes what is buffered, closes the stream and prints where the text went, or why not all of
-    /// it did. The destructor does so if nobody has.
-    /// @return whether all that was written went out
-    bool close();
-    /// Nothing is to be printed of a file that could not be opened.
-    void closeUnopened() { isClosed = true; }
-
-    /// @return the name that it was opened under
-    const char* name() const { return fileName.str(); }
-
-    void writeVersion();
-    void writeDate();
-    void writeTimescale();
-    void scopeBegin(const char* name);
+    void writeHead() override;
+    void beginScope(const char* name) override;
     /// Declares a name under an identifier code (IEEE 1364-2005, 18.2.3.4).
-    void writeVar(const QkName* name, const char* code);
-    void scopeEnd();
-    void endDefinitions();
-    void dumpvarsBegin();
-    void dumpvarsEnd();
-    /// Writes a time line unless it repeats the last one.
-    void writeTime(uint64_t time);
-    void writeChanges(const OutputChange* begin, const OutputChange* end, const SlotTable& slots);
+    void declare(uint32_t slot, const QkName* name, uint32_t code) override;
+    void endScope() override;
+    void endDefinitions() override;
+    void writeTime(uint64_t time) override;
+    void beginInitial() override;
+    void endInitial() override;
+    void write(const OutputChange* begin, const OutputChange* end, size_t slotCount) override;
 
 protected:
+    void flush() override;
+    void closeStream() override;
     /// @return whether all went out; errno tells why not
     virtual bool put(const char* text, size_t bytes) = 0;
     /// Has what was put reach the file. @return whether it could
-    virtual bool flushStream() = 0;
+    virtual bool flushPut() = 0;
     /// @return whether the stream, if open, closed without an error
-    virtual bool closeStream() = 0;
-    /// Prints where the text went.
-    virtual void report() const = 0;
+    virtual bool closePut() = 0;
 
 private:
     void puts(const char* text);
-    void printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
     /// Makes room for `bytes` more, at most kBufferBytes.
     void makeRoom(size_t bytes);
-    void flush();
+    void putBuffer();
+    void check(bool done);
 
-    StringBuf fileName;
+    /// What vcdTail() gives, by slot; 0 where the file declares nothing: those entries are passed
+    /// over.
+    std::vector<uint64_t> tails;
     VcdTextState state;
     std::vector<char> buffer;
     size_t used = 0;
-    bool isClosed = false;
-    int error = 0;  ///< errno of the first failed write
 };
 
-/// Opens a file for writing: gzip for a name that ends in ".gz", else plain text. An empty name
-/// means "logfile.vcd".
-/// @return null, with a message, when it cannot be opened
-std::unique_ptr<QkVcdFile> openTraceFile(const char* filename);
+/// @return what ends a value line: "\n" and what precedes it, a blank for vectors and the
+/// identifier
+///         code. In eight bytes with its length in the last, so that one store writes it.
+uint64_t vcdTail(uint32_t code, bool isVector);
+
+std::unique_ptr<QkTraceFile> makePlainFile(const char* filename);
+std::unique_ptr<QkTraceFile> makeGzipFile(const char* filename);

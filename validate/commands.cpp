@@ -449,6 +449,7 @@ int clockfirstCommand(const char* argument) {
 int timeExecutionCommand(const char* argument) {
     reader().timeExecution = readSwitch(argument);
     qk_printf("ZEFT Validate: execution timing is: %s\n", onOrOff(reader().timeExecution));
+    qkLiveModel->writer.reportWaiting();
     return 1;
 }
 

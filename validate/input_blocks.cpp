@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <new>
 #include <utility>
+
+#include "base/threads.h"
 
 namespace {
 
@@ -52,6 +53,7 @@ void readInputBlock(gzFile gz, InputBlock& block) {
 }
 
 std::unique_ptr<ReadAhead> ReadAhead::start(gzFile gz) {
+    if (!threadsAllowed()) return nullptr;
     std::unique_ptr<ReadAhead> ahead(new (std::nothrow) ReadAhead(gz));
     if (!ahead || !ahead->startThread()) return nullptr;
     return ahead;
@@ -63,16 +65,11 @@ bool ReadAhead::startThread() {
     const bool hasMemory = spare.allocate();
     std::set_new_handler(handler);
     if (!hasMemory) return false;
-    // Signals are for the model's thread, whose handlers they call.
-    sigset_t all, before;
-    sigfillset(&all);
-    if (pthread_sigmask(SIG_SETMASK, &all, &before) != 0) return false;
     const auto body = [](void* self) -> void* {
         static_cast<ReadAhead*>(self)->run();
         return nullptr;
     };
-    const bool isStarted = pthread_create(&thread, nullptr, body, this) == 0;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    const bool isStarted = ::startThread(thread, body, this);
     if (isStarted) process = getpid();
     return isStarted;
 }

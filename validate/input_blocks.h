@@ -34,7 +34,7 @@ void readInputBlock(gzFile gz, InputBlock& block);
 /// nothing else may use the file.
 class ReadAhead {
 public:
-    /// @return null when there is no memory or no thread to be had
+    /// @return null when there is no memory, or no thread to be had or allowed
     static std::unique_ptr<ReadAhead> start(gzFile gz);
     /// Waits for the end of the read under way.
     ~ReadAhead();

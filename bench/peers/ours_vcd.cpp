@@ -1,4 +1,5 @@
-// VCD text from changing nets, beside other simulators' writers.
+// Waveforms of changing nets, beside other simulators' writers: plain VCD text, or gzip or FST by
+// the name of the file.
 //
 // usage: ours_vcd NETS STEPS PERCENT random|small FILE [plain|avx2|avx512|best [scattered]]
 //
@@ -80,6 +81,8 @@ int main(int argc, char** argv) {
     const auto setup = static_cast<double>(nowNs() - before);
     const double headBytes = fileBytes(argv[5]);
     uint64_t spent = 0;
+    const double stimulusNs = processorNsOf(stimulus, steps);
+    const double processorBefore = processorNs();
     for (uint64_t step = 1; step <= steps; ++step) {
         stimulus.step();
         ++qk_cycle;
@@ -87,6 +90,7 @@ int main(int argc, char** argv) {
         qk_takenote();
         spent += nowNs() - from;
     }
+    const auto loopNs = static_cast<double>(spent);
     const uint64_t from = nowNs();
     qk_traceclose();
     const auto ns = static_cast<double>(spent + nowNs() - from);
@@ -99,6 +103,8 @@ int main(int argc, char** argv) {
     result("Mchanges", changes / 1e6);
     result("Mchanges_per_s", changes * 1e3 / ns);
     result("ns_per_change", ns / changes);
+    result("loop_ns_per_change", loopNs / changes);
+    result("processor_ns_per_change", (processorNs() - processorBefore - stimulusNs) / changes);
     result("MB_per_s", (fileBytes(argv[5]) - headBytes) * 1e3 / ns);
     result("bytes_per_change", (fileBytes(argv[5]) - headBytes) / changes);
 }

@@ -19,6 +19,7 @@
 
 #include "base/qkassert.h"
 #include "tests/support/model_test.h"
+#include "tests/support/waveforms.h"
 
 namespace {
 
@@ -408,10 +409,14 @@ TEST_F(InputOutputTest, CtrlCAtAPromptLeavesItWaiting) {
 /// @return the last time and the last value of a trace of one net, as TIME:VALUE
 std::string endOfTrace(const char* path) {
     std::string text(1 << 20, '\0');
-    const gzFile file = gzopen(path, "rb");
-    const int size = file ? gzread(file, text.data(), 1 << 20) : -1;
-    if (file && gzclose(file) != Z_OK) return "damaged";
-    text.resize(static_cast<size_t>(std::max(size, 0)));
+    if (std::strstr(path, ".fst")) {
+        text = readFst(path);
+    } else {
+        const gzFile file = gzopen(path, "rb");
+        const int size = file ? gzread(file, text.data(), 1 << 20) : -1;
+        if (file && gzclose(file) != Z_OK) return "damaged";
+        text.resize(static_cast<size_t>(std::max(size, 0)));
+    }
     const size_t time = text.rfind("\n#"), value = text.rfind("\nb");
     if (time == std::string::npos || value == std::string::npos || text.back() != '\n')
         return "cut short: " + text.substr(0, 300);
@@ -422,38 +427,38 @@ std::string endOfTrace(const char* path) {
 TEST_F(InputOutputTest, EveryWayOutLeavesAWholeTrace) {
     struct {
         const char* what;
-        void (*leave)();  // in the step to 5037
+        void (*leave)();  // in the step to 30037
         const char *last, *typed, *status;
     } const cases[] = {
-        {"exit", [] { std::exit(3); }, "5037:5036", "", "exit 3"},
-        {"qk_exit", [] { qk_exit(4); }, "5037:5036", "", "exit 4"},
-        {"$finish", [] { qkzeft_finish(0, "top", nullptr, 0); }, "5037:5037", "", "exit 0"},
-        {"kelvo_finish", [] { kelvo_finish(), _exit(8); }, "5037:5037", "", "exit 8"},
-        {"qkzeft_exit", [] { qkzeft_exit(5); }, "5037:5037", "", "exit 5"},
-        {"a task's fault", [] { qkzeft_fclose(0, "top", nullptr, 1, 32, 0u); }, "5037:5037", "",
+        {"exit", [] { std::exit(3); }, "30037:30036", "", "exit 3"},
+        {"qk_exit", [] { qk_exit(4); }, "30037:30036", "", "exit 4"},
+        {"$finish", [] { qkzeft_finish(0, "top", nullptr, 0); }, "30037:30037", "", "exit 0"},
+        {"kelvo_finish", [] { kelvo_finish(), _exit(8); }, "30037:30037", "", "exit 8"},
+        {"qkzeft_exit", [] { qkzeft_exit(5); }, "30037:30037", "", "exit 5"},
+        {"a task's fault", [] { qkzeft_fclose(0, "top", nullptr, 1, 32, 0u); }, "30037:30037", "",
          "exit 1"},
         {"an assertion",
          [] {
              qkSetAssertHandler([](const char*, const char*, int) { std::exit(6); });
              qkzeft_fgetc(0, "top", nullptr, 1, 32, 1u);
          },
-         "5037:5036", "", "exit 6"},
+         "30037:30036", "", "exit 6"},
         {"in a capture",
          [] {
              qk_prints = [](const char*) { std::exit(7); };
              qkLiveModel->writer.setShow(name("top.count"), true);
          },
-         "5037:5037", "", "exit 7"},
-        {"quit", [] { qk_cli("step 0"); }, "5037:5037", "quit\n", "exit 0"},
-        {"end of input", [] { qk_cli("step 0"); }, "6000:6000", "", "exit 0"},
+         "30037:30037", "", "exit 7"},
+        {"quit", [] { qk_cli("step 0"); }, "30037:30037", "quit\n", "exit 0"},
+        {"end of input", [] { qk_cli("step 0"); }, "31000:31000", "", "exit 0"},
         {"quit at the last console",
          [] {
              qk_strict = false;
              qkLiveModel->interactive = true;
              qkzeft_exit(5);
          },
-         "5037:5037", "quit\n", "exit 5"},
-        {"SIGTERM", [] { qk_end_on_signal(SIGTERM), std::raise(SIGTERM); }, "5037:5037", "",
+         "30037:30037", "quit\n", "exit 5"},
+        {"SIGTERM", [] { qk_end_on_signal(SIGTERM), std::raise(SIGTERM); }, "30037:30037", "",
          "exit 143"},
         {"Ctrl-C after the end of input",
          [] {
@@ -462,19 +467,19 @@ TEST_F(InputOutputTest, EveryWayOutLeavesAWholeTrace) {
              qk_cli("cli");
              std::raise(SIGINT);
          },
-         "5037:5037", "", "exit 130"},
+         "30037:30037", "", "exit 130"},
         {"SIGHUP after the end of input",
          [] {
              qk_strict = false;
              qk_cli("cli");
              std::raise(SIGHUP);
          },
-         "5037:5037", "", "exit 129"},
-        {"return", [] {}, "6000:6000", "", "exit 0"},
+         "30037:30037", "", "exit 129"},
+        {"return", [] {}, "31000:31000", "", "exit 0"},
     };
     for (const auto& c : cases)
-        for (const char* const commands :
-             {"traceto x.vcd", "traceto x.vcd.gz", "circular 2000\ntraceto x.vcd"}) {
+        for (const char* const commands : {"traceto x.vcd", "traceto x.vcd.gz", "traceto x.fst",
+                                           "circular 2000\ntraceto x.vcd"}) {
             SCOPED_TRACE(std::string(c.what) + " with " + commands);
             fs::remove("said");
             write("script", commands);
@@ -482,12 +487,12 @@ TEST_F(InputOutputTest, EveryWayOutLeavesAWholeTrace) {
                 qk_cli("trace top.count");
                 qk_loadt("script");
                 inStep = [&] {
-                    if (qk_cycle == 5037) c.leave();
+                    if (qk_cycle == 30037) c.leave();
                 };
-                runTo(6000);
+                runTo(31000);
             });
             EXPECT_THAT(outcome, testing::EndsWith(c.status));
-            const char* const path = std::strstr(commands, "x.vcd");
+            const char* const path = std::strstr(commands, "x.");
             EXPECT_EQ(endOfTrace(path), c.last);
             fs::remove(path);
         }

@@ -6,7 +6,7 @@
 
 # ---- Help, version, faults of the line
 expect 0 '^usage: counter \[OPTION\]... \[START\]' '' --help
-for option in script interactive batch strict stop log trace vcd last validate map stimulus clock ignore \
+for option in script interactive batch strict no-threads stop log trace vcd last validate map stimulus clock ignore \
     complete synctime threshold verbose help version fault; do
     holds "--help names --$option" grep -qE -- "--$option( |$)" out
 done
@@ -144,6 +144,11 @@ expect 0 'VCD written to file: all.vcd' '' --vcd all.vcd
 holds 'all nets are recorded' grep -q ' done ' all.vcd
 expect 0 'gzipped' '' --vcd some.vcd.gz --trace top.c*
 holds 'some nets are recorded' [ "$(gzip -dc some.vcd.gz | grep -c '^\$var')" = 2 ]
+expect 0 'FST written to file: all.fst' '' --vcd all.fst --no-threads
+holds 'all is in the FST file' cmp <(sed -n '/^#/,$p' all.vcd | grep -c '^[#b01]') \
+    <(fst2vcd all.fst | sed -n '/^#/,$p' | grep -c '^[#b01]')
+expect 1 'last.fst' '' --last 100 --vcd last.fst --fault checks
+holds 'its end may be FST' grep -q '^#100' <(fst2vcd last.fst)
 expect 0 'logfile.vcd' '' --trace top.count
 expect 2 '!ran' 'no/x.vcd: cannot be written' --vcd no/x.vcd
 expect 2 '!ran' 'trace top.x: no net matches' --trace top.count --trace top.x

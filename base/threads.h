@@ -1,0 +1,19 @@
+// Threads of the library's own, which read a trace ahead or write one.
+//
+// They run no code of the model or of its user, and take no signals: those are for the model's
+// thread. A process that is forked off has none of them.
+#pragma once
+
+#include <pthread.h>
+
+/// @return whether threads may be started: not after allowThreads(false), and not where the
+///         environment has ZEFT_THREADS=0
+bool threadsAllowed();
+/// @return whether it was so before
+bool allowThreads(bool allowed);
+
+/// @return how many processors this process may run on, at least 1
+int processorCount();
+
+/// Starts body(argument). @return whether there was a thread to be had
+bool startThread(pthread_t& thread, void* (*body)(void*), void* argument);
