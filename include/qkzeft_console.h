@@ -2,7 +2,7 @@
 //
 // A model calls qk_takenote() whenever time has moved; the console opens there when the stop time
 // is reached or Ctrl-C was pressed. Files are VCD as in IEEE 1364-2005, 18.2; a name that ends in
-// ".gz" makes a gzip file.
+// ".gz" makes a gzip file, one that ends in ".fst" an FST file.
 #ifndef QKZEFT_CONSOLE_H
 #define QKZEFT_CONSOLE_H
 
