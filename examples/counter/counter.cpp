@@ -149,11 +149,22 @@ static bool build() {
 
 static void evaluate() { bench->dut.step(); }
 
+// Records the present values. The console may open meanwhile: what its user writes is evaluated at
+// this time, and not only at the next event, and recorded once more.
+static void record() {
+    static uint64_t evaluated_writes = 0;
+    qk_takenote();
+    if (qk_write_count() == evaluated_writes) return;
+    evaluated_writes = qk_write_count();
+    evaluate();
+    qk_takenote();
+}
+
 // Computes the next event from the present time, which a loaded state may have moved.
 static int run(uint64_t stop) {
     const uint64_t half_period = 5, clear_ends = 12, end = stop < 10000 ? stop : 10000;
     while (true) {
-        qk_takenote();
+        record();
         const uint64_t now = qk_get_time();
         const uint64_t edge = (now / half_period + 1) * half_period;
         const uint64_t next = now < clear_ends && clear_ends < edge ? clear_ends : edge;

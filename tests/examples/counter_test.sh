@@ -39,3 +39,10 @@ for time in 12ns 1us; do
     for run in one two; do grep -o 'wrapped.*' $run/run.log >$run/texts; done
     cmp one/texts two/texts || fail "the texts after $time differ"
 done
+
+# What is set at the console counts at once: the model agrees with a recording of such a run.
+for time in 33ns 52ns 71ns; do printf '%s\n' "continue $time" 'set counter.clear = 1' \
+    'step 4ns' 'set counter.clear = 0'; done |
+    { echo 'trace *' && echo 'traceto set.vcd' && cat && echo 'continue 300ns' && echo exit; } |
+    "$1" -i >set.log
+"$1" --validate set.vcd --clock-first >verdict || fail "$(cat verdict)"

@@ -107,6 +107,11 @@ struct Bench {
     Receiver receiver;
 
     void run(uint64_t end);
+
+private:
+    void record();
+
+    uint64_t evaluatedWrites = 0;
 };
 
 Bench* theBench = nullptr;
@@ -120,11 +125,20 @@ struct ResetChange {
 };
 const ResetChange kResetChanges[] = {{42, 1}, {20003, 0}, {20263, 1}, {kNever, 1}};
 
+// The console may open when values are recorded. What its user writes is evaluated at this time.
+void Bench::record() {
+    qk_takenote();
+    if (qk_write_count() == evaluatedWrites) return;
+    evaluatedWrites = qk_write_count();
+    dut.step();
+    qk_takenote();
+}
+
 // The next change follows from the time, which a loaded state may have moved.
 void Bench::run(uint64_t end) {
     const ResetChange* reset = kResetChanges;
     while (true) {
-        qk_takenote();
+        record();
         const uint64_t now = qk_get_time();
         const uint64_t edge = (now / kHalfPeriod + 1) * kHalfPeriod;
         while (reset->time <= now) ++reset;
