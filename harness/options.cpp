@@ -101,7 +101,7 @@ const Option kOptions[] = {
     {{0, "no-threads", nullptr, "run in one thread", nullptr},
      false,
      [](Text, Options& o) { return o.noThreads = true; }},
-    {{0, "validate", "TRACE", "compare with a VCD file, plain or gzip", nullptr},
+    {{0, "validate", "TRACE", "compare with a VCD or FST file, plain or compressed", nullptr},
      true,
      [](Text text, Options& o) { return setText(text, o.reference); }},
     {{0, "map", "MODEL=TRACE", "a scope of the model, and where the trace has it", nullptr},

@@ -223,7 +223,8 @@ bool QkVCDTraces::commitGroup(CommitGroup group) {
         commitList(pending, false);
         return droveAny;
     }
-    for (size_t i = 0; i < pendingFirst.size(); ++i)
+    // Whoever takes the texts that are printed may remove traces.
+    for (size_t i = 0; i < pendingFirst.size(); ++i)  // NOLINT(modernize-loop-convert)
         if (pendingFirst[i]->group == group) commit(pendingFirst[i], false);
     std::erase_if(pendingFirst, [](const QkVCDTrace* trace) { return !trace->isPending; });
     return droveAny;
@@ -412,8 +413,9 @@ void QkVCDTraces::beginPause() {
 
 std::vector<QkVCDTrace*> QkVCDTraces::takeDump() {
     for (const auto& trace : all) trace->settleState();
-    const std::vector<QkVCDTrace*> given = pending;
+    std::vector<QkVCDTrace*> given = pending;
     std::vector<int> changes;
+    changes.reserve(given.size());
     for (const QkVCDTrace* const trace : given) changes.push_back(trace->nChanges);
     commitPending(true);
     for (size_t i = 0; i < given.size(); ++i) {
