@@ -10,7 +10,7 @@ public:
 
     bool open() override;
     void writeHead() override;
-    void beginScope(const char* name) override;
+    void beginScope(const char* scope) override;
     void declare(uint32_t slot, const QkName* name, uint32_t code) override;
     void endScope() override;
     void endDefinitions() override;

@@ -21,7 +21,7 @@ namespace {
 constexpr size_t kBufferBytes = 512 * 1024;
 constexpr size_t kBlockBytesOut = 256 * 1024;  // what leaves at a time, at least
 
-class QkVcdPlainFile : public QkVcdFile {
+class QkVcdPlainFile final : public QkVcdFile {
 public:
     using QkVcdFile::QkVcdFile;
     ~QkVcdPlainFile() override { closePut(); }
@@ -43,7 +43,7 @@ private:
     FILE* pfp = nullptr;
 };
 
-class QkVcdGzipFile : public QkVcdFile {
+class QkVcdGzipFile final : public QkVcdFile {
 public:
     using QkVcdFile::QkVcdFile;
     ~QkVcdGzipFile() override { closePut(); }
