@@ -38,8 +38,8 @@ void place(Chunk* chunks, uint64_t Chunk::*member, int offset, int width, uint64
 
 bool isComparable(const QkTrace* trace) {
     if (trace->ignored) return false;
-    const QkTrace* last = trace->firstPart();
-    for (const QkTrace* part = last; part; part = trace->partAfter(part)) {
+    const QkTrace* last = trace;
+    for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
         if (part->ignored) return false;
         last = part;
     }
