@@ -85,6 +85,7 @@ private:
     char* qk_instance_name;
     QkScope* qk_scope;
 };
+static_assert(sizeof(kelvo_module) == 6 * sizeof(void*), "models have compiled this layout in");
 
 extern "C" {
 

@@ -8,6 +8,8 @@
 #ifndef QKZEFT_REGISTRATION_H
 #define QKZEFT_REGISTRATION_H
 
+#include <stddef.h>
+
 #include "qkzeft_api.h"
 
 class kelvo_module;
@@ -56,6 +58,21 @@ struct QkGRTerm {
     int left, right;
     int actual;
 };
+
+// Generated code was compiled with these layouts: nothing moves, with 64-bit nor with 32-bit
+// pointers.
+#define QK_LAYOUT(row, field, offset64, offset32, size64, size32)                       \
+    static_assert(offsetof(row, field) == (sizeof(void*) == 8 ? offset64 : offset32) && \
+                      sizeof(row) == (sizeof(void*) == 8 ? size64 : size32),            \
+                  #row " has another layout")
+QK_LAYOUT(QkGRScope, case_insensitive, 16, 12, 24, 16);
+QK_LAYOUT(QkGRNet, left, 24, 16, 72, 52);
+QK_LAYOUT(QkGRNet, flags, 48, 40, 72, 52);
+QK_LAYOUT(QkGRNet, array_data, 64, 48, 72, 52);
+QK_LAYOUT(QkGRExtract, scalar, 16, 8, 40, 32);
+QK_LAYOUT(QkGRExtract, reserved, 36, 28, 40, 32);
+QK_LAYOUT(QkGRTerm, actual, 28, 20, 32, 24);
+#undef QK_LAYOUT
 
 /// Value type codes, the low byte of the mode word, that the library tells apart.
 enum QkNetType {

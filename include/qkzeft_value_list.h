@@ -10,5 +10,6 @@ struct QkMaxuList {
     QkMaxuList* prev;
     QkMaxuList* next;
 };
+static_assert(sizeof(QkMaxuList) == 8 + 2 * sizeof(void*), "models have compiled this layout in");
 
 #endif
