@@ -221,12 +221,3 @@ void qk_wide_shift_left64(unsigned nbits, unsigned shift, ...) {
     shiftBy<true>(nbits, shift, list);
     va_end(list);
 }
-
-uint64_t wideField(unsigned nbits, unsigned shift, unsigned width, const uint64_t* chunks) {
-    const unsigned count = wideChunks(nbits), whole = shift / 64;
-    if (nbits % 64) checkHighest(chunks[count - 1], nbits % 64);
-    if (shift >= nbits) return 0;
-    const uint64_t above = whole + 1 < count ? chunks[whole + 1] : 0;
-    const auto bits = static_cast<int>(std::min<unsigned>(width, QK_MAXUBITS));
-    return joined(chunks[whole], above, shift % 64) & bitMask(bits);
-}

@@ -84,9 +84,6 @@ TEST(WideShiftTest, MovesEachBitAtEveryWidth) {
             ASSERT_EQ(shifted(qk_wide_shift_right64, bits, amount, value), right);
             ASSERT_EQ(shifted(qk_wide_shift_left64, bits, amount, value),
                       bitsFrom(value, -int64_t{amount}, bits));
-            for (const unsigned width : {0u, 1u, 33u, 63u, 64u})
-                ASSERT_EQ(wideField(bits, amount, width, value.data()),
-                          right[0] & (width < 64 ? (uint64_t{1} << width) - 1 : ~uint64_t{0}));
         }
     }
 }
@@ -98,10 +95,9 @@ TEST(WideShiftTest, BitsAboveTheWidthAreTheCallersFault) {
     qk_wide_shift_left64(65, 64, value[0], value[1], &low, &high);
     qk_wide_shift_right64(65, 65, value[0], value[1], &low, &high);
     EXPECT_EQ(low | high, 0u);
-    wideField(65, 0, 1, value);
     qk_wide_shift_right64(0, 0);
     const char* const text = "0 == (v & ~QK_RMASK(QK_MAXUBITS - nbits))";
-    EXPECT_THAT(failed.take(), testing::ElementsAre(text, text, text));
+    EXPECT_THAT(failed.take(), testing::ElementsAre(text, text));
 }
 
 }  // namespace
