@@ -1,47 +1,38 @@
 // The reader of numbers of at most 64 bits: works in place and allocates nothing, for it reads
 // every time line of a trace.
-#include <cctype>
-
+#include "base/characters.h"
 #include "qkzeft_run.h"
 
 namespace {
 
 constexpr int kMostHexDigits = 16;  // underscores included
 
-int hexDigit(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 uint64_t readHex(const char*& at) {
     uint64_t value = 0;
     for (int taken = 0; taken < kMostHexDigits; ++taken, ++at) {
         if (*at == '_') continue;
-        const int digit = hexDigit(*at);
-        if (digit < 0) break;
-        value = value * 16 + static_cast<unsigned>(digit);
+        const unsigned digit = digitValue(*at);
+        if (digit > 15) break;
+        value = value * 16 + digit;
     }
     return value;
 }
 
 uint64_t readDecimal(const char*& at) {
     uint64_t value = 0;
-    for (; *at >= '0' && *at <= '9'; ++at) value = value * 10 + static_cast<unsigned>(*at - '0');
+    for (; isDigit(*at); ++at) value = value * 10 + static_cast<unsigned>(*at - '0');
     return value;
 }
 
 }  // namespace
 
 uint64_t atottmaxu(const char* text, const char** end) {
-    const char* at = text;
-    while (std::isspace(static_cast<unsigned char>(*at))) ++at;
+    const char* at = skipSpace(text);
     if (*at == '+') ++at;
     while (*at == '0') ++at;
 
     const char before = at == text ? '\0' : at[-1];
-    const bool isX = *at == 'x' || *at == 'X';
+    const bool isX = lowerCase(*at) == 'x';
     uint64_t value;
     if (isX && before == '0') {
         value = readHex(++at);

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <new>
 
+#include "base/characters.h"
+
 namespace {
 
 constexpr int kHexDigitBits = 4;
@@ -14,7 +16,7 @@ constexpr uint64_t kOnes = 0x0101010101010101;
 
 bool isKnown(char digit) { return digit == '0' || digit == '1'; }
 
-bool isUnknown(char digit) { return digit == 'x' || digit == 'X' || digit == 'z' || digit == 'Z'; }
+bool isUnknown(char digit) { return lowerCase(digit) == 'x' || lowerCase(digit) == 'z'; }
 
 const char* dropRepeats(const char* digits) {
     while ((*digits == '0' || isUnknown(*digits)) && *digits == digits[1]) ++digits;
@@ -31,8 +33,7 @@ BitString::BitString(int width, Chunk* place)
     : chunks(place ? place : &narrow), digitCount(std::max(width, 0)) {
     if (digitCount > kChunkDigits) {
         wide.reset(new (std::nothrow) Chunk[static_cast<size_t>(chunkCount())]);
-        QK_ASSERT_AS(wide, "str");
-        if (wide)
+        if (QK_CHECK_AS(wide, "str"))
             chunks = wide.get();
         else
             digitCount = kChunkDigits;
@@ -48,7 +49,7 @@ BitString::Chunk BitString::chunkOf(std::string_view digits) {
     Chunk chunk{0, 0, 0};
     const auto add = [&](char digit) {
         const bool known = !isUnknown(digit);
-        const bool high = known ? digit == '1' : (digit | 0x20) == 'z';
+        const bool high = known ? digit == '1' : lowerCase(digit) == 'z';
         const bool upper = known ? !isKnown(digit) : (digit & 0x20) == 0;
         chunk.known = chunk.known << 1 | known;
         chunk.high = chunk.high << 1 | high;
@@ -108,10 +109,9 @@ void BitString::setDigits(std::string_view digits, int at, int bits) {
         bits = digitCount;
         at = 0;
     }
-    const bool fits = bits >= 0 && digits.size() <= static_cast<size_t>(bits);
-    QK_ASSERT_AS(fits, "l <= nbits");
-    const bool isInside = int64_t{at} + bits <= digitCount;
-    QK_ASSERT_AS(isInside, "(at + nbits) <= width");
+    const bool fits =
+        QK_CHECK_AS(bits >= 0 && digits.size() <= static_cast<size_t>(bits), "l <= nbits");
+    const bool isInside = QK_CHECK_AS(int64_t{at} + bits <= digitCount, "(at + nbits) <= width");
     if (!fits || !isInside) return;
     if (bits == digitCount && bits <= kChunkDigits && !digits.empty()) {
         *chunks = chunkOf(digits);
@@ -162,14 +162,11 @@ BitString::Changes BitString::commitChunks() {
 }
 
 void BitString::copyFrom(const BitString& other) {
-    QK_ASSERT(digitCount == other.digitCount);
-    if (digitCount == other.digitCount) std::copy_n(other.chunks, chunkCount(), chunks);
+    if (QK_CHECK(digitCount == other.digitCount)) std::copy_n(other.chunks, chunkCount(), chunks);
 }
 
 char BitString::digitAt(int offset) const {
-    const bool isInside = offset >= 0 && offset < digitCount;
-    QK_ASSERT_AS(isInside, "(o >= 0) && (o < width)");
-    if (!isInside) return 'X';
+    if (!QK_CHECK_AS(offset >= 0 && offset < digitCount, "(o >= 0) && (o < width)")) return 'X';
     const Chunk& chunk = chunks[offset / kChunkDigits];
     const int bit = offset % kChunkDigits;
     const bool known = chunk.known >> bit & 1, high = chunk.high >> bit & 1,

@@ -62,7 +62,6 @@ public:
     bool isDirty() const { return dirty; }
     int width() const { return digitCount; }
     std::string text() const;
-    bool isLinked() const { return liveBits != nullptr; }
 
     /// Which of the digits `at` to `at` + `bits` - 1, at most 64 and all within the width, are 0 or
     /// 1, and which are 1.
@@ -103,8 +102,7 @@ private:
 
 inline int BitString::commit() {
     dirty = false;
-    QK_ASSERT(liveBits);
-    if (!liveBits) return 1;
+    if (!QK_CHECK(liveBits)) return 1;
     Changes changes;
     if (digitCount <= 64 && liveBits->digitCount == digitCount) {
         changes = changesOf(*chunks, *liveBits->chunks, bitMask(digitCount));

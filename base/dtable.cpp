@@ -17,8 +17,7 @@ bool isTooHeavy(int32_t side, int32_t other) {
 }
 
 void checkNode(const Dtable* t) {
-    QK_ASSERT(t);
-    if (!t) return;
+    if (!QK_CHECK(t)) return;
     QK_ASSERT(t->nleft == Dtable_nEntries(t->left));
     QK_ASSERT(t->nright == Dtable_nEntries(t->right));
     QK_ASSERT(t->k);
@@ -37,11 +36,9 @@ void checkBelow(const Dtable* t) {
 /// Frees the node and clears the pointer to it. Its words are overwritten first, so that a dangling
 /// pointer shows at once.
 void release(Dtable** t) {
-    QK_ASSERT(t);
-    if (!t) return;
+    if (!QK_CHECK(t)) return;
     Dtable* const r = *t;
-    QK_ASSERT(r);
-    if (!r) return;
+    if (!QK_CHECK(r)) return;
     std::memset(r, 0xA5, sizeof *r);
     __asm__ volatile("" : : "r"(r) : "memory");  // or the stores, dead before a free, are dropped
     std::free(r);
@@ -68,8 +65,7 @@ Dtable* build(Dtable** source, int32_t n) {
     Dtable* const left = build(source, half);
     Dtable* root = *source;
     Dtable** const t = &root;
-    QK_ASSERT(*t);
-    if (!root) return left;
+    if (!QK_CHECK(*t)) return left;
     QK_ASSERT((*t)->k && (*t)->v);
     *source = root->right;
     root->left = left;
@@ -122,8 +118,7 @@ void exchange(Dtable* node, int32_t h, void** key, void** value) {
 
 void insert(Dtable** t, int32_t h, void** key, void** value) {
     auto* const r = static_cast<Dtable*>(std::calloc(1, sizeof(Dtable)));
-    QK_ASSERT(r);
-    if (!r) return;
+    if (!QK_CHECK(r)) return;
     exchange(r, h, key, value);
     *t = r;
 }
@@ -160,8 +155,7 @@ void* Dtable_get(const Dtable* table, int32_t h, const void* key, DtableCompare 
 }
 
 void Dtable_put(Dtable** t, int32_t h, void** k, void** v, DtableCompare compare) {
-    QK_ASSERT(t && k && v && *k);
-    if (!(t && k && v && *k)) return;
+    if (!QK_CHECK(t && k && v && *k)) return;
     if (!*t) {
         if (!*v) return;
         insert(t, h, k, v);
@@ -208,8 +202,7 @@ void* Dtable_freeValue(int32_t, void*, void* v, void*) {
 }
 
 void Dtable_free(Dtable** t) {
-    QK_ASSERT(t);
-    if (!t || !*t) return;
+    if (!QK_CHECK(t) || !*t) return;
     Dtable_free(&(*t)->left);
     Dtable_free(&(*t)->right);
     release(t);

@@ -40,7 +40,7 @@ void* Dtable_freeValue(int32_t h, void* k, void* v, void* context);
 /// Removes all nodes and leaves the table empty; keys and values are not touched.
 void Dtable_free(Dtable** table);
 
-/// The hash by which names are kept (netdb uses it for full names).
+/// The hash of a name, for tables whose keys are texts.
 int32_t hashName(const char* name);
 /// Continues a hash over more text.
 int32_t hashNameFrom(int32_t hash, const char* text);

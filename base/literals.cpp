@@ -1,7 +1,6 @@
 #include "base/literals.h"
 
 #include <bit>
-#include <cctype>
 #include <cinttypes>
 #include <climits>
 #include <cstdio>
@@ -9,6 +8,7 @@
 #include <memory>
 #include <new>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "base/wide_step.h"
 
@@ -32,16 +32,6 @@ struct Digits {
     size_t count = 0;
 };
 
-bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-
-/// @return the value of a digit; a large number for any other character
-unsigned digitValue(char c) {
-    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-    if (c >= 'a' && c <= 'f') return static_cast<unsigned>(c - 'a' + 10);
-    if (c >= 'A' && c <= 'F') return static_cast<unsigned>(c - 'A' + 10);
-    return UINT_MAX;
-}
-
 /// Copies the digits of `text`, which white space may surround. Only loose mode takes underscores,
 /// and none in front.
 /// @param name  what an assertion calls the buffer
@@ -51,8 +41,7 @@ bool checkDigits(Text text, DigitMode mode, unsigned radix, const char* name, Di
     while (text.begin != text.end && isSpace(text.end[-1])) --text.end;
     if (text.begin != text.end && *text.begin == '_') return false;
     out.chars.reset(new (std::nothrow) char[static_cast<size_t>(text.end - text.begin) + 1]);
-    QK_ASSERT_AS(out.chars, name);
-    if (!out.chars) return false;
+    if (!QK_CHECK_AS(out.chars, name)) return false;
     for (const char* at = text.begin; at != text.end; ++at) {
         if (*at == '_' && mode == kLoose) continue;
         if (digitValue(*at) >= radix) return false;
@@ -63,8 +52,7 @@ bool checkDigits(Text text, DigitMode mode, unsigned radix, const char* name, Di
 
 QkMaxuList* newNode(uint64_t value, QkMaxuList* prev) {
     auto* const node = new (std::nothrow) QkMaxuList{value, prev, nullptr};
-    QK_ASSERT(node);
-    if (node && prev) prev->next = node;
+    if (QK_CHECK(node) && prev) prev->next = node;
     return node;
 }
 
@@ -151,15 +139,11 @@ int smallNumber(const Digits& digits) {
 }
 
 unsigned radixOfLetter(char letter) {
-    switch (letter) {
-        case 'b':
-        case 'B': return 2;
-        case 'o':
-        case 'O': return 8;
-        case 'd':
-        case 'D': return 10;
-        case 'h':
-        case 'H': return 16;
+    switch (lowerCase(letter)) {
+        case 'b': return 2;
+        case 'o': return 8;
+        case 'd': return 10;
+        case 'h': return 16;
         default: return 0;
     }
 }
@@ -180,7 +164,7 @@ bool parsePlain(Text text, QkMaxuList*& list) {
     while (isSpace(text.end[-1])) --text.end;
     unsigned radix = 10;
     if (text.end - text.begin > 1 && *text.begin == '0') {
-        const bool isHex = text.begin[1] == 'x' || text.begin[1] == 'X';
+        const bool isHex = lowerCase(text.begin[1]) == 'x';
         radix = isHex ? 16 : 8;
         text.begin += isHex ? 2 : 1;
         if (text.begin != text.end && isSpace(*text.begin)) return false;
@@ -210,9 +194,8 @@ bool parseBased(Text text, const char* mark, QkMaxuList*& list) {
 }  // namespace
 
 bool parseValue(const char* text, QkMaxuList*& list) {
-    QK_ASSERT(!list);
-    if (list) return false;
-    while (isSpace(*text)) ++text;
+    if (!QK_CHECK(!list)) return false;
+    text = skipSpace(text);
     if (!*text) return false;
     const Text whole{text, text + std::strlen(text)};
     if (const char* const quote = std::strchr(text, '\'')) return parseSized(whole, quote, list);

@@ -18,3 +18,9 @@ void qkAssertFailed(const char* condition, const char* file, int line);
 /// The same where the text that names the condition is fixed.
 #define QK_ASSERT_AS(condition, text) \
     ((condition) ? static_cast<void>(0) : qkAssertFailed(text, __FILE__, __LINE__))
+
+/// Asserts, and gives the condition to code that a handler lets run on:
+/// if (!QK_CHECK(node)) return;
+#define QK_CHECK(condition) QK_CHECK_AS(condition, #condition)
+#define QK_CHECK_AS(condition, text) \
+    ((condition) ? true : (qkAssertFailed(text, __FILE__, __LINE__), false))

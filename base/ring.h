@@ -14,21 +14,21 @@ struct Ring {
 
     /// Asserts the neighbours' links. @return whether they hold: a broken ring is left alone
     static bool checkLinks(const T* node) {
-        QK_ASSERT(node->*Next != nullptr);
-        QK_ASSERT(node->*Prev != nullptr);
-        if (!(node->*Next) || !(node->*Prev)) return false;
-        QK_ASSERT(node->*Next->*Prev == node);
-        QK_ASSERT(node->*Prev->*Next == node);
-        return node->*Next->*Prev == node && node->*Prev->*Next == node;
+        const bool hasNext = QK_CHECK(node->*Next != nullptr);
+        const bool hasPrev = QK_CHECK(node->*Prev != nullptr);
+        if (!hasNext || !hasPrev) return false;
+        const bool nextHolds = QK_CHECK(node->*Next->*Prev == node);
+        const bool prevHolds = QK_CHECK(node->*Prev->*Next == node);
+        return nextHolds && prevHolds;
     }
 
     /// Links `node`, which is in no ring, in just before `pos`: at the end when `pos` is the first
     /// member. @return false, after an assertion, when either stands wrongly
     static bool insertBefore(T* pos, T* node) {
         if (!checkLinks(pos)) return false;
-        QK_ASSERT(pos != node);
-        QK_ASSERT(!(node->*Next) || isLone(node));
-        if (pos == node || (node->*Next && !isLone(node))) return false;
+        const bool isOther = QK_CHECK(pos != node);
+        const bool isFree = QK_CHECK(!(node->*Next) || isLone(node));
+        if (!isOther || !isFree) return false;
         node->*Next = pos;
         node->*Prev = pos->*Prev;
         pos->*Prev->*Next = node;

@@ -1,20 +1,17 @@
 #include "base/stringbuf.h"
 
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/characters.h"
+#include "base/memory.h"
 #include "base/qkassert.h"
 
 char workbuf[WORKBUFLEN];
 
 char* duplicate(const char* text, const char* tag) {
     const size_t bytes = std::strlen(text) + 1;
-    auto* const copy = static_cast<char*>(std::malloc(bytes));
-    if (!copy) {
-        std::fprintf(stderr, "malloc failed for %s\n", tag);
-        std::exit(1);
-    }
+    auto* const copy = static_cast<char*>(allocateBlock(bytes, tag));
     std::memcpy(copy, text, bytes);
     return copy;
 }
@@ -28,18 +25,14 @@ constexpr size_t kChunk = 128;
 void StringBuf::resize(size_t length) {
     const size_t need = length + 1;
     auto* const grown = static_cast<char*>(std::realloc(theStr, (need / kChunk + 1) * kChunk));
-    if (!grown) {
-        std::fprintf(stderr, "realloc failed for %s\n", "StringBuf");
-        std::exit(1);
-    }
+    if (!grown) failAllocation("realloc", "StringBuf");
     theStr = grown;
 }
 
 bool StringBuf::isUsable(const char* s) const {
-    QK_ASSERT(s);
-    const bool isOutside = !theStr || (s < theStr) || (s > (theStr + std::strlen(theStr)));
-    QK_ASSERT_AS(isOutside, "!theStr || (s < theStr) || (s > (theStr + len()))");
-    return s && isOutside;
+    if (!QK_CHECK(s)) return false;
+    return QK_CHECK_AS(!theStr || (s < theStr) || (s > (theStr + std::strlen(theStr))),
+                       "!theStr || (s < theStr) || (s > (theStr + len()))");
 }
 
 void StringBuf::replace(const char* text, size_t length) {
@@ -92,8 +85,7 @@ void StringBuf::append(const char* text) {
 }
 
 void StringBuf::vformat(const char* format, va_list arguments) {
-    QK_ASSERT(format);
-    if (!format) return;
+    if (!QK_CHECK(format)) return;
     const int printed_length = std::vsnprintf(workbuf, WORKBUFLEN, format, arguments);
     QK_ASSERT(printed_length < WORKBUFLEN);
     assign(printed_length < 0 ? "" : workbuf);
@@ -109,9 +101,7 @@ void StringBuf::format(const char* format, ...) {
 void StringBuf::readLine(FILE* file) {
     if (!std::fgets(workbuf, WORKBUFLEN, file)) *workbuf = '\0';
     QK_ASSERT_AS(std::strlen(workbuf) < WORKBUFLEN, "strlen(workbuf) < WORKBUFLEN");
-    const char* text = workbuf;
-    while (std::isspace(static_cast<unsigned char>(*text))) ++text;
-    assign(text);
+    assign(skipSpace(workbuf));
 }
 
 int StringBuf::compare(const StringBuf& other) const { return compare(other.str()); }
@@ -122,9 +112,8 @@ int StringBuf::compare(const char* text) const {
 }
 
 int StringBuf::compareNoCase(const char* text) const {
-    const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; };
     for (const char* own = str();; ++own, ++text) {
-        const int difference = upper(*own) - upper(*text);
+        const int difference = upperCase(*own) - upperCase(*text);
         if (difference != 0 || !*own) return difference;
     }
 }

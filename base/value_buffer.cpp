@@ -23,9 +23,7 @@ ValueBuffer::~ValueBuffer() = default;
 
 bool ValueBuffer::differs(int a) const {
     const int64_t at = int64_t{a} * elementBytes;
-    QK_ASSERT(a >= 0);
-    QK_ASSERT_AS(at < bytes, "a < bytes");
-    if (a < 0 || at >= bytes) return false;
+    if (!QK_CHECK(a >= 0) || !QK_CHECK_AS(at < bytes, "a < bytes")) return false;
     return std::memcmp(copy + at, live + at, static_cast<size_t>(elementBytes)) != 0;
 }
 
@@ -57,9 +55,8 @@ class TypedValueBuffer final : public ValueBuffer {
 public:
     using ValueBuffer::ValueBuffer;
     bool differs(int a) const override {
-        QK_ASSERT(a >= 0);
-        QK_ASSERT_AS(a < elements, "a < (int)(bytes / sizeof(Type))");
-        if (a < 0 || a >= elements) return false;
+        if (!QK_CHECK(a >= 0)) return false;
+        if (!QK_CHECK_AS(a < elements, "a < (int)(bytes / sizeof(Type))")) return false;
         return at(copy, a) != at(live, a);
     }
     void copyListed(int count, const uint32_t* list) override {

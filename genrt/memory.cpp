@@ -1,8 +1,8 @@
 #include "qkzeft_memory.h"
 
-#include <cstdio>
 #include <cstdlib>
 
+#include "base/memory.h"
 #include "base/qkassert.h"
 #include "base/storage.h"
 #include "licence/licence.h"
@@ -13,11 +13,6 @@
 namespace {
 
 bool qk_malloc_licensed = true;
-
-[[noreturn]] void failAllocation(const char* what, const char* tag) {
-    std::fprintf(stderr, "%s failed for %s\n", what, tag);
-    std::exit(1);
-}
 
 /// @return the trace that a name of a plain value reads, or null
 QkTrace* findTrace(const char* name) {

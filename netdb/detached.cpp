@@ -6,13 +6,13 @@
 // names beside the detached ones; at the end of its section each detached name takes the place of
 // the new one of its text.
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "base/memory.h"
 #include "netdb/live_model.h"
 
 namespace {
@@ -29,9 +29,7 @@ void useOwnStorage(QkTrace* part) {
     part->extras->ownStorage.reset(
         static_cast<char*>(std::calloc(part->nel, static_cast<size_t>(part->elementBytes()))));
     part->address = part->extras->ownStorage.get();
-    if (part->address) return;
-    std::fprintf(stderr, "malloc failed for %s\n", "net database");
-    std::exit(1);
+    if (!part->address) failAllocation("malloc", "net database");
 }
 
 /// What a net is no longer: a comparison leaves it out, and no owner is looked for.

@@ -1,35 +1,15 @@
 #include "netdb/store.h"
 
-#include <sys/mman.h>
-
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-constexpr size_t kHugePage = size_t{2} << 20;
 constexpr size_t kTextBlock = 16 * 1024;
 
 size_t roomFor(const char* text) { return (std::strlen(text) + 8) / 8 * 8; }
 
 }  // namespace
-
-void* allocateBlock(size_t bytes, const char* tag) {
-    void* block;
-    if (bytes < kHugePage) {
-        block = std::malloc(bytes);
-    } else {
-        const size_t whole = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-        block = std::aligned_alloc(kHugePage, whole);
-        if (block) madvise(block, whole, MADV_HUGEPAGE);  // only a hint
-    }
-    if (!block) {
-        std::fprintf(stderr, "malloc failed for %s\n", tag);
-        std::exit(1);
-    }
-    return block;
-}
 
 TextStore::~TextStore() {
     for (char* block : blocks) std::free(block);

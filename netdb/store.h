@@ -12,9 +12,7 @@
 #include <new>
 #include <vector>
 
-/// @return `bytes` of memory, not cleared; ends the process with a message naming `tag` if there is
-///         none. Released with free().
-void* allocateBlock(size_t bytes, const char* tag);
+#include "base/memory.h"
 
 /// Records of one type, numbered from 0. Blocks double in size: record `id` stands in block
 /// log2(id + 64) - 6.

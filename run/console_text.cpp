@@ -1,12 +1,12 @@
 #include "run/console_text.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "base/stringbuf.h"
 #include "run/end_signal.h"
@@ -46,8 +46,7 @@ __attribute__((constructor(101))) void takeStandardStreams() {
 }  // namespace
 
 void qk_printf(const char* format, ...) {
-    QK_ASSERT(format);
-    if (!format || !qk_prints) return;
+    if (!QK_CHECK(format) || !qk_prints) return;
     // A copy of its own: the delivery may print in turn.
     StringBuf message;
     va_list arguments;
@@ -58,8 +57,8 @@ void qk_printf(const char* format, ...) {
 }
 
 void deliverLine(std::string_view text) {
-    QK_ASSERT_AS(text.size() < WORKBUFLEN, "printed_length < WORKBUFLEN");
-    if (text.size() < WORKBUFLEN && qk_prints) qk_prints(text.data());
+    const bool fits = QK_CHECK_AS(text.size() < WORKBUFLEN, "printed_length < WORKBUFLEN");
+    if (fits && qk_prints) qk_prints(text.data());
 }
 
 // ---- The log
@@ -122,7 +121,6 @@ char* readConsoleLine(const char* prompt) {
 }
 
 char* stripLine(char* text) {
-    const auto isSpace = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
     while (isSpace(*text)) ++text;
     char* end = text + std::strlen(text);
     while (end > text && isSpace(end[-1])) *--end = '\0';

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/memory.h"
 #include "base/stringbuf.h"
 #include "console/console.h"
 #include "genrt/report.h"

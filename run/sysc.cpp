@@ -33,15 +33,14 @@ void qk_sc_set_timescale() {
     double defaultTimeUnit = 0;  // counts resolutions
     kernelQuery(&resolutionSeconds, &defaultTimeUnit);
 
-    const bool resolutionSane = (resolutionSeconds > 0.999E-15f) && (resolutionSeconds < 1.E18f);
-    QK_ASSERT_AS(resolutionSane,
-                 "(sc_timeres_seconds > 0.999E-15f) && (sc_timeres_seconds < 1.E18f)");
-    if (!resolutionSane) return;
+    if (!QK_CHECK_AS((resolutionSeconds > 0.999E-15f) && (resolutionSeconds < 1.E18f),
+                     "(sc_timeres_seconds > 0.999E-15f) && (sc_timeres_seconds < 1.E18f)"))
+        return;
     kernelPrecision = powerOfTenExponent(resolutionSeconds * 316000004210688.0, kFinestExponent);
 
-    const bool unitSane = (defaultTimeUnit > 0.999f) && (defaultTimeUnit < 1.E18f);
-    QK_ASSERT_AS(unitSane, "(sc_default_time_unit > 0.999f) && (sc_default_time_unit < 1.E18f)");
-    if (!unitSane) return;
+    if (!QK_CHECK_AS((defaultTimeUnit > 0.999f) && (defaultTimeUnit < 1.E18f),
+                     "(sc_default_time_unit > 0.999f) && (sc_default_time_unit < 1.E18f)"))
+        return;
     const int unit = powerOfTenExponent(defaultTimeUnit * 0.3160000145435333, kernelPrecision);
 
     qk_set_timescale("SystemC", unit, kernelPrecision);

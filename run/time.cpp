@@ -1,13 +1,13 @@
 #include "run/time.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cinttypes>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "qkzeft_module.h"
 
@@ -206,14 +206,6 @@ struct ReadTime {
     const char* end;
 };
 
-bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-void skipSpace(const char*& at) {
-    while (isSpace(*at)) ++at;
-}
-
 void skipDigits(const char*& at) {
     while (isDigit(*at)) ++at;
 }
@@ -260,11 +252,10 @@ ReadTime readTime(const char* text) {
     const char* at = text;
     while (isSpace(*at) || *at == '+') ++at;
     const Decimal decimal = readDecimal(at, result.hasDigits);
-    skipSpace(at);
+    at = skipSpace(at);
     const int exponent = readUnit(at);
-    skipSpace(at);
     result.ticks = toTicks(decimal, exponent);
-    result.end = at;
+    result.end = skipSpace(at);
     return result;
 }
 

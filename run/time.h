@@ -48,7 +48,7 @@ uint64_t limitInFinerTicks(uint64_t ticks, uint64_t factor);
 /// @return the time in ticks of now; in strict mode, and for kNoTime, as it was noted
 uint64_t inTicksNow(uint64_t ticks, int precision);
 
-/// What stands in a dump's $timescale for the current precision (IEEE 1364-2005, 18.2.3.4).
+/// What stands in a dump's $timescale for the current precision (IEEE 1364-2005, 18.2.3.5).
 /// @return "1", "10" or "100"
 const char* vcdTimescaleNumber();
 /// @return "fs", "ps", "ns", "us", "ms" or " s", all two columns wide

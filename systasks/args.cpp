@@ -4,15 +4,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/memory.h"
 #include "base/storage.h"
 #include "base/stringbuf.h"
 #include "licence/licence.h"
 #include "netdb/live_model.h"
-#include "netdb/store.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
-
-int taskFlags = 0;
 
 namespace {
 
@@ -149,14 +147,31 @@ size_t storeText(int size, size_t length, const char* text, void* const* places)
 
 // ---- Faults
 
-void qk_task_error(const char* task, const char* format, ...) {
+namespace {
+
+__attribute__((format(printf, 2, 0))) void printFault(const char* task, const char* format,
+                                                      std::va_list arguments) {
     qk_printf("\nError in ZEFT system task/function %s:\n", task);
     StringBuf message;
+    message.vformat(format, arguments);
+    qk_printf("%s\n", message.str());
+}
+
+}  // namespace
+
+void qk_task_error(const char* task, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    message.vformat(format, arguments);
+    printFault(task, format, arguments);
     va_end(arguments);
-    qk_printf("%s\n", message.str());
+}
+
+void failTask(const TaskCall& call, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    printFault(call.task, format, arguments);
+    va_end(arguments);
+    endRun(1);
 }
 
 void endRun(int status) {

@@ -33,9 +33,6 @@ struct TaskCall {
 };
 inline constexpr int kInstanceIsModule = 0x23, kNeedsTimescale = 0x21;
 
-/// The flags of all calls so far.
-extern int taskFlags;
-
 /// @return the size without the mark of a signed value
 inline int withoutSignedMark(int size) {
     constexpr int kSignedMark = 0x40000000;
@@ -99,13 +96,14 @@ OwnedText qk_Cstr_of_Vstr(const uint64_t* chunks, int size);
 /// @return characters stored
 size_t storeText(int size, size_t length, const char* text, void* const* places);
 
-/// Says what is wrong with a call.
+/// Prints what is wrong with a call.
 void qk_task_error(const char* task, const char* format, ...) __attribute__((format(printf, 2, 3)));
+/// Prints what is wrong with a call, and ends the run with status 1.
+void failTask(const TaskCall& call, const char* format, ...) __attribute__((format(printf, 2, 3)));
 /// Ends the run: what has been traced is written, the user has a last console, the report is made.
 void endRun(int status);
 
 /// Starts to read a call.
 #define QK_BEGIN_TASK(call, name)                                  \
     TaskCall call{name, flags, instance, scope, ArgPairCount, {}}; \
-    taskFlags |= flags;                                            \
     va_start((call).list, ArgPairCount)

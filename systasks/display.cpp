@@ -7,7 +7,6 @@
 namespace {
 
 struct DisplayForm {
-    const char* task;
     Printer printer;
     const char* ending;
 };
@@ -28,8 +27,7 @@ void displayToFile(TaskCall& call, const DisplayForm& form) {
 void displayToRegister(TaskCall& call, const DisplayForm& form) {
     const int size = call.count-- > 0 ? withoutSignedMark(va_arg(call.list, int)) : 0;
     if (size >= 0) {
-        qk_task_error(form.task, "First argument not a suitable lhs");
-        endRun(1);
+        failTask(call, "First argument not a suitable lhs");
         return;
     }
     const OwnedPlaces places = qk_read_this_arg_ptrs(call, size);
@@ -45,7 +43,7 @@ void displayToRegister(TaskCall& call, const DisplayForm& form) {
     void qkzeft_##suffix(int flags, const void* instance, const char* scope, int ArgPairCount, \
                          ...) {                                                                \
         QK_BEGIN_TASK(call, "$" #suffix);                                                      \
-        function(call, DisplayForm{call.task, printer, ending});                               \
+        function(call, DisplayForm{printer, ending});                                          \
         va_end(call.list);                                                                     \
     }
 

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/memory.h"
 #include "base/qkassert.h"
-#include "netdb/store.h"
 #include "qkzeft_systasks.h"
 #include "run/console_text.h"
 #include "run/written_files.h"
@@ -42,10 +42,10 @@ std::FILE* standardStream(unsigned index) {
 }
 
 Entry* descriptorEntry(unsigned fd) {
-    QK_ASSERT(fd & QK_FD);
     const unsigned offset = fd & ~QK_FD;
-    QK_ASSERT(offset < QK_FDs_SIZE);
-    return (fd & QK_FD) && offset < QK_FDs_SIZE ? &tables().fds[offset] : nullptr;
+    const bool isDescriptor = QK_CHECK(fd & QK_FD);
+    const bool isInTable = QK_CHECK(offset < QK_FDs_SIZE);
+    return isDescriptor && isInTable ? &tables().fds[offset] : nullptr;
 }
 
 /// @return the stream of an entry, or null when it is free
@@ -81,17 +81,6 @@ void eachEntry(unsigned descriptor, Visit&& visit) {
         visit(tables().mcds[std::countr_zero(left)], 1);
 }
 
-/// Has a fault in the arguments end the run.
-template <class... Values>
-void fail(const TaskCall& call, const char* format, Values... values) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-    qk_task_error(call.task, format, values...);
-#pragma GCC diagnostic pop
-    endRun(1);
-}
-
 int nextSize(TaskCall& call) {
     if (call.count <= 0) return 0;
     --call.count;
@@ -112,14 +101,14 @@ unsigned readDescriptor(TaskCall& call) {
     if (size != 32 && size != -32) {
         if (isGiven && size == 0) skipText(call);
         if (isGiven) qk_skip_arg(call, size);
-        fail(call, "Expected 32 bit integer file descriptor, got %d bits", size);
+        failTask(call, "Expected 32 bit integer file descriptor, got %d bits", size);
         return 0;
     }
     int left = size;
     const auto descriptor = static_cast<unsigned>(qk_read_chunk(call, left));
     const bool isBeyondTable = (descriptor & QK_FD) && (descriptor & ~QK_FD) >= QK_FDs_SIZE;
     if (descriptor != 0 && !isBeyondTable) return descriptor;
-    fail(call, "Illegal file descriptor of %x", descriptor);
+    failTask(call, "Illegal file descriptor of %x", descriptor);
     return 0;
 }
 
@@ -224,7 +213,7 @@ int qkzeft_fungetc(int flags, const void* instance, const char* scope, int ArgPa
         const TextArgument text = ArgPairCount > 0 ? readTextArgument(call, size) : TextArgument{};
         if (!text.text) {
             va_end(call.list);
-            fail(call, "Argument is null string");
+            failTask(call, "Argument is null string");
             return EOF;
         }
         c = static_cast<unsigned char>(*text.text);
@@ -241,7 +230,7 @@ int qkzeft_fgets(int flags, const void* instance, const char* scope, int ArgPair
     const int size = nextSize(call);
     if (size >= 0) {
         va_end(call.list);
-        fail(call, "First argument (str) must be a register");
+        failTask(call, "First argument (str) must be a register");
         return 0;
     }
     const OwnedPlaces places = qk_read_this_arg_ptrs(call, size);
@@ -267,7 +256,7 @@ namespace {
 OpenFile positionedFile(TaskCall& call) {
     const unsigned descriptor = readDescriptor(call);
     if (descriptor == 0 || (descriptor & QK_FD)) return OpenFile(descriptor);
-    fail(call, "Cannot use channel descriptor (%x)", descriptor);
+    failTask(call, "Cannot use channel descriptor (%x)", descriptor);
     return OpenFile(0);
 }
 
@@ -289,7 +278,7 @@ int qkzeft_fseek(int flags, const void* instance, const char* scope, int ArgPair
     const uint64_t operation = nextInteger(call);
     va_end(call.list);
     if (operation > 2) {
-        fail(call, "Illegal value of %" PRIx64 " for operation", operation);
+        failTask(call, "Illegal value of %" PRIx64 " for operation", operation);
         return -1;
     }
     constexpr int kOrigins[] = {SEEK_SET, SEEK_CUR, SEEK_END};

@@ -193,8 +193,7 @@ const char* formatConversion(Line& line, TaskCall& call, const char* at) {
                   call.task);
         endRun(1);
     } else if (call.count == 0) {
-        qk_task_error(call.task, "found %%%c format specifier with no arguments remaining", c);
-        endRun(1);
+        failTask(call, "found %%%c format specifier with no arguments remaining", c);
     } else {
         printConversion(line, call, c, suppress);
     }

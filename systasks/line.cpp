@@ -1,8 +1,9 @@
 #include "systasks/line.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+
+#include "base/memory.h"
 
 constinit Line::Spare Line::spare = {};
 
@@ -10,11 +11,7 @@ void Line::grow(size_t count) {
     constexpr size_t kFirstBytes = 4096;
     const size_t wanted = std::max({kFirstBytes, capacity * 2, used + count});
     auto* const larger = static_cast<char*>(std::realloc(text, wanted));
-    if (!larger) {
-        std::fprintf(stderr, "realloc failed for %s\n",
-                     text ? "ACC_str_reset" : "qk_ACC_str_reset");
-        std::exit(1);
-    }
+    if (!larger) failAllocation("realloc", text ? "ACC_str_reset" : "qk_ACC_str_reset");
     text = larger;
     capacity = wanted;
 }

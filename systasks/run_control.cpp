@@ -91,21 +91,15 @@ bool loadUnregistered(const ArrayArgument& array, const MemoryImage& image) {
                            image.file, image.args, image.start, image.finish) != 0;
 }
 
-/// Has a fault end the run.
-void failReadmem(const TaskCall& call, const char* text) {
-    qk_task_error(call.task, "%s", text);
-    endRun(1);
-}
-
 void readMemory(TaskCall& call, int base) {
     if (call.count < 2 || call.count > 4) {
-        failReadmem(call, "ZEFT requires two to four arguments");
+        failTask(call, "ZEFT requires two to four arguments");
         return;
     }
     const auto nextSize = [&] { return withoutSignedMark(va_arg(call.list, int)); };
     const TextArgument file = readNameArgument(call, nextSize());
     if (nextSize() != 0 || va_arg(call.list, const char*)) {
-        failReadmem(call, "Second argument must be an array name");
+        failTask(call, "Second argument must be an array name");
         return;
     }
     const ArrayArgument array = readArray(call);
@@ -120,9 +114,7 @@ void readMemory(TaskCall& call, int base) {
     if (isLoaded) return;
     const std::string name =
         registered && registered->names ? FullName(registered->names).c_str() : "";
-    qk_task_error(call.task, "while executing %s(\"%s\", %s...", call.task, image.file,
-                  name.c_str());
-    endRun(1);
+    failTask(call, "while executing %s(\"%s\", %s...", call.task, image.file, name.c_str());
 }
 
 }  // namespace

@@ -4,9 +4,9 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "base/memory.h"
 #include "base/storage.h"
 #include "base/stringbuf.h"
-#include "netdb/store.h"
 #include "textio/files.h"
 
 // ---- Places of the model

@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "netdb/store.h"
+#include "base/memory.h"
 #include "qkzeft_run.h"
 #include "run/end_signal.h"
 #include "run/written_files.h"

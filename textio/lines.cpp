@@ -1,10 +1,10 @@
 #include "textio/lines.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/memory.h"
 #include "qkzeft_textio.h"
 #include "textio/arguments.h"
 #include "textio/handle_table.h"
@@ -21,10 +21,7 @@ constexpr const char* kTextTag = "qksysvhdl:text";
 
 void TextLine::grow(size_t count) {
     const size_t kept = used - first;
-    if (count > kLongestLine || kept + count > kLongestLine) {
-        std::fprintf(stderr, "realloc failed for %s\n", kTextTag);
-        std::exit(1);
-    }
+    if (count > kLongestLine || kept + count > kLongestLine) failAllocation("realloc", kTextTag);
     if (first >= kept && capacity - kept >= count) {
         std::memcpy(bytes, bytes + first, kept);
         first = 0;

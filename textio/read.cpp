@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/characters.h"
 #include "qkzeft_textio.h"
 #include "textio/arguments.h"
 #include "textio/time_text.h"
@@ -74,18 +75,11 @@ size_t parseBit(std::string_view text, int64_t& value) {
     return 1;
 }
 
-bool beginsWith(std::string_view text, std::string_view lowerCase) {
-    if (text.size() < lowerCase.size()) return false;
-    for (size_t i = 0; i < lowerCase.size(); ++i)
-        if ((text[i] | 0x20) != lowerCase[i]) return false;
-    return true;
-}
-
 size_t parseBoolean(std::string_view text, int64_t& value) {
     constexpr std::string_view kTrue = "true", kFalse = "false";
-    value = beginsWith(text, kTrue) ? 1 : 0;
+    value = beginsWithWord(text, kTrue) ? 1 : 0;
     if (value) return kTrue.size();
-    return beginsWith(text, kFalse) ? kFalse.size() : kNoValue;
+    return beginsWithWord(text, kFalse) ? kFalse.size() : kNoValue;
 }
 
 size_t parseInteger(std::string_view text, int64_t& value) {
@@ -94,7 +88,7 @@ size_t parseInteger(std::string_view text, int64_t& value) {
     const int64_t limit = int64_t{INT32_MAX} + (isNegative ? 1 : 0);
     int64_t number = 0;
     size_t at = begin;
-    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+    for (; at < text.size() && isDigit(text[at]); ++at) {
         number = number * 10 + (text[at] - '0');
         if (number > limit) return kNoValue;
     }
@@ -113,13 +107,6 @@ void readInteger(TaskCall& call) {
 void readTime(TaskCall& call) { readNumber(call, "time", &Arguments::timePlace, parseTime); }
 
 // ---- Bit vectors
-
-/// @return the value of a digit of up to 16, or more than 15
-unsigned digitValue(char c) {
-    if (c >= '0' && c <= '9') return static_cast<unsigned>(c - '0');
-    const int letter = c | 0x20;
-    return letter >= 'a' && letter <= 'f' ? static_cast<unsigned>(letter - 'a' + 10) : 16;
-}
 
 /// Finds the digits of a value. Those of more than one bit may have a single _ between them, and
 /// the first must not hold more than is left of the value.

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <iterator>
 
+#include "base/characters.h"
 #include "run/time.h"
 
 namespace {
@@ -23,8 +24,6 @@ constexpr int kLargestExponent = 1000;
 
 /// @return the exponent of ten of a tick in femtoseconds
 int tickExponent() { return qk_timescale_precision - kFinestExponent; }
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool isSign(char c) { return c == '+' || c == '-'; }
 
@@ -64,7 +63,7 @@ size_t parseDecimal(std::string_view text, Decimal& decimal) {
     }
     decimal.digits = text.substr(begin, at - begin);
     decimal.exponent = 0;
-    if (at == text.size() || (text[at] | 0x20) != 'e') return at;
+    if (at == text.size() || lowerCase(text[at]) != 'e') return at;
     ++at;
     const bool isNegative = at < text.size() && text[at] == '-';
     if (at < text.size() && isSign(text[at])) ++at;
@@ -78,10 +77,7 @@ size_t parseDecimal(std::string_view text, Decimal& decimal) {
 /// @return the unit that the text begins with, or null
 const Unit* parseUnit(std::string_view text) {
     for (const Unit& unit : kUnits) {
-        if (text.size() < unit.name.size()) continue;
-        if (std::equal(unit.name.begin(), unit.name.end(), text.begin(),
-                       [](char a, char b) { return a == (b | 0x20); }))
-            return &unit;
+        if (beginsWithWord(text, unit.name)) return &unit;
     }
     return nullptr;
 }

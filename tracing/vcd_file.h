@@ -17,7 +17,7 @@ public:
 
     void writeHead() override;
     void beginScope(const char* name) override;
-    /// Declares a name under an identifier code (IEEE 1364-2005, 18.2.3.4).
+    /// Declares a name under an identifier code (IEEE 1364-2005, 18.2.3.8).
     void declare(uint32_t slot, const QkName* name, uint32_t code) override;
     void endScope() override;
     void endDefinitions() override;

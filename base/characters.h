@@ -1,0 +1,36 @@
+// What a character is, and the same letter in the other case.
+#pragma once
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+/// @return whether isspace() takes it for white space
+inline bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
+/// @return the first place at or after `text` that is not white space
+inline const char* skipSpace(const char* text) {
+    while (isSpace(*text)) ++text;
+    return text;
+}
+
+inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// Letters of ASCII in upper or lower case; all other characters as they are.
+inline char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
+inline char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+/// @return the value of a digit of a radix up to 16, in either case; 255 for any other character
+inline unsigned digitValue(char c) {
+    if (isDigit(c)) return static_cast<unsigned>(c - '0');
+    const char letter = lowerCase(c);
+    return letter >= 'a' && letter <= 'f' ? static_cast<unsigned>(letter - 'a' + 10) : 255;
+}
+
+/// @return whether a text begins with a word of lower-case letters, which it may have in either
+/// case
+inline bool beginsWithWord(std::string_view text, std::string_view word) {
+    return text.size() >= word.size() &&
+           std::equal(word.begin(), word.end(), text.begin(),
+                      [](char letter, char c) { return letter == lowerCase(c); });
+}
