@@ -1,8 +1,7 @@
 #include "base/bitstring.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cstring>
 #include <random>
 #include <string>
@@ -11,6 +10,7 @@
 
 namespace {
 
+using testing::ElementsAre;
 using Failed = std::vector<std::string>;
 
 struct Bits : BitString {
@@ -23,38 +23,34 @@ TEST(BitStringTest, WritesAFieldExtendedToTheLeft) {
     const struct {
         const char* digits;
         int at, bits;
-        const char* text;
-        Failed failed;
+        const char *text, *failed;
     } cases[] = {
-        {"01xzXZ01", -1, -1, "01xzXZ01", {}},
-        {"10", -1, 8, "00000010", {}},
-        {"x1", 0, 4, "XXXXxxx1", {}},
-        {"Z", 5, 3, "ZZZXXXXX", {}},
-        {"01", 7, 1, "XXXXXXXX", {"l <= nbits"}},
-        {"1", -1, 7, "00000001", {"(nbits < 0) || (nbits == width)"}},
-        {"1", 6, 3, "XXXXXXXX", {"(at + nbits) <= width"}},
-        {"1", INT32_MAX, 2, "XXXXXXXX", {"(at + nbits) <= width"}},
-        {"", 0, -1, "XXXXXXXX", {"l <= nbits"}},
+        {"01xzXZ01", -1, -1, "01xzXZ01", ""},
+        {"10", -1, 8, "00000010", ""},
+        {"x1", 0, 4, "XXXXxxx1", ""},
+        {"Z", 5, 3, "ZZZXXXXX", ""},
+        {"01", 7, 1, "XXXXXXXX", "l <= nbits"},
+        {"", 0, -1, "XXXXXXXX", "l <= nbits"},
+        {"1", -1, 7, "00000001", "(nbits < 0) || (nbits == width)"},
+        {"1", 6, 3, "XXXXXXXX", "(at + nbits) <= width"},
+        {"1", INT32_MAX, 2, "XXXXXXXX", "(at + nbits) <= width"},
     };
     FailedAssertions failures;
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.digits << " at " << c.at << " of " << c.bits);
         BitString string(8);
-        EXPECT_FALSE(string.isDirty());
         string.setDigits(c.digits, c.at, c.bits);
-        EXPECT_EQ(string.text(), c.text);
-        EXPECT_TRUE(string.isDirty());
-        EXPECT_EQ(failures.take(), c.failed);
+        EXPECT_EQ(string.text(), c.text) << c.digits << " at " << c.at << " of " << c.bits;
+        EXPECT_THAT(failures.take(), Failed(*c.failed ? 1 : 0, c.failed));
     }
 }
 
-TEST(BitStringTest, IsAsGoodWide) {
+TEST(BitStringTest, CommitsAndClassifiesAtEveryWidth) {
     // A plain string of digits is the model; fields cross the chunks of 64.
     std::mt19937 random(1);
     const auto below = [&](int limit) {
         return static_cast<int>(random() % static_cast<unsigned>(limit));
     };
-    for (const int width : {1, 7, 8, 63, 64, 65, 128, 129, 200}) {
+    for (const int width : {1, 2, 7, 8, 63, 64, 65, 128, 129, 200}) {
         SCOPED_TRACE(width);
         BitString pending(width), live(width);
         pending.link(&live);
@@ -76,59 +72,33 @@ TEST(BitStringTest, IsAsGoodWide) {
                 if (known && model[i] != before[i]) change = 2;
                 if (!known && wasKnown && change == 1) change = 3;
             }
+            ASSERT_TRUE(pending.isDirty());
             ASSERT_EQ(pending.commit(), change);
+            ASSERT_FALSE(pending.isDirty());
             ASSERT_EQ(live.text(), before = model);
-            uint64_t known = 0, ones = 0;
             const int part = std::min(bits, 64);
-            for (int i = part; i-- > 0;) {
-                known = known << 1 | (live.digitAt(at + i) < 'A');
-                ones = ones << 1 | (live.digitAt(at + i) == '1');
+            const BitString::Known known = live.knownAt(at, part);
+            for (int i = 0; i < 64; ++i) {
+                ASSERT_EQ(known.known >> i & 1, i < part && live.digitAt(at + i) < 'A');
+                ASSERT_EQ(known.ones >> i & 1, i < part && live.digitAt(at + i) == '1');
             }
-            ASSERT_EQ(live.knownAt(at, part).known, known);
-            ASSERT_EQ(live.knownAt(at, part).ones, ones);
         }
     }
 }
 
-TEST(BitStringTest, AnswersDigitsFromTheLowEnd) {
+TEST(BitStringTest, AssertsItsUse) {
     FailedAssertions failures;
-    const Bits bits("z01");
-    EXPECT_EQ(bits.digitAt(0), '1');
-    EXPECT_EQ(bits.digitAt(2), 'z');
-    EXPECT_EQ(failures.take(), Failed{});
-    bits.digitAt(3);
-    bits.digitAt(-1);
-    EXPECT_EQ(failures.take(), Failed(2, "(o >= 0) && (o < width)"));
-}
-
-TEST(BitStringTest, CommitsAndClassifiesTheChange) {
-    const struct {
-        const char *pending, *live;
-        int change;
-        const char* text;
-        Failed failed;
-    } cases[] = {
-        {"01xz", "01xz", 1, "01xz", {}}, {"0", "1", 2, "0", {}},    {"z", "1", 3, "z", {}},
-        {"1", "z", 2, "1", {}},          {"x", "z", 1, "x", {}},    {"X", "x", 1, "X", {}},
-        {"0x", "11", 2, "0x", {}},       {"x0", "11", 2, "x0", {}}, {"Zx", "z0", 3, "Zx", {}},
-        {"-1", "00", 2, "?1", {"0"}},    {"-", "0", 1, "?", {"0"}},
-    };
-    FailedAssertions failures;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.pending) + " onto " + c.live);
-        Bits pending(c.pending), live(c.live);
-        pending.link(&live);
-        EXPECT_EQ(pending.commit(), c.change);
-        EXPECT_EQ(live.text(), c.text);
-        EXPECT_FALSE(pending.isDirty());
-        EXPECT_EQ(failures.take(), c.failed);
-    }
-    Bits unlinked("1"), live("0");
-    unlinked.commit();
-    EXPECT_EQ(failures.take(), Failed{"liveBits"});
-    unlinked.link(&live);
-    unlinked.link(&live);
-    EXPECT_EQ(failures.take(), Failed{"!liveBits"});
+    Bits pending("1-0"), live("000");
+    pending.commit();
+    pending.link(&live);
+    pending.link(&live);
+    EXPECT_EQ(pending.commit(), 2);
+    EXPECT_EQ(live.text(), "1?0");
+    EXPECT_EQ(live.digitAt(2), '1');
+    live.digitAt(3);
+    live.digitAt(-1);
+    const char* const outside = "(o >= 0) && (o < width)";
+    EXPECT_THAT(failures.take(), ElementsAre("liveBits", "!liveBits", "0", outside, outside));
 }
 
 TEST(BitStringTest, PrintsTheShortestForm) {
@@ -140,35 +110,24 @@ TEST(BitStringTest, PrintsTheShortestForm) {
         {"XXx", "Xx", "XXx"}, {"ZZ", "Z", "ZZ"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.digits);
-        StringBuf out("old");
-        Bits(c.digits).printReduced(out, true);
-        EXPECT_STREQ(out.str(), c.reduced);
-        Bits(c.digits).printReduced(out, false);
-        EXPECT_STREQ(out.str(), c.unreduced);
+        StringBuf reduced("old"), unreduced("old");
+        Bits(c.digits).printReduced(reduced, true);
+        Bits(c.digits).printReduced(unreduced, false);
+        EXPECT_STREQ(reduced.str(), c.reduced);
+        EXPECT_STREQ(unreduced.str(), c.unreduced);
         EXPECT_STREQ(reducedDigits(c.digits), c.reduced);
     }
     EXPECT_STREQ(reducedDigits(""), "");
 }
 
 TEST(BitStringTest, PrintsHexadecimalWithLettersFromK) {
-    const struct {
-        const char *digits, *text;
-    } cases[] = {
-        {"011010", "=6'h1k"}, {"10011010", "=9k"}, {"1011110011011110", "=lmno"},
-        {"1111x1z1", "=p5"},  {"1", "=1'h1"},
-    };
-    for (const auto& c : cases) {
-        StringBuf out("=");
-        Bits(c.digits).printHex(out);
-        EXPECT_STREQ(out.str(), c.text);
-    }
+    StringBuf out("=");
+    for (const char* const digits : {"011010", "10011010", "1011110011011110", "1111x1z1", "1"})
+        Bits(digits).printHex(out);
+    EXPECT_STREQ(out.str(), "=6'h1k9klmnop51'h1");
     FailedAssertions failures;
-    BitString cut(4);
-    cut.setDigits("?", 0, 3);
-    StringBuf out;
-    cut.printHex(out);
-    EXPECT_EQ(failures.take(), Failed(3, "*p"));
+    Bits("0?").printHex(out);
+    EXPECT_THAT(failures.take(), ElementsAre("*p"));
 }
 
 }  // namespace

@@ -15,7 +15,8 @@ TEST(AssertTest, RunsOnWhenTheHandlerReturns) {
     FailedAssertions failed;
     QK_ASSERT(2 > 1);
     QK_ASSERT_AS(2 < 1, "some text");
-    QK_ASSERT(2 < 1);
+    EXPECT_TRUE(QK_CHECK(2 > 1));
+    EXPECT_FALSE(QK_CHECK(2 < 1));
     EXPECT_THAT(failed.take(), testing::ElementsAre("some text", "2 < 1"));
 }
 
