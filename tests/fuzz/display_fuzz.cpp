@@ -1,26 +1,12 @@
 // Display tasks: any format with values of any width, signed and not, texts and nothing; the digits
 // that are printed, read back.
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <iterator>
-#include <string>
 
-#include "qkzeft.h"
 #include "tests/fuzz/target.h"
-
-const char* const kFuzzSeeds[] = {"%h",  "%0h", "%d",  "%0d",  "%o", "%0o",  "%b", "%0b",
-                                  "%c",  "%s",  "%t",  "%m",   "%%", "%",    "%5", "%0",
-                                  "%00", "%e",  "%0%", "text", ",",  "\x90", "%D", "%S"};
-const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
 
 namespace {
 
 std::string said;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 std::string show(const char* format, int size, uint64_t low, uint64_t high) {
     said.clear();

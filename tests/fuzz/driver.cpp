@@ -1,54 +1,25 @@
-// Runs a fuzz target on files, and then on a fixed number of inputs from a fixed seed: the files,
-// and the pieces that the target names, joined, cut and damaged at random.
+// Runs a fuzz target on files, and then on a fixed number of inputs from a fixed seed: the files
+// and their lines, joined, cut and damaged at random.
 //
-// usage: TARGET [COUNT [SEED [FILE | DIRECTORY]...]]
+// usage: TARGET COUNT SEED DIRECTORY
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <set>
 #include <sstream>
-#include <string>
 #include <vector>
 
 #include "tests/fuzz/target.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr size_t kMostBytes = 1 << 14;
-
-std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    if (!file) {
-        std::perror(path.c_str());
-        std::exit(1);
-    }
-    return content.str();
-}
-
-/// @return the content of the files named, and of those in directories named, in the order of names
-std::vector<std::string> readSeeds(char** begin, char** end) {
-    std::vector<std::string> seeds;
-    for (char** given = begin; given != end; ++given) {
-        std::vector<fs::path> files{*given};
-        if (fs::is_directory(*given))
-            files.assign(fs::directory_iterator(*given), fs::directory_iterator());
-        std::sort(files.begin(), files.end());
-        for (const fs::path& file : files) seeds.push_back(contentOf(file));
-    }
-    return seeds;
-}
-
+std::vector<std::string> files, pieces;
+std::mt19937_64 randomNumbers;
 const std::string* current;
 
 /// Shows the input that ended the process.
@@ -63,78 +34,72 @@ void run(const std::string& input) {
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(input.data()), input.size());
 }
 
-class Generator {
-public:
-    Generator(uint64_t seed, const std::vector<std::string>& files) : random(seed), seeds(files) {}
+size_t upTo(size_t limit) { return static_cast<size_t>(randomNumbers() % limit); }
+bool oneIn(size_t count) { return upTo(count) == 0; }
+char anyByte() { return static_cast<char>(randomNumbers()); }
 
-    std::string make() {
-        std::string input = seeds.empty() || oneIn(3) ? joinPieces() : seeds[upTo(seeds.size())];
-        for (size_t changes = upTo(6); changes > 0; --changes) change(input);
-        if (input.size() > kMostBytes) input.resize(kMostBytes);
-        return input;
-    }
+/// @return a line, with its end or without, or the beginning of one
+std::string anyPiece() {
+    std::string piece = pieces[upTo(pieces.size())];
+    if (oneIn(2)) piece += '\n';
+    if (oneIn(3)) piece.resize(upTo(piece.size() + 1));
+    if (oneIn(4)) piece.append(upTo(300), anyByte());
+    return piece;
+}
 
-private:
-    size_t upTo(size_t limit) { return static_cast<size_t>(random() % limit); }
-    bool oneIn(size_t count) { return upTo(count) == 0; }
-    char anyByte() { return static_cast<char>(random()); }
+/// @return a run of bytes of `from`, mostly a short one
+std::string anyPartOf(const std::string& from) {
+    const size_t start = upTo(from.size() + 1);
+    return from.substr(start, upTo(oneIn(3) ? from.size() + 1 : 40));
+}
 
-    std::string anyPiece() {
-        std::string piece = kFuzzSeeds[upTo(kFuzzSeedCount)];
-        if (oneIn(3)) piece.resize(upTo(piece.size() + 1));
-        if (oneIn(4)) piece.append(upTo(300), anyByte());
-        return piece;
-    }
-
-    std::string joinPieces() {
-        std::string input;
-        for (size_t pieces = upTo(6); pieces > 0; --pieces) input += anyPiece();
-        return input;
-    }
-
-    /// @return a run of bytes of `from`, mostly a short one
-    std::string anyPartOf(const std::string& from) {
-        const size_t start = upTo(from.size() + 1);
-        return from.substr(start, upTo(oneIn(3) ? from.size() + 1 : 40));
-    }
-
-    void change(std::string& input) {
-        const size_t at = upTo(input.size() + 1);
-        switch (upTo(6)) {
-            case 0: input.insert(at, kFuzzSeeds[upTo(kFuzzSeedCount)]); return;
-            case 1: input.erase(at, oneIn(3) ? input.size() : upTo(20)); return;
-            case 2: input.insert(at, anyPartOf(input)); return;
-            case 3:
-                if (!seeds.empty()) input.insert(at, anyPartOf(seeds[upTo(seeds.size())]));
-                return;
-            case 4: {
-                static const char* const kNumbers[] = {
-                    "0", "1", "-1", "7", "31", "32", "63", "64", "2147483647", "-2147483648"};
-                const size_t digit = input.find_first_of("0123456789", at);
-                if (digit == std::string::npos) return;
-                const size_t end = input.find_first_not_of("0123456789", digit);
-                input.replace(digit, end - digit, kNumbers[upTo(std::size(kNumbers))]);
-                return;
-            }
-            default:
-                if (at < input.size()) input[at] = anyByte();
+void change(std::string& input) {
+    const size_t at = upTo(input.size() + 1);
+    switch (upTo(6)) {
+        case 0: input.insert(at, anyPiece()); return;
+        case 1: input.erase(at, oneIn(3) ? input.size() : upTo(20)); return;
+        case 2: input.insert(at, anyPartOf(input)); return;
+        case 3: input.insert(at, anyPartOf(files[upTo(files.size())])); return;
+        case 4: {
+            static const char* const kNumbers[] = {"0",  "1",  "-1", "7",          "31",
+                                                   "32", "63", "64", "2147483647", "-2147483648"};
+            const size_t digit = input.find_first_of("0123456789", at);
+            if (digit == std::string::npos) return;
+            const size_t end = input.find_first_not_of("0123456789", digit);
+            input.replace(digit, end - digit, kNumbers[upTo(std::size(kNumbers))]);
+            return;
         }
+        default:
+            if (at < input.size()) input[at] = anyByte();
     }
+}
 
-    std::mt19937_64 random;
-    const std::vector<std::string>& seeds;
-};
+std::string anyInput() {
+    std::string input;
+    if (oneIn(3))
+        for (size_t count = upTo(10); count > 0; --count) input += anyPiece();
+    else
+        input = files[upTo(files.size())];
+    for (size_t changes = upTo(6); changes > 0; --changes) change(input);
+    return input.substr(0, 1 << 14);
+}
 
 }  // namespace
 
-int main(int argc, char** argv) {
-    const uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 20000;
-    const uint64_t seed = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1;
-    const std::vector<std::string> files = readSeeds(argv + std::min(argc, 3), argv + argc);
-    std::printf("%zu files, %llu inputs from seed %llu\n", files.size(),
-                static_cast<unsigned long long>(count), static_cast<unsigned long long>(seed));
+int main(int, char** argv) {
+    const uint64_t count = std::strtoull(argv[1], nullptr, 10);
+    randomNumbers.seed(std::strtoull(argv[2], nullptr, 10));
+    const std::filesystem::directory_iterator directory(argv[3]), end;
+    for (const auto& path : std::set<std::filesystem::path>(directory, end)) {
+        std::ostringstream content;
+        content << std::ifstream(path, std::ios::binary).rdbuf();
+        files.push_back(content.str());
+        std::istringstream lines(files.back());
+        for (std::string line; std::getline(lines, line);) pieces.push_back(line);
+    }
+    std::printf("%zu files, %zu lines, %s inputs from seed %s\n", files.size(), pieces.size(),
+                argv[1], argv[2]);
     std::signal(SIGABRT, showInput);
     for (const std::string& file : files) run(file);
-    Generator generator(seed, files);
-    for (uint64_t i = 0; i < count; ++i) run(generator.make());
+    for (uint64_t i = 0; i < count; ++i) run(anyInput());
 }

@@ -1,48 +1,5 @@
 // Saved state: any file, into nets of several shapes, and what was saved then read back.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <iterator>
-#include <string>
-
-#include "qkzeft.h"
 #include "tests/fuzz/target.h"
-
-namespace {
-
-#define HEADER                                                                           \
-    "$scope module top $end\n$var wire 1 ! bit $end\n$var wire 12 \" word [13:2] $end\n" \
-    "$var wire 70 # wide [69:0] $end\n$var wire 9 $ up [0:8] $end\n"
-#define DUMP "$upscope $end\n$enddefinitions $end\n$dumpvars\n"
-
-}  // namespace
-
-const char* const kFuzzSeeds[] = {
-    HEADER DUMP,
-    HEADER DUMP "1!\nb101 \"\nb1z0 #\nb11 $\n$end\n#5\n",
-    HEADER,
-    DUMP,
-    "$timescale 1 ps $end\n",
-    "$var wire 3 \" word [4:2] $end\n$var wire 9 % word [13:5] $end\n",
-    "$var wire 0 & bit $end\n",
-    "$var wire 99999999999 & bit [-1:2147483647] $end\n",
-    "$scope module a.b..c $end ",
-    "$upscope $end ",
-    "\\a b\\ ",
-    "$dumpall\n",
-    "$end\n",
-    "#18446744073709551615\n",
-    "#1\n",
-    "bx #\n",
-    "bZ1 $\n",
-    "b1 ",
-    "r1.5 !\n",
-    "x!",
-    "$comment ",
-    "$dumparray $enddumparray $end ",
-    "\x1f\x8b\x08"};
-const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
 
 namespace {
 
@@ -65,23 +22,15 @@ struct Model : Storage {
             {0, 4, "wide", &high, 69, 64, 0x201, 0, 0, 0, 0, nullptr, nullptr},
             {0, 5, "up", &up, 0, 8, 1, 0, 0, 0, 0, nullptr, nullptr},
         };
-        QkRegistration::start(&module, 1, 5, false);
-        QkRegistration::addNets(&module, 5, rows);
-        QkRegistration::end(&module);
+        registerRows(module, rows);
     }
 };
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
 /// @return a prefix whose state is kept in memory
-std::string makePrefix(int& file) {
+std::string makePrefix(const MemoryFile& file) {
     std::string directory = "/tmp/loadsim_fuzz.XXXXXX";
     require(mkdtemp(directory.data()) != nullptr);
-    file = memfd_create("state", 0);
-    const std::string place = "/proc/self/fd/" + std::to_string(file);
-    require(symlink(place.c_str(), (directory + "/s.vcd").c_str()) == 0);
+    require(symlink(file.path.c_str(), (directory + "/s.vcd").c_str()) == 0);
     static std::string made;
     made = directory;
     std::atexit([] {
@@ -95,12 +44,10 @@ std::string makePrefix(int& file) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static Model model;
-    static int file;
+    static const MemoryFile file;
     static const std::string prefix = makePrefix(file);
     qk_prints = [](const char*) {};
-    require(ftruncate(file, 0) == 0);
-    require(pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
-
+    file.set(data, size);
     qk_cycle = 0;
     qk_loadsim(prefix.c_str());
     require(model.guardBefore == 0x5a5a && model.guardAfter == 0x5a5a);

@@ -1,41 +1,10 @@
 // Readers of numbers, times and patterns.
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
 #include "base/literals.h"
 #include "netdb/netdb.h"
-#include "qkzeft.h"
 #include "run/time.h"
 #include "tests/fuzz/target.h"
 
-const char* const kFuzzSeeds[] = {"12",
-                                  "0x1f",
-                                  "8'hff",
-                                  "x\"12",
-                                  "16#ff#",
-                                  "2#1_0#",
-                                  "'d10",
-                                  "017",
-                                  "2.5ns",
-                                  " +0.",
-                                  "9999999999999999999999999",
-                                  "us",
-                                  "*",
-                                  "a.b",
-                                  "00000000000000000000",
-                                  "'b",
-                                  "#",
-                                  "_",
-                                  "1e9",
-                                  " "};
-const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
-
 namespace {
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 /// Reading stops within the text, or at its end.
 void requireWithin(const char* end, const std::string& text) {

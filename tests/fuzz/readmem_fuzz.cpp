@@ -1,37 +1,9 @@
 // Memory images: any file, into arrays of several widths and limits, and what was written read
 // back.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
-#include <string>
 
-#include "qkzeft.h"
 #include "tests/fuzz/target.h"
-
-const char* const kFuzzSeeds[] = {"1",
-                                  "ff ",
-                                  "0_1\n",
-                                  "@3 ",
-                                  "@ffffffff",
-                                  "@1/",
-                                  "// c",
-                                  "\n",
-                                  "/* ",
-                                  "*/",
-                                  "/**/",
-                                  "x",
-                                  "zZ ",
-                                  "\x80",
-                                  "g",
-                                  "123456789abcdef0",
-                                  "@2\n",
-                                  "01 10 11 ",
-                                  "1ffffffffffffffff ",
-                                  "_"};
-const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
 
 namespace {
 
@@ -49,31 +21,23 @@ struct Model {
             {0, 2, "wide", low, 63, 0, 0x201 | QK_array, -2, 1, 0, 0, nullptr, nullptr},
             {0, 3, "wide", high, 66, 64, 0x201 | QK_array, -2, 1, 0, 0, nullptr, nullptr},
         };
-        QkRegistration::start(&module, 1, 3, true);
-        QkRegistration::addNets(&module, 3, rows);
-        QkRegistration::end(&module);
+        registerRows(module, rows);
     }
 };
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static Model model;
-    static const int file = memfd_create("image", 0);
-    static const std::string path = "/proc/self/fd/" + std::to_string(file);
+    static const MemoryFile file;
+    const char* const path = file.path.c_str();
     qk_prints = [](const char*) {};
-    require(ftruncate(file, 0) == 0);
-    require(pwrite(file, data, size, 0) == static_cast<ssize_t>(size));
-
+    file.set(data, size);
     const int limit = size > 0 ? static_cast<signed char>(data[size / 2]) : 0;
-    qk_readmemh("top.narrow", path.c_str());
-    qk_readmemb_sf("top.narrow", path.c_str(), 1 + limit % 2, limit, 3);
-    qk_readmemh("top.wide", path.c_str());
-    qk_readmemb("top.wide", path.c_str());
+    qk_readmemh("top.narrow", path);
+    qk_readmemb_sf("top.narrow", path, 1 + limit % 2, limit, 3);
+    qk_readmemh("top.wide", path);
+    qk_readmemb("top.wide", path);
     require(model.guardBefore == 0x5a5a && model.guardAfter == 0x5a5a);
     for (const uint16_t element : model.narrow) require(element < 0x200);
     for (const uint8_t element : model.high) require(element < 8);
@@ -81,8 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     uint64_t low[4];
     std::copy(std::begin(model.low), std::end(model.low), low);
     for (const char* const array : {"top.narrow", "top.wide"}) {
-        require(qk_writememh(array, path.c_str()) == 1);
-        require(qk_readmemh(array, path.c_str()) == 1);
+        require(qk_writememh(array, path) == 1);
+        require(qk_readmemh(array, path) == 1);
     }
     require(std::equal(std::begin(low), std::end(low), model.low));
     return 0;

@@ -22,132 +22,66 @@
 #include <setjmp.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <iterator>
+#include <deque>
 #include <memory>
 #include <set>
-#include <string>
+#include <sstream>
 #include <vector>
 
 #include "base/qkassert.h"
 #include "console/console.h"
 #include "netdb/live_model.h"
-#include "qkzeft.h"
-#include "tests/fuzz/harmless.h"
 #include "tests/fuzz/target.h"
-
-const char* const kFuzzSeeds[] = {
-    "M top\ns . .\nn 0 . a 1 7 0 1\nz\n",
-    "n 0 . b 2\n",
-    "n 0 . b 2 0 0 257\n",
-    "n 1 . pair 3 63 0 513\nn 1 . pair 4 66 64 513\n",
-    "n 0 . mem 5 8 0 8193 -2 3 0 0 0 1\n",
-    "n 0 . in 6 3 0 13\n",
-    "n 0 . gone 0 7 0 1 0 0 1 2048\n",
-    "n 0 . not 0 0 0 1 0 0 -2 2048\n",
-    "n 0 . copy 7 7 0 1 0 0 0 16384 1\n",
-    "n 0 . mirror 8 8 0 8193 -2 3 0 16384 5 2\n",
-    "c 0 . inner\n",
-    "c 1 . deep 1\n",
-    "e 0 slice 0 3 0 1 2\n",
-    "e 0 bit 1 0 0 -2 1\n",
-    "t 0 view 0 8 1 1\n",
-    "z\n",
-    "m 1\n",
-    "d 0\n",
-    "d 1\n",
-    "w\n",
-    "k trace *\n",
-    "k ls -rt *\n",
-    "k print *\n",
-    "k setvv v = top.a[3:0], top.b\n",
-    "k break top.a\n",
-    "C 1\n",
-    "r hand.made 1 9 0 5\n",
-    "M top.below\n",
-    "M - 1\n",
-    "M top.inner\n",
-    "s . .\n",
-    " 2147483647 -2147483648",
-    " .",
-    " -",
-    " =",
-    " ~300",
-    " a.b",
-    " \\a%20b\\",
-};
-const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
 
 namespace {
 
 constexpr size_t kSlots = 12, kCells = 4, kMostModules = 6, kMostLines = 100;
 constexpr int64_t kMostBytes = 1 << 13;
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
-
 // ---- Text
 
-class Line {
+class Words {
 public:
-    explicit Line(const std::string& text) : rest(text.c_str()) {}
+    explicit Words(const std::string& text) : stream(text) {}
 
     int number(int correct = 0) {
-        skip();
-        if (*rest == '.' && !isWord(rest[1])) {
-            ++rest;
-            return correct;
-        }
-        char* end;
-        const long long value = std::strtoll(rest, &end, 10);
-        rest = end;
-        while (isWord(*rest)) ++rest;
-        return static_cast<int>(static_cast<unsigned>(value));
+        const std::string word = next();
+        const long long value = std::strtoll(word.c_str(), nullptr, 10);
+        return word == "." ? correct : static_cast<int>(static_cast<unsigned>(value));
     }
     unsigned bits() { return static_cast<unsigned>(number()); }
-
-    /// @return null, or a name that is valid while the line is
+    /// @return null, or a name that is valid while the words are
     const char* name() {
-        skip();
-        std::string word;
-        for (; isWord(*rest); ++rest) {
-            if (*rest == '%' && isWord(rest[1]) && isWord(rest[2])) {
-                const char digits[] = {rest[1], rest[2], '\0'};
-                word += static_cast<char>(std::strtoul(digits, nullptr, 16));
-                rest += 2;
-            } else {
-                word += *rest;
-            }
-        }
+        std::string word = next();
         if (word.empty() || word == "-") return nullptr;
         if (word == "=") word.clear();
         if (word[0] == '~')
             word.assign(static_cast<unsigned>(std::atoi(word.c_str() + 1)) % 2000, 'n');
-        names.push_back(std::make_unique<std::string>(word));
-        return names.back()->c_str();
+        for (size_t at = 0; (at = word.find('%', at)) < word.size(); ++at) {
+            const std::string digits = word.substr(at + 1, 2);
+            word.replace(at, 3, 1, static_cast<char>(std::strtoul(digits.c_str(), nullptr, 16)));
+        }
+        return names.emplace_back(word).c_str();
     }
-    const char* remaining() {
-        skip();
+    std::string remaining() {
+        std::string rest;
+        std::getline(stream >> std::ws, rest);
         return rest;
     }
 
 private:
-    static bool isWord(char c) { return c != '\0' && c != ' '; }
-    void skip() {
-        while (*rest == ' ') ++rest;
+    std::string next() {
+        std::string word;
+        stream >> word;
+        return word;
     }
-
-    const char* rest;
-    std::vector<std::unique_ptr<std::string>> names;
+    std::istringstream stream;
+    std::deque<std::string> names;
 };
 
 struct Operation {
-    explicit Operation(std::string given) : text(std::move(given)), line(text) {}
-    std::string text;
-    Line line;
-    char letter = ' ';
+    char letter;
+    Words words;
     QkGRScope scope = {};
     QkGRNet net = {};
     int slot = 0, owner = 0, cell = 0;
@@ -170,9 +104,8 @@ struct Storage {
     bool reserve(const QkGRNet& row, size_t slot) {
         const bool isInteger = (row.mode & 0xff) == QK_type_integer;
         const int width = isInteger ? 32 : std::min(BitRange(row.left, row.right).width, 64);
-        const bool isArray = (row.mode & QK_array) != 0;
-        const int64_t elements =
-            isArray ? std::abs(int64_t{row.array_left} - row.array_right) + 1 : 1;
+        const int64_t distance = std::abs(int64_t{row.array_left} - row.array_right);
+        const int64_t elements = row.mode & QK_array ? distance + 1 : 1;
         const int64_t wanted = elements * storageBytes(width);
         if (elements > kMostBytes || wanted > kMostBytes) return false;
         bytes[slot] = std::max(bytes[slot], static_cast<size_t>(wanted));
@@ -187,10 +120,9 @@ struct Storage {
     /// @return the storage of a row, the place of its pointer for ports, or null for slot 0
     void* addressFor(unsigned mode, int number) {
         const size_t slot = slotOf(number);
-        const unsigned type = mode & 0xff;
-        const bool isPort =
-            type == QK_type_input || type == QK_type_inout || type == QK_type_output;
-        if (isPort && !(mode & QK_array)) return number == 0 ? nullptr : &ports[slot];
+        const unsigned type = mode & (0xff | QK_array);  // an array is not a port
+        if (type >= QK_type_input && type <= QK_type_output)
+            return number == 0 ? nullptr : &ports[slot];
         return slots[slot].get();
     }
     /// Replaces the memory of a slot: what still reads the old one reads freed memory.
@@ -202,12 +134,8 @@ struct Storage {
         for (size_t i = 1; i < kSlots; ++i)
             for (size_t k = 0; k < bytes[i]; k += 1 + k / 4)
                 slots[i][k] = static_cast<char>(step * (i + 3 * k + 1));
-        for (const uint64_t cell : cells) noteChange(cell);
-    }
-
-private:
-    static void noteChange(uint64_t handle) {
-        if (handle) qk_array_write_check_fn(0, "", 0, handle, 0);
+        for (const uint64_t cell : cells)
+            if (cell) qk_array_write_check_fn(0, "", 0, cell, 0);
     }
 };
 
@@ -215,26 +143,15 @@ private:
 
 sigjmp_buf* exitPlace;  // where to go instead of leaving the process
 
-/// What the tables' maker has to see to: where the handler returns, the library goes on.
-bool isContract(const char* condition) {
-    static const char* const kContracts[] = {"address != NULL",
-                                             "br.width() <= QK_MAXUBITS",
-                                             "ns > 0",
-                                             "nn >= 0",
-                                             "m->qk_get_module_name() != NULL",
-                                             "gDummyTrace.names == NULL",
-                                             "trace && (trace != &gDummyTrace)",
-                                             "nn && nn->trace && (nn->trace != &gDummyTrace)",
-                                             "(owner == NULL) || (owner == o->header)",
-                                             "ma.to < man.to",
-                                             "o.to >= (to + bytes)",
-                                             "parent"};
-    return std::any_of(std::begin(kContracts), std::end(kContracts),
-                       [&](const char* known) { return std::strcmp(known, condition) == 0; });
-}
-
+/// Passes over what the tables' maker has to see to: where the handler returns, the library goes
+/// on.
 void judge(const char* condition, const char* file, int line) {
-    if (isContract(condition)) return;
+    for (const char* const contract :
+         {"address != NULL", "br.width() <= QK_MAXUBITS", "ns > 0", "nn >= 0", "parent",
+          "m->qk_get_module_name() != NULL", "gDummyTrace.names == NULL",
+          "(owner == NULL) || (owner == o->header)", "ma.to < man.to", "o.to >= (to + bytes)",
+          "trace && (trace != &gDummyTrace)", "nn && nn->trace && (nn->trace != &gDummyTrace)"})
+        if (std::strcmp(contract, condition) == 0) return;
     std::fprintf(stderr, "%s:%d: %s\n", file, line, condition);
     std::abort();
 }
@@ -256,7 +173,7 @@ void __wrap_exit(int status) {
 namespace {
 
 struct Run {
-    std::vector<std::unique_ptr<Operation>> operations;
+    std::deque<Operation> operations;
     Storage storage;
     std::unique_ptr<kelvo_module> modules[kMostModules];
     kelvo_module* parents[kMostModules] = {};
@@ -264,17 +181,13 @@ struct Run {
     kelvo_module* chosen = nullptr;
     std::set<const kelvo_module*> users[kSlots];  ///< modules with rows of a slot; null for ever
     bool isOpen = false;
-    std::vector<QkGRScope> scopes;  // the rows of one call
-    std::vector<QkGRNet> nets;
-    std::vector<QkGRExtract> extracts;
-    std::vector<QkGRTerm> terms;
     unsigned steps = 0;
 
-    explicit Run(const std::string& input) { parse(input); }
-    void parse(const std::string& input);
+    explicit Run(const std::string& input);
     void perform();
-    size_t performRows(size_t at);
-    void perform(Operation& operation);
+    bool start(size_t at);
+    void addRows(size_t at, size_t end);
+    void perform(Operation& o);
     void wave();
     void clean(bool exited);
     void setAddresses();
@@ -285,116 +198,58 @@ struct Run {
         const unsigned index = static_cast<unsigned>(number) - 1;
         return index < made ? modules[index].get() : nullptr;
     }
-    void make(Line& line);
+    void make(Words& words);
     void destroy(const kelvo_module* m);
-    int countAhead(size_t at, char letter) const;
 };
 
-/// @return rows of a kind between operation `at` and the next start of a section
-int Run::countAhead(size_t at, char letter) const {
-    int count = 0;
-    for (++at; at < operations.size() && operations[at]->letter != 's'; ++at)
-        count += operations[at]->letter == letter ? 1 : 0;
-    return count;
-}
-
-void Run::parse(const std::string& input) {
-    int netRows = 0, scopeRows = 0;
-    for (size_t at = 0; at < input.size() && operations.size() < kMostLines;) {
-        const size_t end = std::min(input.find('\n', at), input.size());
-        const std::string text = input.substr(at, end - at);
-        at = end + 1;
+Run::Run(const std::string& input) {
+    int nets = 0, scopes = 0;
+    std::istringstream lines(input);
+    for (std::string text; operations.size() < kMostLines && std::getline(lines, text);) {
         if (text.empty()) continue;
-        auto operation = std::make_unique<Operation>(text.substr(1));
-        Operation& o = *operation;
-        Line& line = o.line;
-        o.letter = text[0];
+        Operation& o = operations.emplace_back(Operation{text[0], Words(text.substr(1))});
+        Words& w = o.words;
+        const auto byte = [&] { return static_cast<unsigned char>(w.bits()); };
+        const auto later = [&](int& number) { return number = w.number(), nullptr; };  // an address
         switch (o.letter) {
-            case 's': netRows = scopeRows = 0; break;
-            case 'c':
-                o.scope.parent = line.number();
-                o.scope.scope = line.number(++scopeRows);
-                o.scope.name = line.name();
-                o.scope.case_insensitive = static_cast<unsigned char>(line.bits());
-                break;
+            case 's': nets = scopes = 0; break;
+            case 'c': o.scope = {w.number(), w.number(++scopes), w.name(), byte()}; break;
             case 'n':
-                o.net.scope = line.number();
-                o.net.net = line.number(++netRows);
-                o.net.name = line.name();
-                o.slot = line.number();
-                o.net.left = line.number();
-                o.net.right = line.number();
-                o.net.mode = line.bits();
-                o.net.array_left = line.number();
-                o.net.array_right = line.number();
-                o.net.replacement = line.number();
-                o.net.flags = line.bits();
-                o.owner = line.number();
-                o.cell = line.number();
+                o.net = {w.number(), w.number(++nets), w.name(),     later(o.slot), w.number(),
+                         w.number(), w.bits(),         w.number(),   w.number(),    w.number(),
+                         w.bits(),   later(o.owner),   later(o.cell)};
                 break;
             case 'r':
-                o.net.name = line.name();
-                o.net.mode = line.bits();
-                o.slot = line.number();
-                o.net.left = line.number();
-                o.net.right = line.number();
-                o.net.array_left = line.number();
-                o.net.array_right = line.number();
-                if (!o.net.name) continue;
+                o.net.name = w.name();
+                o.net.mode = w.bits();
+                o.slot = w.number();
+                for (int* bound :
+                     {&o.net.left, &o.net.right, &o.net.array_left, &o.net.array_right})
+                    *bound = w.number();
                 break;
             case 'e':
-                o.extract.scope = line.number();
-                o.extract.name = line.name();
-                o.extract.scalar = static_cast<unsigned char>(line.bits());
-                o.extract.left = line.number();
-                o.extract.right = line.number();
-                o.extract.actual = line.number();
-                o.extract.offset = line.number();
+                o.extract = {w.number(), w.name(),   byte(),     w.number(),
+                             w.number(), w.number(), w.number(), 0};
                 break;
             case 't':
-                o.term.scope = line.number();
-                o.term.name = line.name();
-                o.term.scalar = static_cast<unsigned char>(line.bits());
-                o.term.left = line.number();
-                o.term.right = line.number();
-                o.term.actual = line.number();
+                o.term = {w.number(), w.name(), byte(), w.number(), w.number(), w.number()};
                 break;
-            default: break;
+            default: continue;
         }
-        const bool hasStorage = o.letter == 'n' || o.letter == 'r';
-        if (hasStorage && !storage.reserve(o.net, Storage::slotOf(o.slot))) continue;
-        operations.push_back(std::move(operation));
+        const bool isNet = o.letter == 'n' || (o.letter == 'r' && o.net.name);
+        if (isNet ? !storage.reserve(o.net, Storage::slotOf(o.slot)) : o.letter == 'r')
+            operations.pop_back();
     }
-}
-
-void Run::perform() {
     storage.make();
     setAddresses();
-    for (size_t at = 0; at < operations.size();) {
-        if (std::strchr("cnet", operations[at]->letter)) {
-            at = performRows(at);
-        } else {
-            perform(*operations[at]);
-            ++at;
-        }
-        if (operations[at - 1]->letter == 's') {
-            Line& line = operations[at - 1]->line;
-            const int scopeCount = line.number(1 + countAhead(at - 1, 'c'));
-            const int netCount = line.number(countAhead(at - 1, 'n'));
-            // Counts beyond that take memory, and nothing else.
-            if (!chosen || scopeCount > 10000 || netCount > 10000) return;
-            QkRegistration::start(chosen, scopeCount, netCount, line.number() != 0);
-            isOpen = true;
-        }
-    }
 }
 
 void Run::setAddresses() {
-    for (const auto& operation : operations) {
-        operation->net.address = storage.addressFor(operation->net.mode, operation->slot);
-        operation->net.trace_word = storage.slots[Storage::slotOf(operation->owner)].get();
-        const unsigned cell = static_cast<unsigned>(operation->cell) % kCells;
-        operation->net.array_data = cell == 0 ? nullptr : &storage.cells[cell];
+    for (Operation& o : operations) {
+        o.net.address = storage.addressFor(o.net.mode, o.slot);
+        o.net.trace_word = storage.slots[Storage::slotOf(o.owner)].get();
+        const unsigned cell = static_cast<unsigned>(o.cell) % kCells;
+        o.net.array_data = cell == 0 ? nullptr : &storage.cells[cell];
     }
 }
 
@@ -405,41 +260,63 @@ void Run::noteUser(const QkGRNet& row, size_t slot) {
         for (auto& ofSlot : users) ofSlot.insert(nullptr);
 }
 
-/// Gives the rows of one kind from operation `at` on in one call. @return the operation after them
-size_t Run::performRows(size_t at) {
-    const char letter = operations[at]->letter;
-    scopes.clear();
-    nets.clear();
-    extracts.clear();
-    terms.clear();
-    for (; at < operations.size() && operations[at]->letter == letter; ++at) {
-        if (letter == 'n') noteUser(operations[at]->net, Storage::slotOf(operations[at]->slot));
-        scopes.push_back(operations[at]->scope);
-        nets.push_back(operations[at]->net);
-        extracts.push_back(operations[at]->extract);
-        terms.push_back(operations[at]->term);
+void Run::perform() {
+    for (size_t at = 0, end; at < operations.size(); at = end) {
+        Operation& o = operations[at];
+        end = at + 1;
+        if (std::strchr("cnet", o.letter)) {
+            while (end < operations.size() && operations[end].letter == o.letter) ++end;
+            if (chosen) addRows(at, end);
+        } else if (o.letter != 's') {
+            perform(o);
+        } else if (!start(at)) {
+            return;
+        }
     }
-    const int count = static_cast<int>(nets.size());
-    kelvo_module* const m = chosen;
-    if (!m) return at;
-    switch (letter) {
-        case 'c': QkRegistration::addScopes(m, count, scopes.data()); break;
-        case 'n': QkRegistration::addNets(m, count, nets.data()); break;
-        case 'e': QkRegistration::addExtracts(m, count, extracts.data()); break;
-        default: QkRegistration::addTerms(m, count, terms.data()); break;
-    }
-    return at;
 }
 
-void Run::make(Line& line) {
+/// Starts a section. @return false for counts that would only take memory
+bool Run::start(size_t at) {
+    Words& words = operations[at].words;
+    const auto countRows = [&](char letter) {
+        int count = 0;
+        for (size_t i = at + 1; i < operations.size() && operations[i].letter != 's'; ++i)
+            count += operations[i].letter == letter;
+        return count;
+    };
+    const int scopes = words.number(1 + countRows('c')), nets = words.number(countRows('n'));
+    if (!chosen || scopes > 10000 || nets > 10000) return false;
+    QkRegistration::start(chosen, scopes, nets, words.number() != 0);
+    return isOpen = true;
+}
+
+/// Gives the rows of one kind in one call.
+void Run::addRows(size_t at, size_t end) {
+    const auto count = static_cast<int>(end - at);
+    for (size_t i = at; i < end && operations[i].letter == 'n'; ++i)
+        noteUser(operations[i].net, Storage::slotOf(operations[i].slot));
+    const auto rows = [&](auto Operation::*row) {
+        std::vector<std::remove_reference_t<decltype(operations[0].*row)>> all;
+        for (size_t i = at; i < end; ++i) all.push_back(operations[i].*row);
+        return all;
+    };
+    switch (operations[at].letter) {
+        case 'c': return QkRegistration::addScopes(chosen, count, rows(&Operation::scope).data());
+        case 'n': return QkRegistration::addNets(chosen, count, rows(&Operation::net).data());
+        case 'e':
+            return QkRegistration::addExtracts(chosen, count, rows(&Operation::extract).data());
+        default: return QkRegistration::addTerms(chosen, count, rows(&Operation::term).data());
+    }
+}
+
+void Run::make(Words& words) {
     if (made == kMostModules) return;
-    const char* const instance = line.name();
-    kelvo_module* const parent = module(line.number());
-    modules[made] = std::make_unique<kelvo_module>(line.number() != 0 ? nullptr : "fuzz");
+    const char* const instance = words.name();
+    kelvo_module* const parent = module(words.number());
+    modules[made] = std::make_unique<kelvo_module>(words.number() != 0 ? nullptr : "fuzz");
     parents[made] = parent;
-    chosen = modules[made].get();
+    chosen = modules[made++].get();
     if (instance || parent) chosen->qk_setup(instance, parent);
-    ++made;
 }
 
 void Run::destroy(const kelvo_module* m) {
@@ -455,45 +332,34 @@ void Run::destroy(const kelvo_module* m) {
     setAddresses();
 }
 
-void Run::perform(Operation& operation) {
-    Line& line = operation.line;
-    kelvo_module* const m = chosen;
-    switch (operation.letter) {
-        case 'M': make(line); return;
-        case 'm': chosen = module(line.number()); return;
-        case 'g':
-            if (m) QkRegistration::genid(m, line.bits(), line.bits());
-            return;
-        case 'x':
-            if (m) QkRegistration::exportk(m, line.bits());
-            return;
-        case 'z':
-            if (!m) return;
-            QkRegistration::end(m);
-            isOpen = false;
-            return;
-        case 'd': destroy(module(line.number())); return;
-        case 'r':
-            if (isOpen) return;
-            users[Storage::slotOf(operation.slot)].insert(nullptr);
-            qk_register1(operation.net.name, static_cast<int>(operation.net.mode),
-                         operation.net.address, operation.net.left, operation.net.right,
-                         operation.net.array_left, operation.net.array_right);
-            return;
-        case 'w': wave(); return;
-        case 'C': qk_check_tables = line.number() != 0; return;
-        case 'k':
-            if (!isHarmless(line.remaining())) return;
-            completeRegistration(true, 0);  // what ends the run does so here
-            qk_cli(line.remaining());
-            stopTime = kNoStop;
-            return;
-        default: return;
+void Run::perform(Operation& o) {
+    const char letter = o.letter;
+    Words& words = o.words;
+    const QkGRNet& net = o.net;
+    if (letter == 'M') return make(words);
+    if (letter == 'd') return destroy(module(words.number()));
+    if (letter == 'm') chosen = module(words.number());
+    if (letter == 'g' && chosen) QkRegistration::genid(chosen, words.bits(), words.bits());
+    if (letter == 'x' && chosen) QkRegistration::exportk(chosen, words.bits());
+    if (letter == 'z' && chosen) {
+        QkRegistration::end(chosen);
+        isOpen = false;
     }
+    if (letter == 'C') qk_check_tables = words.number() != 0;
+    if (letter == 'w' && !isOpen) wave();
+    if (letter == 'r' && !isOpen) {
+        users[Storage::slotOf(o.slot)].insert(nullptr);
+        qk_register1(net.name, static_cast<int>(net.mode), net.address, net.left, net.right,
+                     net.array_left, net.array_right);
+    }
+    const std::string command = letter == 'k' ? words.remaining() : "";
+    if (command.empty() || !isHarmless(command)) return;
+    completeRegistration(true, 0);  // what ends the run does so here
+    qk_cli(command.c_str());
+    stopTime = kNoStop;
 }
 
 void Run::wave() {
-    if (isOpen) return;
     storage.write(++steps);
     ++qk_cycle;
     for (const auto& m : modules)

@@ -1,24 +1,13 @@
 // Histories as FST files: any order of times, changes and parts of values. What LZ4 packs comes
 // back.
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <vector>
 
 #include "tests/fuzz/target.h"
 #include "tracing/fst_writer.h"
 #include "tracing/lz4_block.h"
 
-const char* const kFuzzSeeds[] = {
-    "0",         "a1",       "b\377", "C\1", "D\2",
-    "E\377\377", "c7d7e7f7", "tt",    "~",   "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"};
-const size_t kFuzzSeedCount = std::size(kFuzzSeeds);
-
 namespace {
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 /// Unpacks by the definition of the format, a byte at a time.
 std::vector<unsigned char> unpack(const unsigned char* in, const unsigned char* end) {
