@@ -5,6 +5,8 @@
 
 namespace {
 
+#define HEAD 0, "u", nullptr  // what a call begins with
+
 constexpr unsigned kFirst = 0x80000003u;  // the first descriptor that a design opens
 
 class FilesTest : public ModelTest {
@@ -14,44 +16,44 @@ protected:
         qk_exit = [](int status) { exits.push_back(status); };
     }
     static unsigned open(const char* name, const char* mode) {
-        return static_cast<unsigned>(qkzeft_fopen(0, "u", nullptr, 2, 0, name, 0, mode));
+        return static_cast<unsigned>(qkzeft_fopen(HEAD, 2, 0, name, 0, mode));
     }
     static unsigned openChannel(const char* name) {
-        return static_cast<unsigned>(qkzeft_fopen(0, "u", nullptr, 1, 0, name));
+        return static_cast<unsigned>(qkzeft_fopen(HEAD, 1, 0, name));
     }
-    static void close(unsigned fd) { qkzeft_fclose(0, "u", nullptr, 1, 32, fd); }
+    static void close(unsigned fd) { qkzeft_fclose(HEAD, 1, 32, fd); }
     static inline std::vector<int> exits;
 };
 
 TEST_F(FilesTest, WhatIsWrittenIsReadBack) {
     const unsigned fd = open("a.txt", "w+");
     ASSERT_EQ(fd, kFirst);
-    qkzeft_fdisplay(0, "u", nullptr, 3, 32, fd, 0, "line %0d", 8, 1u);
-    qkzeft_fwriteh(0, "u", nullptr, 3, 32, fd, 8, 0xabu, 4, 12u);
-    EXPECT_EQ(qkzeft_ftell(0, "u", nullptr, 1, 32, fd), 10);
-    qkzeft_fflush(0, "u", nullptr, 1, 32, fd);
+    qkzeft_fdisplay(HEAD, 3, 32, fd, 0, "line %0d", 8, 1u);
+    qkzeft_fwriteh(HEAD, 3, 32, fd, 8, 0xabu, 4, 12u);
+    EXPECT_EQ(qkzeft_ftell(HEAD, 1, 32, fd), 10);
+    qkzeft_fflush(HEAD, 1, 32, fd);
     EXPECT_EQ(readFile("a.txt"), "line 1\nabc");
-    EXPECT_EQ(qkzeft_rewind(0, "u", nullptr, 1, 32, fd), 0);
-    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), 'l');
-    EXPECT_EQ(qkzeft_fungetc(0, "u", nullptr, 2, 8, unsigned{'L'}, 32, fd), 'L');
+    EXPECT_EQ(qkzeft_rewind(HEAD, 1, 32, fd), 0);
+    EXPECT_EQ(qkzeft_fgetc(HEAD, 1, 32, fd), 'l');
+    EXPECT_EQ(qkzeft_fungetc(HEAD, 2, 8, unsigned{'L'}, 32, fd), 'L');
 
     // A register of 100 bits takes what fits its 12 bytes, at the low end.
     uint64_t low = 0;
     uint64_t high = ~uint64_t{0};
-    EXPECT_EQ(qkzeft_fgets(0, "u", nullptr, 2, -100, &low, &high, 32, fd), 7);
+    EXPECT_EQ(qkzeft_fgets(HEAD, 2, -100, &low, &high, 32, fd), 7);
     EXPECT_EQ(low, 0x4c696e6520310au);
     EXPECT_EQ(high & 0xfffffffff, 0u);
-    EXPECT_EQ(qkzeft_fseek(0, "u", nullptr, 3, 32, fd, 32, static_cast<unsigned>(-2), 32, 2u), 0);
+    EXPECT_EQ(qkzeft_fseek(HEAD, 3, 32, fd, 32, static_cast<unsigned>(-2), 32, 2u), 0);
     uint16_t two = 0;
-    EXPECT_EQ(qkzeft_fgets(0, "u", nullptr, 2, -16, &two, 32, fd), 2);
+    EXPECT_EQ(qkzeft_fgets(HEAD, 2, -16, &two, 32, fd), 2);
     EXPECT_EQ(two, 'b' << 8 | 'c');
-    EXPECT_EQ(qkzeft_fgets(0, "u", nullptr, 2, -16, &two, 32, fd), 0);
+    EXPECT_EQ(qkzeft_fgets(HEAD, 2, -16, &two, 32, fd), 0);
     EXPECT_EQ(two, 'b' << 8 | 'c');
-    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
-    EXPECT_EQ(qkzeft_fungetc(0, "u", nullptr, 2, 32, ~0u, 32, fd), -1);
-    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
+    EXPECT_EQ(qkzeft_fgetc(HEAD, 1, 32, fd), -1);
+    EXPECT_EQ(qkzeft_fungetc(HEAD, 2, 32, ~0u, 32, fd), -1);
+    EXPECT_EQ(qkzeft_fgetc(HEAD, 1, 32, fd), -1);
     close(fd);
-    EXPECT_EQ(qkzeft_fgetc(0, "u", nullptr, 1, 32, fd), -1);
+    EXPECT_EQ(qkzeft_fgetc(HEAD, 1, 32, fd), -1);
     EXPECT_TRUE(exits.empty());
 }
 
@@ -67,8 +69,8 @@ TEST_F(FilesTest, DescriptorsAndChannelsAreCounted) {
     EXPECT_EQ(channels.front(), 2u);
     EXPECT_EQ(channels[29], 1u << 30);
     EXPECT_EQ(channels[30], 0u);
-    qkzeft_fwrite(0, "u", nullptr, 2, 32, 2u | 8u, 0, "both");
-    qkzeft_fflush(0, "u", nullptr, 0);
+    qkzeft_fwrite(HEAD, 2, 32, 2u | 8u, 0, "both");
+    qkzeft_fflush(HEAD, 0);
     EXPECT_EQ(readFile("c0") + readFile("c1") + readFile("c2"), "bothboth");
     close(2u | 8u);
     EXPECT_EQ(openChannel("c31"), 2u);
@@ -81,70 +83,67 @@ TEST_F(FilesTest, DescriptorsAndChannelsAreCounted) {
 
 TEST_F(FilesTest, NamesInRegistersLoseTheirPaddingUnlessStrict) {
     const auto openPadded = [] {  // "a.txt" in 76 bits, "w" in 16
-        return static_cast<unsigned>(qkzeft_fopen(0, "u", nullptr, 2, 76, uint64_t{0x612e747874},
-                                                  0xf00u, 16, unsigned{'w'}));
+        return static_cast<unsigned>(
+            qkzeft_fopen(HEAD, 2, 76, uint64_t{0x612e747874}, 0xf00u, 16, unsigned{'w'}));
     };
     EXPECT_EQ(openPadded(), 0u);  // no mode begins with a blank
     qk_strict = false;
     EXPECT_EQ(openPadded(), kFirst);
-    EXPECT_EQ(qkzeft_fopen(0, "u", nullptr, 1, 16, 0u), 0);  // no name at all
+    EXPECT_EQ(qkzeft_fopen(HEAD, 1, 16, 0u), 0);  // no name at all
     qk_strict = true;
-    EXPECT_EQ(qkzeft_fopen(0, "u", nullptr, 1, 72, uint64_t{0x612e747874}, 0u), 2);
+    EXPECT_EQ(qkzeft_fopen(HEAD, 1, 72, uint64_t{0x612e747874}, 0u), 2);
     EXPECT_EQ(access("a.txt", F_OK) + access("    a.txt", F_OK), 0);
 }
 
 TEST_F(FilesTest, RegistersTakeTexts) {
     uint64_t chunks[2] = {~uint64_t{0}, ~uint64_t{0}};
     uint8_t byte = 0;
-    qkzeft_swrite(0, "u", nullptr, 4, -128, &chunks[0], &chunks[1], 0, "%0d-%h", 8, 12u, 8, 0xabu);
+    qkzeft_swrite(HEAD, 4, -128, &chunks[0], &chunks[1], 0, "%0d-%h", 8, 12u, 8, 0xabu);
     EXPECT_EQ(chunks[0], 0x31322d6162u);  // 12-ab
     EXPECT_EQ(chunks[1], 0u);
-    qkzeft_swriteb(0, "u", nullptr, 2, -8, &byte, 2, 2u);
+    qkzeft_swriteb(HEAD, 2, -8, &byte, 2, 2u);
     EXPECT_EQ(byte, '0');
     EXPECT_EQ(said, "");
 }
 
 TEST_F(FilesTest, FaultyCallsEndTheRun) {
-    const unsigned fd = open("a.txt", "w+");
+    static unsigned fd;
+    static const uint64_t zero = 0;
+    fd = open("a.txt", "w+");
     struct {
         const char* message;
-        void (*call)(unsigned);
+        void (*call)();
     } const cases[] = {
-        {"$fclose:\nExpected 32 bit integer file descriptor, got 8 bits\n",
-         [](unsigned) { qkzeft_fclose(0, "u", nullptr, 1, 8, 3u); }},
-        {"$fclose:\nIllegal file descriptor of 0\n", [](unsigned) { close(0); }},
-        {"$fdisplay:\nIllegal file descriptor of ffffffff\n",
-         [](unsigned) { qkzeft_fdisplay(0, "u", nullptr, 2, 32, ~0u, 0, "text"); }},
-        {"$fgetc:\nIllegal file descriptor of 80000008\n",
-         [](unsigned) { qkzeft_fgetc(0, "u", nullptr, 1, 32, 0x80000008u); }},
-        {"$fdisplay:\nExpected 32 bit integer file descriptor, got 0 bits\n",
-         [](unsigned) { qkzeft_fdisplay(0, "u", nullptr, 1, 0, "text"); }},
-        {"$fgetc:\nExpected 32 bit integer file descriptor, got 64 bits\n",
-         [](unsigned f) { qkzeft_fgetc(0, "u", nullptr, 1, 64, uint64_t{f}); }},
-        {"$rewind:\nIllegal file descriptor of 0\n",
-         [](unsigned) { qkzeft_rewind(0, "u", nullptr, 1, 32, 0u); }},
-        {"$fgets:\nFirst argument (str) must be a register\n",
-         [](unsigned f) { qkzeft_fgets(0, "u", nullptr, 2, 8, 1u, 32, f); }},
-        {"fungetc:\nArgument is null string\n",
-         [](unsigned f) {
-             const uint64_t words[4] = {16, 1, 0, 0};
-             qkzeft_fungetc(0, "u", nullptr, 2, 0, static_cast<const char*>(nullptr), 0, words[0],
-                            words[1], words[2], words[3], static_cast<const void*>(words), 32, f);
+        {"$fclose:\nExpected 32 bit integer file descriptor, got 8 bits",
+         [] { qkzeft_fclose(HEAD, 1, 8, 3u); }},
+        {"$fclose:\nIllegal file descriptor of 0", [] { close(0); }},
+        {"$fdisplay:\nIllegal file descriptor of ffffffff",
+         [] { qkzeft_fdisplay(HEAD, 2, 32, ~0u, 0, "text"); }},
+        {"$fgetc:\nIllegal file descriptor of 80000008",
+         [] { qkzeft_fgetc(HEAD, 1, 32, 0x80000008u); }},
+        {"$fdisplay:\nExpected 32 bit integer file descriptor, got 0 bits",
+         [] { qkzeft_fdisplay(HEAD, 1, 0, "text"); }},
+        {"$fgetc:\nExpected 32 bit integer file descriptor, got 64 bits",
+         [] { qkzeft_fgetc(HEAD, 1, 64, zero); }},
+        {"$rewind:\nIllegal file descriptor of 0", [] { qkzeft_rewind(HEAD, 1, 32, 0u); }},
+        {"$fgets:\nFirst argument (str) must be a register",
+         [] { qkzeft_fgets(HEAD, 2, 8, 1u, 32, fd); }},
+        {"fungetc:\nArgument is null string",
+         [] {
+             qkzeft_fungetc(HEAD, 2, 0, static_cast<const char*>(nullptr), 0, uint64_t{16},
+                            uint64_t{1}, zero, zero, &zero, 32, fd);
          }},
-        {"$ftell:\nCannot use channel descriptor (4)\n",
-         [](unsigned) { qkzeft_ftell(0, "u", nullptr, 1, 32, 4u); }},
-        {"$fseek:\nIllegal value of 3 for operation\n",
-         [](unsigned f) { qkzeft_fseek(0, "u", nullptr, 3, 32, f, 32, 0u, 32, 3u); }},
-        {"$swriteh:\nFirst argument not a suitable lhs\n",
-         [](unsigned) { qkzeft_swriteh(0, "u", nullptr, 2, 8, 1u, 8, 2u); }},
+        {"$ftell:\nCannot use channel descriptor (4)", [] { qkzeft_ftell(HEAD, 1, 32, 4u); }},
+        {"$fseek:\nIllegal value of 3 for operation",
+         [] { qkzeft_fseek(HEAD, 3, 32, fd, 32, 0u, 32, 3u); }},
+        {"$swriteh:\nFirst argument not a suitable lhs",
+         [] { qkzeft_swriteh(HEAD, 2, 8, 1u, 8, 2u); }},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.message);
-        exits.clear();
         said.clear();
-        c.call(fd);
-        EXPECT_EQ(said, std::string("\nError in ZEFT system task/function ") + c.message);
-        EXPECT_EQ(exits, std::vector<int>{1});
+        c.call();
+        EXPECT_EQ(said, std::string("\nError in ZEFT system task/function ") + c.message + "\n");
+        EXPECT_EQ(std::exchange(exits, {}), std::vector<int>{1}) << c.message;
     }
 }
 

@@ -11,11 +11,6 @@ protected:
         ModelTest::SetUp();
         qk_exit = [](int status) { exits.push_back(status); };
     }
-    /// Has the standard input give a text.
-    static void answer(const char* text) {
-        std::ofstream("answers") << text;
-        ASSERT_TRUE(std::freopen("answers", "r", stdin));
-    }
     static inline std::vector<int> exits;
 };
 
@@ -39,13 +34,11 @@ TEST_F(RunControlTest, StopAsksWhetherToGoOn) {
     } const cases[] = {{"q\n", true},    {"q now\n", true}, {"quit\n", false}, {"\n", false},
                        {"\x04\n", true}, {"\x04 x", true},  {"", true},        {"go\n", false}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.input);
-        exits.clear();
-        said.clear();
-        answer(c.input);
+        std::ofstream("answers") << c.input;
+        ASSERT_TRUE(std::freopen("answers", "r", stdin));
         qkzeft_stop(0, "top.u", nullptr, 1, 32, 0u);
-        EXPECT_EQ(said, "\n\nZEFT top.u $stop:");
-        EXPECT_EQ(exits.size(), c.ends ? 1u : 0u);
+        EXPECT_EQ(std::exchange(said, ""), "\n\nZEFT top.u $stop:");
+        EXPECT_EQ(std::exchange(exits, {}).size(), c.ends ? 1u : 0u) << c.input;
     }
 }
 
@@ -56,8 +49,6 @@ TEST_F(RunControlTest, StopOpensTheConsoleOfAnInteractiveRun) {
     qkzeft_stop(0, "top.u", nullptr, 0);
     EXPECT_THAT(said, testing::StartsWith("\nStopped in top.u\n"));
     EXPECT_THAT(said, testing::HasSubstr("zeft> "));
-    std::fclose(qk_stdin);
-    qk_stdin = stdin;
 }
 
 TEST_F(RunControlTest, MemoriesAreLoaded) {
@@ -68,18 +59,16 @@ TEST_F(RunControlTest, MemoriesAreLoaded) {
     row.array_right = 4;
     registerNets("top", {row});
     std::ofstream("image.mem") << "1 2 3 4\n";
-    const char* const null = nullptr;
-    const uint64_t zero = 0;
-    qkzeft_readmemh(0, "top", nullptr, 2, 0, "image.mem", 0, null, 0, uint64_t{12}, uint64_t{4},
-                    zero, zero, memory);
-    EXPECT_EQ(memory[0], 1);
-    EXPECT_EQ(memory[3], 4);
-    qkzeft_readmemh(0, "top", nullptr, 4, 0, "image.mem", 0, null, 0, uint64_t{8}, uint64_t{3},
-                    uint64_t{1}, uint64_t{3}, plain, 32, 2u, 32, 3u);
+    // An array as an argument: width, elements, bounds, storage.
+#define ARRAY(...) 0, static_cast<const char*>(nullptr), 0, __VA_ARGS__
+    static const uint64_t zero = 0, one = 1, three = 3, four = 4, eight = 8, twelve = 12;
+    qkzeft_readmemh(0, "top", nullptr, 2, 0, "image.mem", ARRAY(twelve, four, zero, zero, memory));
+    EXPECT_THAT(memory, testing::ElementsAre(1, 2, 3, 4));
+    EXPECT_TRUE(exits.empty());
+    qkzeft_readmemh(0, "top", nullptr, 4, 0, "image.mem", ARRAY(eight, three, one, three, plain),
+                    32, 2u, 32, 3u);
     // [1:3] is stored from element 3 on. The third word is one too many.
-    EXPECT_EQ(plain[0], 2);
-    EXPECT_EQ(plain[1], 1);
-    EXPECT_EQ(plain[2], 0);
+    EXPECT_THAT(plain, testing::ElementsAre(2, 1, 0));
     EXPECT_EQ(exits, std::vector<int>{1});
 
     struct {
@@ -92,19 +81,16 @@ TEST_F(RunControlTest, MemoriesAreLoaded) {
          [] { qkzeft_readmemh(0, "top", nullptr, 2, 0, "image.mem", 32, 0u); }},
         {"$readmemb:\nwhile executing $readmemb(\"none.mem\", top.memory...\n",
          [] {
-             qkzeft_readmemb(0, "top", nullptr, 2, 0, "none.mem", 0,
-                             static_cast<const char*>(nullptr), 0, uint64_t{12}, uint64_t{4},
-                             uint64_t{0}, uint64_t{0}, static_cast<void*>(memory));
+             qkzeft_readmemb(0, "top", nullptr, 2, 0, "none.mem",
+                             ARRAY(twelve, four, zero, zero, memory));
          }},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.message);
         exits.clear();
-        said.clear();
         c.call();
         EXPECT_THAT(said, testing::EndsWith(std::string("\nError in ZEFT system task/function ") +
                                             c.message));
-        EXPECT_EQ(exits, std::vector<int>{1});
+        EXPECT_EQ(exits, std::vector<int>{1}) << c.message;
     }
 }
 

@@ -1,4 +1,4 @@
-// A hand-written model of one module with two nets, run for five ticks.
+// A hand-written model with a main of its own, run for five ticks.
 #include <qkzeft.h>
 
 #include <stdexcept>
@@ -13,38 +13,18 @@ struct StringBuf {
 StringBuf::StringBuf(const char* start) : text(start) {}
 StringBuf::~StringBuf() {}
 
-class Counter : public kelvo_module {
-public:
-    Counter() : kelvo_module("counter", "top"), count(0), total(0) {
-        const QkGRNet nets[] = {
-            {0, 1, "count", &count, 7, 0, 0, 0, 0, 0, QK_flag_register, nullptr, nullptr},
-            {0, 2, "total", &total, 0, 11, 0, 0, 0, 0, 0, nullptr, nullptr},
-        };
-        QkRegistration::start(this, 1, 2, false);
-        QkRegistration::addNets(this, 2, nets);
-        QkRegistration::end(this);
-    }
-    void step() override {
-        ++count;
-        total = static_cast<uint16_t>(total + count);
-    }
-
-private:
-    uint8_t count;
-    uint16_t total;
-};
-
 int main() {
     const StringBuf file("counter.vcd.gz");
-    Counter counter;
-    qk_set_timescale("counter", -9, -9);
+    uint8_t count = 0;
+    kelvo_module counter("counter", "top");
+    const QkGRNet net = {0, 1, "count", &count,           7,       0,      0,
+                         0, 0, 0,       QK_flag_register, nullptr, nullptr};
+    QkRegistration::start(&counter, 1, 1, false);
+    QkRegistration::addNets(&counter, 1, &net);
+    QkRegistration::end(&counter);
     qk_cli("trace *");
     qk_traceto(file.text.c_str());
-    for (int i = 0; i < 5; ++i) {
-        counter.step();
-        qk_set_time(qk_get_time() + 1);
-        qk_takenote();
-    }
+    for (qk_cycle = 1; qk_cycle <= 5; ++qk_cycle, ++count) qk_takenote();
     qk_cli("ls");
     qk_traceclose();
     try {  // exceptions pass through a program that holds the library
