@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <malloc.h>
-#include <sys/resource.h>
-
-#include <climits>
 
 #include "failed_assertions.h"
 
@@ -91,16 +88,5 @@ TEST(StringBufTest, Compares) {
         EXPECT_EQ(StringBuf(c.a).compareNoCase(c.b), c.caseBlind) << c.a;
     }
 }
-
-#ifndef __SANITIZE_ADDRESS__  // that allocator ends the run in its own way
-TEST(StringBufTest, EndsTheRunWhenMemoryIsOut) {
-    const auto assignTooMuch = [] {
-        const rlimit limit{rlim_t{1} << 30, RLIM_INFINITY};
-        setrlimit(RLIMIT_AS, &limit);
-        StringBuf().assign("", INT_MAX);
-    };
-    EXPECT_EXIT(assignTooMuch(), testing::ExitedWithCode(1), "^realloc failed for StringBuf\n$");
-}
-#endif
 
 }  // namespace
