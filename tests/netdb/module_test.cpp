@@ -210,6 +210,7 @@ TEST_F(ModuleTest, AModuleMadeAgainKeepsWhatUsersAskedForItsNets) {
     changed.clear();
     copy = 1;
     child.reset();
+    const auto takesItsPlace = std::make_unique<Child::Storage>();  // the next one is elsewhere
     clk = 2;
     reader->qk_finalize_wave();
     advance();
