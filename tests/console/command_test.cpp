@@ -1,4 +1,6 @@
-// Dispatch, help, registered commands and the log.
+// Dispatch and registered commands. What commands print is in sessions/.
+#include "console/words.h"
+#include "netdb/live_model.h"
 #include "tests/console/console_fixture.h"
 
 namespace {
@@ -70,25 +72,6 @@ TEST_F(CommandTest, AnArgumentOfARegisteredCommandStaysValid) {
     EXPECT_STREQ(keptArgument, "the first argument that was given");
 }
 
-TEST_F(CommandTest, HelpListsTheRowsThatAreNotHidden) {
-    const std::string help = run("help");
-    EXPECT_THAT(help, testing::HasSubstr(
-                          "  ls -d       [<pattern>]         describe nets, don't show values\n"
-                          "  lstofile    <file> <ls options> \"ls\", writing output to a file\n"
-                          "  print                           an alias for 'ls'\n"
-                          "  continue    [<t>]               continue [until time t]\n"));
-    EXPECT_THAT(help, testing::HasSubstr(
-                          "  wired       <signal name>       list signals wired to signal name\n"
-                          "  break       <var name> == <value>  set a break on equal\n"));
-    EXPECT_THAT(
-        help, testing::HasSubstr("                      or idle bits        : <width>(<pattern>)\n"
-                                 "  set         <var name> = <value>         set value to var\n"));
-    EXPECT_THAT(help, testing::EndsWith(
-                          "  set         <var name>[index] = <value>  set value to var[index]\n"));
-    for (const char* hidden : {"clearsim", "ls -r", "ls -i", "quit"})
-        EXPECT_EQ(help.find(hidden), std::string::npos) << hidden;
-}
-
 TEST_F(CommandTest, ALineOfAnyLengthIsOnlyALine) {
     const std::string longWord(100000, 'x');
     EXPECT_EQ(qk_cli(longWord.c_str()), 0);
@@ -97,6 +80,8 @@ TEST_F(CommandTest, ALineOfAnyLengthIsOnlyALine) {
     EXPECT_EQ(run(("loadt " + longWord).c_str()),
               "Failed to open command file: " + longWord + "\n");
     EXPECT_EQ(run(("ls " + longWord).c_str()), "No matching signals (in 26 names)\n");
+    EXPECT_EQ(run("log x"),
+              "ZEFT: qk_logfile_open: qk_prints() has been overridden, logfile not opened\n");
 }
 
 TEST_F(CommandTest, ExitLeavesWithStatusZero) {
@@ -109,38 +94,89 @@ TEST_F(CommandTest, ExitLeavesWithStatusZero) {
     }
 }
 
-TEST_F(CommandTest, ClearsimChangesNothing) {
-    EXPECT_EQ(run("clearsim 1"), "");
-    EXPECT_EQ(qk_cli("clearsim"), 1);
-    EXPECT_EQ(model.pc, 0x012f);
+TEST_F(CommandTest, PrintsSlicesFromTheirTopBits) {
+    static uint64_t low = 0xfedcba9876543210, high = 0x123456789;
+    const QkGRNet nets[] = {net(0, 1, "w", &low, 63, 0, 0x201),
+                            net(0, 2, "w", &high, 99, 64, 0x201)};
+    const QkGRExtract slices[] = {{0, "down", 0, 69, 0, 1, 10, 0},
+                                  {0, "up", 0, 0, 69, 1, 10, 0},
+                                  {0, "bit", 1, 0, 0, 1, 12, 0},
+                                  {0, "past", 0, 5, 0, 1, 95, 0}};
+    kelvo_module module("design", "opt");
+    QkRegistration::start(&module, 1, 2, false);
+    QkRegistration::addNets(&module, 2, nets);
+    QkRegistration::addExtracts(&module, 4, slices);
+    QkRegistration::end(&module);
+    // 70 bits from bit 10 up: Python's (w >> 10) & (2**70 - 1), its low 6 bits split off.
+    EXPECT_EQ(run("ls opt.*"),
+              "opt.bit       : 1\n"
+              "opt.down      : 6789fedcba9876540c\n"
+              "opt.past      : 00\n"
+              "opt.up        : 6789fedcba9876540c\n"
+              "opt.w         : 123456789fedcba9876543210\n");
+    EXPECT_EQ(run("ls -d opt.*"),
+              "opt.bit\nopt.down [69:0]\nopt.past [5:0]\nopt.up [0:69]\nopt.w [99:0]\n");
 }
 
-TEST_F(CommandTest, LogCopiesTextAndTypedLines) {
-    const char* const usage =
-        "ZEFT: log: no filename supplied\n"
-        "ZEFT: log: Usage: log         [+] <file>          copy console output to a file\n";
-    EXPECT_EQ(run("log"), "ZEFT: console log file is not open\n");
-    EXPECT_EQ(run("log x"),
-              "ZEFT: qk_logfile_open: qk_prints() has been overridden, logfile not opened\n");
-    useDefaultDelivery();
-    EXPECT_EQ(run("log +"), usage);
-    EXPECT_EQ(run("log out.log"), "");
-    EXPECT_EQ(run("log"), "ZEFT: console log file is: \"out.log\"\n");
-    type({"  ls top.clk", "step"});
-    run("log close");
-    EXPECT_EQ(run("log"), "ZEFT: console log file is not open\n");
-    EXPECT_EQ(readFile("out.log"),
-              "ZEFT: console log file is: \"out.log\"\n" + std::string(kBanner) + ready("0ns", 0) +
-                  "  ls top.clk\ntop.clk   c   : 1\n" + ready("0ns", 0) + "step\n");
+TEST_F(CommandTest, AnAssignmentHasTwoWords) {
+    const struct {
+        const char *text, *left, *right;
+    } cases[] = {
+        {"top.cpu = /tb/cpu", "top.cpu", "tb.cpu"},
+        {"a=b", "a", "b"},
+        {" a_$-1  b/c/d e", "a_$-1", "b.c.d"},
+        {"a*=b", "a", "b"},
+        {"a", "a", ""},
+        {"  ", "", ""},
+        {"=b", "", "b"},
+        {"a/b", "a", "b"},
+        {"a = /", "a", ""},
+        {"a=b//c/", "a", "b..c."},
+        {nullptr, "", ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text ? c.text : "(null)");
+        const Assignment split = splitAssignment(c.text);
+        EXPECT_EQ(split.left, c.left);
+        EXPECT_EQ(split.right, c.right);
+    }
+}
 
-    run("log +\tout.log");
-    run("clearsim");
-    run("bogus");
-    run("wired top.bogus");
-    run("log close");
-    EXPECT_THAT(readFile("out.log"), testing::EndsWith("step\n\nNo matching signals\n"));
-    EXPECT_EQ(run("log ./missing/out.log"),
-              "ZEFT: qk_logfile_open: failed to open file \"./missing/out.log\"\n");
+TEST_F(CommandTest, AContinuousSaveClosesTheSetOfNames) {
+    run("trace top.clk");
+    EXPECT_EQ(run("traceto out.vcd"), "");
+    EXPECT_EQ(run("trace top.rst"), "") << "the header is not written yet";
+    for (int i = 0; i < 10001 && !qkLiveModel->writer.scopesWritten; ++i) {
+        model.clk ^= 1;
+        note(1);
+    }
+    ASSERT_TRUE(qkLiveModel->writer.scopesWritten);
+    const std::string trace = "trace: continuous save in progress, cannot add traces\n";
+    const std::string breaks = "continuous save in progress, cannot add/delete break\n";
+    const struct {
+        const char* line;
+        std::string said;
+    } steps[] = {
+        {"trace top.done", trace},
+        {"trace", trace},
+        {"show top.cpu.*busy", "top.cpu.busy      : 1\ntop.cpu.nbusy     : 0\n" + trace +
+                                   "show: continuous save in progress, cannot add traces\n"},
+        {"show top.rst", "top.rst   it  : 0\n" + trace},
+        {"ls -t", "top.clk   ct  : 1\ntop.rst   is  : 0\n"},
+        {"break top.done", breaks},
+        {"break top.done delete", breaks},
+        {"break top.clk == 1", "breakpoint 1: top.clk == 0x1\n"},
+        {"untrace top.clk", ""},
+        {"break 1 delete", breaks},
+        {"break 1 disable", "breakpoint 1 disabled\n"},
+        {"save other.vcd",
+         "Unable to save VCD file while a continuous save is in-progress, use traceclose\n"},
+        {"traceclose", "VCD written to file: out.vcd\n"},
+        {"traceclose", ""},
+        {"break 1 delete", "breakpoint 1 deleted\n"},
+        {"trace top.done", ""},
+    };
+    for (const auto& step : steps) EXPECT_EQ(run(step.line), step.said) << step.line;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "netdb/live_model.h"
+#include "tests/support/session.h"
 
 namespace {
 
@@ -79,6 +80,12 @@ DesignStorage::DesignStorage() {
 std::string ready(const char* time, int traced) {
     return std::string("\ntime=") + time + ": " + std::to_string(traced) +
            " of 25 values traced: ready\nzeft> ";
+}
+
+void registerSessionModel() {
+    static DesignStorage storage;
+    registerDesign(storage);
+    nameInvertedForm(storage);
 }
 
 void ConsoleTest::SetUp() {

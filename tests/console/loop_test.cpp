@@ -9,23 +9,6 @@ namespace {
 
 class LoopTest : public ConsoleTest {};
 
-TEST_F(LoopTest, RunsASession) {
-    EXPECT_EQ(type({"ls top.rst", "frob", "", "  step 0", "s"}),
-              kBanner + ready("0ns", 0) + "top.rst   i   : 0\n" +  //
-                  ready("0ns", 0) + "Command not recognised\n" +   //
-                  ready("0ns", 0) + "Command not recognised\n" +   //
-                  ready("0ns", 0) + ready("0ns", 0));
-    EXPECT_EQ(stopTime, 1u);
-    EXPECT_TRUE(qkLiveModel->interactive);
-    EXPECT_EQ(note(1), ready("1ns", 0)) << "the rest of the input is empty";
-}
-
-TEST_F(LoopTest, TheModelRunsFreelyUntilSomethingOpensTheConsole) {
-    EXPECT_EQ(stopTime, kNoStop);
-    EXPECT_EQ(note(1000), "");
-    EXPECT_FALSE(qkLiveModel->interactive);
-}
-
 TEST_F(LoopTest, StepAndContinueMoveTheStopTime) {
     const struct {
         uint64_t now;
@@ -45,18 +28,6 @@ TEST_F(LoopTest, StepAndContinueMoveTheStopTime) {
         EXPECT_EQ(qk_cli(c.line), 1);
         EXPECT_EQ(stopTime, c.stop);
     }
-    EXPECT_EQ(run("step apples"), "");
-    qk_strict = false;
-    EXPECT_EQ(run("step apples"), "'apples' is not a time\n");
-}
-
-TEST_F(LoopTest, OpensWhenTheStopTimeHasCome) {
-    type({"step 10"});
-    EXPECT_EQ(note(9), "");
-    EXPECT_EQ(note(1), ready("10ns", 0)) << "and the input has ended";
-    EXPECT_EQ(stopTime, kNoStop);
-    EXPECT_EQ(note(1000), "") << "no prompt comes again";
-    EXPECT_EQ(type({"ls top.clk"}), "") << "whatever happens";
 }
 
 TEST_F(LoopTest, OnlyTheEndOfInputEndsIt) {

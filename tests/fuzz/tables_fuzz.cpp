@@ -163,7 +163,10 @@ extern "C" {
 [[noreturn]] void __wrap_exit(int status);  // the linker leads all calls of exit() here
 
 void __wrap_exit(int status) {
-    if (exitPlace) siglongjmp(*exitPlace, 1);
+    if (exitPlace) {
+        fuzzPrints(status == 1 ? "exit 1\n" : "exit\n");
+        siglongjmp(*exitPlace, 1);
+    }
     __real_exit(status);
 }
 }
@@ -369,6 +372,7 @@ void Run::wave() {
 
 /// Ends the run as the process's end would, and takes all out that it left.
 void Run::clean(bool exited) {
+    qk_prints = [](const char*) {};
     qkLiveModel->writer.closeFile();
     while (made > 0) modules[--made].reset();
     auto& breaks = qkLiveModel->handles.brks;
@@ -390,7 +394,7 @@ void Run::clean(bool exited) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    qk_prints = [](const char*) {};
+    qk_prints = fuzzPrints;
     qkSetAssertHandler(judge);
     kelvo_start();
     Run run(std::string(reinterpret_cast<const char*>(data), size));

@@ -14,6 +14,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
+/// Where console text goes.
+inline void (*fuzzPrints)(const char* text) = [](const char*) {};
+
 /// Ends the process unless a condition holds: the fuzzer then shows the input.
 inline void require(bool condition) {
     if (!condition) std::abort();

@@ -108,30 +108,4 @@ TEST_F(ReadersTest, AreReadListedWiredTracedAndDumped) {
     EXPECT_THAT(change, testing::HasSubstr("\n1" + codeOf("nflag") + "\n"));
 }
 
-TEST_F(ReadersTest, FaultyRowsEndTheRun) {
-    GTEST_FLAG_SET(death_test_style, "fast");
-    struct {
-        const char* message;
-        std::vector<QkGRExtract> extracts;
-        std::vector<QkGRTerm> terms;
-    } const cases[] = {
-        {"^Error: While registering \"u.?\" bit-extract \"e\" out-of-range \\(1/1 in 0/6\\)\n$",
-         {{1, "e", 1, 0, 0, 1, 0, 0}},
-         {}},
-        {"bit-extract \"e\" out-of-range \\(0/1 in 6/6\\)\n$", {{0, "e", 1, 0, 0, 7, 0, 0}}, {}},
-        {"bit-extract \"e\" out-of-range \\(0/1 in -1/6\\)\n$", {{0, "e", 1, 0, 0, 0, 0, 0}}, {}},
-        {"term \"t\" out-of-range \\(-1/1 in 0/6\\)\n$", {}, {{-1, "t", 1, 0, 0, 1}}},
-        {"^Error: While registering: \"u.?\" bit-extract \"e\" no inverted actual \\(0/1 in "
-         "3/6\\)\n$",
-         {{0, "e", 1, 0, 0, -4, 0, 0}},
-         {}},
-        {"term \"t\" no inverted actual \\(0/1 in 3/6\\)\n$", {}, {{0, "t", 1, 0, 0, -4}}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.message);
-        EXPECT_EXIT((printToStandardError(), registerSection("u", c.extracts, c.terms)),
-                    testing::ExitedWithCode(1), c.message);
-    }
-}
-
 }  // namespace

@@ -204,25 +204,6 @@ TEST_F(TextioTest, FilesTakeTheLowestHandleAndPaddedNames) {
     EXPECT_EQ(fault(), "");
 }
 
-TEST_F(TextioTest, AFullDiskIsReportedOnceForEachOpen) {
-    const auto failed = [](const std::string& task) {
-        return "\nError in ZEFT system task/function " + task +
-               ":\nWrite to file \"/dev/full\" failed\n";
-    };
-    const std::string text(100'000, 'x');
-    uint64_t file = openFile("/dev/full", kWriteMode), line = makeLine(text);
-    VHDL(tee, 2, CELL(file), CELL(line));
-    EXPECT_EQ(taken(), failed("tee") + text + "\n");
-    VHDL(writeline, 2, CELL(file), CELL(line));
-    VHDL(flush, 1, CELL(file));
-    VHDL(file_close, 1, CELL(file));
-    EXPECT_EQ(taken(), "");
-    file = openFile("/dev/full", kAppendMode);
-    VHDL(writeline, 2, CELL(file), CELL(line));
-    VHDL(file_close, 1, CELL(file));
-    EXPECT_EQ(taken(), failed("file_close"));
-}
-
 TEST_F(TextioTest, TheStandardFilesAreTheConsoles) {
     uint64_t input = openFile("STD_INPUT", kReadMode), output = 2, line = 0;
     const uint64_t standardInput = 1;

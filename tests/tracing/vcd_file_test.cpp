@@ -147,30 +147,6 @@ TEST_F(VcdFileTest, NamesDecideTheKindAndFailuresAreTold) {
     EXPECT_EQ(qk_traceclose(), 0);
 }
 
-TEST_F(VcdFileTest, AFullDiskIsReportedAndTheHistoryGoesOn) {
-    static uint8_t byte;
-    registerNets("top", {net(0, 1, "n", &byte, 7, 0)});
-    trace("*");
-    for (const char* const name : {"/dev/full", "full.gz"}) {
-        ASSERT_EQ(symlink("/dev/full", "full.gz"), name[0] == '/' ? 0 : -1);
-        said.clear();
-        qk_strict = name[0] == '/';
-        ASSERT_EQ(qk_traceto(name), 1);
-        for (int step = 0; step < 40000; ++step) {
-            ++byte;
-            advance();
-        }
-        qk_traceclose();
-        EXPECT_EQ(said, "ZEFT: writing VCD file '" + std::string(name) +
-                            "' failed: No space left on device\n" +
-                            (qk_strict ? "VCD written to file: /dev/full\n" : ""));
-    }
-    ++byte;
-    advance();
-    ASSERT_EQ(qk_save("x.vcd"), 1);
-    EXPECT_THAT(readVcd("x.vcd"), testing::HasSubstr("#80001\n$dumpvars\n$end\nb10000001 !\n"));
-}
-
 TEST_F(VcdFileTest, AFileWithoutChangesEndsWithItsInitialValues) {
     static uint8_t byte = 1;
     registerNets("top", {net(0, 1, "n", &byte, 0, 0)});

@@ -22,17 +22,6 @@ protected:
     std::string declare(const std::string& text) {
         return header("$scope module s $end " + text + "\n$enddefinitions $end\n");
     }
-    /// Opens a trace of the design with this body. @return what the reader said of it
-    std::string body(const std::string& text) {
-        reader().vcdModel = nullptr;
-        qk_cycle = 0;
-        writeTrace(text);
-        said.clear();
-        qk_mtc("ref.vcd");
-        const char* const mark = "stimulus signals found \n";
-        const size_t at = said.find(mark);
-        return at == std::string::npos ? said : said.substr(at + std::strlen(mark));
-    }
     static QkFileReader& reader() { return qkLiveModel->reader; }
     static std::string names() {
         std::string all;
@@ -158,51 +147,6 @@ TEST_F(FileReaderTest, TakesTheTimescale) {
     }
     EXPECT_EQ(declare("$timescale 100 fs $end"), "1");
     EXPECT_EQ(qk_get_timescale_precision(), -13);
-}
-
-TEST_F(FileReaderTest, ReadsValuesAndTimes) {
-    const std::string dump = "$dumpvars\n0c\n0e\n0d\nb0 n\n$end\n";
-    const std::string noDump = "ref.vcd:9: Open Trace: Failed to read VCD 'dumpvars'\n";
-    const std::string start =
-        "\nZEFT Validate: Running simulation to completion\n"
-        "Time: 0ns: 0 signals out-of-sync\n";
-    const std::string failed = "ZEFT Validate: difference found while running simulation\n";
-    const auto lost = [&](const std::string& line) { return start + line + failed; };
-    const struct {
-        std::string text, said;
-    } cases[] = {
-        {"0c\n", noDump},
-        {"#0\n$dumpvars\n0c\n",
-         "ref.vcd:12  - unexpected end of file while reading $dumpvars\n"
-         "ref.vcd:12: Open Trace: Failed to read VCD 'dumpvars'\n"},
-        {dump + "#5\n1q\n", lost("ref.vcd:16: VCD signal 'q' not recognised\n")},
-        {dump + "#5\n2c\n", lost("ref.vcd:16: invalid value line containing '2c'\n")},
-        {dump + "#5\nb012 n\n", lost("ref.vcd:16: invalid character '2' in bitstring '012'\n")},
-        {dump + "#5\nr1,5 n\n", lost("ref.vcd:16: invalid character ',' in bitstring '1,5'\n")},
-        {dump + "#5\nr1e3 n\n", lost("ref.vcd:16: invalid character 'e' in bitstring '1e3'\n")},
-        {dump + "#5\nb00110 n\n",
-         lost("ref.vcd:16: signal 'n': width 4 exceeded (5 bits given)\n")},
-        {dump + "#5\nb00110", lost("ref.vcd:16: VCD signal '' not recognised\n")},
-    };
-    for (const auto& c : cases) EXPECT_EQ(body(c.text), c.said) << c.text;
-    EXPECT_THAT(body(dump + "#5\n$dumpall\n#4\n#\n#x\nb n\nbx n\n$end\n#5\n"),
-                testing::StartsWith(start + "ref.vcd:16: '$dumpall' ignored\n"
-                                            "ref.vcd:17: at time 5ns: #4 ignored\n"
-                                            "ref.vcd:18: at time 5ns: # ignored\n"
-                                            "ref.vcd:19: at time 5ns: #x ignored\n"
-                                            "ref.vcd:22: '$end' ignored\n\nTime: 5ns: End of"));
-    EXPECT_THAT(body(dump + "#18446744073709551615\n"),
-                testing::HasSubstr("\nTime: 18446744073709551615ns: End of"));
-}
-
-TEST_F(FileReaderTest, PassesOverParametersInTheDumpOnly) {
-    writeFile("ref.vcd",
-              "$scope module top $end $var parameter 32 p P $end $var wire 1 c clk $end\n"
-              "$enddefinitions $end\n#0\n$dumpvars\nb101 p\n0c\n$end\n#1\nb1 p\n");
-    EXPECT_EQ(qk_mtc("ref.vcd"), 0);
-    EXPECT_THAT(said,
-                testing::EndsWith("to completion\nZEFT Validate: difference found while running "
-                                  "simulation\n"));
 }
 
 TEST_F(FileReaderTest, ReadsGzipAndTokensAcrossBlocks) {

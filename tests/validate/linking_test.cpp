@@ -10,167 +10,21 @@ std::string scope(const std::string& name, const std::string& contents) {
     return "$scope module " + name + " $end " + contents + " $upscope $end ";
 }
 
-std::string counts(int signals, int matched, int comparable, int inTrace) {
-    const auto line = [](int count, const char* what) {
-        return "    " + std::to_string(count) + what;
-    };
-    return "\nThe Trace file contains " + std::to_string(signals) + " signals:\n" +
-           line(matched, " match variables in the model\n") +
-           line(signals - matched, " not matched to any variable in the model\n") +
-           line(comparable, " variables can be compared, ") + std::to_string(inTrace) +
-           " in trace\n";
-}
-
-constexpr const char* kNoneTraced =
-    "\nZEFT Validate Warning: 1 variables can be compared but none were traced in the VCD\n";
-constexpr const char* kNoStimuli =
-    "Warning: Top-level c-model input not traced in VCD file: top.clk\n"
-    "Warning: Top-level c-model input not traced in VCD file: top.en\n"
-    "    0 stimulus signals found \nref.vcd: Open Trace: Failed to find stimuli\n";
-constexpr const char* kTwoStimuli = "    2 stimulus signals found \n";
-
 class LinkingTest : public ValidateTest {
 protected:
-    /// Opens a trace and goes to its end. @return what was said up to the run
-    static std::string open(const std::string& declarations) {
-        writeFile("ref.vcd", declarations + kDump);
-        said.clear();
-        qk_mtc("ref.vcd");
-        return said.substr(0, said.find("\nZEFT Validate: Running"));
-    }
     static QkFileReader& reader() { return qkLiveModel->reader; }
 };
 
-TEST_F(LinkingTest, PairsScopesByNameAndNamesByRange) {
-    const std::string none = kNoneTraced;
-    const std::string nothing =
-        "ZEFT Validate: no variables in the model can be compared to the "
-        "trace\nZEFT Validate: monitoring 0 of 0 variables in the model\n";
-    const struct {
-        std::string text, said;
-    } cases[] = {
-        {scope("top", kInputs), none + counts(2, 2, 1, 0) + kTwoStimuli + nothing},
-        {scope("tb", scope("top", kInputs)), none + counts(2, 0, 1, 0) + kNoStimuli},
-        {scope("TOP", kInputs), none + counts(2, 0, 1, 0) + kNoStimuli},
-        {scope("top", std::string(kInputs) + "$var reg 4 n count [3:0] $end"),
-         counts(3, 3, 1, 1) + kTwoStimuli},
-        {scope("top", std::string(kInputs) + "$var reg 4 n count $end"),
-         counts(3, 3, 1, 1) + kTwoStimuli},
-        {scope("top", std::string(kInputs) + "$var reg 4 n count [4:1] $end"),
-         none + counts(3, 2, 1, 0) + kTwoStimuli + nothing},
-        {scope("top", std::string(kInputs) + "$var reg 3 n count [2:0] $end"),
-         "Warning: Bit Range mismatch:\n  in the file,  width    3, range [2:0]: 'top.count'\n"
-         "  in the model, width    4, range [3:0]: 'top.count'\n" +
-             none + counts(3, 2, 1, 0) + kTwoStimuli + nothing},
-        {scope("top", std::string(kInputs) + "$var reg 2 n done $end"),
-         "Warning: Bit Range mismatch:\n  in the file,  width    2, range [-1:-1]: 'top.done'\n"
-         "  in the model, width    1, range [-1:-1]: 'top.done'\n" +
-             none + counts(3, 2, 1, 0) + kTwoStimuli + nothing},
-        {scope("top", std::string(kInputs) +
-                          "$var reg 2 m count [3:2] $end $var reg 2 n count [1:0] $end"),
-         counts(3, 3, 1, 1) + kTwoStimuli},
-        {scope("top", std::string(kInputs) + "$var wire 1 d done $end"),
-         none + counts(3, 3, 1, 0) + kTwoStimuli},
-    };
-    for (const auto& c : cases) {
-        qk_cycle = 0;
-        EXPECT_EQ(open(c.text), c.said) << c.text;
-    }
-    reader().verbose = 1;
-    EXPECT_EQ(open(scope("x", "") + scope("tb", "$var wire 1 c clk $end")),
-              "\nZEFT Validate Warning: 2 variables can be compared but none were traced in the "
-              "VCD\n\tVariables that could be compared:\n\t    top.done\n\t    top.count\n"
-              "\tTop-level scopes in the trace:\n\t    tb\n" +
-                  counts(1, 0, 2, 0) + kNoStimuli)
-        << "an output is compared for good once it has been";
-}
-
-TEST_F(LinkingTest, MapsScopesAndAlignsWhatIsAbove) {
-    const std::string count = "$var reg 4 n count [3:0] $end";
-    qk_mtc_map("top", "tb.dut");
-    EXPECT_EQ(open(scope("tb", scope("du", "") + scope("dut", kInputs + count))),
-              counts(3, 3, 1, 1) + kTwoStimuli);
-    qk_mtc_map("top.", "nowhere.");
-    qk_mtc_map("top.sub", "tb.other");
-    EXPECT_EQ(said.substr(said.rfind("Removed")),
-              "Removed mapping top = tb.dut\nAdded mapping top = nowhere\n"
-              "Added mapping top.sub = tb.other\n");
-    EXPECT_EQ(
-        open(scope("tb", kInputs + count + " " + scope("other", "$var wire 8 b bus [7:0] $end"))),
-        "Unable to map 'top' to trace scope 'nowhere'\n" + counts(4, 4, 1, 1) + kTwoStimuli);
-}
-
-TEST_F(LinkingTest, MapsWhatIsGivenInAnyOrder) {
-    using Maps = std::vector<std::pair<const char*, const char*>>;
-    const std::string ports = kInputs + std::string("$var reg 4 n count [3:0] $end ");
-    const std::string bus = scope("core", "$var wire 8 b bus [7:0] $end ");
-    const std::string trace = scope("tb", scope("dut", ports) + scope("other", ports + bus));
-    const struct {
-        Maps maps;
-        std::string said, listed;
-    } cases[] = {
-        {{{"top", "tb.dut"}, {"top.sub", "tb.other.core"}},
-         counts(7, 4, 1, 1) + kTwoStimuli,
-         "\ttop.sub = tb.other.core\n\ttop = tb.dut\n"},
-        {{{"top.sub", "tb.other.core"}, {"top", "tb.dut"}},
-         counts(7, 4, 1, 1) + kTwoStimuli,
-         "\ttop = tb.dut\n\ttop.sub = tb.other.core\n"},
-        {{{"top.sub", "tb.dut"}, {"top", "tb.dut"}},
-         "Unable to map 'top.sub' to trace scope 'tb.dut'\n" + counts(7, 3, 1, 1) + kTwoStimuli,
-         "\ttop = tb.dut\n\ttop.sub = tb.dut (not current)\n"},
-    };
-    qkLiveModel->interactive = true;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.listed);
-        for (const auto& [live, place] : c.maps) qk_mtc_map(live, place);
-        reader().start(false);
-        writeFile("ref.vcd", trace + kDump);
-        said.clear();
-        reader().openTrace("ref.vcd");
-        EXPECT_EQ(said.substr(0, said.find("\nTimescale")), c.said);
-        said.clear();
-        qk_mtc_map("", "");
-        EXPECT_EQ(said, "Mapped scopes:\n" + c.listed);
-        reader().close();
-        reader().runningFromVCD = false;
-        for (const auto& [live, place] : c.maps) qk_mtc_map(live, "");
-    }
-}
-
-TEST_F(LinkingTest, DrivesWhatTheUserNames) {
-    const struct {
-        const char *live, *trace, *said;
-    } cases[] = {
-        {"top.sub.bus", "tb.none",
-         "ZEFT Validate: warning: unable to find trace of 'tb.none' to drive 'top.sub.bus'\n"},
-        {"top.sub.bus", "tb.n",
-         "ZEFT Validate: unable to use 'tb.n' to drive 'top.sub.bus' as their bit-ranges do not "
-         "match\n"},
-        {"top.sub.slice", "tb.n",
-         "ZEFT Validate: error: unable to drive 'top.sub.slice' from trace of 'tb.n'\n"},
-        {"top.sub.bus", "tb.b", ""},
-    };
-    QkName* const sub = name("top.sub.bus");
-    QkName* const slice = qkLiveModel->addName(sub->scope, "slice", 1, 0);
+TEST_F(LinkingTest, NoSliceIsDriven) {
+    QkName* const slice = qkLiveModel->addName(name("top.sub.bus")->scope, "slice", 1, 0);
     slice->kind = kExtractName;
     slice->extension = new NameExtension;
     slice->extension->range = BitRange(3, 0);
     qkLiveModel->bindExtract(slice, name("top.count")->trace);
-    const std::string trace = scope("top", std::string(kInputs) + "$var reg 4 m count [3:0] $end") +
-                              scope("tb", "$var wire 8 b b [7:0] $end $var wire 4 n n [3:0] $end");
-    const std::string before = counts(5, 3, 1, 1);
-    for (const auto& c : cases) {
-        qk_mtc_stimulus(c.live, c.trace);
-        EXPECT_EQ(open(trace),
-                  before + c.said + (*c.said ? kTwoStimuli : "    3 stimulus signals found \n"));
-        EXPECT_FALSE(sub->stimulus) << "it was for that trace";
-        qk_mtc_stimulus(c.live, "");
-    }
-    qk_mtc_stimulus("top.sub.bus", "tb.b");
-    model.bus = 0xff;
-    writeFile("ref.vcd", trace + kDump + "bx0x1 b\n#1\nb10 b\n#2\n");
-    EXPECT_EQ(qk_mtc("ref.vcd"), 1);
-    EXPECT_EQ(model.bus, 2);
+    qk_mtc_stimulus("top.sub.slice", "tb.n");
+    writeFile("ref.vcd", scope("top", kInputs) + scope("tb", "$var wire 4 n n [3:0] $end") + kDump);
+    qk_mtc("ref.vcd");
+    EXPECT_THAT(said, testing::HasSubstr("unable to drive 'top.sub.slice' from trace of 'tb.n'\n"));
 }
 
 TEST_F(LinkingTest, AStimulusReplacesWhatDroveBothNets) {
@@ -213,18 +67,6 @@ TEST_F(LinkingTest, AStimulusReplacesWhatDroveBothNets) {
     }
     EXPECT_THAT(said, testing::HasSubstr("Trace change not seen in Model: top.done"))
         << "what drives another net is still compared with its own";
-}
-
-TEST_F(LinkingTest, AnInputThatSharesItsCodeWithAnOutputDrives) {
-    writeFile("ref.vcd", scope("top",
-                               "$var wire 1 c clk $end $var wire 1 d en $end "
-                               "$var wire 1 d done $end") +
-                             " $enddefinitions $end #0 $dumpvars 0c 0d $end #1 1d\n#2 1c\n#3\n");
-    qk_mtc_clock("top.clk", 0);
-    stepped = 0;
-    qk_mtc("ref.vcd");
-    EXPECT_EQ(stepped, 3);
-    EXPECT_EQ(model.count, 1);
 }
 
 TEST_F(LinkingTest, LoadedStateMustBeComplete) {

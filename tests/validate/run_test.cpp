@@ -36,35 +36,6 @@ protected:
     static QkFileReader& reader() { return qkLiveModel->reader; }
 };
 
-TEST_F(RunTest, AgreesWithATrace) {
-    qk_mtc_clock("top.clk", 0);
-    const std::string body = std::string(kDump) +
-                             "#5\n1e\n#10\n1c\nb1 n\n#15\n0c\n#20\n1c\n#21\n"
-                             "b10 n\n#25\nbx n\n#30\nb10 n\n";
-    EXPECT_EQ(runTrace(body, 1),
-              "Time: 0ns: 0 signals out-of-sync\n" + ended("30ns") + summary(4, 2, "1ns", 0));
-    EXPECT_EQ(stepped, 1 + 4) << "the first values, and once for each time that an input changed";
-    EXPECT_EQ(model.count, 2);
-    EXPECT_EQ(qk_cycle, 30u);
-    EXPECT_STREQ(currentPrompt, kPrompt);
-    EXPECT_FALSE(reader().runningFromVCD);
-}
-
-TEST_F(RunTest, ReportsPlantedDifferences) {
-    qk_mtc_clock("top.clk", 0);
-    qk_mtc_synctime(4, "ns");
-    const std::string body = std::string(kDump) +
-                             "#5\n1e\n1c\n#10\n0c\n#20\n1c\nb10 n\n#25\n"
-                             "1d\n#30\n0c\n0d\n#40\n";
-    EXPECT_EQ(runTrace(body, 0),
-              "Time: 0ns: 0 signals out-of-sync\n"
-              "Time: 5ns: Model change not in the Trace: top.count\n"
-              "Time: 20ns: 1 signal out-of-sync\n"
-              "Time: 25ns: 0 signals out-of-sync\n"
-              "Time: 25ns: Model missed a state change: top.done\n" +
-                  ended("40ns") + summary(5, 2, "5ns", 2) + kFailed);
-}
-
 TEST_F(RunTest, AStepMayMakeTheTickFiner) {
     qk_mtc_clock("top.clk", 0);
     qk_strict = false;
@@ -99,21 +70,32 @@ TEST_F(RunTest, StopsAtTheThreshold) {
 // What the model is given in each step of one time step of the trace.
 std::string inputsSeen;
 
-TEST_F(RunTest, StepsOnClocksInTheOrderOfTheLines) {
+TEST_F(RunTest, StepsOnClocks) {
+    constexpr unsigned early = QK_flag_early_input, step = QK_flag_step_input;
     const struct {
+        int clocksFirst;
         unsigned flags;  ///< of the other input
         const char *lines, *steps;
     } cases[] = {
-        {0, "1e\n1c\n", "c1e1 "},
-        {0, "1c\n1e\n", "c1e0 "},
-        {0, "1e\n", ""},
-        {QK_flag_step_input, "1e\n", "c0e1 "},
-        {QK_flag_step_input, "1c\n1e\n", "c1e0 c1e1 "},
-        {QK_flag_early_input, "1e\n", ""},
-        {QK_flag_early_input, "1e\n1c\n", "c0e1 c1e1 "},
-        {QK_flag_early_input, "1c\n1e\n", "c1e0 "},
-        {QK_flag_early_input, "1c\n0c\n1e\n1c\n", "c0e0 c0e1 c1e1 "},
-        {0, "1c\n1d\n0c\n", "c1e0 c0e0 "},
+        {0, 0, "1e\n1c\n", "c1e1 "},
+        {0, 0, "1c\n1e\n", "c1e0 "},
+        {0, 0, "1e\n", ""},
+        {0, step, "1e\n", "c0e1 "},
+        {0, step, "1c\n1e\n", "c1e0 c1e1 "},
+        {0, early, "1e\n", ""},
+        {0, early, "1e\n1c\n", "c0e1 c1e1 "},
+        {0, early, "1c\n1e\n", "c1e0 "},
+        {0, early, "1c\n0c\n1e\n1c\n", "c0e0 c0e1 c1e1 "},
+        {0, 0, "1c\n1d\n0c\n", "c1e0 c0e0 "},
+        {1, 0, "1e\n1c\n", "c1e0 c1e1 "},
+        {1, 0, "1c\n1e\n", "c1e0 c1e1 "},
+        {1, 0, "1e\n", "c0e1 "},
+        {1, 0, "0e\n1d\nb1 n\n", ""},
+        {1, 0, "1e\n1c\n0c\n", "c0e1 "},
+        {1, early, "1c\n1e\n", "c0e1 c1e1 "},
+        {1, early, "1e\n", "c0e1 "},
+        {1, QK_flag_clock, "1c\n1e\n", "c1e1 "},
+        {1, step, "1e\n1c\n", "c1e0 c1e1 "},
     };
     duringStep = [] {
         inputsSeen += "c" + std::to_string(counter->clk) + "e" + std::to_string(counter->en) + " ";
@@ -121,41 +103,10 @@ TEST_F(RunTest, StepsOnClocksInTheOrderOfTheLines) {
     };
     QkTrace* const en = name("top.en")->trace;
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.lines);
-        en->flags = c.flags;
-        model = CounterStorage{};
-        model.clkPort = &model.clk;
-        qk_cycle = 0;
-        inputsSeen.clear();
-        runTrace(std::string(kDump) + "#5\n" + c.lines + "#6\n", -1);
-        EXPECT_EQ(inputsSeen, std::string("c0e0 ") + c.steps);
-        EXPECT_EQ(qk_cycle, 6u);
-    }
-}
-
-TEST_F(RunTest, StepsByGroupsWithClocksFirst) {
-    const struct {
-        unsigned flags;  ///< of the other input
-        const char *lines, *steps;
-    } cases[] = {
-        {0, "1e\n1c\n", "c1e0 c1e1 "},
-        {0, "1c\n1e\n", "c1e0 c1e1 "},
-        {0, "1e\n", "c0e1 "},
-        {0, "0e\n1d\nb1 n\n", ""},
-        {0, "1e\n1c\n0c\n", "c0e1 "},
-        {QK_flag_early_input, "1c\n1e\n", "c0e1 c1e1 "},
-        {QK_flag_early_input, "1e\n", "c0e1 "},
-        {QK_flag_clock, "1c\n1e\n", "c1e1 "},
-        {QK_flag_step_input, "1e\n1c\n", "c1e0 c1e1 "},
-    };
-    duringStep = [] {
-        inputsSeen += "c" + std::to_string(counter->clk) + "e" + std::to_string(counter->en) + " ";
-    };
-    QkTrace* const en = name("top.en")->trace;
-    EXPECT_EQ(qk_mtc_clock_first(1), 0);
-    for (const auto& c : cases) {
-        for (const char* const ending : {"#6\n", ""}) {
-            SCOPED_TRACE(std::string(c.lines) + ending);
+        for (const std::string ending : {"#6\n", ""}) {
+            SCOPED_TRACE(c.lines + ending);
+            if (!c.clocksFirst && ending.empty()) continue;
+            qk_mtc_clock_first(c.clocksFirst);
             en->flags = c.flags;
             model = CounterStorage{};
             model.clkPort = &model.clk;
@@ -163,6 +114,7 @@ TEST_F(RunTest, StepsByGroupsWithClocksFirst) {
             inputsSeen.clear();
             runTrace(std::string(kDump) + "#5\n" + c.lines + ending, -1);
             EXPECT_EQ(inputsSeen, std::string("c0e0 ") + c.steps);
+            EXPECT_EQ(qk_cycle, ending.empty() ? 5u : 6u);
         }
     }
     EXPECT_EQ(qk_mtc_clock_first(0), 1);
@@ -214,57 +166,6 @@ TEST_F(RunTest, ATraceWithoutClocksTurnsSteppingOnThemOffForItselfUnlessStrict) 
     }
 }
 
-TEST_F(RunTest, SteppingOnClocksNeedsOne) {
-    qk_mtc_clock("top.clk", 0);
-    const std::string complaint = "steponclock is on, but no stimuli are clocks.\n";
-    qk_mtc_step_on_clock(1);
-    EXPECT_EQ(runTrace(kDump, 0), complaint + kFailed);
-    EXPECT_FALSE(reader().runningFromVCD);
-    EXPECT_THAT(type({"open ref.vcd", "c", "steponclock off", "c"}),
-                testing::HasSubstr(kCompletion + complaint + "\ntime=0ns"));
-    EXPECT_THAT(run("help"), testing::Not(testing::HasSubstr("synctime")));
-}
-
-TEST_F(RunTest, PausesAtTheStopTimeAndGoesOn) {
-    qk_mtc_clock("top.clk", 0);
-    writeTrace(std::string(kDump) + "#5\n1e\n#10\n1c\nb1 n\n#15\n0c\n#20\nb10 n\n");
-    const std::string typed = type({"open ref.vcd", "step 7", "s 1", "continue 12", "c"});
-    const auto pass = [](const char* until, const char* now) {
-        return std::string("\nZEFT Validate: Running simulation until time >= ") + until +
-               "\nTime: " + now + ": 0 signals out-of-sync\n\ntime=";
-    };
-    EXPECT_THAT(typed, testing::HasSubstr("> " + pass("7ns", "0ns") + "10ns: "));
-    EXPECT_THAT(typed, testing::HasSubstr("> " + pass("11ns", "10ns") + "15ns: "));
-    EXPECT_THAT(typed, testing::HasSubstr("> \ntime=15ns: ")) << "12 ns have passed";
-    EXPECT_THAT(typed, testing::HasSubstr(std::string("> ") + kCompletion +
-                                          "Time: 15ns: 0 signals out-of-sync\n" + ended("20ns")));
-    EXPECT_THAT(typed, testing::EndsWith("ready\nzeft validate> ")) << "and the input has ended";
-    EXPECT_FALSE(reader().runningFromVCD);
-}
-
-TEST_F(RunTest, RunsOnWhenTheInputEnds) {
-    qk_mtc_clock("top.clk", 0);
-    writeTrace(std::string(kDump) + "#5\n1e\n#10\n");
-    EXPECT_THAT(type({"open ref.vcd"}),
-                testing::EndsWith("zeft validate> " + std::string(kCompletion) +
-                                  "Time: 0ns: 0 signals out-of-sync\n" + ended("10ns") +
-                                  summary(1, 0, "0ns", 0)));
-    EXPECT_FALSE(reader().runningFromVCD);
-    EXPECT_EQ(run("validate ref.vcd").substr(0, 5), "\nThe ");
-}
-
-TEST_F(RunTest, ScriptsRunBetweenPasses) {
-    qk_mtc_clock("top.clk", 0);
-    writeTrace(std::string(kDump) + "#5\n1e\n#10\n1c\nb1 n\n#15\n");
-    writeFile("cmds", "validate\nopen ref.vcd\nstep 6\nls top.en\nbogus\nc\n");
-    const std::string ran = run("loadt cmds");
-    EXPECT_THAT(ran, testing::StartsWith("zeft> validate\nzeft validate> open ref.vcd\n"));
-    EXPECT_THAT(ran, testing::HasSubstr("zeft validate> ls top.en\ntop.en    i   : 1\n"
-                                        "zeft validate> bogus\nScript: cmds - Command not "
-                                        "recognised\nzeft validate> c\n" +
-                                        std::string(kCompletion)));
-}
-
 TEST_F(RunTest, WritesKnownDigitsOnly) {
     qk_mtc_stimulus("top.sub.bus", "top.b");
     qk_mtc_stimulus("top.sub.other", "top.o");
@@ -279,28 +180,6 @@ TEST_F(RunTest, WritesKnownDigitsOnly) {
     EXPECT_EQ(qk_mtc("ref.vcd"), 1);
     EXPECT_EQ(model.bus, 0xa1 | 0x80);
     EXPECT_EQ(model.other, 5);
-}
-
-TEST_F(RunTest, TakesADumpInTheMiddle) {
-    qk_mtc_clock("top.clk", 0);
-    const std::string body = std::string(kDump) +
-                             "#5\n$dumpoff\nbx n\n$end\n#9\n$dumpon\n1c\n1e\n0d\nb101 n\n$end\n"
-                             "#10\n0c\n#11\n1c\nb110 n\n#12\n";
-    EXPECT_THAT(runTrace(body, 1), testing::HasSubstr("'$dumpoff' ignored\n"));
-    EXPECT_EQ(model.count, 6) << "a dump writes compared nets, too";
-    writeTrace(body + "b1 n\n#13\n1c\n#14\n");
-    EXPECT_THAT(type({"open ref.vcd", "ignore *.count", "c", "summary"}),
-                testing::HasSubstr("0 differences found\n\ntime=14ns"));
-}
-
-TEST_F(RunTest, ALineThatCannotBeReadEndsTheRunOrOpensTheConsole) {
-    const std::string line = "ref.vcd:18: VCD signal 'q' not recognised\n";
-    const std::string body = std::string(kDump) + "#5\n1e\n1q\n#10\n";
-    EXPECT_EQ(runTrace(body, 0), "Time: 0ns: 0 signals out-of-sync\n" + line + kFailed);
-    EXPECT_FALSE(reader().runningFromVCD);
-    EXPECT_THAT(
-        type({"open ref.vcd", "c", "summary"}),
-        testing::HasSubstr(line + "\ntime=5ns: 0 of 6 values traced: ready\nzeft validate> "));
 }
 
 TEST_F(RunTest, NeedsAStepFunctionAndACompatibleModel) {

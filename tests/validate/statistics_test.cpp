@@ -67,23 +67,4 @@ TEST_F(StatisticsTest, ProposalsAreBestFirstAndOnlyForScopesThatAreNotDriven) {
     EXPECT_EQ(proposal(0), "none");
 }
 
-TEST_F(StatisticsTest, TheThresholdStopsARunAndNoneLetsItGoOn) {
-    std::string body = "#0\n$dumpvars\n0c\n1e\n0d\nb0 n\n$end\n";
-    for (int t = 5; t < 200; t += 10)  // the count of the trace is wrong at every other edge
-        body += "#" + std::to_string(t) + "\n1c\nb" + (t / 10 % 2 ? "0 n" : "1 n") + "\n#" +
-                std::to_string(t + 5) + "\n0c\n";
-    writeTrace(body);
-    int found[3];
-    const int thresholds[] = {1, 2, 0};
-    for (int i = 0; i < 3; ++i) {
-        model.count = 0;
-        qk_mtc_threshold(thresholds[i]);
-        qk_mtc("ref.vcd");
-        found[i] = stats().differences;
-    }
-    EXPECT_EQ(found[0], 1);
-    EXPECT_EQ(found[1], 2);
-    EXPECT_GT(found[2], 2);
-}
-
 }  // namespace

@@ -4,26 +4,74 @@
 #include <utility>
 
 #include "console/console.h"
+#include "console/words.h"
+#include "tests/support/session.h"
+#include "tests/validate/dumps.h"
+
+void CounterStorage::registerNets() {
+    ::registerNets("top",
+                   {net(0, 1, "clk", &clkPort, 0, 0, QK_type_input, QK_flag_clock),
+                    net(0, 2, "en", &enPort, 0, 0, QK_type_input),
+                    net(0, 3, "done", &donePort, 0, 0, QK_type_output),
+                    net(0, 4, "count", &count, 3, 0, 1, 0x1), net(1, 5, "bus", &bus, 7, 0),
+                    net(1, 6, "other", &other, 2, 0)},
+                   {{0, 1, "sub", 0}});
+}
+
+void CounterStorage::step() {
+    if (clk && !lastClk && en) count = (count + 1) & 15;
+    lastClk = clk;
+    done = count == 3;
+}
 
 void ValidateTest::SetUp() {
     ModelTest::SetUp();
-    registerNets("top",
-                 {net(0, 1, "clk", &model.clkPort, 0, 0, QK_type_input, QK_flag_clock),
-                  net(0, 2, "en", &model.enPort, 0, 0, QK_type_input),
-                  net(0, 3, "done", &model.donePort, 0, 0, QK_type_output),
-                  net(0, 4, "count", &model.count, 3, 0, 1, 0x1),
-                  net(1, 5, "bus", &model.bus, 7, 0), net(1, 6, "other", &model.other, 2, 0)},
-                 {{0, 1, "sub", 0}});
+    model.registerNets();
     stepped = 0;
     counter = &model;
     qk_step_fn = [] {
         ++stepped;
-        if (counter->clk && !counter->lastClk && counter->en)
-            counter->count = (counter->count + 1) & 15;
-        counter->lastClk = counter->clk;
-        counter->done = counter->count == 3;
+        counter->step();
         if (duringStep) duringStep();
     };
+}
+
+void registerSessionModel() {
+    static CounterStorage model;
+    static bool isShown = false;
+    model.registerNets();
+    qk_step_fn = [] {
+        model.step();
+        if (isShown)
+            qk_printf("step at %s: clk %d, en %d, count %d, bus %02x\n", qk_cycle_as_string(),
+                      model.clk, model.en, model.count, model.bus);
+    };
+    qk_register_cmd("steps", "#", 1, [](const char* argument) {
+        isShown = *argument != '\0';
+        model.clk = model.en = model.done = model.count = model.lastClk = 0;
+        return 1;
+    });
+    qk_register_cmd("mtc", "#", 1, [](const char* file) {
+        qk_cycle = 0;
+        qk_printf("result %d\n", qk_mtc(file));
+        return 1;
+    });
+    qk_register_cmd("prepare", "#", 1, [](const char* line) {
+        const Assignment map = splitAssignment(line + std::strcspn(line, " "));
+        if (std::strncmp(line, "map ", 4) == 0)  // the command opens the trace again
+            return qk_mtc_map(map.left.c_str(), map.right.c_str());
+        qkLiveModel->reader.runningFromVCD = true;
+        qk_cli(line);
+        qkLiveModel->reader.runningFromVCD = false;
+        return 1;
+    });
+    qk_register_cmd("dump", "#", 1, runDump);
+    qk_register_cmd("comparison", "#", 1, [](const char*) {
+        qkLiveModel->reader.start(false);
+        qkLiveModel->interactive = true;
+        currentPrompt = kValidatePrompt;
+        return 1;
+    });
 }
 
 void ValidateTest::TearDown() {

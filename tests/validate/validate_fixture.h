@@ -16,8 +16,14 @@ struct CounterStorage {
     uint8_t* enPort = &en;
     uint8_t* donePort = &done;
     uint8_t bus = 0, other = 0;
+
+    void registerNets();
+    void step();
 };
 
+/// Sessions are held with such a model, and with these commands besides: `steps on` has each step
+/// printed, and resets the model; `mtc FILE` runs a comparison as a program does; `comparison`
+/// begins one without a trace; `prepare LINE` gives one of its lines before it begins.
 class ValidateTest : public ModelTest {
 protected:
     void SetUp() override;

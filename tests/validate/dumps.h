@@ -1,0 +1,4 @@
+#pragma once
+
+/// The command `dump` of sessions: FILE SCOPE.
+int runDump(const char* argument);
