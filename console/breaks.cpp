@@ -7,12 +7,12 @@
 #include "base/literals.h"
 #include "console/console.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/user_handle.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
+#include "run/printout.h"
 
 namespace {
 

@@ -9,12 +9,12 @@
 #include "base/stringbuf.h"
 #include "console/console.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "run/console_text.h"
 #include "run/failure.h"
+#include "run/printout.h"
 
 namespace {
 

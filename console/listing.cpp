@@ -7,13 +7,13 @@
 
 #include "console/handlers.h"
 #include "console/print.h"
-#include "console/printout.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
 #include "run/failure.h"
+#include "run/printout.h"
 #include "run/written_files.h"
 
 namespace {

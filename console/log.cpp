@@ -4,10 +4,10 @@
 #include "base/qkassert.h"
 #include "console/command.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
 #include "run/failure.h"
+#include "run/printout.h"
 
 namespace {
 

@@ -11,7 +11,6 @@
 #include "console/command.h"
 #include "console/console.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/script.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
@@ -21,6 +20,7 @@
 #include "run/console_text.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/printout.h"
 #include "run/time.h"
 
 uint64_t stopTime = kNoStop;

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "console/printout.h"
+#include "run/printout.h"
 
 struct QkName;
 

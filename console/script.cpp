@@ -10,11 +10,11 @@
 #include "console/command.h"
 #include "console/console.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/words.h"
 #include "qkzeft_console.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/printout.h"
 #include "run/time.h"
 #include "run/written_files.h"
 

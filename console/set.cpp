@@ -4,11 +4,11 @@
 
 #include "base/literals.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/user_handle.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "run/failure.h"
+#include "run/printout.h"
 
 namespace {
 

@@ -14,12 +14,12 @@
 
 #include "base/literals.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/user_handle.h"
 #include "console/words.h"
-#include "genrt/virtual_variables.h"
+#include "handles/virtual_variables.h"
 #include "netdb/live_model.h"
 #include "run/failure.h"
+#include "run/printout.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #include <cinttypes>
 
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "netdb/live_model.h"
 #include "qkzeft_module.h"
+#include "run/printout.h"
 #include "run/version.h"
 
 namespace {

@@ -5,14 +5,14 @@
 
 #include "console/command.h"
 #include "console/handlers.h"
-#include "console/memory_image.h"
-#include "console/printout.h"
 #include "licence/licence.h"
+#include "memimage/memory_image.h"
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
+#include "run/printout.h"
 #include "run/written_files.h"
 
 namespace {

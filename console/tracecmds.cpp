@@ -8,13 +8,13 @@
 #include <string>
 
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/script.h"
 #include "console/words.h"
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
+#include "run/printout.h"
 #include "run/written_files.h"
 
 namespace {

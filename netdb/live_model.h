@@ -11,7 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "genrt/handles.h"
+#include "handles/handles.h"
 #include "netdb/index.h"
 #include "netdb/netdb.h"
 #include "netdb/store.h"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "console/memory_image.h"
+#include "memimage/memory_image.h"
 #include "netdb/live_model.h"
 #include "qkzeft_console.h"
 #include "qkzeft_memimage.h"

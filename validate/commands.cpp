@@ -11,12 +11,12 @@
 #include "base/qkassert.h"
 #include "console/console.h"
 #include "console/handlers.h"
-#include "console/printout.h"
 #include "console/words.h"
 #include "licence/licence.h"
 #include "netdb/live_model.h"
 #include "qkzeft.h"
 #include "run/failure.h"
+#include "run/printout.h"
 #include "run/time.h"
 #include "validate/file_reader.h"
 

@@ -3,10 +3,10 @@
 #include <cinttypes>
 #include <cstring>
 
-#include "console/printout.h"
 #include "netdb/live_model.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/printout.h"
 #include "validate/value_text.h"
 
 QkVCDTrace* waitingToSync = nullptr;

@@ -9,9 +9,9 @@
 #include <cmath>
 #include <utility>
 
-#include "console/printout.h"
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
+#include "run/printout.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 #include "validate/tokens.h"

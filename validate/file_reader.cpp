@@ -11,10 +11,10 @@
 #include <utility>
 
 #include "base/qkassert.h"
-#include "console/printout.h"
 #include "netdb/live_model.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/printout.h"
 #include "run/time.h"
 #include "validate/input_buffer.h"
 #include "validate/tokens.h"

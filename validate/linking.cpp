@@ -5,9 +5,9 @@
 #include <string>
 
 #include "console/console.h"
-#include "console/printout.h"
 #include "netdb/live_model.h"
 #include "qkzeft_run.h"
+#include "run/printout.h"
 #include "validate/file_reader.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "console/console.h"
-#include "console/printout.h"
 #include "netdb/live_model.h"
+#include "run/printout.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 

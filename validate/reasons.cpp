@@ -1,7 +1,7 @@
 // Why nets take no part in a comparison, or only in name.
-#include "console/printout.h"
 #include "netdb/live_model.h"
 #include "qkzeft_registration.h"
+#include "run/printout.h"
 #include "validate/file_reader.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <functional>
 
 #include "base/qkassert.h"
-#include "console/printout.h"
 #include "netdb/live_model.h"
+#include "run/printout.h"
 #include "validate/declared_name.h"
 
 namespace {

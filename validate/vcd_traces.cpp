@@ -4,10 +4,10 @@
 #include <cstring>
 #include <utility>
 
-#include "console/printout.h"
 #include "netdb/live_model.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/printout.h"
 #include "tracing/hot_loops.h"
 #include "validate/compare.h"
 #include "validate/sample.h"

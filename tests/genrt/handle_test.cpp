@@ -1,5 +1,5 @@
 // Handles: finding, counting, reading and writing, and answering when there is nothing behind.
-#include "genrt/handles.h"
+#include "handles/handles.h"
 
 #include "tests/genrt/small_design.h"
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "genrt/virtual_variables.h"
+#include "handles/virtual_variables.h"
 #include "netdb/live_model.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "base/literals.h"
-#include "genrt/handles.h"
+#include "handles/handles.h"
 #include "netdb/live_model.h"
 #include "run/console_text.h"
 

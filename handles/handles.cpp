@@ -1,4 +1,4 @@
-#include "genrt/handles.h"
+#include "handles/handles.h"
 
 #include "base/literals.h"
 #include "netdb/live_model.h"

@@ -1,4 +1,4 @@
-#include "genrt/virtual_variables.h"
+#include "handles/virtual_variables.h"
 
 #include <cctype>
 #include <cstdlib>

@@ -3,7 +3,7 @@
 // The file is read in blocks, each ended by a NUL, so that the loops over digits need no test for
 // the block's end: they stop there as at a blank. Between the operations below `at` is at the end
 // of a block only at the end of the file.
-#include "console/memory_image.h"
+#include "memimage/memory_image.h"
 
 #include <algorithm>
 #include <array>
@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "base/qkassert.h"
-#include "console/printout.h"
 #include "netdb/master_assigns.h"
 #include "netdb/netdb.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
+#include "run/printout.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "console/printout.h"
+#include "run/printout.h"
 
 #include <cstdarg>
 #include <cstdint>
