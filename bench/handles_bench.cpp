@@ -1,7 +1,7 @@
 // Handles and breakpoints beside what they should cost: nothing, or a load.
 #include "bench/compare.h"
 #include "bench/peers/stimulus.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 
 namespace {

@@ -7,7 +7,7 @@
 
 #include "bench/compare.h"
 #include "bench/peers/stimulus.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 
 namespace {

@@ -13,7 +13,7 @@
 
 #include "bench/compare.h"
 #include "bench/peers/stimulus_rows.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 
 namespace {

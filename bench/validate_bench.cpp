@@ -10,7 +10,7 @@
 #include "bench/compare.h"
 #include "bench/peers/stimulus_rows.h"
 #include "console/console.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 
 namespace {

@@ -9,7 +9,8 @@
 #include "console/handlers.h"
 #include "console/user_handle.h"
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "handles/handles.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
 #include "run/printout.h"
@@ -76,7 +77,7 @@ void sayError(int code, const BreakRequest& request, const UserHandle& handle) {
 }
 
 void listBreaks() {
-    const auto& brks = qkLiveModel->handles.brks;
+    const auto& brks = qkHandles->brks;
     if (brks.empty()) say("No breakpoints.\n");
     Printout out;
     for (const auto& brk : brks) {
@@ -105,9 +106,9 @@ int addBreak(const BreakRequest& request, const UserHandle& handle) {
         value.reset(list);
     }
     // A number of a breakpoint names no net, which this refuses.
-    const int code = qkLiveModel->handles.addBreak(handle.get(), stopHere, event, value.get());
+    const int code = qkHandles->addBreak(handle.get(), stopHere, event, value.get());
     if (code) return code;
-    const unsigned number = qkLiveModel->handles.brks.back()->number;
+    const unsigned number = qkHandles->brks.back()->number;
     if (event == QkVariable::BreakOnChange)
         say("breakpoint %u: %s\n", number, handle->GetFullname());
     else
@@ -118,7 +119,7 @@ int addBreak(const BreakRequest& request, const UserHandle& handle) {
 
 int changeBreaks(const BreakRequest& request, const UserHandle& handle) {
     if (*request.rest) return kRedundantOption;
-    QkHandleTable& table = qkLiveModel->handles;
+    QkHandleTable& table = *qkHandles;
     const bool deletes = request.op == "delete", on = request.op == "enable";
     int code;
     if (request.isNumber)

@@ -10,7 +10,7 @@
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_console.h"
 #include "run/console_text.h"
 #include "run/failure.h"
@@ -144,7 +144,7 @@ const QkCommand* findCommand(std::string_view word) {
 void (*qk_command_failed)(const char* file, int line, const char* command, const char* reason);
 
 int runCommandLine(const char* line, std::string& reason) {
-    QK_ASSERT_AS(qkLiveModel != nullptr, "qkLiveModel != NULL");
+    QK_ASSERT_AS(qkDatabase != nullptr, "qkLiveModel != NULL");
     std::string text(line ? line : "");
     const char* const stripped = stripLine(text.data());
     completeRegistration(true, 0);

@@ -8,10 +8,30 @@
 #include <csignal>
 #include <cstdint>
 
+#include "base/ring.h"
+#include "base/stringbuf.h"
+
 struct QkName;
 
 /// A stop time that never comes.
 inline constexpr uint64_t kNoStop = ~uint64_t{0};
+
+/// A command as it was typed.
+struct HistoryEntry {
+    HistoryEntry *next, *prev;
+    StringBuf command;
+};
+using HistoryRing = Ring<HistoryEntry, &HistoryEntry::next, &HistoryEntry::prev>;
+
+/// What the console keeps for the life of a model.
+struct QkConsole {
+    bool interactive = false;         ///< it has been entered
+    HistoryEntry* history = nullptr;  ///< typed commands, oldest first
+    int showScopeWidth = 0;           ///< columns of the lines of shown changes
+    int showNameWidth = 0;
+};
+/// That of the live model; null without one.
+extern QkConsole* qkConsole;
 
 // Told apart by address.
 inline constexpr char kPrompt[] = "zeft> ";
@@ -58,4 +78,4 @@ void restoreSigintHandler();
 
 /// Prints the line of a changed value that the user wants to see: time, name and value.
 /// @param index  of an array's element, as declared
-void printShownChange(const QkName* name, int64_t index = 0);
+void printShownChange(const QkName* name, int64_t index);

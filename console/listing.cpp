@@ -8,13 +8,15 @@
 #include "console/handlers.h"
 #include "console/print.h"
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
 #include "run/failure.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "run/written_files.h"
+#include "validate/file_reader.h"
 
 namespace {
 
@@ -64,7 +66,7 @@ const char* readOptions(const char* text, Letters& options) {
     }
     if (!options.hasAnyOf(kSelectingOptions))
         for (const char letter : {'t', 'u', 'v'}) options.add(letter);
-    if (options.hasAnyOf(kComparisonOptions) && !qkLiveModel->reader.runningFromVCD) {
+    if (options.hasAnyOf(kComparisonOptions) && !runningFromVCD) {
         printFailure("ls: options [cmno] not available, ZEFT Validate not running\n");
         return nullptr;
     }
@@ -103,12 +105,12 @@ bool isRegister(const QkName* name) {
 }
 
 bool isMatched(const QkName* name) {
-    const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+    const QkVCDTrace* const compared = qkReader->traceOf(name);
     return compared && compared->isMatched();
 }
 
 bool isOutOfStep(const QkName* name) {
-    const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+    const QkVCDTrace* const compared = qkReader->traceOf(name);
     return compared && compared->isComparable() && compared->state != ValuesMatch;
 }
 
@@ -122,7 +124,7 @@ bool isWanted(const QkName* name, Letters options) {
 }
 
 std::vector<QkName*> chooseNames(const Request& request) {
-    std::vector<QkName*> names = qkLiveModel->matching(request.pattern.c_str());
+    std::vector<QkName*> names = qkDatabase->matching(request.pattern.c_str());
     std::erase_if(names, [&](const QkName* name) {
         return name->isHidden() || !isWanted(name, request.options);
     });
@@ -151,7 +153,7 @@ char sourceFlag(const QkName* name) {
 
 /// Tells how model and trace differ, in lines of their own.
 void printOutOfStep(Printout& out, const QkName* name, int indent) {
-    const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+    const QkVCDTrace* const compared = qkReader->traceOf(name);
     QK_ASSERT_AS(name->trace->nel == 0, "t->nel == 0");
     QK_ASSERT_AS(compared, "v");
     out.print("\n%*s%s", indent, "Model : ", compared->storageText().c_str());
@@ -161,7 +163,7 @@ void printOutOfStep(Printout& out, const QkName* name, int indent) {
 }
 
 std::string clockNote(const QkName* name) {
-    const QkVCDTrace* const driven = isClock(name) ? qkLiveModel->reader.traceOf(name) : nullptr;
+    const QkVCDTrace* const driven = isClock(name) ? qkReader->traceOf(name) : nullptr;
     return driven ? "(" + std::to_string(driven->nChanges) + " changes)" : "";
 }
 
@@ -193,7 +195,7 @@ void printLines(Printout& out, const std::vector<QkName*>& names, const Request&
 /// Tells what was searched. The ready line of the prompt ends the line.
 void printNothingFound(Printout& out, Letters options) {
     int names = 0, outOfSync = 0, inputs = 0, clocks = 0, matched = 0, registers = 0;
-    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+    NameRing::each(qkDatabase->names, [&](const QkName* name) {
         ++names;
         outOfSync += isOutOfStep(name);
         inputs += isStimulus(name);
@@ -224,7 +226,7 @@ void printNothingFound(Printout& out, Letters options) {
 // ---- What has no counterpart
 
 void listNotMatched(const char* pattern) {
-    const QkVCDModel* const vcdModel = qkLiveModel->reader.vcdModel.get();
+    const QkVCDModel* const vcdModel = qkReader->vcdModel.get();
     Printout out;
     bool any = false;
     const auto add = [&](const char* fullName, const std::string& reason) {
@@ -233,10 +235,10 @@ void listNotMatched(const char* pattern) {
         any = true;
     };
     const auto reasonOf = [](const auto& name) {
-        return qk_strict ? "" : qkLiveModel->reader.whyNotLinked(name);
+        return qk_strict ? "" : qkReader->whyNotLinked(name);
     };
     out.add("Model Signals Not in Trace:\n");
-    for (const QkName* name : qkLiveModel->matching(pattern))
+    for (const QkName* name : qkDatabase->matching(pattern))
         if (!name->isHidden() && !vcdModel->partnerOf(name))
             add(FullName(name).c_str(), reasonOf(name));
     if (!any) out.add("\t(none)\n");
@@ -330,7 +332,7 @@ int lstofileCommand(const char* argument) {
 }
 
 int wiredCommand(const char* argument) {
-    std::vector<QkName*> names = qkLiveModel->matching(argument);
+    std::vector<QkName*> names = qkDatabase->matching(argument);
     std::erase_if(
         names, [](const QkName* name) { return name->isHidden() || name->kind == kVirtualName; });
     if (names.empty()) {

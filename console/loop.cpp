@@ -13,16 +13,20 @@
 #include "console/handlers.h"
 #include "console/script.h"
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_console.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/console_text.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
+#include "tracing/trace_writer.h"
+#include "validate/file_reader.h"
 
+QkConsole* qkConsole = nullptr;
 uint64_t stopTime = kNoStop;
 bool resumeRequested = false;
 const char* currentPrompt = kPrompt;
@@ -52,10 +56,10 @@ void printReadyLine() {
     if (!bannerShown) qk_printf("\nZEFT RunTime command processor\n");
     bannerShown = true;
     int traced = 0;
-    ScopeRing::each(qkLiveModel->top_scopes,
+    ScopeRing::each(qkDatabase->top_scopes,
                     [&](const QkScope* scope) { traced += scope->tracedCount; });
     qk_printf("\ntime=%s: %d of %d values traced: ready\n", qk_cycle_as_string(), traced,
-              qkLiveModel->visibleNames);
+              qkDatabase->visibleNames);
 }
 
 /// Prompts and reads a line. @return false at the end of input
@@ -69,8 +73,7 @@ bool readLine(std::string& line) {
 
 void recordHistory(const char* command) {
     if (std::strncmp(command, "savet", 5) == 0) return;
-    HistoryRing::append(qkLiveModel->history,
-                        new HistoryEntry{nullptr, nullptr, StringBuf(command)});
+    HistoryRing::append(qkConsole->history, new HistoryEntry{nullptr, nullptr, StringBuf(command)});
 }
 
 /// By the letter the run goes on, and can be stopped no more.
@@ -123,8 +126,8 @@ bool runPass() {
 
 /// Without a trace, a comparison has nothing to run along: the prompt comes back.
 bool isTraceMissing() {
-    const QkFileReader& reader = qkLiveModel->reader;
-    if (!reader.runningFromVCD || reader.fileIsOpen()) return false;
+    const QkFileReader& reader = *qkReader;
+    if (!runningFromVCD || reader.fileIsOpen()) return false;
     printFailure("ZEFT Validate: Trace file not open\n");
     stopTime = 0;
     return true;
@@ -146,7 +149,7 @@ uint64_t typedStop(uint64_t time) { return time == kNoStop ? 0 : time; }
 }  // namespace
 
 bool enterConsole() {
-    qkLiveModel->interactive = true;
+    qkConsole->interactive = true;
     QK_ASSERT_AS(qk_stdin != nullptr, "qk_stdin != 0");
     if (stdinExhausted || !qk_stdin) {
         stopTime = kNoStop;  // a breakpoint may have moved it, and nobody could move it on
@@ -176,9 +179,9 @@ bool isEndRequested() {
 void endAsRequested() {
     const int signal = takeEndSignal();
     stopTime = kNoStop;
-    qkLiveModel->interactive = false;  // nobody is to be asked
+    qkConsole->interactive = false;  // nobody is to be asked
     runStatus = 128 + signal;
-    kelvo_finish();
+    finishRun();
     qk_exit(runStatus);
 }
 
@@ -226,14 +229,14 @@ int clearsimCommand(const char*) { return 1; }
 
 void qk_takenote() {
     completeRegistration(true, 0);
-    if (qkLiveModel->reader.runningFromVCD) return;  // the trace owns time
+    if (runningFromVCD) return;  // the trace owns time
     if (qk_cycle < lastNotedTime) {
         const char* const now = qk_cycle_as_string();
         qk_printf("Warning, time now=%s, previous time was %s\n", now,
                   qk_time_as_string(lastNotedTime));
     }
     lastNotedTime = qk_cycle;
-    qkLiveModel->writer.captureEntry();
+    qkTraceWriter->captureEntry();
     if (isEndRequested())
         endAsRequested();
     else if (sigintCount > 0 || (qk_cycle >= stopTime && stopTime != kNoStop))

@@ -6,7 +6,7 @@
 #include "base/qkassert.h"
 #include "console/console.h"
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
@@ -177,8 +177,8 @@ int parseIndexRange(const char* text, int64_t& from, int64_t& to) {
 
 void printShownChange(const QkName* name, int64_t index) {
     Printout out;
-    out.print("%10s: %*s.%-*s = ", qk_cycle_as_string(), qkLiveModel->showScopeWidth,
-              name->scope->fullName.str(), qkLiveModel->showNameWidth, name->name);
+    out.print("%10s: %*s.%-*s = ", qk_cycle_as_string(), qkConsole->showScopeWidth,
+              name->scope->fullName.str(), qkConsole->showNameWidth, name->name);
     printName(out, name, index, index, ' ');
     out.add('\n');
     // The printer of an array ends its text, too.

@@ -6,7 +6,8 @@
 #include "console/handlers.h"
 #include "console/user_handle.h"
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "handles/handles.h"
+#include "netdb/database.h"
 #include "run/failure.h"
 #include "run/printout.h"
 

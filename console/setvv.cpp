@@ -16,8 +16,9 @@
 #include "console/handlers.h"
 #include "console/user_handle.h"
 #include "console/words.h"
+#include "handles/handles.h"
 #include "handles/virtual_variables.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "run/failure.h"
 #include "run/printout.h"
 
@@ -158,7 +159,7 @@ void sayNameError(int code, const std::string& name) {
         case kNoName: printFailure(kNoNameText); return;
         case kNameTaken:
             printFailure("failure: %s.%s matches the name of another net\n",
-                         qkLiveModel->top_scopes->fullName.str(), name.c_str());
+                         qkDatabase->top_scopes->fullName.str(), name.c_str());
             return;
         case kSaveInProgress:
             printFailure("failure: continuous save in progress, cannot add/delete PV\n");
@@ -193,7 +194,7 @@ std::optional<std::vector<ElementRequest>> readElements(const char* text, int wi
 void extend(QkName* variable, const std::string& name,
             const std::vector<ElementRequest>& elements) {
     const char* done = variable ? "catenated with" : "created as";
-    if (!variable) variable = qkLiveModel->addVirtual(name.c_str());
+    if (!variable) variable = qkDatabase->addVirtual(name.c_str());
     for (const ElementRequest& element : elements) {
         extendVirtual(variable, element);
         say("%s is %s %s\n", FullName(variable).c_str(), done, elementText(element, true).c_str());
@@ -229,10 +230,10 @@ void remove(const std::string& name, const char* rest) {
     QkName* const found = findVirtual(name.c_str(), code);
     if (found) {
         const std::string fullName = FullName(found).c_str();
-        QkVariable* variable = qkLiveModel->handles.give(found);
+        QkVariable* variable = qkHandles->give(found);
         code = deleteVirtual(variable);
         if (!code) say("%s is deleted\n", fullName.c_str());
-        if (variable) qkLiveModel->handles.giveBack(variable);
+        if (variable) qkHandles->giveBack(variable);
     }
     if (code) sayNameError(code, name);
 }

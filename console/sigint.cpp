@@ -8,6 +8,7 @@
 
 #include "console/console.h"
 #include "qkzeft_module.h"
+#include "run/life.h"
 
 volatile std::sig_atomic_t sigintCount = 0;
 
@@ -34,7 +35,7 @@ void restoreSigintHandler() {
 }
 
 void qk_sigint_install() {
-    kelvo_start();
+    startRun();
     if (isInstalled) return;
     sigintCount = 0;
     struct sigaction ours = {};

@@ -2,7 +2,7 @@
 #include <cinttypes>
 
 #include "console/handlers.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "run/printout.h"
 #include "run/version.h"
@@ -25,6 +25,6 @@ void printModules(Printout& out, QkScope* ring) {
 int signatureCommand(const char*) {
     Printout out;
     out.print("%s\n", kLibraryMarker);
-    printModules(out, qkLiveModel->top_scopes);
+    printModules(out, qkDatabase->top_scopes);
     return 1;
 }

@@ -7,13 +7,16 @@
 #include "console/handlers.h"
 #include "licence/licence.h"
 #include "memimage/memory_image.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_console.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "run/written_files.h"
+#include "tracing/trace_writer.h"
+#include "validate/file_reader.h"
 
 namespace {
 
@@ -44,7 +47,7 @@ bool eachArray(const std::string& prefix, Visit&& visit) {
         if (!trace->isArray() || !trace->names) return false;  // a part, or an inverted form
         return !visit(trace, (prefix + "." + FullName(trace->names).c_str()).c_str());
     };
-    return !TraceRing::find(qkLiveModel->traces, fails);
+    return !TraceRing::find(qkDatabase->traces, fails);
 }
 
 /// Has the model add what the files cannot hold, if it has registered a command for that.
@@ -59,7 +62,7 @@ int qk_savesim(const char* given) {
     completeRegistration(true, 0);
     if (!licensed(Gate::kSavesim)) return 0;
     const std::string prefix = prefixFrom(given);
-    if (!qkLiveModel->writer.saveState((prefix + ".vcd").c_str())) return 0;
+    if (!qkTraceWriter->saveState((prefix + ".vcd").c_str())) return 0;
     if (!eachArray(prefix, saveArray)) return 0;
     extend("extend_savesim", prefix);
     return 1;
@@ -68,13 +71,13 @@ int qk_savesim(const char* given) {
 int qk_loadsim(const char* given) {
     completeRegistration(true, 0);
     if (!licensed(Gate::kSavesim)) return 0;
-    if (qkLiveModel->reader.runningFromVCD) {
+    if (runningFromVCD) {
         printFailure("Cannot load state while checking against trace file\n");
         return 0;
     }
     const std::string prefix = prefixFrom(given);
     const std::string fileName = prefix + ".vcd";
-    if (!qkLiveModel->reader.loadState(fileName.c_str())) {
+    if (!qkReader->loadState(fileName.c_str())) {
         noteFailure("'" + fileName + "' cannot be loaded");
         return 0;
     }
@@ -95,7 +98,7 @@ int savesimCommand(const char* argument) {
 }
 
 int loadsimCommand(const char* argument) {
-    if (qkLiveModel->reader.runningFromVCD)
+    if (runningFromVCD)
         printFailure("loadsim cannot be used when ZEFT Validate is active\n");
     else if (!qk_loadsim(argument))
         printFailure("loadsim: command failed\n");

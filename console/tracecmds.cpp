@@ -7,15 +7,19 @@
 #include <cstring>
 #include <string>
 
+#include "console/console.h"
 #include "console/handlers.h"
 #include "console/script.h"
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_console.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "run/written_files.h"
+#include "tracing/trace_writer.h"
+#include "validate/file_reader.h"
 
 namespace {
 
@@ -28,7 +32,7 @@ struct Selection {
     bool isRestricted() const { return stimuli || matched; }
     bool takes(const QkName* name) const {
         if (!isRestricted() || (stimuli && isStimulus(name))) return true;
-        const QkVCDTrace* const compared = qkLiveModel->reader.traceOf(name);
+        const QkVCDTrace* const compared = qkReader->traceOf(name);
         return matched && compared && compared->isMatched();
     }
 };
@@ -48,24 +52,24 @@ Selection readSelection(const char* argument) {
 
 /// Takes note of names that are traced now or no longer.
 void noteTraced() {
-    qkLiveModel->writer.captureEntry();
-    QkFileReader& reader = qkLiveModel->reader;
-    if (reader.runningFromVCD) reader.vcdModel->traces.updateMonitoring();
+    qkTraceWriter->captureEntry();
+    QkFileReader& reader = *qkReader;
+    if (runningFromVCD) reader.vcdModel->traces.updateMonitoring();
 }
 
 void showChanges(QkName* name) {
-    qkLiveModel->writer.setShow(name, true);
+    qkTraceWriter->setShow(name, true);
     const auto widen = [](int& width, const char* text) {
         width = std::max(width, static_cast<int>(std::strlen(text)));
     };
-    widen(qkLiveModel->showNameWidth, name->name);
-    widen(qkLiveModel->showScopeWidth, name->scope->fullName.str());
+    widen(qkConsole->showNameWidth, name->name);
+    widen(qkConsole->showScopeWidth, name->scope->fullName.str());
 }
 
 /// Where a comparison says much, reports the other names of a name's storage.
 void reportSameStorage(const QkName* name) {
-    const QkFileReader& reader = qkLiveModel->reader;
-    if (!reader.runningFromVCD || reader.verbose < 2) return;
+    const QkFileReader& reader = *qkReader;
+    if (!runningFromVCD || reader.verbose < 2) return;
     const FullName asked(name);
     Printout out;
     eachNameOfStorage(name, [&](const QkName* other) {
@@ -76,7 +80,7 @@ void reportSameStorage(const QkName* name) {
 
 /// Traces what the argument selects; with `showRestricted` a selection by options is shown too.
 void traceNames(const char* argument, bool showRestricted) {
-    QkTraceWriter& writer = qkLiveModel->writer;
+    QkTraceWriter& writer = *qkTraceWriter;
     if (writer.scopesWritten) {
         printFailure("trace: continuous save in progress, cannot add traces\n");
         return;
@@ -86,9 +90,9 @@ void traceNames(const char* argument, bool showRestricted) {
         printFailure("trace: no pattern supplied!\n");
         return;
     }
-    if (qkLiveModel->reader.verbose > 1) say("trace: pattern >%s<\n", selection.pattern);
+    if (qkReader->verbose > 1) say("trace: pattern >%s<\n", selection.pattern);
     bool found = false;
-    for (QkName* name : qkLiveModel->matching(selection.pattern)) {
+    for (QkName* name : qkDatabase->matching(selection.pattern)) {
         if (name->isHidden() || !selection.takes(name)) continue;
         found = true;
         if (!name->traced) writer.startTracing(name);
@@ -103,9 +107,9 @@ void traceNames(const char* argument, bool showRestricted) {
 }
 
 void showNames(const char* pattern) {
-    QkTraceWriter& writer = qkLiveModel->writer;
+    QkTraceWriter& writer = *qkTraceWriter;
     bool refused = false;
-    for (QkName* name : qkLiveModel->matching(pattern)) {
+    for (QkName* name : qkDatabase->matching(pattern)) {
         if (name->isHidden()) continue;
         if (!name->traced && writer.scopesWritten) {
             if (!refused) printFailure("show: continuous save in progress, cannot add traces\n");
@@ -128,12 +132,12 @@ int traceCommand(const char* argument) {
 
 int untraceCommand(const char* argument) {
     bool matched = false, found = false;
-    for (QkName* name : qkLiveModel->matching(argument)) {
+    for (QkName* name : qkDatabase->matching(argument)) {
         if (name->isHidden()) continue;
         matched = true;
         if (!name->traced) continue;
         found = true;
-        qkLiveModel->writer.stopTracing(name);
+        qkTraceWriter->stopTracing(name);
     }
     constexpr const char* kNoneMatches = "untrace: no signals match pattern: %s\n";
     if (found)
@@ -153,8 +157,8 @@ int showCommand(const char* argument) {
 }
 
 int unshowCommand(const char* argument) {
-    for (QkName* name : qkLiveModel->matching(argument))
-        if (!name->isHidden()) qkLiveModel->writer.setShow(name, false);
+    for (QkName* name : qkDatabase->matching(argument))
+        if (!name->isHidden()) qkTraceWriter->setShow(name, false);
     return 1;
 }
 
@@ -162,7 +166,7 @@ int savetCommand(const char* argument) {
     const char* const fileName = *argument ? argument : kSavedCommandsFile;
     FILE* const file = mayWrite(fileName) ? std::fopen(fileName, "w") : nullptr;
     if (!file) return printFailure("Failed to open file: %s\n", fileName);
-    HistoryRing::each(qkLiveModel->history, [&](const HistoryEntry* entry) {
+    HistoryRing::each(qkConsole->history, [&](const HistoryEntry* entry) {
         std::fprintf(file, "%s\n", entry->command.str());
     });
     if (closeWritten(file, fileName)) say("Trace history written to: %s\n", fileName);
@@ -175,7 +179,7 @@ int tracetoCommand(const char* argument) {
 }
 
 int tracecloseCommand(const char*) {
-    if (qkLiveModel->writer.fileIsOpen()) qk_traceclose();
+    if (qkTraceWriter->fileIsOpen()) qk_traceclose();
     return 1;
 }
 
@@ -185,7 +189,7 @@ int saveCommand(const char* argument) {
 }
 
 int circularCommand(const char* argument) {
-    int64_t changes = 1000 * int64_t{qkLiveModel->writer.maxeventbs};
+    int64_t changes = 1000 * int64_t{qkTraceWriter->maxeventbs};
     if (*argument) changes = std::strtol(argument, nullptr, 10);
     qk_circular(static_cast<int>(std::clamp<int64_t>(changes, INT_MIN, INT_MAX)));
     return 1;

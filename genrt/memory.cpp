@@ -6,9 +6,10 @@
 #include "base/qkassert.h"
 #include "base/storage.h"
 #include "licence/licence.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/life.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ bool qk_malloc_licensed = true;
 
 /// @return the trace that a name of a plain value reads, or null
 QkTrace* findTrace(const char* name) {
-    kelvo_start();
-    const QkName* const found = name ? qkLiveModel->findOne(name) : nullptr;
+    startRun();
+    const QkName* const found = name ? qkDatabase->findOne(name) : nullptr;
     const bool isPlain =
         found && (found->kind == kPlainName || found->kind == kTermName) && !found->detached;
     return isPlain ? found->trace : nullptr;
@@ -44,7 +45,7 @@ void qk_free(void* block) {
 }
 
 uint64_t qk_getval(const void* address, int width) {
-    kelvo_start();
+    startRun();
     if (!address) {
         qk_printf("qk_getval: invalid pointer\n");
         return 0;

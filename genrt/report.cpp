@@ -80,7 +80,7 @@ void writeActivityReport() {
     noteTextLostIn(kFileName);
 }
 
-void releaseActivity(QkScope* scope) {
+void ActivityCounters::scopeGoes(QkScope* scope) {
     ScopeActivity* const gone = scope->activity;
     if (!gone) return;
     (gone->previous ? gone->previous->next : newestActivity) = gone->next;

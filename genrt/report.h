@@ -4,12 +4,13 @@
 // counters live as long as the scope.
 #pragma once
 
-class QkScope;
-struct ScopeActivity;
+#include "netdb/listener.h"
 
 /// Writes "dump.xml" in the current directory, over any that is there; nothing when no scope has
 /// counters. Failures are told on the standard error stream.
 void writeActivityReport();
 
-/// Drops a scope's counters, before the scope goes.
-void releaseActivity(QkScope* scope);
+/// Keeps the counters in step with the database.
+class ActivityCounters final : public DatabaseListener {
+    void scopeGoes(QkScope* scope) override;
+};

@@ -3,8 +3,9 @@
 
 #include "base/literals.h"
 #include "handles/handles.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "run/console_text.h"
+#include "tracing/trace_writer.h"
 
 namespace {
 
@@ -43,10 +44,10 @@ bool isMet(const QkBreakpoint& brk, const QkName* name, int64_t index) {
 int QkHandleTable::setNotify(QkVariable* variable, bool on) {
     if (!isValid(variable)) return kInvalidHandle;
     QkName* const name = variable->name;
-    if (qkLiveModel->writer.fileIsOpen() && name->traced) return kSaveInProgress;
+    if (qkTraceWriter->fileIsOpen() && name->traced) return kSaveInProgress;
     if (on && !isBound(name)) return kNameGone;
     if (on && name->kind != kVirtualName && name->trace->isArray()) return kIsArray;
-    if (on) qkLiveModel->writer.settle(name);
+    if (on) qkTraceWriter->settle(name);
     if (isValid(variable) && variable->name == name) setFlag(variable, kNotifies, on);
     return 0;
 }
@@ -88,7 +89,7 @@ int QkHandleTable::refusal(const QkVariable* variable) {
     if (!isHandle(variable)) return kInvalidHandle;
     if (!variable->name || !isBound(variable->name)) return kNameGone;
     // To be told of its changes the net must be traced, and the file has its list of nets already.
-    return qkLiveModel->writer.scopesWritten && !variable->name->traced ? kSaveInProgress : 0;
+    return qkTraceWriter->scopesWritten && !variable->name->traced ? kSaveInProgress : 0;
 }
 
 int QkHandleTable::addBreak(QkVariable* variable, QkVariable::Callback callback,
@@ -99,7 +100,7 @@ int QkHandleTable::addBreak(QkVariable* variable, QkVariable::Callback callback,
     if (isTooLong(value, width) || listWidth(value) > width) return kOutOfRange;
     if (event < QkVariable::BreakOnEqual || event > QkVariable::BreakOnChange) return kBadOperator;
     if (const int refused = refusal(variable)) return refused;
-    qkLiveModel->writer.settle(variable->name);
+    qkTraceWriter->settle(variable->name);
     if (!isValid(variable)) return kNameGone;
 
     QkName* const name = variable->name;
@@ -113,7 +114,7 @@ int QkHandleTable::addBreak(QkVariable* variable, QkVariable::Callback callback,
     if (event != QkVariable::BreakOnChange) brk->value.reset(copyList(value));
     VariableBreaks::append(variable->brkpts, brk.get());
     brks.push_back(std::move(brk));
-    if (!name->traced) qkLiveModel->writer.startTracing(name);
+    if (!name->traced) qkTraceWriter->startTracing(name);
     setFlag(variable, kHasBreaks, true);
     return 0;
 }

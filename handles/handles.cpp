@@ -1,7 +1,10 @@
 #include "handles/handles.h"
 
 #include "base/literals.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
+#include "tracing/trace_writer.h"
+
+QkHandleTable* qkHandles = nullptr;
 
 void FreeList::operator()(QkMaxuList* list) const { freeList(list); }
 
@@ -49,7 +52,7 @@ int QkHandleTable::giveBack(QkVariable* variable) {
     return 0;
 }
 
-void QkHandleTable::forget(QkName* name) {
+void QkHandleTable::nameGoes(QkName* name) {
     fullNames.erase(name->id);
     QkVariable* const variable = of(name);
     if (!variable) return;
@@ -63,7 +66,7 @@ void QkHandleTable::forget(QkName* name) {
 void QkHandleTable::drop(QkVariable* variable) {
     if (variable->name) {
         variable->refCount = 0;
-        forget(variable->name);
+        nameGoes(variable->name);
         return;
     }
     variable->magic = 0;
@@ -71,23 +74,13 @@ void QkHandleTable::drop(QkVariable* variable) {
     gone.push_back(variable);
 }
 
-bool QkHandleTable::notifies(const QkName* name) const {
-    const QkVariable* const variable = of(name);
-    return variable && (variable->flags & kNotifies);
-}
-
-bool QkHandleTable::hasBreaks(const QkName* name) const {
-    const QkVariable* const variable = of(name);
-    return variable && (variable->flags & kHasBreaks);
-}
-
 void QkHandleTable::setFlag(QkVariable* variable, unsigned char flag, bool on) {
     if (((variable->flags & flag) != 0) == on) return;
-    QkTraceWriter& writer = qkLiveModel->writer;
+    QkTraceWriter& writer = *qkTraceWriter;
     QkName* const name = variable->name;
     if (variable->flags == 0) writer.hold(name);
     writer.countOn(name, flag == kHasBreaks ? &QkTrace::nbreak : &QkTrace::nshow, on ? 1 : -1);
     variable->flags ^= flag;
-    name->watched = variable->flags != 0;
+    (flag == kHasBreaks ? name->hasBreaks : name->notifies) = on;
     if (variable->flags == 0) writer.release(name);
 }

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "base/ring.h"
+#include "netdb/listener.h"
 #include "qkzeft_variable.h"
 
 struct QkName;
@@ -67,7 +68,7 @@ struct QkBreakpoint {
 };
 using VariableBreaks = Ring<QkBreakpoint, &QkBreakpoint::v_next, &QkBreakpoint::v_prev>;
 
-struct QkHandleTable {
+struct QkHandleTable final : DatabaseListener {
     // ---- Handles (genrt/handles.cpp)
 
     /// @return the handle of a name, with one reference more
@@ -75,8 +76,8 @@ struct QkHandleTable {
     /// @return the handle of a name, or null when none has been asked for
     QkVariable* of(const QkName* name) const;
     const char* fullName(const QkName* name);
-    /// Takes a name that is about to be removed from its handle.
-    void forget(QkName* name);
+    /// Takes the name from its handle.
+    void nameGoes(QkName* name) override;
     /// Takes a handle out of use at once. Its name has no handle any more.
     void drop(QkVariable* variable);
 
@@ -87,8 +88,6 @@ struct QkHandleTable {
     static QkName* nameOf(const QkVariable* variable) { return variable->name; }
     static void*& userPointer(QkVariable* variable) { return variable->handle; }
     int giveBack(QkVariable* variable);
-    bool notifies(const QkName* name) const;
-    bool hasBreaks(const QkName* name) const;
 
     // ---- Being told of changes (genrt/breakpoints.cpp)
 
@@ -131,3 +130,6 @@ private:
     std::deque<QkVariable*> gone;
     unsigned lastNumber = 0;  ///< of a breakpoint; numbers are not used again
 };
+
+/// Those of the live model; null without one.
+extern QkHandleTable* qkHandles;

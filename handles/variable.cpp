@@ -6,8 +6,9 @@
 #include <memory>
 #include <vector>
 
+#include "handles/handles.h"
 #include "handles/virtual_variables.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 
 namespace {
 
@@ -15,8 +16,8 @@ using Handles = QkHandleTable;
 
 /// @return the model's handles, once its database is complete
 Handles& handles() {
-    if (!qkLiveModel || !qkLiveModel->complete) completeRegistration(true, 0);
-    return qkLiveModel->handles;
+    if (!qkDatabase || !qkDatabase->complete) completeRegistration(true, 0);
+    return *qkHandles;
 }
 
 /// @return the name behind a handle, or null when it is not valid
@@ -44,7 +45,7 @@ bool isWrittenAlone(const QkTrace* trace) {
 
 QkVariable* QkVariable::GetByName(const char* pattern) {
     Handles& table = handles();
-    QkName* const found = pattern ? qkLiveModel->findOne(pattern) : nullptr;
+    QkName* const found = pattern ? qkDatabase->findOne(pattern) : nullptr;
     return found ? table.give(found) : nullptr;
 }
 
@@ -60,7 +61,7 @@ QkVariable* QkVariable::GetNextByName(const char* pattern, QkVariable*& cookie) 
     const bool goesOn = !previous || Handles::isValid(previous);
     if (pattern && goesOn) {
         const QkName* const after = previous ? Handles::nameOf(previous) : nullptr;
-        if (QkName* const found = qkLiveModel->findNext(pattern, after)) cookie = table.give(found);
+        if (QkName* const found = qkDatabase->findNext(pattern, after)) cookie = table.give(found);
     }
     if (previous) table.giveBack(previous);
     return cookie;
@@ -85,7 +86,7 @@ QkVariable* createWith(const char* name, ElementRequest request, int* code) {
     if (!result && request.element.width > kMostVirtualBits) result = kOutOfRange;
     if (code) *code = result;
     if (result) return nullptr;
-    QkName* const made = qkLiveModel->addVirtual(name);
+    QkName* const made = qkDatabase->addVirtual(name);
     extendVirtual(made, request);
     return table.give(made);
 }
@@ -264,5 +265,5 @@ int QkVariable::SetChangeNotify(bool on) { return handles().setNotify(this, on);
 
 bool QkVariable::GetChangeNotify() {
     const QkName* const net = nameOf(this);
-    return net && handles().notifies(net);
+    return net && net->notifies;
 }

@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "netdb/live_model.h"
+#include "handles/handles.h"
+#include "netdb/database.h"
+#include "tracing/trace_writer.h"
 
 namespace {
 
@@ -19,7 +21,7 @@ bool isUsableName(const char* name) {
 }
 
 std::string fullNameOf(const char* given) {
-    return std::string(qkLiveModel->top_scopes->fullName.str()) + "." + given;
+    return std::string(qkDatabase->top_scopes->fullName.str()) + "." + given;
 }
 
 /// @return whether [left:right] lies within a net's bounds and runs in their direction
@@ -40,7 +42,7 @@ int resolveIdleBits(ElementRequest& request) {
 
 int resolve(ElementRequest& request) {
     if (request.idle) return resolveIdleBits(request);
-    request.net = qkLiveModel->findOne(request.source.c_str());
+    request.net = qkDatabase->findOne(request.source.c_str());
     if (!request.net || !isBound(request.net)) return kNoSource;
     const QkName* const net = request.net;
     if (net->kind == kVirtualName) return kSourceIsVirtual;
@@ -62,36 +64,33 @@ int resolve(ElementRequest& request) {
 
 int checkNewName(const char* name) {
     if (!isUsableName(name)) return kNoName;
-    if (!qkLiveModel->top_scopes) return kNoSuchNet;
-    return qkLiveModel->matching(fullNameOf(name).c_str()).empty() ? 0 : kNameTaken;
+    if (!qkDatabase->top_scopes) return kNoSuchNet;
+    return qkDatabase->matching(fullNameOf(name).c_str()).empty() ? 0 : kNameTaken;
 }
 
 int checkExtensible(const QkName* name) {
     if (!name) return kNameGone;
     if (name->kind != kVirtualName) return kNotVirtual;
     // The file has the variable in its old width.
-    return name->traced && qkLiveModel->writer.fileIsOpen() ? kSaveInProgress : 0;
+    return name->traced && qkTraceWriter->fileIsOpen() ? kSaveInProgress : 0;
 }
 
 int extendVirtual(QkName* name, const ElementRequest& request) {
     const VirtualElement& element = request.element;
     if (element.width > kMostVirtualBits - name->extension->range.width) return kOutOfRange;
-    qkLiveModel->addElement(name, element);
+    qkDatabase->addElement(name, element);
     if (request.net) name->netFlags |= request.net->netFlags & QK_flag_replaced;
-    const QkHandleTable& handles = qkLiveModel->handles;
-    const bool hasBreaks = handles.hasBreaks(name);
-    qkLiveModel->writer.noteElement(name, element.trace, name->show + handles.notifies(name),
-                                    hasBreaks);
+    qkTraceWriter->noteElement(name, element.trace, name->show + name->notifies, name->hasBreaks);
     return 0;
 }
 
 QkName* findVirtual(const char* given, int& code) {
     code = kNoSuchNet;
     if (!given || !*given) return nullptr;
-    QkName* const byPattern = qkLiveModel->findOne(given);
+    QkName* const byPattern = qkDatabase->findOne(given);
     if (byPattern && byPattern->kind == kVirtualName) return byPattern;
-    if (qkLiveModel->top_scopes) {
-        QkName* const inTop = qkLiveModel->findOne(fullNameOf(given).c_str());
+    if (qkDatabase->top_scopes) {
+        QkName* const inTop = qkDatabase->findOne(fullNameOf(given).c_str());
         if (inTop && inTop->kind == kVirtualName) return inTop;
         if (inTop) code = kNotVirtual;
     }
@@ -105,9 +104,9 @@ int deleteVirtual(QkVariable*& variable) {
     if (!Handles::isValid(variable)) return kInvalidHandle;
     QkName* const name = Handles::nameOf(variable);
     if (name->kind != kVirtualName) return kNotVirtual;
-    if (name->traced && qkLiveModel->writer.fileIsOpen()) return kSaveInProgress;
-    qkLiveModel->handles.drop(variable);
-    qkLiveModel->removeName(name);
+    if (name->traced && qkTraceWriter->fileIsOpen()) return kSaveInProgress;
+    qkHandles->drop(variable);
+    qkDatabase->removeName(name);
     variable = nullptr;
     return 0;
 }

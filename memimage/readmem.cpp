@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "memimage/memory_image.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_memimage.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
@@ -25,7 +25,7 @@ bool isFileGiven(const MemoryImage& image) {
 /// @return the first array that a pattern matches, or null with a message
 QkTrace* findArray(const char* pattern) {
     completeRegistration(true, 0);
-    for (const QkName* name : qkLiveModel->matching(pattern))
+    for (const QkName* name : qkDatabase->matching(pattern))
         if (name->trace && name->trace->isArray()) return name->trace;
     printFailure("Array '%s' not found\n", pattern);
     return nullptr;

@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "base/memory.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ std::vector<QkTrace*> copiesFrom(QkTrace* part) {
 
 // ---- Going
 
-void QkLiveModel::detachScope(QkScope* scope, std::vector<QkName*>& gone) {
+void QkDatabase::detachScope(QkScope* scope, std::vector<QkName*>& gone) {
     scope->detached = true;
     ScopeNames::each(scope->allNames, [&](QkName* name) {
         if (name->kind == kVirtualName || name->detached) return;
@@ -72,8 +72,8 @@ void QkLiveModel::detachScope(QkScope* scope, std::vector<QkName*>& gone) {
     });
 }
 
-void QkLiveModel::detachModule(QkScope* scope) {
-    writer.storageMoves();
+void QkDatabase::detachModule(QkScope* scope) {
+    announce(&DatabaseListener::storageMoves);
     std::vector<QkName*> gone;
     detachScope(scope, gone);
     // A net that others have a name for stays as it is. The module's names of it move away.
@@ -103,8 +103,8 @@ void QkLiveModel::detachModule(QkScope* scope) {
     elaborated = complete = false;
 }
 
-void QkLiveModel::detachTrace(QkTrace* trace) {
-    reader.forgetTrace(trace);
+void QkDatabase::detachTrace(QkTrace* trace) {
+    announce(&DatabaseListener::netDetaches, trace);
     const bool isActive = trace->a_next != nullptr;
     std::vector<QkTrace*> parts;
     for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
@@ -114,7 +114,7 @@ void QkLiveModel::detachTrace(QkTrace* trace) {
     trace->flags &= ~kLostFlags;
 }
 
-void QkLiveModel::detachStorage(QkTrace* part, bool isActive) {
+void QkDatabase::detachStorage(QkTrace* part, bool isActive) {
     const void* const former = part->address;
     const std::vector<QkTrace*> copies = copiesFrom(part);
     if (part->extras) {
@@ -133,7 +133,7 @@ void QkLiveModel::detachStorage(QkTrace* part, bool isActive) {
     part->extras->formerAddress = former;
 }
 
-QkTrace* QkLiveModel::makeStandIn(const QkTrace* trace) {
+QkTrace* QkDatabase::makeStandIn(const QkTrace* trace) {
     const auto copy = [&](const QkTrace* from) {
         uint32_t id;
         QkTrace* const made = traceStore.make(id);
@@ -168,13 +168,11 @@ QkTrace* QkLiveModel::makeStandIn(const QkTrace* trace) {
     return standIn;
 }
 
-void QkLiveModel::moveName(QkName* name, QkTrace* to) {
+void QkDatabase::moveName(QkName* name, QkTrace* to) {
     QkTrace* const from = name->trace;
-    const QkTraceWriter::Marks marks = writer.takeMarks(name);
+    announce(&DatabaseListener::nameLeaves, name);
     bindAnew(name, to);
-    const auto isWhole = [](const QkName* other) { return !other->isSlice(); };
-    if (!name->isSlice() && !TraceNames::find(from->names, isWhole)) writer.moveSlot(from, to);
-    writer.putMarks(name, marks);
+    announce(&DatabaseListener::nameArrives, name, from);
 }
 
 // ---- Coming again
@@ -220,7 +218,7 @@ bool mayAdopt(const QkTrace* trace, const QkTrace* fresh) {
 
 }  // namespace
 
-void QkLiveModel::adoptStorage(QkTrace* part, QkTrace* fresh) {
+void QkDatabase::adoptStorage(QkTrace* part, QkTrace* fresh) {
     part->address = fresh->address;
     part->detached = false;
     linkAtAddress(part, fresh);
@@ -239,7 +237,7 @@ void QkLiveModel::adoptStorage(QkTrace* part, QkTrace* fresh) {
     assignsStale = true;
 }
 
-void QkLiveModel::adopt(QkTrace* trace, QkTrace* fresh) {
+void QkDatabase::adopt(QkTrace* trace, QkTrace* fresh) {
     std::vector<QkTrace*> parts;
     for (QkTrace* part = fresh->firstPart(); part; part = fresh->partAfter(part))
         parts.push_back(part);
@@ -267,7 +265,7 @@ void QkLiveModel::adopt(QkTrace* trace, QkTrace* fresh) {
     if (trace->isArray() && trace->ntrace > 0) followArray(anyName(trace));
 }
 
-void QkLiveModel::renew(QkName* name, QkName* fresh) {
+void QkDatabase::renew(QkName* name, QkName* fresh) {
     QkTrace* const trace = name->trace;
     if (mayAdopt(trace, fresh->trace)) adopt(trace, fresh->trace);
     visibleNames += (fresh->isHidden() ? 0 : 1) - (name->isHidden() ? 0 : 1);
@@ -288,8 +286,8 @@ void QkLiveModel::renew(QkName* name, QkName* fresh) {
     removeName(fresh);
 }
 
-void QkLiveModel::renewNames(QkScope* const* scopes, int count) {
-    writer.storageMoves();
+void QkDatabase::renewNames(QkScope* const* scopes, int count) {
+    announce(&DatabaseListener::storageMoves);
     for (int i = 0; i < count; ++i)
         if (scopes[i]) scopes[i]->inSection = true;
     std::unordered_set<const QkName*> renewed;
@@ -321,7 +319,7 @@ void QkLiveModel::renewNames(QkScope* const* scopes, int count) {
 }
 
 /// Drops what a module made again has no rows for, down to where other modules begin.
-void QkLiveModel::dropDetached(QkScope* scope) {
+void QkDatabase::dropDetached(QkScope* scope) {
     if (!scope->detached || scope->claimed || scope->inSection) return;
     ScopeNames::each(scope->allNames, [&](QkName* name) {
         if (name->detached) removeName(name);

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 
 namespace {
@@ -85,7 +85,7 @@ bool isFullName(const QkName* name, const char* text, size_t length) {
 }  // namespace
 
 template <class Visit>
-void QkLiveModel::eachOfFullName(const char* text, Visit&& visit) const {
+void QkDatabase::eachOfFullName(const char* text, Visit&& visit) const {
     const size_t length = std::strlen(text);
     namesByFullName.find(foldedHashFrom(kFoldedHashStart, text), [&](uint32_t id) {
         QkName* const name = nameStore.at(id);
@@ -94,7 +94,7 @@ void QkLiveModel::eachOfFullName(const char* text, Visit&& visit) const {
     });
 }
 
-std::vector<QkName*> QkLiveModel::matching(const char* pattern) const {
+std::vector<QkName*> QkDatabase::matching(const char* pattern) const {
     std::vector<QkName*> found;
     if (!std::strchr(pattern, '*')) {
         eachOfFullName(pattern, [&](QkName* name) { found.push_back(name); });
@@ -135,7 +135,7 @@ struct Choice {
 
 }  // namespace
 
-QkName* QkLiveModel::findOne(const char* pattern) const {
+QkName* QkDatabase::findOne(const char* pattern) const {
     Choice first, second;
     const auto consider = [&](QkName* name) {
         if (isCandidate(name))
@@ -152,12 +152,12 @@ QkName* QkLiveModel::findOne(const char* pattern) const {
     return choice.count == 1 ? choice.one : nullptr;
 }
 
-QkName* QkLiveModel::findNext(const char* pattern, const QkName* after) const {
+QkName* QkDatabase::findNext(const char* pattern, const QkName* after) const {
     QkName* const next = findCandidate(pattern, after);
     return next || after || qk_strict ? next : findOne(pattern);
 }
 
-QkName* QkLiveModel::findCandidate(const char* pattern, const QkName* after) const {
+QkName* QkDatabase::findCandidate(const char* pattern, const QkName* after) const {
     if (!std::strchr(pattern, '*')) {
         const std::vector<QkName*> found = matching(pattern);
         auto at = found.begin();

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <tuple>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "run/console_text.h"
 
 namespace {
@@ -24,7 +24,7 @@ QkScope* moduleScope(QkScope* scope) {
 
 // ---- Change lists
 
-MasterArrayAssign* QkLiveModel::arrayRecordAt(void* cell) {
+MasterArrayAssign* QkDatabase::arrayRecordAt(void* cell) {
     std::unique_ptr<MasterArrayAssign>& record = arrayRecords[cell];
     if (!record) {
         record = std::make_unique<MasterArrayAssign>();
@@ -36,7 +36,7 @@ MasterArrayAssign* QkLiveModel::arrayRecordAt(void* cell) {
     return record.get();
 }
 
-void QkLiveModel::releaseArrayRecord(MasterArrayAssign* record) {
+void QkDatabase::releaseArrayRecord(MasterArrayAssign* record) {
     // The cell is left as it is: it may have gone with its module's storage.
     if (--record->users == 0) arrayRecords.erase(record->cell);
 }
@@ -45,7 +45,7 @@ namespace {
 
 /// The lists that a scope's waves apply, or for null those that captures look at.
 std::vector<MasterArrayAssign*>& recordsOf(QkScope* scope) {
-    return scope ? scope->masterArrayAssigns : qkLiveModel->unwaved;
+    return scope ? scope->masterArrayAssigns : qkDatabase->unwaved;
 }
 
 void attach(MasterArrayAssign* record, QkScope* scope) {
@@ -98,13 +98,13 @@ public:
 private:
     void report(QkTrace* array) const {
         // The record may change under what a report sets off.
-        const uint64_t removals = qkLiveModel->removals;
+        const uint64_t removals = qkDatabase->removals;
         for (const uint32_t element : changed) {
-            if (removals != qkLiveModel->removals) return;  // the array may have gone
+            if (removals != qkDatabase->removals) return;  // the array may have gone
             const int64_t number = element;
-            qkLiveModel->writer.recordElement(array, array->arrayLeft() > array->arrayRight()
-                                                         ? array->arrayRight() + number
-                                                         : array->arrayRight() - number);
+            qkDatabase->recorder->elementChanged(array, array->arrayLeft() > array->arrayRight()
+                                                            ? array->arrayRight() + number
+                                                            : array->arrayRight() - number);
         }
     }
 
@@ -155,14 +155,14 @@ private:
 
 }  // namespace
 
-MasterArrayAssign* QkLiveModel::recordFor(QkScope* scope, const QkTrace* part) const {
+MasterArrayAssign* QkDatabase::recordFor(QkScope* scope, const QkTrace* part) const {
     if (part->extras && part->extras->arrayRecord) return part->extras->arrayRecord;
     for (MasterArrayAssign* record : recordsOf(scope))
         if (!record->cell && record->owner == part->header) return record;
     return new MasterArrayAssign;
 }
 
-void QkLiveModel::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void* to) {
+void QkDatabase::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void* to) {
     QK_ASSERT_AS(part->address, "from");
     MasterArrayAssign* const record = recordFor(scope, part);
     QK_ASSERT_AS(record->owner == nullptr || record->owner == part->header,
@@ -189,7 +189,7 @@ void QkLiveModel::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void
     record->all.push_back(std::move(buffer));
 }
 
-void QkLiveModel::followArray(const QkName* name) {
+void QkDatabase::followArray(const QkName* name) {
     QkScope* const scope = moduleScope(name->scope);
     QkTrace* const trace = name->trace;
     for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
@@ -207,18 +207,18 @@ void lookAtEach(const std::vector<MasterArrayAssign*>& records, Wanted&& wanted)
 
 }  // namespace
 
-void QkLiveModel::lookAtUnwaved() const {
+void QkDatabase::lookAtUnwaved() const {
     lookAtEach(unwaved, [](const MasterArrayAssign*) { return true; });
 }
 
-void QkLiveModel::lookAtArrays(const QkTrace* header) const {
+void QkDatabase::lookAtArrays(const QkTrace* header) const {
     lookAtEach(followed,
                [&](const MasterArrayAssign* record) { return !header || record->owner == header; });
 }
 
 /// Erases the buffers that read or keep up the storage at `address` and for which isOut() holds.
 template <class IsOut>
-void QkLiveModel::eraseBuffers(const void* address, IsOut&& isOut) {
+void QkDatabase::eraseBuffers(const void* address, IsOut&& isOut) {
     const auto [from, to] = listsByStorage.equal_range(address);
     std::vector<MasterArrayAssign*> records;
     std::for_each(from, to, [&](const auto& entry) { records.push_back(entry.second); });
@@ -243,14 +243,14 @@ void QkLiveModel::eraseBuffers(const void* address, IsOut&& isOut) {
     }
 }
 
-void QkLiveModel::unfollowArray(const QkTrace* header) {
+void QkDatabase::unfollowArray(const QkTrace* header) {
     for (const QkTrace* part = header->firstPart(); part; part = header->partAfter(part))
         eraseBuffers(part->address, [&](const ValueBuffer& buffer) {
             return buffer.header == header && buffer.ownsShadow();
         });
 }
 
-void QkLiveModel::forgetBuffer(MasterArrayAssign* record, const ValueBuffer& buffer) {
+void QkDatabase::forgetBuffer(MasterArrayAssign* record, const ValueBuffer& buffer) {
     const auto forgetAt = [&](const void* address) {
         const auto [from, to] = listsByStorage.equal_range(address);
         listsByStorage.erase(
@@ -260,7 +260,7 @@ void QkLiveModel::forgetBuffer(MasterArrayAssign* record, const ValueBuffer& buf
     if (!buffer.ownsShadow()) forgetAt(buffer.shadow());
 }
 
-void QkLiveModel::rehomeArrays(QkScope* scope) {
+void QkDatabase::rehomeArrays(QkScope* scope) {
     const std::vector<MasterArrayAssign*> records = scope->masterArrayAssigns;
     for (MasterArrayAssign* record : records) {
         detach(record);
@@ -271,7 +271,7 @@ void QkLiveModel::rehomeArrays(QkScope* scope) {
 
 // ---- Owners
 
-void QkLiveModel::resolveMasterAssigns() {
+void QkDatabase::resolveMasterAssigns() {
     if (assignsStale) {
         const auto clear = [](auto& self, QkScope* ring) -> void {
             ScopeRing::each(ring, [&](QkScope* scope) {
@@ -308,7 +308,7 @@ bool mayLackOwner(const char* fullName) {
 
 }  // namespace
 
-void QkLiveModel::resolveMasterAssign(QkTrace* part, const QkName* name) {
+void QkDatabase::resolveMasterAssign(QkTrace* part, const QkName* name) {
     if (part->resolved) return;
     part->resolved = true;
     const void* const word = part->extras ? part->extras->traceWord : nullptr;
@@ -344,10 +344,10 @@ void QkLiveModel::resolveMasterAssign(QkTrace* part, const QkName* name) {
         part, [&](const QkTrace* t) { return t->extras && t->extras->copies == group; });
     if (isMember || part->extras->copies) return;
     group->add(part);
-    reader.noteCopies();
+    announce(&DatabaseListener::copiesFound);
 }
 
-void QkLiveModel::copyOwner(QkTrace* part, QkTrace* owner, const QkName* name) {
+void QkDatabase::copyOwner(QkTrace* part, QkTrace* owner, const QkName* name) {
     QkScope* const parent = moduleScope(name->scope);
     QK_ASSERT(parent);
     if (!parent) return;
@@ -387,7 +387,7 @@ CopyGroup* copiesOf(QkTrace* trace) {
     return grouped ? grouped->extras->copies : nullptr;
 }
 
-void QkLiveModel::forgetCopies(QkTrace* trace) {
+void QkDatabase::forgetCopies(QkTrace* trace) {
     TraceExtras& extras = *trace->extras;
     if (trace->isArray() && trace->address && !followed.empty())
         eraseBuffers(trace->address, [](const ValueBuffer&) { return true; });
@@ -404,7 +404,7 @@ void QkLiveModel::forgetCopies(QkTrace* trace) {
 
 // ---- Scalars
 
-void QkLiveModel::prepareMasterAssigns(QkScope* scope) const {
+void QkDatabase::prepareMasterAssigns(QkScope* scope) const {
     std::vector<MasterAssign>& assigns = scope->masterAssigns;
     QK_ASSERT_AS(!assigns.empty(), "masterAssigns != NULL");
     std::sort(assigns.begin(), assigns.end(), [](const MasterAssign& a, const MasterAssign& b) {

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 
 bool QkName::isHidden() const { return (netFlags & QK_flag_hidden) != 0; }
 
@@ -31,8 +31,8 @@ FullName::~FullName() {
     if (text != small) std::free(text);
 }
 
-QkName* QkLiveModel::addName(QkScope* scope, const char* localName, uint32_t mode,
-                             uint32_t netFlags) {
+QkName* QkDatabase::addName(QkScope* scope, const char* localName, uint32_t mode,
+                            uint32_t netFlags) {
     uint32_t id;
     QkName* const name = nameStore.make(id);
     QK_ASSERT_AS(name, "n");
@@ -52,7 +52,7 @@ QkName* QkLiveModel::addName(QkScope* scope, const char* localName, uint32_t mod
     return name;
 }
 
-QkName* QkLiveModel::findInScope(const QkScope* scope, const char* localName) const {
+QkName* QkDatabase::findInScope(const QkScope* scope, const char* localName) const {
     QkName* newest = nullptr;
     namesByFullName.find(foldedHashFrom(scope->hash, localName), [&](uint32_t id) {
         QkName* const name = nameStore.at(id);
@@ -64,7 +64,7 @@ QkName* QkLiveModel::findInScope(const QkScope* scope, const char* localName) co
     return newest;
 }
 
-QkName* QkLiveModel::findLocal(const QkScope* scope, const char* localName) const {
+QkName* QkDatabase::findLocal(const QkScope* scope, const char* localName) const {
     QkName* const exact = findInScope(scope, localName);
     if (exact || !scope->caseInsensitive) return exact;
     QkName* newest = nullptr;
@@ -84,32 +84,32 @@ const QkName* anyName(const QkTrace* trace) {
                                                             : nullptr;
 }
 
-void QkLiveModel::bindName(QkName* name, QkTrace* trace) {
+void QkDatabase::bindName(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
     name->trace = trace;
     name->readsCopy = trace->isCopy();
     TraceNames::append(trace->names, name);
 }
 
-void QkLiveModel::addSlice(QkTrace* trace, QkName* name) {
+void QkDatabase::addSlice(QkTrace* trace, QkName* name) {
     if (!trace->extras) trace->extras = new TraceExtras;
     trace->extras->exnames.push_back(name);
 }
 
-void QkLiveModel::bindExtract(QkName* name, QkTrace* trace) {
+void QkDatabase::bindExtract(QkName* name, QkTrace* trace) {
     TraceNames::remove(name->trace->names, name);
     name->trace = trace;
     name->readsCopy = trace->isCopy();
     addSlice(trace, name);
 }
 
-void QkLiveModel::bindTerm(QkName* name, QkTrace* trace) {
+void QkDatabase::bindTerm(QkName* name, QkTrace* trace) {
     bindName(name, trace);
     name->partial = name->range().width != trace->range.width;
     if (name->partial) addSlice(trace, name);
 }
 
-void QkLiveModel::bindAnew(QkName* name, QkTrace* trace) {
+void QkDatabase::bindAnew(QkName* name, QkTrace* trace) {
     if (name->isSlice()) {
         std::erase(name->trace->extras->exnames, name);
         addSlice(trace, name);
@@ -122,20 +122,18 @@ void QkLiveModel::bindAnew(QkName* name, QkTrace* trace) {
     }
 }
 
-void QkLiveModel::dropFurtherStorage(const QkName* name) {
+void QkDatabase::dropFurtherStorage(const QkName* name) {
     if (furtherStorage.empty()) return;
     const auto [from, to] = furtherStorage.equal_range(name);
     std::for_each(from, to, [&](const auto& storage) { dropAtAddress(storage.second); });
     furtherStorage.erase(from, to);
 }
 
-void QkLiveModel::removeName(QkName* name) {
+void QkDatabase::removeName(QkName* name) {
     QK_ASSERT_AS(name->scope, "n->scope");
     QK_ASSERT_AS(name->same_scope_next, "n->same_scope_next");
     ++removals;
-    handles.forget(name);
-    if (name->traced) writer.stopTracing(name);
-    reader.forgetName(name);
+    announce(&DatabaseListener::nameGoes, name);
     --name->scope->nameCount;
     visibleNames -= name->isHidden() ? 0 : 1;
     ScopeNames::remove(name->scope->allNames, name);
@@ -154,7 +152,7 @@ void QkLiveModel::removeName(QkName* name) {
 
 // ---- Virtual variables
 
-QkName* QkLiveModel::addVirtual(const char* localName) {
+QkName* QkDatabase::addVirtual(const char* localName) {
     QkName* const name = addName(top_scopes, localName, 0, 0);
     ++top_scopes->virtualCount;
     name->kind = kVirtualName;
@@ -170,7 +168,7 @@ QkName* QkLiveModel::addVirtual(const char* localName) {
     return name;
 }
 
-void QkLiveModel::addElement(QkName* name, const VirtualElement& element) {
+void QkDatabase::addElement(QkName* name, const VirtualElement& element) {
     NameExtension& extension = *name->extension;
     extension.elements.push_back(element);
     extension.elements.back().above = extension.range.width;
@@ -182,13 +180,13 @@ void QkLiveModel::addElement(QkName* name, const VirtualElement& element) {
     if (std::find(readers.begin(), readers.end(), name) == readers.end()) readers.push_back(name);
 }
 
-void QkLiveModel::leaveSources(QkName* name) {
+void QkDatabase::leaveSources(QkName* name) {
     eachSource(name, [&](QkTrace* trace) { std::erase(trace->extras->pvnames, name); });
     --name->scope->virtualCount;
 }
 
 /// What virtual variables read of a trace that goes becomes zero bits.
-void QkLiveModel::dropReaders(QkTrace* trace) {
+void QkDatabase::dropReaders(QkTrace* trace) {
     if (!trace->extras) return;
     for (QkName* variable : trace->extras->pvnames)
         for (VirtualElement& element : variable->extension->elements)
@@ -229,7 +227,7 @@ bool before(const SortKey& a, const SortKey& b) {
 
 }  // namespace
 
-void QkLiveModel::sortNames(QkScope* scope, std::vector<QkName*>& sorted) {
+void QkDatabase::sortNames(QkScope* scope, std::vector<QkName*>& sorted) {
     std::vector<SortKey> keys;
     keys.reserve(static_cast<size_t>(scope->nameCount));
     ScopeNames::each(scope->allNames, [&](QkName* name) { keys.push_back(sortKey(name)); });

@@ -57,7 +57,7 @@ struct QkName {
     QkScope* scope;
     QkTrace* trace;            ///< &gDummyTrace until one is bound
     NameExtension* extension;  ///< owned; null for most plain names
-    uint32_t hash;             ///< of the full name, for QkLiveModel::namesByFullName
+    uint32_t hash;             ///< of the full name, for QkDatabase::namesByFullName
     uint32_t mode;             ///< mode word of the registering row; the low byte is the type code
     uint32_t netFlags;
     uint32_t id;  ///< number in the store
@@ -67,7 +67,8 @@ struct QkName {
     bool dirty : 1;                             ///< used inside one capture only
     bool stimulus : 1;                          ///< named as a further stimulus by the user
     bool readsCopy : 1;                         ///< the trace is a copy of an owner elsewhere
-    bool watched : 1;                           ///< its handle has breakpoints or asks for changes
+    bool notifies : 1;                          ///< its handle asks for changes
+    bool hasBreaks : 1;                         ///< its handle has breakpoints
     bool partial : 1;                           ///< kind 1 of another width than its net: a slice
     bool detached : 1;                          ///< waits for its module to be made again
     QkName *next, *prev;                        ///< ring QkModel::names
@@ -82,6 +83,8 @@ struct QkName {
     ///         recorded and written on their own
     bool isSlice() const { return kind >= kExtractName || partial; }
     int chunkCount() const { return (range().width + QK_MAXUBITS - 1) / QK_MAXUBITS; }
+    /// @return whether a handle follows its changes
+    bool isWatched() const { return notifies || hasBreaks; }
 };
 
 /// Memory of malloc().
@@ -115,7 +118,7 @@ struct QkTrace {
     uint64_t value;  ///< remembered value while the trace is active and not in the capture image
     QkTrace *next, *prev;              ///< ring QkModel::traces
     QkTrace *sameAddr_n, *sameAddr_p;  ///< ring of all traces at one storage address
-    QkTrace *a_next, *a_prev;          ///< ring QkLiveModel::active_traces, null outside it
+    QkTrace *a_next, *a_prev;          ///< ring QkTraceWriter::active_traces, null outside it
     QkName* names;                     ///< head of the ring of names bound to this trace
     uint32_t changed;                  ///< sticky: a capture saw a change
     int32_t nrecord;        ///< traced names that are no slices: they have its changes recorded

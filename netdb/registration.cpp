@@ -11,6 +11,7 @@
 #include "licence/licence.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
+#include "run/life.h"
 
 QkRegistrationData* QkRegistration::data = nullptr;
 
@@ -71,7 +72,7 @@ void QkRegistrationData::abandon(const QkScope* scope) {
     delete open;
     open = nullptr;
     // Names that wait for their replacement would be taken for those of the next section.
-    while (gDummyTrace.names) qkLiveModel->removeName(gDummyTrace.names);
+    while (gDummyTrace.names) qkDatabase->removeName(gDummyTrace.names);
 }
 
 // ---- States
@@ -129,7 +130,7 @@ void QkRegistrationData::finish() {
     if (!generatorAccepted(words, shape))
         fail("Error: ZEFT Generate id mismatch in module %s\n", name());
     QkScope* const scope = pscopes[0];
-    if (scope->detached) qkLiveModel->renewNames(pscopes, ns);
+    if (scope->detached) qkDatabase->renewNames(pscopes, ns);
     scope->shape = shape;
     std::copy(std::begin(words), std::end(words), scope->generatorWords);
     scope->exportWord = exportWord;
@@ -172,12 +173,12 @@ void QkRegistrationData::addScope(const QkGRScope& row) {
             "Error: Duplicate scope-id while registering \"%s\", id %d, scopes \"%s\" and "
             "\"%s\"\n",
             name(), row.scope, row.name, existing->name.str());
-    QkScope* scope = parent->detached ? qkLiveModel->findDetachedChild(parent, row.name) : nullptr;
+    QkScope* scope = parent->detached ? qkDatabase->findDetachedChild(parent, row.name) : nullptr;
     if (scope) {
         scope->inSection = true;
         scope->caseInsensitive = row.case_insensitive != 0;
     } else {
-        scope = qkLiveModel->addScope(parent, row.name, row.case_insensitive != 0);
+        scope = qkDatabase->addScope(parent, row.name, row.case_insensitive != 0);
     }
     pscopes[row.scope] = scope;
     QK_ASSERT_AS(pscopes[row.scope], "pscopes[scopeIdx]");
@@ -186,16 +187,16 @@ void QkRegistrationData::addScope(const QkGRScope& row) {
 
 void QkRegistrationData::prefetch(const QkGRNet& row) const {
     if (row.scope < 0 || row.scope >= ns || !row.name) return;
-    qkLiveModel->traces_by_address.prefetch(hashAddress(row.address));
+    qkDatabase->traces_by_address.prefetch(hashAddress(row.address));
     if (const QkScope* const scope = pscopes[row.scope])
-        qkLiveModel->namesByFullName.prefetch(foldedHashFrom(scope->hash, row.name));
+        qkDatabase->namesByFullName.prefetch(foldedHashFrom(scope->hash, row.name));
 }
 
 namespace {
 
 /// Where a row makes a name of its own, looks for another of the same text in its scope.
 void checkNew(const QkGRNet& row, const QkScope* scope, const char* localName) {
-    const QkName* const other = qkLiveModel->findInScope(scope, localName);
+    const QkName* const other = qkDatabase->findInScope(scope, localName);
     if (other && other->trace->address != row.address)
         checkOverlap(other, BitRange(row.left, row.right), other->range());
 }
@@ -216,27 +217,27 @@ void QkRegistrationData::addNet(const QkGRNet& row) {
     const unsigned mode = row.mode & ~static_cast<unsigned>(QK_invert);
     QkScope* const scope = pscopes[row.scope];
     QkName* record = nullptr;
-    if (row.scope == 0 || (mode & QK_parts)) record = qkLiveModel->findInScope(scope, localName);
+    if (row.scope == 0 || (mode & QK_parts)) record = qkDatabase->findInScope(scope, localName);
     if (!record && qk_check_tables) checkNew(row, scope, localName);
-    if (!record) record = qkLiveModel->addName(scope, localName, mode, row.flags);
+    if (!record) record = qkDatabase->addName(scope, localName, mode, row.flags);
     ++netsAdded;
     pnames[index] = record;
     lowIndices[index] = std::min(row.left, row.right);
 
-    const QkLiveModel::NetStorage net{row.address,    BitRange(row.left, row.right),
-                                      row.array_left, row.array_right,
-                                      mode,           row.flags,
-                                      row.trace_word, row.array_data,
-                                      false};
+    const QkDatabase::NetStorage net{row.address,    BitRange(row.left, row.right),
+                                     row.array_left, row.array_right,
+                                     mode,           row.flags,
+                                     row.trace_word, row.array_data,
+                                     false};
     if ((row.flags & QK_flag_replaced) && !(row.flags & QK_flag_not_replaced)) {
         replacements.push_back(NetReplacement{record, row.replacement, net});
         return;
     }
-    if (!qkLiveModel->addNet(record, net)) {
+    if (!qkDatabase->addNet(record, net)) {
         drop(record);
         return;
     }
-    if (row.mode & QK_invert) qkLiveModel->addInvertedForm(net);
+    if (row.mode & QK_invert) qkDatabase->addInvertedForm(net);
 }
 
 void QkRegistrationData::drop(QkName* record) {
@@ -244,7 +245,7 @@ void QkRegistrationData::drop(QkName* record) {
     std::replace(pnames, pnames + nn, record, static_cast<QkName*>(nullptr));
     for (NetReplacement& replacement : replacements)
         if (replacement.pReplaced == record) replacement.pReplaced = nullptr;
-    qkLiveModel->removeName(record);
+    qkDatabase->removeName(record);
 }
 
 void QkRegistrationData::reportOpenSection() {
@@ -259,12 +260,12 @@ void QkRegistrationData::reportOpenSection() {
 namespace {
 
 /// Has the names of a section sorted, also in a scope that there was before.
-void newsOfSection() { qkLiveModel->elaborated = qkLiveModel->complete = false; }
+void newsOfSection() { qkDatabase->elaborated = qkDatabase->complete = false; }
 
 }  // namespace
 
 void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitive) {
-    kelvo_start();
+    startRun();
     QK_ASSERT(m);
     if (data)
         fail("Error: Registration of module started \"%s\" before completion of module \"%s\"\n",
@@ -274,7 +275,7 @@ void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitiv
     QK_ASSERT(data);
     data->pscopes[0] = m->qk_get_scope(case_insensitive);
     newsOfSection();
-    qkLiveModel->reserveNets(static_cast<size_t>(data->nn));
+    qkDatabase->reserveNets(static_cast<size_t>(data->nn));
 }
 
 namespace {
@@ -285,7 +286,7 @@ constexpr int kRowsAhead = 12;
 /// Every entry but start() passes here first.
 QkRegistrationData* enter(kelvo_module* m, QkRegistrationData* data, RegistrationState target) {
     QK_ASSERT(m);
-    if (!qkLiveModel || !data)
+    if (!qkDatabase || !data)
         fail("Error: Cannot initialise section \"%s\" (not declared)\n", instanceName(m));
     if (data->module != m)
         fail("Error: Cannot initialise  section \"%s\" (initialisation of \"%s\" not complete)\n",
@@ -357,10 +358,10 @@ void QkRegistration::end(kelvo_module* m) {
 // ---- By hand
 
 void qk_register1(const char* name, int mode, ...) {
-    kelvo_start();
+    startRun();
     va_list arguments;
     va_start(arguments, mode);
-    QkLiveModel::NetStorage net{};
+    QkDatabase::NetStorage net{};
     net.address = va_arg(arguments, void*);
     const int left = va_arg(arguments, int), right = va_arg(arguments, int);
     net.range = BitRange(left, right);
@@ -370,10 +371,10 @@ void qk_register1(const char* name, int mode, ...) {
     net.mode = static_cast<unsigned>(mode) & ~static_cast<unsigned>(QK_invert);
 
     QkScope* scope = nullptr;
-    const char* local = qkLiveModel->findScopePath(scope, name, true, true, true);
+    const char* local = qkDatabase->findScopePath(scope, name, true, true, true);
     if (!scope) {
         if (!local) local = name;
-        qkLiveModel->findScopePath(scope, "toplevel", false, true, true);
+        qkDatabase->findScopePath(scope, "toplevel", false, true, true);
     }
     QK_ASSERT(scope);
     if (net.arrayRight != 0 && !(net.mode & QK_array))
@@ -382,11 +383,11 @@ void qk_register1(const char* name, int mode, ...) {
             "has changed. Arrays are now represented differently in the underlying model, the\n"
             "arguments 'idx' and 'number of elements' must  be replaced by left and right\n"
             "indices respectively. The mode value QK_array must be or'd into the mode field\n");
-    QkName* const record = qkLiveModel->addName(scope, local, net.mode, 0);
-    qkLiveModel->elaborated = qkLiveModel->complete = false;
-    if (!qkLiveModel->addNet(record, net)) {
-        qkLiveModel->removeName(record);
+    QkName* const record = qkDatabase->addName(scope, local, net.mode, 0);
+    qkDatabase->elaborated = qkDatabase->complete = false;
+    if (!qkDatabase->addNet(record, net)) {
+        qkDatabase->removeName(record);
     } else if (mode & QK_invert) {
-        qkLiveModel->addInvertedForm(net);
+        qkDatabase->addInvertedForm(net);
     }
 }

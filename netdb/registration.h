@@ -3,14 +3,14 @@
 
 #include <vector>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_registration.h"
 
 /// A net that another one replaces, until all nets of the section are in.
 struct NetReplacement {
     QkName* pReplaced;  ///< still on gDummyTrace; null once the name is dropped
     int replacementId;  ///< id of the replacing net, negative if inverted
-    QkLiveModel::NetStorage net;
+    QkDatabase::NetStorage net;
 };
 
 enum RegistrationState { AddScopes, AddNets, AddExtracts, AddTerms, Completed };

@@ -38,15 +38,15 @@ void QkRegistrationData::apply(const NetReplacement& replacement) {
     QkTrace* trace = pnames[index]->trace;
     if (trace->bits) {
         if (replacement.net.range.width != 1) {
-            qkLiveModel->bindName(replaced, trace->header);
+            qkDatabase->bindName(replaced, trace->header);
             return;
         }
         trace = partHolding(trace->header, lowIndices[index]);
     }
-    QkLiveModel::NetStorage net = replacement.net;
+    QkDatabase::NetStorage net = replacement.net;
     net.address = trace && trace != &gDummyTrace ? trace->address : nullptr;
     net.invert = inverted;
-    if (net.address && qkLiveModel->addStored(trace, replaced, net)) return;
+    if (net.address && qkDatabase->addStored(trace, replaced, net)) return;
     qk_printf(
         "warning: Net Registration: Ignoring rterm rule for net: %s\n"
         "         (this net will not appear in VCD traces) (reason: bad replacement)\n",
@@ -112,7 +112,7 @@ void QkRegistrationData::addReader(const Reader& reader) {
     if (qk_check_tables)
         checkReader(pscopes[reader.scope], localName, actual, reader.offset, reader.range.width);
     QkName* const formal =
-        qkLiveModel->addName(pscopes[reader.scope], localName, mode, actual->netFlags);
+        qkDatabase->addName(pscopes[reader.scope], localName, mode, actual->netFlags);
     QK_ASSERT(formal);
     formal->kind = reader.kind;
     formal->extension = new NameExtension;
@@ -120,8 +120,8 @@ void QkRegistrationData::addReader(const Reader& reader) {
     formal->extension->offset = reader.offset;
     QK_ASSERT(formal->trace == &gDummyTrace);
     if (reader.kind == kExtractName) {
-        qkLiveModel->bindExtract(formal, trace);
+        qkDatabase->bindExtract(formal, trace);
     } else {
-        qkLiveModel->bindTerm(formal, trace);
+        qkDatabase->bindTerm(formal, trace);
     }
 }

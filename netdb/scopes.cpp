@@ -2,10 +2,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "genrt/report.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "netdb/registration.h"
-#include "qkzeft_module.h"
 
 QkScope::QkScope(const char* localName, QkScope* parentScope, bool namesCaseInsensitive)
     : name(localName), parent(parentScope), caseInsensitive(namesCaseInsensitive) {
@@ -40,15 +38,15 @@ bool isNamed(const QkScope* scope, const char* text, size_t length, bool ignoreC
 
 }  // namespace
 
-QkScope* QkLiveModel::addScope(QkScope* parent, const char* localName, bool caseInsensitive) {
+QkScope* QkDatabase::addScope(QkScope* parent, const char* localName, bool caseInsensitive) {
     auto* const scope = new QkScope(localName, parent, caseInsensitive);
     ScopeRing::append(parent ? parent->children : top_scopes, scope);
     scopesByHash.emplace(scope->hash, scope);
     return scope;
 }
 
-QkScope* QkLiveModel::findChild(QkScope* parent, const char* text, size_t length,
-                                bool ignoreCase) const {
+QkScope* QkDatabase::findChild(QkScope* parent, const char* text, size_t length,
+                               bool ignoreCase) const {
     const auto isWanted = [&](const QkScope* scope) {
         return scope->parent == parent &&
                isNamed(scope, text, length, ignoreCase || scope->caseInsensitive);
@@ -64,7 +62,7 @@ QkScope* QkLiveModel::findChild(QkScope* parent, const char* text, size_t length
     return found;
 }
 
-QkScope* QkLiveModel::findDetachedChild(const QkScope* parent, const char* localName) const {
+QkScope* QkDatabase::findDetachedChild(const QkScope* parent, const char* localName) const {
     const uint32_t path = foldedHashFrom(parent->hash, localName);
     const auto [from, to] = scopesByHash.equal_range(foldedHashFrom(path, "."));
     const auto found = std::find_if(from, to, [&](const auto& entry) {
@@ -75,8 +73,8 @@ QkScope* QkLiveModel::findDetachedChild(const QkScope* parent, const char* local
     return found == to ? nullptr : found->second;
 }
 
-const char* QkLiveModel::findScopePath(QkScope*& scope, const char* path, bool stopAtLast,
-                                       bool caseInsensitive, bool create) {
+const char* QkDatabase::findScopePath(QkScope*& scope, const char* path, bool stopAtLast,
+                                      bool caseInsensitive, bool create) {
     for (;;) {
         while (*path == '.') ++path;
         if (!*path) return path;
@@ -98,14 +96,12 @@ const char* QkLiveModel::findScopePath(QkScope*& scope, const char* path, bool s
     }
 }
 
-void QkLiveModel::destroyScope(QkScope* scope) {
+void QkDatabase::destroyScope(QkScope* scope) {
     QkRegistrationData::abandon(scope);
     while (scope->children) destroyScope(scope->children);
     while (scope->allNames) removeName(scope->allNames);
-    if (scope->module) scope->module->qk_scope = nullptr;
     rehomeArrays(scope);
-    releaseActivity(scope);
-    reader.forgetScope(scope);
+    announce(&DatabaseListener::scopeGoes, scope);
     ScopeRing::remove(scope->parent ? scope->parent->children : top_scopes, scope);
     const auto [from, to] = scopesByHash.equal_range(scope->hash);
     scopesByHash.erase(

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <string>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
 
 bool qk_check_tables = false;
@@ -59,7 +59,7 @@ namespace {
 /// @return the full name of some net at an address
 std::string nameAt(const void* address) {
     const QkTrace* const named =
-        SameAddress::find(qkLiveModel->tracesAt(address),
+        SameAddress::find(qkDatabase->tracesAt(address),
                           [](const QkTrace* trace) { return anyName(trace->header) != nullptr; });
     return named ? FullName(anyName(named->header)).c_str() : "a net without a name";
 }

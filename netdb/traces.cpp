@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "run/console_text.h"
 
 namespace {
@@ -43,11 +43,11 @@ uint32_t QkTrace::elementOf(int64_t index) const {
 
 namespace {
 
-bool needsExtras(const QkLiveModel::NetStorage& net) {
+bool needsExtras(const QkDatabase::NetStorage& net) {
     return (net.mode & QK_array) || net.traceWord || net.ppamd;
 }
 
-uint32_t elementCount(const QkLiveModel::NetStorage& net) {
+uint32_t elementCount(const QkDatabase::NetStorage& net) {
     if (!(net.mode & QK_array)) return 0;
     const int64_t distance = int64_t{net.arrayLeft} - net.arrayRight;
     // Elements are counted in ints: what lies beyond is out of reach.
@@ -61,13 +61,13 @@ bool isPort(uint32_t mode) {
 
 }  // namespace
 
-QkTrace* QkLiveModel::tracesAt(const void* address) const {
+QkTrace* QkDatabase::tracesAt(const void* address) const {
     const uint32_t id = traces_by_address.find(
         hashAddress(address), [&](uint32_t at) { return traceStore.at(at)->address == address; });
     return id == HashIndex::kNone ? nullptr : traceStore.at(id);
 }
 
-QkTrace* QkLiveModel::makeTrace(const NetStorage& net) {
+QkTrace* QkDatabase::makeTrace(const NetStorage& net) {
     uint32_t id;
     QkTrace* const trace = traceStore.make(id);
     trace->id = id;
@@ -89,7 +89,7 @@ QkTrace* QkLiveModel::makeTrace(const NetStorage& net) {
     return trace;
 }
 
-QkTrace* QkLiveModel::makeHeader(const QkTrace& part) {
+QkTrace* QkDatabase::makeHeader(const QkTrace& part) {
     uint32_t id;
     QkTrace* const header = traceStore.make(id);
     header->id = id;
@@ -104,7 +104,7 @@ QkTrace* QkLiveModel::makeHeader(const QkTrace& part) {
     return header;
 }
 
-void QkLiveModel::linkAtAddress(QkTrace* trace, QkTrace* ring) {
+void QkDatabase::linkAtAddress(QkTrace* trace, QkTrace* ring) {
     if (ring) {
         SameAddress::insertBefore(ring, trace);
     } else {
@@ -114,7 +114,7 @@ void QkLiveModel::linkAtAddress(QkTrace* trace, QkTrace* ring) {
     }
 }
 
-void QkLiveModel::addPart(const QkName* name, QkTrace* part, QkTrace* header) {
+void QkDatabase::addPart(const QkName* name, QkTrace* part, QkTrace* header) {
     QK_ASSERT_AS(part, "newBits");
     QK_ASSERT_AS(header, "existingHdr");
     QK_ASSERT_AS(header != part, "existingHdr != newBits");
@@ -154,13 +154,13 @@ uint64_t totalBytes(int width, uint32_t elements) {
 }
 
 /// Puts the address of a port's storage in the place of the address of its pointer.
-void followPort(QkLiveModel::NetStorage& net) {
+void followPort(QkDatabase::NetStorage& net) {
     if (net.address && isPort(net.mode) && !(net.mode & QK_array))
         std::memcpy(&net.address, net.address, sizeof net.address);
 }
 
 /// Makes the range as the trace has it. @return whether the row tells storage of one trace
-bool settleRange(QkLiveModel::NetStorage& net) {
+bool settleRange(QkDatabase::NetStorage& net) {
     if ((net.mode & 0xff) == QK_type_integer) net.range = BitRange(31, 0);
     const bool isPart = (net.mode & QK_parts) != 0;
     if (!isPart && net.range.width == 1 && net.range.lsb == 0) net.range = BitRange::bit();
@@ -169,7 +169,7 @@ bool settleRange(QkLiveModel::NetStorage& net) {
     return net.address && net.range.width <= QK_MAXUBITS;
 }
 
-QkTrace* sameForm(QkTrace* ring, const QkLiveModel::NetStorage& net) {
+QkTrace* sameForm(QkTrace* ring, const QkDatabase::NetStorage& net) {
     return SameAddress::find(ring, [&](const QkTrace* trace) {
         return trace->invert == net.invert && trace->isPart == ((net.mode & QK_parts) != 0);
     });
@@ -187,7 +187,7 @@ void checkRows(const QkName* name, const QkTrace* added) {
 
 }  // namespace
 
-QkTrace* QkLiveModel::addNet(QkName* name, NetStorage net) {
+QkTrace* QkDatabase::addNet(QkName* name, NetStorage net) {
     followPort(net);
     if (!net.address) {
         if (qk_check_tables) {
@@ -200,7 +200,7 @@ QkTrace* QkLiveModel::addNet(QkName* name, NetStorage net) {
     return addStored(nullptr, name, net);
 }
 
-QkTrace* QkLiveModel::addStored(QkTrace* existing, QkName* name, NetStorage net) {
+QkTrace* QkDatabase::addStored(QkTrace* existing, QkName* name, NetStorage net) {
     if (!settleRange(net)) return nullptr;
     const bool unbound = name->trace == &gDummyTrace;
     QkTrace* const ring = existing ? existing : tracesAt(net.address);
@@ -231,7 +231,7 @@ QkTrace* QkLiveModel::addStored(QkTrace* existing, QkName* name, NetStorage net)
     return trace->header;
 }
 
-void QkLiveModel::addInvertedForm(NetStorage net) {
+void QkDatabase::addInvertedForm(NetStorage net) {
     net.invert = true;
     followPort(net);
     QkTrace* const ring = tracesAt(net.address);
@@ -241,7 +241,7 @@ void QkLiveModel::addInvertedForm(NetStorage net) {
     linkAtAddress(trace, ring);
 }
 
-void QkLiveModel::leaveAddress(QkTrace* trace) {
+void QkDatabase::leaveAddress(QkTrace* trace) {
     QkTrace* ring = tracesAt(trace->address);
     QK_ASSERT_AS(ring, "addrDring");
     const uint32_t hash = hashAddress(trace->address);
@@ -256,10 +256,9 @@ void QkLiveModel::leaveAddress(QkTrace* trace) {
     }
 }
 
-void QkLiveModel::removeTrace(QkTrace* trace) {
+void QkDatabase::removeTrace(QkTrace* trace) {
     dropReaders(trace);
-    writer.forgetTrace(trace);
-    reader.forgetTrace(trace);
+    announce(&DatabaseListener::traceGoes, trace);
     if (trace->next) TraceRing::remove(traces, trace);
     if (trace->address && !trace->detached) leaveAddress(trace);
     if (trace->extras) forgetCopies(trace);
@@ -267,13 +266,13 @@ void QkLiveModel::removeTrace(QkTrace* trace) {
     traceStore.release(trace->id);
 }
 
-void QkLiveModel::dropAtAddress(const void* address) {
+void QkDatabase::dropAtAddress(const void* address) {
     const auto isNamed = [](const QkTrace* trace) { return trace->header->isNamed(); };
     if (SameAddress::find(tracesAt(address), isNamed)) return;
     while (QkTrace* const trace = tracesAt(address)) removeTrace(trace);
 }
 
-void QkLiveModel::dropUnnamed(QkTrace* trace) {
+void QkDatabase::dropUnnamed(QkTrace* trace) {
     if (trace->isNamed()) return;
     if (trace->address) {
         if (trace->detached)

@@ -10,6 +10,7 @@
 #include "base/characters.h"
 #include "base/qkassert.h"
 #include "qkzeft_module.h"
+#include "run/life.h"
 
 uint64_t qk_cycle = 0;
 int qk_timescale_unit = -9;

@@ -37,11 +37,6 @@ extern int qk_timescale_precision;
 /// Where the run ends, in ticks; kNoTime means nowhere. Rescaled with the clock.
 extern uint64_t qk_end_time;
 
-/// @return whether the live model has been built; it is, from kelvo_start() to the exit routine
-bool modelExists();
-/// Has all parts of the live model that remember times count them in ticks `factor` times finer.
-/// Called before the clock and the precision change.
-void rescaleModel(uint64_t factor);
 /// @return a limit in ticks `factor` times finer; kNoTime when it is too large for them
 uint64_t limitInFinerTicks(uint64_t ticks, uint64_t factor);
 /// @param precision  of when the time was noted: code called since may have made the tick finer

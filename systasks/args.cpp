@@ -8,9 +8,11 @@
 #include "base/storage.h"
 #include "base/stringbuf.h"
 #include "licence/licence.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
+#include "netdb/store.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
+#include "run/life.h"
 
 namespace {
 
@@ -176,6 +178,6 @@ void failTask(const TaskCall& call, const char* format, ...) {
 
 void endRun(int status) {
     runStatus = status;
-    kelvo_finish();
+    finishRun();
     qk_exit(status);
 }

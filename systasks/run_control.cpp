@@ -4,8 +4,9 @@
 #include <cstring>
 #include <string>
 
+#include "console/console.h"
 #include "memimage/memory_image.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_console.h"
 #include "qkzeft_memimage.h"
 #include "qkzeft_systasks.h"
@@ -53,7 +54,7 @@ void qkzeft_stop(int flags, const void* instance, const char* scope, int ArgPair
     QK_BEGIN_TASK(call, "$stop");
     sayWhere(call);
     va_end(call.list);
-    if (qkLiveModel && qkLiveModel->interactive) {
+    if (qkConsole && qkConsole->interactive) {
         qk_cli("cli");
         return;
     }
@@ -68,9 +69,9 @@ namespace {
 
 /// @return the array of the model whose storage begins at `area`, or null
 QkTrace* arrayAt(const void* area) {
-    if (!qkLiveModel || !area) return nullptr;
+    if (!qkDatabase || !area) return nullptr;
     QkTrace* const trace = SameAddress::find(
-        qkLiveModel->tracesAt(area), [](const QkTrace* t) { return t->isArray() && !t->invert; });
+        qkDatabase->tracesAt(area), [](const QkTrace* t) { return t->isArray() && !t->invert; });
     return trace ? trace->header : nullptr;
 }
 

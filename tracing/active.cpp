@@ -1,7 +1,7 @@
 // Which names are traced, and what is recorded when tracing begins.
 #include <algorithm>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "tracing/trace_writer.h"
 
@@ -40,15 +40,15 @@ void QkTraceWriter::activate(QkTrace* trace) {
     slotOf(trace);
     // Clocks are compared last.
     if (trace->flags & QK_flag_clock) {
-        ActiveTraces::append(liveModel->active_traces, trace);
+        ActiveTraces::append(active_traces, trace);
     } else {
-        ActiveTraces::prepend(liveModel->active_traces, trace);
+        ActiveTraces::prepend(active_traces, trace);
     }
 }
 
 void QkTraceWriter::deactivate(QkTrace* trace) {
     forgetPlan();
-    ActiveTraces::remove(liveModel->active_traces, trace);
+    ActiveTraces::remove(active_traces, trace);
 }
 
 void QkTraceWriter::hold(QkName* name) {
@@ -71,11 +71,11 @@ void QkTraceWriter::countHolds(QkName* name, int by) {
         const bool isActive = trace->ntrace > 0;
         if (isActive && !wasActive) {
             activate(trace);
-            if (trace->isArray()) liveModel->followArray(name);
+            if (trace->isArray()) database->followArray(name);
         }
         if (wasActive && !isActive) {
             deactivate(trace);
-            if (trace->isArray()) liveModel->unfollowArray(trace);
+            if (trace->isArray()) database->unfollowArray(trace);
         }
     });
 }
@@ -133,7 +133,7 @@ void QkTraceWriter::noteElement(QkName* name, QkTrace* source, int shows, int br
 void QkTraceWriter::settle(const QkName* name) {
     bool compared = false, changed = false;
     if (name->kind != kVirtualName && name->trace->isArray()) {
-        liveModel->lookAtArrays(name->trace);
+        database->lookAtArrays(name->trace);
         return;
     }
     eachSource(name, [&](const QkTrace* trace) {
@@ -178,9 +178,13 @@ void QkTraceWriter::setShow(QkName* name, bool on) {
     countOn(name, &QkTrace::nshow, on ? 1 : -1);
 }
 
-void QkTraceWriter::forgetTrace(QkTrace* trace) {
+void QkTraceWriter::nameGoes(QkName* name) {
+    if (name->traced) stopTracing(name);
+}
+
+void QkTraceWriter::traceGoes(QkTrace* trace) {
     forgetPlan();
-    if (trace->a_next) ActiveTraces::remove(liveModel->active_traces, trace);
+    if (trace->a_next) ActiveTraces::remove(active_traces, trace);
     if (trace->vcdSlot != 0) slots.owners[trace->vcdSlot].trace = nullptr;
 }
 

@@ -3,12 +3,13 @@
 #include <bit>
 #include <cstring>
 
-#include "console/console.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/life.h"
 #include "tracing/hot_loops.h"
 #include "tracing/trace_file.h"
+#include "tracing/trace_writer.h"
 
 static_assert(std::endian::native == std::endian::little,
               "a value's low byte comes first, in storage and in the image");
@@ -43,7 +44,7 @@ private:
 }  // namespace
 
 void QkTraceWriter::captureEntry() {
-    if (!liveModel->reader.runningFromVCD) captureNow();
+    if (!runningFromVCD) captureNow();
 }
 
 void QkTraceWriter::captureNow() {
@@ -60,10 +61,10 @@ void QkTraceWriter::captureChanges() {
 }
 
 void QkTraceWriter::compareAndRecord() {
-    if (!liveModel->unwaved.empty()) liveModel->lookAtUnwaved();
+    if (!database->unwaved.empty()) database->lookAtUnwaved();
     if (!planValid) {
         std::vector<QkTrace*> active;
-        ActiveTraces::each(liveModel->active_traces, [&](QkTrace* at) { active.push_back(at); });
+        ActiveTraces::each(active_traces, [&](QkTrace* at) { active.push_back(at); });
         plan.build(active, CapturePlan::kFromValues);
         planValid = true;
     }
@@ -162,7 +163,7 @@ void QkTraceWriter::recordSlowly(uint32_t position) {
     openTail();
 }
 
-void QkTraceWriter::recordElement(QkTrace* array, int64_t index) {
+void QkTraceWriter::elementChanged(QkTrace* array, int64_t index) {
     array->changed = 1;
     const bool isWithin = array->isWithinArrayRange(index);
     QK_ASSERT_AS(isWithin, "isWithinArrayRange(index)");
@@ -201,11 +202,11 @@ void QkTraceWriter::markReaders(const QkTrace* trace) {
 void QkTraceWriter::reportChange(uint32_t slot, int64_t index) {
     std::vector<QkName*> concerned;
     TraceNames::each(slots.owners[slot].trace->names, [&](QkName* name) {
-        if ((name->show || name->watched) && !name->isSlice()) concerned.push_back(name);
+        if ((name->show || name->isWatched()) && !name->isSlice()) concerned.push_back(name);
     });
-    const uint64_t removals = liveModel->removals;
+    const uint64_t removals = database->removals;
     for (QkName* name : concerned) {
-        if (removals != liveModel->removals) {
+        if (removals != database->removals) {
             const QkTrace* const trace = slots.owners[slot].trace;
             if (!trace) return;
             if (!TraceNames::find(trace->names, [&](const QkName* n) { return n == name; }))
@@ -236,9 +237,9 @@ void QkTraceWriter::reportSlices(const std::vector<QkName*>& active) {
     // A breakpoint's console may remove names from the list.
     std::vector<QkName*> names;
     names.assign(active.begin(), active.end());
-    const uint64_t removals = liveModel->removals;
+    const uint64_t removals = database->removals;
     for (QkName* name : names) {
-        if (removals != liveModel->removals &&
+        if (removals != database->removals &&
             std::find(active.begin(), active.end(), name) == active.end())
             continue;
         if (!name->dirty) continue;
@@ -250,10 +251,9 @@ void QkTraceWriter::reportSlices(const std::vector<QkName*>& active) {
 }
 
 void QkTraceWriter::tell(QkName* name, int64_t index) {
-    const uint64_t removals = liveModel->removals;
-    if (name->show) printShownChange(name, index);
-    if (removals == liveModel->removals && name->watched)
-        liveModel->handles.noteChange(name, index);
+    const uint64_t removals = database->removals;
+    if (name->show) listeners.shown(name, index);
+    if (removals == database->removals && name->isWatched()) listeners.watched(name, index);
 }
 
 void QkTraceWriter::stampTime() {

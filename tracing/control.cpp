@@ -4,41 +4,43 @@
 
 #include "base/threads.h"
 #include "licence/licence.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft.h"
+#include "run/life.h"
+#include "tracing/trace_writer.h"
 
 int qk_traceto(const char* filename) {
     completeRegistration(true, 0);
     if (!licensed(Gate::kTraceto)) return 0;
     if (!filename) filename = "";
     while (std::isspace(static_cast<unsigned char>(*filename))) ++filename;
-    return qkLiveModel->writer.traceTo(filename);
+    return qkTraceWriter->traceTo(filename);
 }
 
 int qk_traceclose() {
     completeRegistration(true, 0);
-    if (!qkLiveModel->writer.fileIsOpen()) return 0;
-    qkLiveModel->writer.closeFile();
+    if (!qkTraceWriter->fileIsOpen()) return 0;
+    qkTraceWriter->closeFile();
     return 1;
 }
 
-int qk_trace_written() { return !qkLiveModel || qkLiveModel->writer.isWritten() ? 1 : 0; }
+int qk_trace_written() { return !qkTraceWriter || qkTraceWriter->isWritten() ? 1 : 0; }
 
 int qk_save(const char* filename) {
     completeRegistration(true, 0);
-    return qkLiveModel->writer.save(filename ? filename : "");
+    return qkTraceWriter->save(filename ? filename : "");
 }
 
 int qk_trace_thread(int on) {
     const bool before = allowThreads(on != 0);
-    if (qkLiveModel && on) qkLiveModel->writer.tryThread();
-    if (qkLiveModel && !on) qkLiveModel->writer.stopThread();
+    if (qkTraceWriter && on) qkTraceWriter->tryThread();
+    if (qkTraceWriter && !on) qkTraceWriter->stopThread();
     return before ? 1 : 0;
 }
 
 int qk_circular(int n) {
-    kelvo_start();
-    int& limit = qkLiveModel->writer.maxeventbs;
+    startRun();
+    int& limit = qkTraceWriter->maxeventbs;
     int64_t changes = n;
     if (changes == 0 && !qk_strict) limit = 0;
     if (changes == 0) changes = int64_t{kBucketEntries} * limit;

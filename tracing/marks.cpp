@@ -1,18 +1,28 @@
 // Names that move from one trace to another while they are traced, shown or watched.
 #include <utility>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "tracing/trace_writer.h"
 
-QkTraceWriter::Marks QkTraceWriter::takeMarks(QkName* name) {
-    const QkHandleTable& handles = liveModel->handles;
-    const Marks marks{name->traced + name->watched, name->show + handles.notifies(name),
-                      handles.hasBreaks(name)};
+namespace {
+
+/// What a name counts for on the trace that it reads.
+struct Marks {
+    explicit Marks(const QkName* name)
+        : holds(name->traced + name->isWatched()),
+          shows(name->show + name->notifies),
+          breaks(name->hasBreaks) {}
+    int holds, shows, breaks;
+};
+
+}  // namespace
+
+void QkTraceWriter::nameLeaves(QkName* name) {
+    const Marks marks(name);
     countOn(name, &QkTrace::nshow, -marks.shows);
     countOn(name, &QkTrace::nbreak, -marks.breaks);
     if (name->traced && !name->isSlice()) --name->trace->nrecord;
     if (marks.holds != 0) countHolds(name, -marks.holds);
-    return marks;
 }
 
 void QkTraceWriter::moveSlot(QkTrace* from, QkTrace* to) {
@@ -27,7 +37,10 @@ void QkTraceWriter::moveSlot(QkTrace* from, QkTrace* to) {
     if (from->a_next) slotOf(from);  // slices read it
 }
 
-void QkTraceWriter::putMarks(QkName* name, const Marks& marks) {
+void QkTraceWriter::nameArrives(QkName* name, QkTrace* from) {
+    const auto isWhole = [](const QkName* other) { return !other->isSlice(); };
+    if (!name->isSlice() && !TraceNames::find(from->names, isWhole)) moveSlot(from, name->trace);
+    const Marks marks(name);
     if (marks.holds != 0) countHolds(name, marks.holds);
     countOn(name, &QkTrace::nshow, marks.shows);
     countOn(name, &QkTrace::nbreak, marks.breaks);

@@ -7,9 +7,10 @@
 #include <memory>
 #include <vector>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "tracing/trace_file.h"
+#include "tracing/trace_writer.h"
 
 namespace {
 
@@ -30,13 +31,13 @@ public:
     /// The time stands at the end: a file without it has been cut short.
     void write() {
         file.writeHead();
-        writeScopes(qkLiveModel->top_scopes);
+        writeScopes(qkDatabase->top_scopes);
         file.endDefinitions();
         file.beginInitial();
-        TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+        TraceRing::each(qkDatabase->traces, [&](const QkTrace* trace) {
             if (isDumped(trace)) add(trace);
         });
-        NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+        NameRing::each(qkDatabase->names, [&](const QkName* name) {
             if (name->isSlice() && isDumped(name)) add(name);
         });
         flush();

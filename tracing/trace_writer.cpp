@@ -6,14 +6,17 @@
 #include <algorithm>
 #include <utility>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft.h"
 #include "run/failure.h"
 #include "run/time.h"
 #include "tracing/trace_file.h"
 #include "tracing/writing_thread.h"
 
-QkTraceWriter::QkTraceWriter(QkLiveModel* model) : liveModel(model) {}
+QkTraceWriter* qkTraceWriter = nullptr;
+
+QkTraceWriter::QkTraceWriter(QkDatabase* model, const ChangeListeners& changeListeners)
+    : database(model), listeners(changeListeners) {}
 
 QkTraceWriter::~QkTraceWriter() = default;
 
@@ -21,7 +24,7 @@ QkTraceWriter::~QkTraceWriter() = default;
 
 std::unique_ptr<ChangeBucket> QkTraceWriter::flushOldest(BucketRing& ring) {
     if (file && !scopesWritten) {
-        QK_ASSERT(liveModel);
+        QK_ASSERT_AS(database, "liveModel");
         writeHeader();
         writeInitial();
     }
@@ -144,7 +147,7 @@ void QkTraceWriter::foldChange(const OutputChange& change) {
 
 void QkTraceWriter::flushAll() {
     QK_ASSERT(file);
-    QK_ASSERT(liveModel);
+    QK_ASSERT_AS(database, "liveModel");
     if (!scopesWritten) {
         writeHeader();
         writeInitial();
@@ -188,7 +191,7 @@ bool isDeclared(const QkName* name) { return name->traced && !name->trace->isArr
 
 void QkTraceWriter::writeHeader() {
     file->writeHead();
-    ScopeRing::each(liveModel->top_scopes, [&](const QkScope* scope) { writeScope(scope); });
+    ScopeRing::each(database->top_scopes, [&](const QkScope* scope) { writeScope(scope); });
     file->endDefinitions();
     lastTime = ~uint64_t{0};
     scopesWritten = true;
@@ -225,7 +228,7 @@ void QkTraceWriter::writeInitial() {
 
 bool QkTraceWriter::open(const char* filename) {
     [[maybe_unused]] static const int whenForked = pthread_atfork(nullptr, nullptr, [] {
-        if (qkLiveModel) qkLiveModel->writer.leaveFile();
+        if (qkTraceWriter) qkTraceWriter->leaveFile();
     });
     file = openTraceFile(filename);
     threadUntried = true;
@@ -249,8 +252,8 @@ void QkTraceWriter::leaveFile() {
 
 void QkTraceWriter::captureLast() {
     if (capturing) return;
-    if (liveModel->active_traces) {
-        liveModel->lookAtArrays(nullptr);
+    if (active_traces) {
+        database->lookAtArrays(nullptr);
         captureNow();
     }
     if (!file) return;

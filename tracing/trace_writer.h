@@ -12,22 +12,34 @@
 #include <unordered_set>
 #include <vector>
 
+#include "netdb/listener.h"
 #include "tracing/capture_plan.h"
 #include "tracing/history.h"
 
 class QkScope;
 class QkTraceFile;
 class WritingThread;
-struct QkLiveModel;
+struct QkDatabase;
 struct QkName;
 struct QkTrace;
 
-class QkTraceWriter {
+/// What is called when a capture has found a change. It may come back to the library, and even take
+/// names out of the model.
+struct ChangeListeners {
+    /// Of a shown name. @param index  of an array's element, as declared; 0 for a scalar
+    void (*shown)(const QkName* name, int64_t index);
+    /// Of a name that a handle watches.
+    void (*watched)(QkName* name, int64_t index);
+};
+
+class QkTraceWriter final : public DatabaseListener {
 public:
-    explicit QkTraceWriter(QkLiveModel* model);
+    QkTraceWriter(QkDatabase* model, const ChangeListeners& listeners);
     ~QkTraceWriter();
     QkTraceWriter(const QkTraceWriter&) = delete;
     QkTraceWriter& operator=(const QkTraceWriter&) = delete;
+
+    QkTrace* active_traces = nullptr;  ///< traces to compare, newest first, clocks last
 
     bool fileIsOpen() const { return file != nullptr; }
     /// The header of the open file has been written: its variables can no longer change.
@@ -57,22 +69,6 @@ public:
     /// Makes a capture if what the name reads has changed since the last one: those who waited for
     /// that are told, and those to come are not.
     void settle(const QkName* name);
-    /// What a name counts for on the traces that it reads.
-    struct Marks {
-        int holds, shows, breaks;
-    };
-    /// Takes a name's marks from its trace, which it is about to leave for another. It stays
-    /// traced, shown and watched. Not for virtual variables.
-    Marks takeMarks(QkName* name);
-    /// Gives them to the trace that it has now.
-    void putMarks(QkName* name, const Marks& marks);
-    /// Gives the identifier code and the history of a trace that only slices read any more to
-    /// another, unless that has its own.
-    void moveSlot(QkTrace* from, QkTrace* to);
-    /// Has the values last seen in QkTrace::value: the storage of traces is about to move.
-    void storageMoves() { forgetPlan(); }
-    /// Forgets a trace that is about to be deleted; its history is not written any more.
-    void forgetTrace(QkTrace* trace);
 
     // ---- Capture (tracing/capture.cpp)
 
@@ -83,9 +79,6 @@ public:
     void captureLast();
     /// One comparison pass over the active traces.
     void captureChanges();
-    /// Takes note of a change of an element of a traced array, whose element `index` it is as
-    /// declared.
-    void recordElement(QkTrace* array, int64_t index);
 
     // ---- History and output (tracing/trace_writer.cpp)
 
@@ -116,6 +109,20 @@ public:
     bool saveState(const char* filename);
 
 private:
+    // What the database announces.
+    void nameGoes(QkName* name) override;
+    /// Its history is not written any more.
+    void traceGoes(QkTrace* trace) override;
+    void storageMoves() override { forgetPlan(); }
+    /// Takes what a name counts for from its trace. It stays traced, shown and watched.
+    void nameLeaves(QkName* name) override;
+    /// Gives that to the trace that it has now.
+    void nameArrives(QkName* name, QkTrace* from) override;
+    void elementChanged(QkTrace* array, int64_t index) override;
+    /// Gives the identifier code and the history of a trace that only slices read any more to
+    /// another, unless that has its own.
+    void moveSlot(QkTrace* from, QkTrace* to);
+
     // Active traces.
     void activate(QkTrace* trace);
     void deactivate(QkTrace* trace);
@@ -180,7 +187,8 @@ private:
     void writeInitial();
     void flushAll();
 
-    QkLiveModel* liveModel;
+    QkDatabase* database;
+    ChangeListeners listeners;
     std::unique_ptr<QkTraceFile> file;
     std::unique_ptr<WritingThread> writing;  ///< writes the buckets of the file, if it runs
     bool threadUntried = false;              ///< no thread has been asked for yet
@@ -215,3 +223,6 @@ private:
     OutputChange* put = nullptr;
     OutputChange* putEnd = nullptr;
 };
+
+/// That of the live model; null without one.
+extern QkTraceWriter* qkTraceWriter;

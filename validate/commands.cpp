@@ -13,11 +13,13 @@
 #include "console/handlers.h"
 #include "console/words.h"
 #include "licence/licence.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft.h"
 #include "run/failure.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
+#include "tracing/trace_writer.h"
 #include "validate/file_reader.h"
 
 namespace {
@@ -28,12 +30,15 @@ constexpr uint32_t kCompatibleFlags =
 static_assert(kCompatibleFlags == 0x00038023);
 
 QkFileReader& reader() {
-    QK_ASSERT_AS(qkLiveModel != nullptr, "qkLiveModel != NULL");
+    QK_ASSERT_AS(qkDatabase != nullptr, "qkLiveModel != NULL");
     completeRegistration(true, 0);
-    return qkLiveModel->reader;
+    return *qkReader;
 }
 
-bool isRunning() { return reader().runningFromVCD; }
+bool isRunning() {
+    reader();
+    return runningFromVCD;
+}
 
 const char* orEmpty(const char* text) { return text ? text : ""; }
 
@@ -57,23 +62,23 @@ constexpr const char* kRemovedMapping = "Removed mapping %s = %s\n";
 int qk_mtc(const char* filename) {
     QkFileReader& validate = reader();
     if (!licensed(Gate::kValidate)) return 0;
-    if (validate.runningFromVCD) {
+    if (runningFromVCD) {
         printFailure("ZEFT Validate: already running\n");
         return 0;
     }
-    if (!(qkLiveModel->allTraceFlags & kCompatibleFlags)) {
+    if (!(qkDatabase->allTraceFlags & kCompatibleFlags)) {
         printFailure("ZEFT Validate: model not compatible, rebuild using MS Mode\n");
         return 0;
     }
     validate.start(false);
     currentPrompt = kValidatePrompt;
     const bool isNamed = filename && *filename;
-    if (!isNamed) qkLiveModel->interactive = true;
-    if (!qkLiveModel->interactive) stopTime = kNoStop;  // there is nobody to stop for
-    int result = qkLiveModel->interactive;
+    if (!isNamed) qkConsole->interactive = true;
+    if (!qkConsole->interactive) stopTime = kNoStop;  // there is nobody to stop for
+    int result = qkConsole->interactive;
     if (isNamed) result = validate.openTrace(filename);
     if (!result) validate.closeValidate();
-    if (validate.runningFromVCD) result = validate.runValidate();
+    if (runningFromVCD) result = validate.runValidate();
     return result;
 }
 
@@ -82,7 +87,7 @@ int qk_mtc(const char* filename) {
 int qk_mtc_ignore(const char* pattern) {
     QkFileReader& validate = reader();
     int count = 0;
-    for (const QkName* name : qkLiveModel->matching(orEmpty(pattern))) {
+    for (const QkName* name : qkDatabase->matching(orEmpty(pattern))) {
         if (name->netFlags & QK_flag_replaced) continue;
         ++count;
         name->trace->ignored = true;
@@ -97,7 +102,7 @@ namespace {
 int markInputs(const char* pattern, bool on, uint32_t flag, bool QkVCDId::*mark, const char* what) {
     QkFileReader& validate = reader();
     int count = 0;
-    for (const QkName* name : qkLiveModel->matching(orEmpty(pattern))) {
+    for (const QkName* name : qkDatabase->matching(orEmpty(pattern))) {
         if (!isStimulus(name)) continue;
         ++count;
         uint32_t& flags = name->trace->flags;
@@ -148,7 +153,7 @@ void listMappings(const QkFileReader& validate) {
                   isCurrent(map) ? "" : " (not current)");
     if (!validate.mappedScopes.empty()) return;
     bool any = false;
-    ScopeRing::each(qkLiveModel->top_scopes, [&](const QkScope* scope) {
+    ScopeRing::each(qkDatabase->top_scopes, [&](const QkScope* scope) {
         if (!isLinked(scope)) return;
         out.print("\t%s\n", scope->fullName.str());
         any = true;
@@ -179,13 +184,13 @@ int qk_mtc_map(const char* model_scope, const char* trace_scope) {
         return 1;
     }
     QkScope* live = nullptr;
-    if (!qkLiveModel->findScopePath(live, model.c_str(), false, false, false) || !live) {
+    if (!qkDatabase->findScopePath(live, model.c_str(), false, false, false) || !live) {
         printFailure("map: %s is not a scope in the model\n", model.c_str());
         return 0;
     }
     validate.mappedScopes.push_front(MappedScope{live, path});
     say("Added mapping %s = %s\n", live->fullName.str(), path.c_str());
-    if (validate.runningFromVCD && !validate.isPassRunning()) reopen(validate);
+    if (runningFromVCD && !validate.isPassRunning()) reopen(validate);
     return 1;
 }
 
@@ -203,8 +208,8 @@ void listStimuli(const QkFileReader& validate) {
 
 QkName* findNet(const char* fullName) {
     QkScope* scope = nullptr;
-    const char* const local = qkLiveModel->findScopePath(scope, fullName, true, false, false);
-    return local && scope ? qkLiveModel->findLocal(scope, local) : nullptr;
+    const char* const local = qkDatabase->findScopePath(scope, fullName, true, false, false);
+    return local && scope ? qkDatabase->findLocal(scope, local) : nullptr;
 }
 
 }  // namespace
@@ -276,7 +281,7 @@ namespace {
 
 /// @return the setting before. The model need not be complete yet.
 bool setClockFirst(bool on) {
-    QkFileReader& validate = qkLiveModel->reader;
+    QkFileReader& validate = *qkReader;
     const bool before = std::exchange(validate.clockFirst, on);
     if (before != on) validate.regroup();
     return before;
@@ -293,7 +298,7 @@ int qk_mtc_step_on_clock(int on) {
 }
 
 int qk_mtc_clock_first(int on) {
-    QK_ASSERT_AS(qkLiveModel != nullptr, "qkLiveModel != NULL");
+    QK_ASSERT_AS(qkDatabase != nullptr, "qkLiveModel != NULL");
     return setClockFirst(on != 0);
 }
 
@@ -449,7 +454,7 @@ int clockfirstCommand(const char* argument) {
 int timeExecutionCommand(const char* argument) {
     reader().timeExecution = readSwitch(argument);
     qk_printf("ZEFT Validate: execution timing is: %s\n", onOrOff(reader().timeExecution));
-    qkLiveModel->writer.reportWaiting();
+    qkTraceWriter->reportWaiting();
     return 1;
 }
 

@@ -3,10 +3,11 @@
 #include <cinttypes>
 #include <cstring>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/printout.h"
+#include "validate/file_reader.h"
 #include "validate/value_text.h"
 
 QkVCDTrace* waitingToSync = nullptr;
@@ -20,7 +21,7 @@ constexpr const char* kStateIdentifiers[] = {
     "OutOfSync",    "Destroy"};
 static_assert(std::size(kStateIdentifiers) == Destroy + 1, "one name per state");
 
-int verbosity() { return qkLiveModel->reader.verbose; }
+int verbosity() { return qkReader->verbose; }
 
 }  // namespace
 
@@ -122,7 +123,7 @@ void QkVCDTrace::apply(const Transition* rows, size_t count, bool matches, uint6
         if (row->matching != kAnyMatch && (row->matching == kEqual) != matches) continue;
         if (row->moment != kAnyTime && (row->moment == kLater) != later) continue;
         if (row->text) report(*row, time);
-        if (row->count == kDifference) ++qkLiveModel->reader.nDifferences;
+        if (row->count == kDifference) ++qkReader->nDifferences;
         setState(row->next, entry);
         return;
     }
@@ -220,7 +221,7 @@ void QkVCDTrace::report(const Transition& row, uint64_t time) const {
     const uint64_t now = row.reportTime == kAtEvent ? time : lastStateChange;
     out.print("Time: %s: %s: %s\n", qk_time_as_string(now), row.text, name.c_str());
     // Strict mode, and who asks for it at the prompt, have binary digits alone.
-    const bool inBinary = qk_strict || qkLiveModel->reader.detailsInBinary;
+    const bool inBinary = qk_strict || qkReader->detailsInBinary;
     if (row.details == Details::kNone || (inBinary && !verbose)) return;
 
     const Story story = storyOf(row, time);
@@ -287,7 +288,7 @@ void QkVCDTrace::checkEndState() {
 }
 
 void checkSyncTimeouts() {
-    const uint64_t allowed = qkLiveModel->reader.synctime;
+    const uint64_t allowed = qkReader->synctime;
     if (allowed == 0) return;
     while (waitingToSync && qk_cycle - waitingToSync->lastStateChange > allowed)
         waitingToSync->reportSyncTimeout();

@@ -9,7 +9,7 @@
 #include <cmath>
 #include <utility>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "run/printout.h"
 #include "validate/file_reader.h"

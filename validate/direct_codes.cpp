@@ -3,8 +3,10 @@
 // While the record of a code drives, it has the value of its QkVCDTrace: everything else that reads
 // or writes that value settles it first. A value with an unknown digit does so, too; the record
 // takes the net up again when all its digits are known.
-#include "netdb/live_model.h"
+#include "netdb/database.h"
+#include "tracing/trace_writer.h"
 #include "validate/compare.h"
+#include "validate/file_reader.h"
 
 namespace {
 
@@ -78,7 +80,7 @@ void QkVCDTraces::settleAll() {
 
 void QkVCDTraces::commitDriven() {
     constexpr size_t ahead = 16;
-    const bool anyTraced = qkLiveModel->active_traces != nullptr;
+    const bool anyTraced = qkTraceWriter->active_traces != nullptr;
     for (size_t i = 0; i < pendingDriven.size(); ++i) {
         if (i + ahead < pendingDriven.size())
             __builtin_prefetch(codes[pendingDriven[i + ahead]].storage, 1);

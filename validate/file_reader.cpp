@@ -11,13 +11,16 @@
 #include <utility>
 
 #include "base/qkassert.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
 #include "validate/input_buffer.h"
 #include "validate/tokens.h"
+
+QkFileReader* qkReader = nullptr;
 
 QkFileReader::QkFileReader() = default;
 QkFileReader::~QkFileReader() = default;

@@ -14,12 +14,12 @@
 #include <string_view>
 #include <vector>
 
+#include "netdb/listener.h"
 #include "qkzeft_validate.h"
 #include "validate/declared_name.h"
 #include "validate/sample.h"
 #include "validate/vcd_model.h"
 
-struct QkLiveModel;
 class Printout;
 class VcdInputBuffer;
 
@@ -35,7 +35,7 @@ struct StimulusMap {
     std::string path;  ///< full name in the trace
 };
 
-class QkFileReader {
+class QkFileReader final : public DatabaseListener {
 public:
     QkFileReader();
     ~QkFileReader();
@@ -112,9 +112,8 @@ public:
 
     std::string filename;  ///< of the open trace
     bool loadingState = false;
-    bool runningFromVCD = false;  ///< the trace drives the run
-    int nDifferences = 0;         ///< since the last pause
-    int nDifferencesTotal = 0;    ///< before it
+    int nDifferences = 0;       ///< since the last pause
+    int nDifferencesTotal = 0;  ///< before it
     std::unique_ptr<QkVCDModel> vcdModel;
 
     // ---- What users ask of the latest comparison (validate/statistics.cpp)
@@ -141,14 +140,15 @@ public:
 
     /// @return what compares or drives the net behind a name, or null
     QkVCDTrace* traceOf(const QkName* name) const;
-    /// Forgets records of the model that are about to be deleted.
-    void forgetTrace(const QkTrace* trace);
-    void forgetName(const QkName* name);
-    void forgetScope(const QkScope* scope);
-    /// Tells that values of the model have come to stand in further places.
-    void noteCopies();
 
 private:
+    // What the database announces.
+    void nameGoes(QkName* name) override;
+    void traceGoes(QkTrace* trace) override;
+    void scopeGoes(QkScope* scope) override;
+    void netDetaches(QkTrace* trace) override { traceGoes(trace); }
+    void copiesFound() override;
+
     // Reading. A token is valid until the next is read.
     bool atEnd() const;
     std::string_view readToken(bool escapedAllowed = false);
@@ -300,3 +300,6 @@ private:
     int lastOutOfSync = -1;   ///< count that was last told in this pass
     std::clock_t passStart = 0;
 };
+
+/// That of the live model; null without one.
+extern QkFileReader* qkReader;

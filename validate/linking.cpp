@@ -5,8 +5,9 @@
 #include <string>
 
 #include "console/console.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "validate/file_reader.h"
 
@@ -120,7 +121,7 @@ void QkFileReader::applyScopeMaps() {
 int QkFileReader::linkModel() {
     QK_ASSERT(vcdModel);
     if (runningFromVCD) applyScopeMaps();
-    linkScopes(vcdModel->topScopes, qkLiveModel->top_scopes);
+    linkScopes(vcdModel->topScopes, qkDatabase->top_scopes);
     int signals = 0, matched = 0;
     for (uint32_t number = 0; number < vcdModel->names.size(); ++number) {
         ++signals;
@@ -142,7 +143,7 @@ QkName* QkFileReader::findPartner(uint32_t number) {
     if (!liveS) return nullptr;
     QkName* live = nullptr;
     const auto find = [&](const std::string& spelling) {
-        live = qkLiveModel->findLocal(liveS, spelling.c_str());
+        live = qkDatabase->findLocal(liveS, spelling.c_str());
         return live != nullptr;
     };
     if (isStrict) return find(name.name) ? live : nullptr;
@@ -207,7 +208,7 @@ QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
 /// Reports the nets whose bits have other numbers in the trace, if it gives them numbers.
 void QkFileReader::warnOfBounds() const {
     if (isStrict) return;
-    NameRing::each(qkLiveModel->names, [&](const QkName* live) {
+    NameRing::each(qkDatabase->names, [&](const QkName* live) {
         const QkVCDName* const name = vcdModel->partnerOf(live);
         if (!name || !name->range.isRange || !name->isLinkedByPosition()) return;
         const BitRange &inFile = name->range, &inModel = live->range();
@@ -269,7 +270,7 @@ void QkFileReader::linkStimulus(QkVCDName* name, QkName* live) {
 
 int QkFileReader::findStimuli() {
     int stimuli = 0;
-    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+    NameRing::each(qkDatabase->names, [&](const QkName* name) {
         QkVCDName* const partner = vcdModel->partnerOf(name);
         QkTrace* const trace = name->trace;
         if (isStimulus(name)) {
@@ -308,7 +309,7 @@ int QkFileReader::reportMissingSignals() const {
             return false;
         return !name->trace->isArray() && !(name->trace->flags & QK_flag_never_write);
     };
-    NameRing::find(qkLiveModel->names, [&](const QkName* name) {
+    NameRing::find(qkDatabase->names, [&](const QkName* name) {
         return wantsData(name) && !vcdModel->partnerOf(name) &&
                !missing.add(FullName(name).c_str());
     });
@@ -320,7 +321,7 @@ void QkFileReader::reportCounts(int signals, int matched) const {
     const auto canBeCompared = [](const QkTrace* trace) {
         return trace->header == trace && isComparable(trace);
     };
-    TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+    TraceRing::each(qkDatabase->traces, [&](const QkTrace* trace) {
         if (!canBeCompared(trace)) return;
         ++comparable;
         inTrace += vcdModel->traces.find(trace) != nullptr;
@@ -333,7 +334,7 @@ void QkFileReader::reportCounts(int signals, int matched) const {
             comparable);
         if (verbose != 0 && comparable != 0) {
             out.add("\tVariables that could be compared:\n");
-            TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+            TraceRing::each(qkDatabase->traces, [&](const QkTrace* trace) {
                 if (!canBeCompared(trace) || !trace->names) return;
                 out.print("\t    %s\n", FullName(trace->names).c_str());
                 out.endLine();
@@ -356,7 +357,7 @@ void QkFileReader::close() {
     closeFile();
     vcdModel = nullptr;
     for (const StimulusMap& map : stimulusMaps) map.live->stimulus = false;
-    if (qkLiveModel->interactive) return;
+    if (qkConsole->interactive) return;
     runningFromVCD = false;
     currentPrompt = kPrompt;
 }
@@ -368,22 +369,22 @@ QkVCDTrace* QkFileReader::traceOf(const QkName* name) const {
     return found;
 }
 
-void QkFileReader::forgetTrace(const QkTrace* trace) {
+void QkFileReader::traceGoes(QkTrace* trace) {
     if (!vcdModel) return;
     vcdModel->usesChanged();
     vcdModel->traces.retire(trace);
 }
 
-void QkFileReader::noteCopies() {
+void QkFileReader::copiesFound() {
     if (vcdModel) vcdModel->traces.settleAll();
 }
 
-void QkFileReader::forgetName(const QkName* name) {
+void QkFileReader::nameGoes(QkName* name) {
     if (vcdModel) vcdModel->unlink(name);
     std::erase_if(stimulusMaps, [&](const StimulusMap& map) { return map.live == name; });
 }
 
-void QkFileReader::forgetScope(const QkScope* scope) {
+void QkFileReader::scopeGoes(QkScope* scope) {
     if (vcdModel) vcdModel->unlink(scope);
     std::erase_if(mappedScopes, [&](const MappedScope& map) { return map.live == scope; });
 }

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "console/console.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "run/printout.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"

@@ -1,5 +1,5 @@
 // Why nets take no part in a comparison, or only in name.
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_registration.h"
 #include "run/printout.h"
 #include "validate/file_reader.h"
@@ -45,7 +45,7 @@ std::string QkFileReader::whyNotLinked(const QkName* live) const {
 
 std::string QkFileReader::whyNotLinked(const QkVCDName& name) const {
     if (!name.scope->linked) return kNoSuchScope;
-    const QkName* const live = qkLiveModel->findLocal(name.scope->linked, name.name.c_str());
+    const QkName* const live = qkDatabase->findLocal(name.scope->linked, name.name.c_str());
     return live ? whyDifferent(live, name) : kNoSuchName;
 }
 
@@ -95,7 +95,7 @@ void QkFileReader::summariseDoubts(Printout& out) const {
     for (const auto& trace : vcdModel->traces.all)
         if (trace->isMatched() && !trace->traceChanged)
             (isAlwaysUnknown(*trace) ? unknown : constant).add(trace->name);
-    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+    NameRing::each(qkDatabase->names, [&](const QkName* name) {
         if (!isStimulus(name) || name->isHidden()) return;
         const QkVCDName* const partner = vcdModel->partnerOf(name);
         if (!partner)

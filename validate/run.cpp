@@ -8,10 +8,11 @@
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/script.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
 #include "validate/file_reader.h"
@@ -66,7 +67,7 @@ bool QkFileReader::readOpening(const char* path) {
     }
     if (!settleModel("init")) return false;
     vcdModel->traces.endDump();
-    if (qkLiveModel->interactive) qk_printf("\nTimescale precision is %s\n", qk_time_as_string(1));
+    if (qkConsole->interactive) qk_printf("\nTimescale precision is %s\n", qk_time_as_string(1));
     return true;
 }
 
@@ -78,7 +79,7 @@ void QkFileReader::closeValidate() {
     }
     closeRequested = false;
     close();
-    if (qkLiveModel->interactive) {
+    if (qkConsole->interactive) {
         start(false);
     } else {
         stopTime = qk_cycle;
@@ -96,7 +97,7 @@ void QkFileReader::endValidate() {
 // ---- Passes
 
 int QkFileReader::runValidate() {
-    QK_ASSERT_AS(qkLiveModel->isComplete(), "qkLiveModel->isComplete()");
+    QK_ASSERT_AS(qkDatabase->isComplete(), "qkLiveModel->isComplete()");
     QK_ASSERT_AS(runningFromVCD, "qkLiveModel->reader.runningFromVCD");
     bool failed = false;
     while (runningFromVCD) {
@@ -107,11 +108,11 @@ int QkFileReader::runValidate() {
             endValidate();
         }
         if (!runningFromVCD) break;
-        if (pause || sigintCount > 0 || (qkLiveModel->interactive && mustPause())) {
+        if (pause || sigintCount > 0 || (qkConsole->interactive && mustPause())) {
             if (!openConsole()) endValidate();
-        } else if (!qkLiveModel->interactive && atEnd()) {
+        } else if (!qkConsole->interactive && atEnd()) {
             endValidate();
-        } else if (!qkLiveModel->interactive && timeIsUp()) {
+        } else if (!qkConsole->interactive && timeIsUp()) {
             stopTime = kNoStop;  // nobody could move the run on
         }
         nDifferencesTotal += nDifferences;
@@ -135,7 +136,7 @@ bool QkFileReader::runPass(bool& pause) {
     if (!hasClocks(pause)) return false;
     const bool good = runTrace(true) != 0;
     if (readFailed) {
-        if (qkLiveModel->interactive)
+        if (qkConsole->interactive)
             pause = true;
         else
             closeValidate();
@@ -151,7 +152,7 @@ bool QkFileReader::hasClocks(bool& pause) {
         return true;
     }
     qk_printf("steponclock is on, but no stimuli are clocks.\n");
-    if (qkLiveModel->interactive)
+    if (qkConsole->interactive)
         pause = true;
     else
         closeValidate();
@@ -184,7 +185,7 @@ int QkFileReader::runTrace(bool final) {
     const bool equal = good && nDifferences == 0;
     if (good && (complete || stopped)) {
         reportEnd();
-        if (!qkLiveModel->interactive) close();
+        if (!qkConsole->interactive) close();
     }
     if (closeRequested) closeValidate();
     return equal;

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <iterator>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "qkzeft_validate.h"
+#include "run/life.h"
 #include "run/time.h"
 #include "validate/compare.h"
+#include "validate/file_reader.h"
 
 namespace {
 
@@ -107,7 +109,7 @@ void InputSample::finish() {
 
 int qk_mtc_sample(int steps, uint64_t until) {
     if (!modelExists()) return 0;
-    QkFileReader& reader = qkLiveModel->reader;
+    QkFileReader& reader = *qkReader;
     if (reader.vcdModel) reader.vcdModel->traces.sample = nullptr;
     reader.sample = nullptr;
     if (steps > 0)
@@ -116,8 +118,8 @@ int qk_mtc_sample(int steps, uint64_t until) {
 }
 
 int qk_mtc_sampled_input(int index, struct qk_mtc_input* input) {
-    if (!modelExists() || !qkLiveModel->reader.sample || index < 0) return 0;
-    const auto& inputs = qkLiveModel->reader.sample->inputs();
+    if (!modelExists() || !qkReader->sample || index < 0) return 0;
+    const auto& inputs = qkReader->sample->inputs();
     if (static_cast<size_t>(index) >= inputs.size()) return 0;
     const InputSample::Input& found = inputs[static_cast<size_t>(index)];
     *input = {found.name.c_str(), found.steps.size(), found.withClock,

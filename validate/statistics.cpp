@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "qkzeft_validate.h"
+#include "run/life.h"
 #include "run/time.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
@@ -14,7 +15,7 @@ namespace {
 /// @return the top level's outputs that no comparison leaves out, whether or not a trace has them
 std::unordered_set<const QkTrace*> outputTraces() {
     std::unordered_set<const QkTrace*> outputs;
-    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+    NameRing::each(qkDatabase->names, [&](const QkName* name) {
         if (name->typeCode() != QK_type_output || !name->scope->isTopLevel()) return;
         const QkTrace* const trace = name->trace->header;
         if (!trace->isArray() && !trace->ignored) outputs.insert(trace);
@@ -32,7 +33,7 @@ void QkFileReader::countLinks() {
     for (const QkVCDName& name : vcdModel->names) stats.linked += name.linked != nullptr;
     const std::unordered_set<const QkTrace*> outputs = outputTraces();
     std::vector<const QkTrace*> missing;
-    TraceRing::each(qkLiveModel->traces, [&](const QkTrace* trace) {
+    TraceRing::each(qkDatabase->traces, [&](const QkTrace* trace) {
         if (trace->header != trace) return;
         const QkVCDTrace* const partner = vcdModel->traces.find(trace);
         const bool isDriven = partner && partner->isStimulus;
@@ -56,7 +57,7 @@ void QkFileReader::findMissingNets(const std::vector<const QkTrace*>& notCompare
     for (const QkTrace* const trace : notComparedTraces)
         if (const QkName* const name = TraceNames::find(trace->names, isVisible))
             notCompared.emplace_back(FullName(name).c_str());
-    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+    NameRing::each(qkDatabase->names, [&](const QkName* name) {
         if (!isStimulus(name) || name->isHidden() || name->trace->ignored) return;
         const QkVCDTrace* const partner = vcdModel->traces.find(name->trace->header);
         if (!partner || !partner->isStimulus) notDriven.emplace_back(FullName(name).c_str());
@@ -111,7 +112,7 @@ std::vector<Fit> fitsOf(const QkVCDModel& vcdModel, const QkScope* liveScope) {
     std::unordered_map<const QkVCDScope*, Fit> byScope;
     for (const QkVCDName& name : vcdModel.names) {
         if (!name.scope || name.scope->linked) continue;
-        const QkName* const live = qkLiveModel->findLocal(liveScope, name.name.c_str());
+        const QkName* const live = qkDatabase->findLocal(liveScope, name.name.c_str());
         if (!live || live->range().width != name.range.width) continue;
         Fit& fit = byScope.try_emplace(name.scope, Fit{name.scope}).first->second;
         ++fit.names;
@@ -141,7 +142,7 @@ std::vector<const QkScope*> undrivenScopes(const QkVCDModel& vcdModel) {
     const auto contains = [](const auto& scopes, const QkScope* scope) {
         return std::find(scopes.begin(), scopes.end(), scope) != scopes.end();
     };
-    NameRing::each(qkLiveModel->names, [&](const QkName* name) {
+    NameRing::each(qkDatabase->names, [&](const QkName* name) {
         if (!isStimulus(name)) return;
         auto& scopes = vcdModel.partnerOf(name) ? driven : undriven;
         if (!contains(scopes, name->scope)) scopes.push_back(name->scope);
@@ -167,15 +168,15 @@ void QkFileReader::findProposals() {
 int qk_mtc_statistics(qk_mtc_stats* stats) {
     *stats = {};
     if (!modelExists()) return 0;
-    *stats = qkLiveModel->reader.currentStats();
-    return qkLiveModel->reader.isTraceKnown();
+    *stats = qkReader->currentStats();
+    return qkReader->isTraceKnown();
 }
 
-uint64_t qk_mtc_longest_sync() { return modelExists() ? qkLiveModel->reader.longestSync : 0; }
+uint64_t qk_mtc_longest_sync() { return modelExists() ? qkReader->longestSync : 0; }
 
 int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scope) {
     if (!modelExists() || index < 0) return 0;
-    const auto& proposals = qkLiveModel->reader.proposals;
+    const auto& proposals = qkReader->proposals;
     if (static_cast<size_t>(index) >= proposals.size()) return 0;
     const QkFileReader::Proposal& proposal = proposals[static_cast<size_t>(index)];
     *model_scope = proposal.model.c_str();
@@ -185,8 +186,8 @@ int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scop
 
 int qk_mtc_unlinked(int index, const char** model, const char** trace) {
     if (!modelExists() || index < 0) return 0;
-    const auto& scopes = qkLiveModel->reader.unlinkedScopes;
-    const auto& nets = qkLiveModel->reader.unlinkedNets;
+    const auto& scopes = qkReader->unlinkedScopes;
+    const auto& nets = qkReader->unlinkedNets;
     auto at = static_cast<size_t>(index);
     const bool isScope = at < scopes.size();
     if (!isScope) at -= scopes.size();
@@ -207,9 +208,9 @@ const char* textAt(const std::vector<std::string>& texts, int index) {
 }  // namespace
 
 const char* qk_mtc_not_compared(int index) {
-    return modelExists() ? textAt(qkLiveModel->reader.notCompared, index) : nullptr;
+    return modelExists() ? textAt(qkReader->notCompared, index) : nullptr;
 }
 
 const char* qk_mtc_not_driven(int index) {
-    return modelExists() ? textAt(qkLiveModel->reader.notDriven, index) : nullptr;
+    return modelExists() ? textAt(qkReader->notDriven, index) : nullptr;
 }

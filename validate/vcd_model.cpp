@@ -4,9 +4,10 @@
 #include <functional>
 
 #include "base/qkassert.h"
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "run/printout.h"
 #include "validate/declared_name.h"
+#include "validate/file_reader.h"
 
 namespace {
 
@@ -436,15 +437,14 @@ void QkVCDId::setVCDValue(std::string_view value, bool initial) {
 }
 
 void QkVCDVar::setVCDValue(std::string_view value, bool initial) {
-    if (qkLiveModel->reader.verbose > 3)
+    if (qkReader->verbose > 3)
         say("QkVCDVar::setVCDValue: %s (%s%s) <= %.*s\n", vcdName->fullName().c_str(),
             vcdName->linked ? "linked to " : "not linked to live model",
             vcdName->linked ? FullName(vcdName->linked).c_str() : "",
             static_cast<int>(value.size()), value.data());
     if (!vcdName->linked) return;
     QkTrace* const live = vcdName->linked->trace;
-    if (qkLiveModel->reader.verbose > 3)
-        say("QkVCDVar::setVCDValue: (flags 0x%04X)\n", live->flags);
+    if (qkReader->verbose > 3) say("QkVCDVar::setVCDValue: (flags 0x%04X)\n", live->flags);
     if (!bound) return;
     // The code may be declared wider than the variable.
     const auto width = static_cast<size_t>(range.width);

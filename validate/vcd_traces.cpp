@@ -4,12 +4,14 @@
 #include <cstring>
 #include <utility>
 
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/printout.h"
 #include "tracing/hot_loops.h"
+#include "tracing/trace_writer.h"
 #include "validate/compare.h"
+#include "validate/file_reader.h"
 #include "validate/sample.h"
 
 namespace {
@@ -171,7 +173,7 @@ void QkVCDTraces::enqueue(QkVCDTrace* trace) {
 
 void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool initial) {
     if (!liveTrace || (state == Parked && !isStimulus && !initial)) return;
-    if (!isPending && isStimulus && qkLiveModel->reader.verbosestep)
+    if (!isPending && isStimulus && qkReader->verbosestep)
         say("QkVCDTrace::setPendingVC(): Time: %s: Change in %s: %s\n", qk_cycle_as_string(),
             liveTrace->flags & QK_flag_clock ? "clock" : "     ", name.c_str());
     if (value.empty()) return;
@@ -194,13 +196,13 @@ void QkVCDTraces::prefetchAhead(size_t at) const {
 void QkVCDTraces::commitPending(bool initial) {
     if (initial) settleAll();
     if (pending.empty() && pendingDriven.empty() && pendingFirst.empty()) return;
-    if (qkLiveModel->reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
+    if (qkReader->verbose > 3) qk_printf("Commit Pending Changes:\n");
     droveTraced = false;
     commitDriven();
     commitList(pendingFirst, initial);
     commitList(pending, initial);
     // What the trace drives comes before what the model makes of it.
-    if (droveTraced) qkLiveModel->writer.captureChanges();
+    if (droveTraced) qkTraceWriter->captureChanges();
 }
 
 void QkVCDTraces::commitList(std::vector<QkVCDTrace*>& list, bool initial) {
@@ -216,7 +218,7 @@ bool QkVCDTraces::commitGroup(CommitGroup group) {
     droveAny = false;
     const bool isAny = group == kOtherInputs && !(pending.empty() && pendingDriven.empty());
     if (!isAny && pendingFirst.empty()) return false;
-    if (qkLiveModel->reader.verbose > 3) qk_printf("Commit Pending Changes:\n");
+    if (qkReader->verbose > 3) qk_printf("Commit Pending Changes:\n");
     if (group == kOtherInputs) {
         commitDriven();
         commitList(pendingFirst, false);  // what was regrouped while it waited
@@ -251,7 +253,7 @@ bool QkVCDTraces::isInputPending() const {
 void QkVCDTraces::commit(QkVCDTrace* trace, bool initial) {
     trace->isPending = false;
     if (!trace->liveTrace) return;
-    const QkFileReader& reader = qkLiveModel->reader;
+    const QkFileReader& reader = *qkReader;
     if (reader.verbose > 3 || (reader.verbosestep && trace->isStimulus))
         say("Time: %s: Commit %s: %s -> %s\n", qk_cycle_as_string(), trace->name.c_str(),
             trace->vcdBits.text().c_str(), trace->pendingBits.text().c_str());
@@ -277,7 +279,7 @@ void QkVCDTrace::commitPendingVC(bool initial) {
     constexpr int unchanged = 1, becameKnown = 2;
     const int change = commitBits();
     if (!initial && change == unchanged) return;
-    if (isMatched() || qkLiveModel->reader.verbose > 1) noteVCDUpdate(change == becameKnown);
+    if (isMatched() || qkReader->verbose > 1) noteVCDUpdate(change == becameKnown);
     traceChanged |= !initial && change == becameKnown;
     const bool drives = isStimulus && change == becameKnown;
     if (initial || drives) {
@@ -293,12 +295,12 @@ void QkVCDTrace::commitPendingVC(bool initial) {
             // model may have been evaluated since the last capture.
             const bool isCaptured = initial || !owner->grouped;
             if (isCaptured && liveTrace->nshow > 0)
-                qkLiveModel->writer.captureChanges();
+                qkTraceWriter->captureChanges();
             else
                 owner->droveTraced |= liveTrace->nTraced() > 0;
         }
     }
-    if (qkLiveModel->reader.verbose <= 2 || !liveTrace || liveTrace->nshow == 0) return;
+    if (qkReader->verbose <= 2 || !liveTrace || liveTrace->nshow == 0) return;
     say("Time: %s: VCD Change: %s %s %s%s\n", qk_cycle_as_string(), name.c_str(),
         drives ? " (stimulus updated) " : "", change == becameKnown ? "" : "(changed to Xs/Zs) ",
         pendingBits.text().c_str());
@@ -328,7 +330,7 @@ void tellPlaces(QkTrace* part) {
 }  // namespace
 
 void writeBitString(QkTrace* trace, const BitString& bits, bool initial) {
-    const QkFileReader& reader = qkLiveModel->reader;
+    const QkFileReader& reader = *qkReader;
     const bool neverWrite = (trace->flags & QK_flag_never_write) != 0;
     if (reader.verbose > 3)
         say("QkTrace::writeBitString(\"%s\",%d) (%s) flags=0x%04X invert=%d neverWrite:%d\n",
@@ -370,7 +372,7 @@ void QkVCDTraces::noteChange(QkVCDTrace* trace) {
 }
 
 void QkVCDTraces::scanLiveChanges() {
-    if (qkLiveModel->active_traces) qkLiveModel->writer.captureChanges();
+    if (qkTraceWriter->active_traces) qkTraceWriter->captureChanges();
     if (!planValid) {
         // What changed since the traces were last read is not in the images.
         std::erase_if(active, [](const QkVCDTrace* trace) { return !trace->liveTrace; });
@@ -524,7 +526,7 @@ void QkVCDTraces::updateMonitoring() {
     monitoredCount = total;
     if (total == 0)
         qk_printf("ZEFT Validate: no variables in the model can be compared to the trace\n");
-    if (monitored == 0 || qkLiveModel->reader.verbose != 0)
+    if (monitored == 0 || qkReader->verbose != 0)
         qk_printf("ZEFT Validate: monitoring %d of %d variables in the model\n", monitored, total);
 }
 
@@ -543,7 +545,7 @@ void QkVCDTraces::summarise() {
     settleAll();
     Printout out;
     out.add('\n');
-    const bool each = qkLiveModel->reader.verbose > 1;
+    const bool each = qkReader->verbose > 1;
     int inputs = 0, signals = 0, inputChanges = 0, comparedChanges = 0;
     uint64_t longest = 0;
     for (auto at = all.rbegin(); at != all.rend(); ++at) {
@@ -566,7 +568,7 @@ void QkVCDTraces::summarise() {
         out.add("ZEFT Validate: not started!\n");
         return;
     }
-    const QkFileReader& reader = qkLiveModel->reader;
+    const QkFileReader& reader = *qkReader;
     out.print(
         "\nZEFT Validate:\n  Made %d changes in %d inputs\n  Compared %d changes in %d signals\n"
         "  Longest time to synchronise was %s\n  %d differences found\n",

@@ -2,7 +2,7 @@
 //
 // usage: ours_elab NETS
 #include "bench/peers/stimulus_rows.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 
 namespace {

@@ -19,7 +19,7 @@
 
 #include "bench/peers/stimulus.h"
 #include "console/console.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 #include "qkzeft_validate.h"
 

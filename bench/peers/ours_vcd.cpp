@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 
 #include "bench/peers/stimulus_rows.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 #include "tracing/hot_loops.h"
 

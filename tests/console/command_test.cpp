@@ -1,6 +1,6 @@
 // Dispatch and registered commands. What commands print is in sessions/.
 #include "console/words.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "tests/console/console_fixture.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <utility>
 
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "tests/support/session.h"
 
 namespace {

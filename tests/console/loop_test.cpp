@@ -2,7 +2,7 @@
 #include <csignal>
 
 #include "console/console.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "tests/console/console_fixture.h"
 
 namespace {
@@ -59,7 +59,7 @@ TEST_F(LoopTest, HistoryHoldsWhatWasTypedButSavet) {
     writeFile("script", "ls top.clk\n");
     type({"ls  top.*", "", "savet saved", "savetrace", "loadt script", "  savet", "step"});
     std::string history;
-    HistoryRing::each(qkLiveModel->history,
+    HistoryRing::each(qkLiveModel->console.history,
                       [&](const HistoryEntry* entry) { history += entry->command.str(); });
     EXPECT_EQ(history, "ls  top.*loadt scriptstep");
     EXPECT_EQ(readFile("saved"), "ls  top.*\n\n");

@@ -226,11 +226,11 @@ TEST_F(SimstateTest, TheModelAddsWhatIsInNoNet) {
     EXPECT_EQ(qk_loadsim(""), 1);
     EXPECT_EQ(calls, "save qk_savesim\nload qk_savesim\n");
 
-    qkLiveModel->reader.runningFromVCD = true;
+    runningFromVCD = true;
     EXPECT_EQ(run("loadsim"), "loadsim cannot be used when ZEFT Validate is active\n");
     EXPECT_EQ(qk_loadsim(nullptr), 0);
     EXPECT_EQ(said, "Cannot load state while checking against trace file\n");
-    qkLiveModel->reader.runningFromVCD = false;
+    runningFromVCD = false;
     qk_licence_policy([](const char* gate) { return static_cast<int>(gate[0] != 's'); });
     EXPECT_EQ(run("savesim"), "ZEFT: no licence for savesim\nsavesim: command failed\n");
     EXPECT_EQ(run("loadsim"), "loadsim: command failed\n");

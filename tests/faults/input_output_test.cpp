@@ -156,7 +156,7 @@ const struct Reader {
      [](const std::string& path) { qk_loadsim(path.substr(0, path.rfind(".vcd")).c_str()); }},
     {"Validate", nullptr, "Failed to open file '", ": Is a directory\n", "Input/output error",
      [](const std::string& path) {
-         qkLiveModel->interactive = false;
+         qkLiveModel->console.interactive = false;
          qk_mtc(path.c_str());
      }},
 };
@@ -454,7 +454,7 @@ TEST_F(InputOutputTest, EveryWayOutLeavesAWholeTrace) {
         {"quit at the last console",
          [] {
              qk_strict = false;
-             qkLiveModel->interactive = true;
+             qkLiveModel->console.interactive = true;
              qkzeft_exit(5);
          },
          "30037:30037", "quit\n", "exit 5"},

@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "console/console.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 #include "tests/fuzz/target.h"
 #include "tests/support/session_design.h"

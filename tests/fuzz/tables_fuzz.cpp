@@ -30,7 +30,7 @@
 
 #include "base/qkassert.h"
 #include "console/console.h"
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "tests/fuzz/target.h"
 
 namespace {
@@ -379,7 +379,7 @@ void Run::clean(bool exited) {
     while (!breaks.empty()) qkLiveModel->handles.deleteBreak(breaks.back()->number);
     while (qkLiveModel->top_scopes) qkLiveModel->destroyScope(qkLiveModel->top_scopes);
     require(!qkLiveModel->names && !gDummyTrace.names && qkLiveModel->visibleNames == 0);
-    require(!qkLiveModel->traces && !qkLiveModel->active_traces);
+    require(!qkLiveModel->traces && !qkLiveModel->writer.active_traces);
     require(qkLiveModel->followed.empty() && qkLiveModel->furtherStorage.empty());
     require(qkLiveModel->listsByStorage.empty());
     // At an exit a trace may be in the making.

@@ -2,7 +2,7 @@
 // select options, the rest is the file.
 #include <algorithm>
 
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft_validate.h"
 #include "tests/fuzz/target.h"
 

@@ -187,7 +187,7 @@ TEST_F(BreakTest, TheNotifierHearsOfEachChange) {
     EXPECT_EQ(calls(), "top.wide top.a top.slice ") << "traced or not";
     for (const char* n : {"top.a", "top.slice", "top.nflag", "top.wide"})
         EXPECT_EQ(get(n)->SetChangeNotify(false), 0) << n;
-    EXPECT_EQ(qkLiveModel->active_traces, nullptr);
+    EXPECT_EQ(qkLiveModel->writer.active_traces, nullptr);
     EXPECT_EQ(name("top.a")->trace->nshow, 0);
     a = 3;
     EXPECT_EQ(calls(), "");
@@ -243,7 +243,7 @@ TEST_F(BreakTest, CallbacksMayChangeWhatIsBeingTold) {
     EXPECT_EQ(get("later.x"), nullptr);
     EXPECT_EQ(get("top.v"), nullptr);
     EXPECT_THAT(called, testing::HasSubstr("later.z "));
-    EXPECT_EQ(qkLiveModel->active_traces, nullptr);
+    EXPECT_EQ(qkLiveModel->writer.active_traces, nullptr);
 }
 
 TEST_F(BreakTest, AThrowingCallbackDoesNotEndTheCaptures) {

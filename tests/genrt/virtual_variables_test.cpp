@@ -194,7 +194,7 @@ TEST_F(VirtualTest, AContinuousSaveKeepsATracedVariable) {
     EXPECT_TRUE(v && !w);
     qk_traceclose();
     EXPECT_EQ(QkVariable::DeleteByPointer(v), 0);
-    EXPECT_EQ(qkLiveModel->active_traces, nullptr);
+    EXPECT_EQ(qkLiveModel->writer.active_traces, nullptr);
     EXPECT_EQ(name("top.a")->trace->ntrace, 0);
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "netdb/live_model.h"
+#include "model/live_model.h"
 #include "qkzeft.h"
 
 class ModelTest : public testing::Test {

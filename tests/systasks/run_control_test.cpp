@@ -45,7 +45,7 @@ TEST_F(RunControlTest, StopAsksWhetherToGoOn) {
 TEST_F(RunControlTest, StopOpensTheConsoleOfAnInteractiveRun) {
     std::ofstream("commands") << "ls nothing\n";
     qk_stdin = std::fopen("commands", "r");
-    qkLiveModel->interactive = true;
+    qkLiveModel->console.interactive = true;
     qkzeft_stop(0, "top.u", nullptr, 0);
     EXPECT_THAT(said, testing::StartsWith("\nStopped in top.u\n"));
     EXPECT_THAT(said, testing::HasSubstr("zeft> "));

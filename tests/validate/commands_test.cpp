@@ -9,8 +9,8 @@ protected:
     /// Runs one command line in a comparison without a trace. @return what it said
     static std::string inComparison(const char* line) {
         QkFileReader& reader = qkLiveModel->reader;
-        if (!reader.runningFromVCD) reader.start(false);
-        qkLiveModel->interactive = true;
+        if (!runningFromVCD) reader.start(false);
+        qkLiveModel->console.interactive = true;
         currentPrompt = kValidatePrompt;
         const std::string answer = run(line);
         return answer.empty() && !qk_cli(line) ? "Command not recognised\n" : answer;

@@ -217,7 +217,7 @@ TEST_F(RunTest, TheModelMayAskForAnythingInItsStep) {
     const std::string ran = runTrace(std::string(kDump) + "#5\n1e\n#10\n1c\n#15\n0c\n#20\n", 1);
     EXPECT_THAT(ran, testing::HasSubstr("Added mapping top = top\nZEFT Validate: unable to add"));
     EXPECT_THAT(ran, testing::HasSubstr("ZEFT Validate: VCD file already open\n"));
-    EXPECT_FALSE(reader().runningFromVCD);
+    EXPECT_FALSE(runningFromVCD);
     EXPECT_EQ(qk_cycle, 15u) << "closed behind the line";
 }
 
@@ -291,7 +291,7 @@ TEST_F(RunTest, ClosesAfterTheOpeningThatAsksForIt) {
     writeTrace("#0\n$dumpvars\n0c\n1e\n0d\nb0 n\n$end\n#5\n0e\n");
     EXPECT_EQ(qk_mtc("ref.vcd"), 0);
     EXPECT_THAT(said, testing::HasSubstr("0ns: top.en = 1"));
-    EXPECT_FALSE(reader().runningFromVCD);
+    EXPECT_FALSE(runningFromVCD);
 }
 
 }  // namespace

@@ -60,15 +60,15 @@ void registerSessionModel() {
         const Assignment map = splitAssignment(line + std::strcspn(line, " "));
         if (std::strncmp(line, "map ", 4) == 0)  // the command opens the trace again
             return qk_mtc_map(map.left.c_str(), map.right.c_str());
-        qkLiveModel->reader.runningFromVCD = true;
+        runningFromVCD = true;
         qk_cli(line);
-        qkLiveModel->reader.runningFromVCD = false;
+        runningFromVCD = false;
         return 1;
     });
     qk_register_cmd("dump", "#", 1, runDump);
     qk_register_cmd("comparison", "#", 1, [](const char*) {
         qkLiveModel->reader.start(false);
-        qkLiveModel->interactive = true;
+        qkLiveModel->console.interactive = true;
         currentPrompt = kValidatePrompt;
         return 1;
     });

@@ -1,6 +1,6 @@
-// The one live model of the process.
+// The database as a whole: its rings, indexes and stores, and all that changes them.
 //
-// It is absent until kelvo_start(), registering while sections open and close, complete once
+// There is none until kelvo_start(). It is registering while sections open and close, complete once
 // completeRegistration() has run, and gone after the exit routine, which leaves its memory to the
 // process. A change of the hierarchy takes it back from complete to registering.
 #pragma once
@@ -11,21 +11,12 @@
 #include <unordered_set>
 #include <vector>
 
-#include "handles/handles.h"
 #include "netdb/index.h"
+#include "netdb/listener.h"
 #include "netdb/netdb.h"
 #include "netdb/store.h"
 #include "netdb/table_checks.h"
 #include "qkzeft_registration.h"
-#include "tracing/trace_writer.h"
-#include "validate/file_reader.h"
-
-/// A command as it was typed.
-struct HistoryEntry {
-    HistoryEntry *next, *prev;
-    StringBuf command;
-};
-using HistoryRing = Ring<HistoryEntry, &HistoryEntry::next, &HistoryEntry::prev>;
 
 struct QkModel {
     QkScope* top_scopes = nullptr;
@@ -33,20 +24,14 @@ struct QkModel {
     QkTrace* traces = nullptr;
 };
 
-struct QkLiveModel : QkModel {
-    QkLiveModel();
+struct QkDatabase : QkModel {
+    QkDatabase();
 
-    bool interactive = false;  ///< the console has been entered
-    bool elaborated = false;   ///< the walk over traces and scopes has been done
+    bool elaborated = false;  ///< the walk over traces and scopes has been done
     bool complete = false;
 
-    QkTrace* active_traces = nullptr;  ///< traces to compare, newest first, clocks last
-    QkTraceWriter writer;
-    QkFileReader reader;
-
-    HistoryEntry* history = nullptr;  ///< typed commands, oldest first
-    int showScopeWidth = 0;           ///< columns of the lines of shown changes
-    int showNameWidth = 0;
+    std::vector<DatabaseListener*> listeners;  ///< called in this order
+    DatabaseListener* recorder = nullptr;      ///< the one that hears of elements; never null
 
     int visibleNames = 0;        ///< names that are not hidden
     uint32_t allTraceFlags = 0;  ///< all net flags of all traces ever made
@@ -71,7 +56,6 @@ struct QkLiveModel : QkModel {
     Store<QkName> nameStore;
     Store<QkTrace> traceStore;
     TextStore texts;
-    QkHandleTable handles;
 
     bool isComplete() const { return complete; }
 
@@ -192,6 +176,10 @@ struct QkLiveModel : QkModel {
     void rehomeArrays(QkScope* scope);
 
 private:
+    template <class... Parameters, class... Arguments>
+    void announce(void (DatabaseListener::*what)(Parameters...), Arguments... arguments) const {
+        for (DatabaseListener* listener : listeners) (listener->*what)(arguments...);
+    }
     QkName* findCandidate(const char* pattern, const QkName* after) const;
     MasterArrayAssign* arrayRecordAt(void* cell);
     void releaseArrayRecord(MasterArrayAssign* record);
@@ -229,8 +217,8 @@ private:
     void dropAtAddress(const void* address);
 };
 
-/// Null before kelvo_start() and after the exit routine.
-extern QkLiveModel* qkLiveModel;
+/// That of the live model. Null before kelvo_start() and after the exit routine.
+extern QkDatabase* qkDatabase;
 
 /// Finishes the database if that has not been done since the last change of the hierarchy: sorts
 /// and numbers scopes, sorts names. Starts the library if need be.

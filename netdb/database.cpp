@@ -1,4 +1,4 @@
-#include "netdb/live_model.h"
+#include "netdb/database.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -7,13 +7,16 @@
 #include "licence/licence.h"
 #include "netdb/registration.h"
 #include "qkzeft_module.h"
+#include "run/life.h"
 
-QkLiveModel::QkLiveModel() : writer(this) {
+QkDatabase* qkDatabase = nullptr;
+
+QkDatabase::QkDatabase() {
     const char* const check = std::getenv("ZEFT_CHECK_TABLES");
     if (check && std::strcmp(check, "0") != 0) qk_check_tables = true;
 }
 
-void QkLiveModel::reserveNets(size_t count) {
+void QkDatabase::reserveNets(size_t count) {
     namesByFullName.reserve(count);
     traces_by_address.reserve(count);
 }
@@ -33,7 +36,7 @@ void sortScopes(QkScope*& ring) {
 /// scope by scope, each scope's before those of its children.
 class ScopeWalk {
 public:
-    explicit ScopeWalk(QkLiveModel* liveModel) : model(liveModel) {}
+    explicit ScopeWalk(QkDatabase* database) : model(database) {}
 
     void walk(QkScope*& ring) {
         sortScopes(ring);
@@ -65,7 +68,7 @@ private:
         last = name;
     }
 
-    QkLiveModel* model;
+    QkDatabase* model;
     int nextNumber = 1;
     std::vector<QkName*> sorted;
     QkName* first = nullptr;
@@ -75,8 +78,8 @@ private:
 }  // namespace
 
 bool completeRegistration(bool fatal, int) {
-    kelvo_start();
-    QkLiveModel* const model = qkLiveModel;
+    startRun();
+    QkDatabase* const model = qkDatabase;
     if (model->complete) return true;
     if (!model->elaborated) {
         if (qk_check_tables) QkRegistrationData::reportOpenSection();

@@ -1,0 +1,36 @@
+// The one live model of the process: the database of the design, and the parts of the run.
+//
+// Folders below know the part that is theirs, by a pointer of its own; here all of them are made,
+// connected and taken down.
+#pragma once
+
+#include "console/console.h"
+#include "genrt/report.h"
+#include "handles/handles.h"
+#include "netdb/database.h"
+#include "netdb/listener.h"
+#include "run/life.h"
+#include "tracing/trace_writer.h"
+#include "validate/file_reader.h"
+
+struct QkLiveModel final : QkDatabase, private DatabaseListener {
+    QkLiveModel();
+
+    QkTraceWriter writer;
+    QkHandleTable handles;
+    QkFileReader reader;
+    QkConsole console;
+    ActivityCounters activity;
+
+    /// Makes `model` the one that all folders work on; null leaves them none.
+    static void install(QkLiveModel* model);
+
+private:
+    void scopeGoes(QkScope* scope) override;
+};
+
+/// Null before kelvo_start() and after the exit routine.
+extern QkLiveModel* qkLiveModel;
+
+/// The exit routine has run: destructors must not touch the model.
+extern bool modelGone;

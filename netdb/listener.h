@@ -1,0 +1,36 @@
+// What the database announces to the parts of the run above it.
+#pragma once
+
+#include <cstdint>
+
+class QkScope;
+struct QkName;
+struct QkTrace;
+
+/// A part that keeps records of its own about names, traces or scopes. QkDatabase::listeners says
+/// in which order the parts are called. None may change the hierarchy meanwhile.
+class DatabaseListener {
+public:
+    /// A name is about to be removed. It still is in all rings and indexes.
+    virtual void nameGoes(QkName* /*name*/) {}
+    /// A trace is about to be removed. It still is in all rings and indexes.
+    virtual void traceGoes(QkTrace* /*trace*/) {}
+    /// A scope without names and children is about to be removed.
+    virtual void scopeGoes(QkScope* /*scope*/) {}
+    /// The net of a trace is about to lose its storage. Its names stay.
+    virtual void netDetaches(QkTrace* /*trace*/) {}
+    /// The storage of traces is about to move: the values last seen have to be in QkTrace::value.
+    virtual void storageMoves() {}
+    /// A name that is no virtual variable is about to leave its trace for another.
+    virtual void nameLeaves(QkName* /*name*/) {}
+    /// It has arrived there.
+    virtual void nameArrives(QkName* /*name*/, QkTrace* /*from*/) {}
+    /// Values of the model have been found to stand in further places.
+    virtual void copiesFound() {}
+    /// An element of an array that something follows has changed. Only QkDatabase::recorder is
+    /// called, as arrays may change at each wave. @param index  as declared
+    virtual void elementChanged(QkTrace* /*array*/, int64_t /*index*/) {}
+
+protected:
+    ~DatabaseListener() = default;
+};
