@@ -1,12 +1,13 @@
 #include "console/command.h"
 
 #include <cstring>
-#include <iterator>
 #include <string>
 #include <unordered_set>
+#include <utility>
 
 #include "base/qkassert.h"
 #include "base/stringbuf.h"
+#include "console/comparison.h"
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/words.h"
@@ -17,9 +18,6 @@
 #include "run/printout.h"
 
 namespace {
-
-constexpr bool kListed = true, kFurther = false;
-constexpr bool kAlways = false, kValidateOnly = true;
 
 constexpr const char* kBreakHelp =
     "break       <var name> == <value>  set a break on equal\n"
@@ -43,88 +41,53 @@ constexpr const char* kSetHelp =
 
 // clang-format off
 constinit QkCommand builtIns[] = {
-    {"help", kFreeText, kListed, kAlways, "help                            this message", helpCommand},
-    {"ls", kSignalPattern, kListed, kAlways, "ls          [-u|-t] [<pattern>] list [untraced|traced] signals", lsCommand},
-    {"ls", kSignalPattern, kFurther, kAlways, "ls -d       [<pattern>]         describe nets, don't show values", lsCommand},
-    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -r       [<pattern>]         list clocked registers", lsCommand},
-    {"lstofile", kSignalPattern, kListed, kAlways, "lstofile    <file> <ls options> \"ls\", writing output to a file", lstofileCommand},
-    {"print", kSignalPattern, kListed, kAlways, "print                           an alias for 'ls'", lsCommand},
-    {"c", kNumberOrTime, kFurther, kAlways, nullptr, continueCommand},
-    {"cont", kNumberOrTime, kFurther, kAlways, nullptr, continueCommand},
-    {"continue", kNumberOrTime, kListed, kAlways, "continue    [<t>]               continue [until time t]", continueCommand},
-    {"step", kNumberOrTime, kListed, kAlways, "step        [<t>]               single step [or step for time t]", stepCommand},
-    {"s", kNumberOrTime, kFurther, kAlways, nullptr, stepCommand},
-    {"exit", kFreeText, kListed, kAlways, "exit                            exit program", exitCommand},
-    {"quit", kFreeText, kListed, kAlways, nullptr, exitCommand},
-    {"q", kFreeText, kFurther, kAlways, nullptr, exitCommand},
-    {"trace", kSignalPattern, kListed, kAlways, "trace       <pattern>           set trace on signal(s)", traceCommand},
-    {"untrace", kSignalPattern, kListed, kAlways, "untrace     <pattern>           unset trace on signal(s)", untraceCommand},
-    {"traceto", kFileName, kListed, kAlways, "traceto     <filename>          set VCD trace output file", tracetoCommand},
-    {"traceclose", kFreeText, kListed, kAlways, "traceclose                      close VCD trace output file", tracecloseCommand},
-    {"save", kFileName, kListed, kAlways, "save        [<filename>]        save VCD file", saveCommand},
-    {"circular", kNumberOrTime, kListed, kAlways, "circular    [n|0]               enable/disable VCD circular buffering", circularCommand},
-    {"savesim", kFileName, kListed, kAlways, "savesim     <filename-prefix>   save simulation state", savesimCommand},
-    {"loadsim", kFreeText, kListed, kAlways, "loadsim     <filename-prefix>   load simulation state", loadsimCommand},
-    {"savet", kFileName, kListed, kAlways, "savet       <filename>          save trace list", savetCommand},
-    {"loadt", kFileName, kListed, kAlways, "loadt       <filename>          load trace list", loadtCommand},
-    {"log", kFileName, kListed, kAlways, kLogHelp, logCommand},
-    {"log", kFileName, kListed, kAlways, "log         [close]             close the console file, or give its name", logCommand},
-    {"readmemb", kSignalPattern, kListed, kAlways, "readmemb    <array> <file>      read named array content", readmembCommand},
-    {"readmemh", kFreeText, kListed, kAlways, "readmemh    <array> <file>      read named array content", readmemhCommand},
-    {"writememh", kSignalPattern, kListed, kAlways, "writememh   <array> <file>      write named array content", writememhCommand},
-    {"show", kSignalPattern, kListed, kAlways, "show        <pattern>           show when this traced value(s) changes", showCommand},
-    {"unshow", kSignalPattern, kListed, kAlways, "unshow      <pattern>           turn off show", unshowCommand},
-    {"clearsim", kNumberOrTime, kListed, kAlways, "#clearsim     [<n>]             set all simulation state to n (default=0)", clearsimCommand},
-    {"mtc", kFileName, kFurther, kAlways, "#mtc         <filename>          run Model/Trace Compare", validateCommand},
-    {"validate", kFileName, kFurther, kAlways, "validate    [<filename>]        run ZEFT Validate", validateCommand},
-    {"wired", kSignalPattern, kListed, kAlways, "wired       <signal name>       list signals wired to signal name", wiredCommand},
-    {"signature", kFreeText, kListed, kAlways, nullptr, signatureCommand},
-    {"time_execution", kNumberOrTime, kFurther, kAlways, nullptr, timeExecutionCommand},
-    {"cli", kFreeText, kFurther, kAlways, nullptr, cliCommand},
-    {"break", kFreeText, kFurther, kAlways, kBreakHelp, breakCommand},
-    {"setvv", kFreeText, kFurther, kAlways, kSetvvHelp, setvvCommand},
-    {"set", kFreeText, kFurther, kAlways, kSetHelp, setCommand},
-    {"open", kFileName, kListed, kValidateOnly, "open        <vcd file>       open a trace file for comparision", openCommand},
-    {"clock", kSignalPattern, kListed, kValidateOnly, "clock       <net> [<ON/off>] name a stimulus as a clock input", clockCommand},
-    {"synctime", kNumberOrTime, kListed, kValidateOnly, "synctime    <time>           set time allowed between Model and Trace changes", synctimeCommand},
-    {"map", kSignalPattern, kListed, kValidateOnly, "map         <model>=<trace>  map a scope in the trace to one in the model", mapCommand},
-    {"close", kFreeText, kListed, kValidateOnly, "close                        close the trace file", closeCommand},
-    {"restart", kFreeText, kFurther, kValidateOnly, nullptr, restartCommand},
-    {"monitor", kFreeText, kListed, kValidateOnly, "monitor     [-a|-t]          monitor all (default) or only traced signals", monitorCommand},
-    {"threshold", kNumberOrTime, kListed, kValidateOnly, "threshold   [<n>]            set or report the error threshold", thresholdCommand},
-    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -i       [<pattern>]      list inputs driven by the trace file", lsCommand},
-    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -m       [<pattern>]      list signals that are matched", lsCommand},
-    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -n       [<pattern>]      list signals that are not matched", lsCommand},
-    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -o       [<pattern>]      list signals currently out of step", lsCommand},
-    {"ls", kNumberOrTime, kFurther, kValidateOnly, "ls -c       [<pattern>]      list signals marked as clocks", lsCommand},
-    {"verbose", kNumberOrTime, kListed, kValidateOnly, "verbose     [on|off]         set the verbosity", verboseCommand},
-    {"summarise", kFreeText, kListed, kValidateOnly, "summarise                    report progress on the comparison", summariseCommand},
-    {"summarize", kFreeText, kFurther, kValidateOnly, nullptr, summariseCommand},
-    {"summary", kFreeText, kFurther, kValidateOnly, nullptr, summariseCommand},
-    {"stimulus", kSignalPattern, kListed, kValidateOnly, "stimulus    <model>=<trace>  use <trace> to drive <model>", stimulusCommand},
-    {"ignore", kSignalPattern, kListed, kValidateOnly, "ignore      <pattern>        do not compare signals matching pattern", ignoreCommand},
-    {"cli", kFreeText, kFurther, kValidateOnly, nullptr, cliCommand},
-    {"steponclock", kNumberOrTime, kFurther, kValidateOnly, nullptr, steponclockCommand},
-    {"verbosestep", kNumberOrTime, kFurther, kValidateOnly, "verbosestep [on|off]         verbose stepping", verbosestepCommand},
-    {"clockfirst", kNumberOrTime, kListed, kValidateOnly, "clockfirst  [on|off]         apply clocks before the other inputs of a time step", clockfirstCommand},
-    {"early", kSignalPattern, kListed, kValidateOnly, "early       <net> [<ON/off>] name an input to be applied before the clocks", earlyCommand},
+    {10, "help", kFreeText, kListed, kAlways, "help                            this message", helpCommand},
+    {20, "ls", kSignalPattern, kListed, kAlways, "ls          [-u|-t] [<pattern>] list [untraced|traced] signals", lsCommand},
+    {30, "ls", kSignalPattern, kFurther, kAlways, "ls -d       [<pattern>]         describe nets, don't show values", lsCommand},
+    {40, "ls", kNumberOrTime, kFurther, kValidateOnly, "ls -r       [<pattern>]         list clocked registers", lsCommand},
+    {50, "lstofile", kSignalPattern, kListed, kAlways, "lstofile    <file> <ls options> \"ls\", writing output to a file", lstofileCommand},
+    {60, "print", kSignalPattern, kListed, kAlways, "print                           an alias for 'ls'", lsCommand},
+    {70, "c", kNumberOrTime, kFurther, kAlways, nullptr, continueCommand},
+    {80, "cont", kNumberOrTime, kFurther, kAlways, nullptr, continueCommand},
+    {90, "continue", kNumberOrTime, kListed, kAlways, "continue    [<t>]               continue [until time t]", continueCommand},
+    {100, "step", kNumberOrTime, kListed, kAlways, "step        [<t>]               single step [or step for time t]", stepCommand},
+    {110, "s", kNumberOrTime, kFurther, kAlways, nullptr, stepCommand},
+    {120, "exit", kFreeText, kListed, kAlways, "exit                            exit program", exitCommand},
+    {130, "quit", kFreeText, kListed, kAlways, nullptr, exitCommand},
+    {140, "q", kFreeText, kFurther, kAlways, nullptr, exitCommand},
+    {150, "trace", kSignalPattern, kListed, kAlways, "trace       <pattern>           set trace on signal(s)", traceCommand},
+    {160, "untrace", kSignalPattern, kListed, kAlways, "untrace     <pattern>           unset trace on signal(s)", untraceCommand},
+    {170, "traceto", kFileName, kListed, kAlways, "traceto     <filename>          set VCD trace output file", tracetoCommand},
+    {180, "traceclose", kFreeText, kListed, kAlways, "traceclose                      close VCD trace output file", tracecloseCommand},
+    {190, "save", kFileName, kListed, kAlways, "save        [<filename>]        save VCD file", saveCommand},
+    {200, "circular", kNumberOrTime, kListed, kAlways, "circular    [n|0]               enable/disable VCD circular buffering", circularCommand},
+    {230, "savet", kFileName, kListed, kAlways, "savet       <filename>          save trace list", savetCommand},
+    {240, "loadt", kFileName, kListed, kAlways, "loadt       <filename>          load trace list", loadtCommand},
+    {250, "log", kFileName, kListed, kAlways, kLogHelp, logCommand},
+    {260, "log", kFileName, kListed, kAlways, "log         [close]             close the console file, or give its name", logCommand},
+    {270, "readmemb", kSignalPattern, kListed, kAlways, "readmemb    <array> <file>      read named array content", readmembCommand},
+    {280, "readmemh", kFreeText, kListed, kAlways, "readmemh    <array> <file>      read named array content", readmemhCommand},
+    {290, "writememh", kSignalPattern, kListed, kAlways, "writememh   <array> <file>      write named array content", writememhCommand},
+    {300, "show", kSignalPattern, kListed, kAlways, "show        <pattern>           show when this traced value(s) changes", showCommand},
+    {310, "unshow", kSignalPattern, kListed, kAlways, "unshow      <pattern>           turn off show", unshowCommand},
+    {320, "clearsim", kNumberOrTime, kListed, kAlways, "#clearsim     [<n>]             set all simulation state to n (default=0)", clearsimCommand},
+    {350, "wired", kSignalPattern, kListed, kAlways, "wired       <signal name>       list signals wired to signal name", wiredCommand},
+    {360, "signature", kFreeText, kListed, kAlways, nullptr, signatureCommand},
+    {380, "cli", kFreeText, kFurther, kAlways, nullptr, cliCommand},
+    {390, "break", kFreeText, kFurther, kAlways, kBreakHelp, breakCommand},
+    {400, "setvv", kFreeText, kFurther, kAlways, kSetvvHelp, setvvCommand},
+    {410, "set", kFreeText, kFurther, kAlways, kSetHelp, setCommand},
+    {500, "ls", kNumberOrTime, kFurther, kValidateOnly, "ls -i       [<pattern>]      list inputs driven by the trace file", lsCommand},
+    {510, "ls", kNumberOrTime, kFurther, kValidateOnly, "ls -m       [<pattern>]      list signals that are matched", lsCommand},
+    {520, "ls", kNumberOrTime, kFurther, kValidateOnly, "ls -n       [<pattern>]      list signals that are not matched", lsCommand},
+    {530, "ls", kNumberOrTime, kFurther, kValidateOnly, "ls -o       [<pattern>]      list signals currently out of step", lsCommand},
+    {540, "ls", kNumberOrTime, kFurther, kValidateOnly, "ls -c       [<pattern>]      list signals marked as clocks", lsCommand},
+    {610, "cli", kFreeText, kFurther, kValidateOnly, nullptr, cliCommand},
 };
 // clang-format on
 
-QkCommand* linkBuiltIns() {
-    QkCommand* following = nullptr;
-    for (auto row = std::rbegin(builtIns); row != std::rend(builtIns); ++row) {
-        row->next = following;
-        following = &*row;
-    }
-    return following;
-}
-
-/// Linked at the first use, which may be in the construction of a static object of the model.
-QkCommand*& commandList() {
-    static QkCommand* head = linkBuiltIns();
-    return head;
-}
+QkCommand* firstCommand = nullptr;
+ComparisonAnswers registered{};
 
 /// @return a copy of `argument` that lives as long as the process, as the handlers of registered
 ///         commands may keep pointers into their argument; equal ones share a copy
@@ -135,11 +98,25 @@ const char* keepForGood(const char* argument) {
 
 }  // namespace
 
+void addBuiltIns(std::span<QkCommand> rows) {
+    QkCommand** at = &firstCommand;
+    for (QkCommand& row : rows) {
+        while (*at && (*at)->place < row.place) at = &(*at)->next;
+        row.next = std::exchange(*at, &row);
+    }
+}
+
+void addConsoleCommands() { addBuiltIns(builtIns); }
+
 const QkCommand* findCommand(std::string_view word) {
-    for (const QkCommand* row = commandList(); row; row = row->next)
+    for (const QkCommand* row = firstCommand; row; row = row->next)
         if (row->command == word) return row;
     return nullptr;
 }
+
+void registerComparison(const ComparisonAnswers& answers) { registered = answers; }
+
+const ComparisonAnswers& comparison() { return registered; }
 
 void (*qk_command_failed)(const char* file, int line, const char* command, const char* reason);
 
@@ -176,25 +153,22 @@ int qk_cli(const char* line) {
 }
 
 QkCommand* qk_register_cmd(const char* name, const char* help, int kind, CommandHandler handler) {
-    QkCommand* const previous = commandList();
+    QkCommand* const previous = firstCommand;
     QK_ASSERT(name && handler);
     if (!name || !handler) return previous;
     // The list owns it for good.
-    commandList() = new QkCommand{duplicate(name, "command"),
-                                  kind,
-                                  kListed,
-                                  kAlways,
-                                  help ? duplicate(help, "command") : nullptr,
-                                  handler,
-                                  true,
-                                  previous};
+    firstCommand = new QkCommand{0,       duplicate(name, "command"),
+                                 kind,    kListed,
+                                 kAlways, help ? duplicate(help, "command") : nullptr,
+                                 handler, true,
+                                 previous};
     return previous;
 }
 
 int helpCommand(const char*) {
     Printout out;
     const bool isValidating = currentPrompt == kValidatePrompt;
-    for (const QkCommand* row = commandList(); row; row = row->next) {
+    for (const QkCommand* row = firstCommand; row; row = row->next) {
         if ((row->validateOnly && !isValidating) || !row->helptext || row->helptext[0] == '#')
             continue;
         out.print("  %s\n", row->helptext);

@@ -1,10 +1,12 @@
 // The command table.
 //
-// One list: the registered commands, newest first, then the built-in rows in their order of help.
-// Look-up takes the first row of a name, so a registered command shadows a built-in one, and rows
-// that only carry a further line of help may stand behind the row that runs.
+// One list: the registered commands, newest first, then the built-in rows in their order of help,
+// which their numbers give: the folders above add rows of their own. Look-up takes the first row of
+// a name, so a registered command shadows a built-in one, and rows that only carry a further line
+// of help may follow the row that runs.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -13,7 +15,11 @@ using CommandHandler = int (*)(const char* argument);
 /// What a command's argument is.
 enum ArgumentKind { kFreeText = 0, kFileName = 1, kSignalPattern = 2, kNumberOrTime = 3 };
 
+inline constexpr bool kListed = true, kFurther = false;       ///< QkCommand::listed
+inline constexpr bool kAlways = false, kValidateOnly = true;  ///< QkCommand::validateOnly
+
 struct QkCommand {
+    int place;                 ///< of a built-in row among them, no two of which have the same
     std::string_view command;  ///< static text, or owned by the list for a registered command
     int argumentKind;
     bool listed;           ///< a row of its own, not a further form of another
@@ -23,6 +29,13 @@ struct QkCommand {
     bool registered = false;
     QkCommand* next = nullptr;
 };
+
+/// Adds built-in rows, which have to last. Called before the constructors of a model's static
+/// objects, which may register commands.
+/// @param rows  by rising place
+void addBuiltIns(std::span<QkCommand> rows);
+/// Adds those of this folder.
+void addConsoleCommands();
 
 /// Runs a command line as qk_cli() does, without calling qk_command_failed.
 /// @param reason  receives why the command failed, one line; empty if it did not

@@ -20,9 +20,6 @@ int readmemhCommand(const char* argument);  // readmem.cpp
 int readmembCommand(const char* argument);
 int writememhCommand(const char* argument);
 
-int savesimCommand(const char* argument);  // simstate.cpp
-int loadsimCommand(const char* argument);
-
 int lsCommand(const char* argument);  // listing.cpp
 int lstofileCommand(const char* argument);
 int wiredCommand(const char* argument);
@@ -33,25 +30,7 @@ int breakCommand(const char* argument);  // breaks.cpp
 
 int setCommand(const char* argument);  // set.cpp
 
-int setvvCommand(const char* argument);     // setvv.cpp
-int validateCommand(const char* argument);  // validate/commands.cpp
-int openCommand(const char* argument);
-int closeCommand(const char* argument);
-int clockCommand(const char* argument);
-int earlyCommand(const char* argument);
-int synctimeCommand(const char* argument);
-int mapCommand(const char* argument);
-int stimulusCommand(const char* argument);
-int ignoreCommand(const char* argument);
-int monitorCommand(const char* argument);
-int thresholdCommand(const char* argument);
-int verboseCommand(const char* argument);
-int verbosestepCommand(const char* argument);
-int steponclockCommand(const char* argument);
-int clockfirstCommand(const char* argument);
-int timeExecutionCommand(const char* argument);
-int summariseCommand(const char* argument);
-int restartCommand(const char* argument);
+int setvvCommand(const char* argument);  // setvv.cpp
 
 int traceCommand(const char* argument);  // tracecmds.cpp
 int untraceCommand(const char* argument);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "console/comparison.h"
 #include "console/handlers.h"
 #include "console/print.h"
 #include "console/words.h"
@@ -16,7 +17,6 @@
 #include "run/life.h"
 #include "run/printout.h"
 #include "run/written_files.h"
-#include "validate/file_reader.h"
 
 namespace {
 
@@ -104,20 +104,10 @@ bool isRegister(const QkName* name) {
            !(last->flags & QK_flag_not_compared);
 }
 
-bool isMatched(const QkName* name) {
-    const QkVCDTrace* const compared = qkReader->traceOf(name);
-    return compared && compared->isMatched();
-}
-
-bool isOutOfStep(const QkName* name) {
-    const QkVCDTrace* const compared = qkReader->traceOf(name);
-    return compared && compared->isComparable() && compared->state != ValuesMatch;
-}
-
 bool isWanted(const QkName* name, Letters options) {
     if (name->kind == kVirtualName) return options.has('v');
-    if ((options.has('o') && isOutOfStep(name)) || (options.has('c') && isClock(name)) ||
-        (options.has('m') && isMatched(name)))
+    if ((options.has('o') && comparison().isOutOfStep(name)) ||
+        (options.has('c') && isClock(name)) || (options.has('m') && comparison().isMatched(name)))
         return true;
     return options.has(name->traced ? 't' : 'u') || (options.has('i') && isStimulus(name)) ||
            (options.has('r') && isRegister(name));
@@ -147,24 +137,13 @@ void describe(Printout& out, const QkName* name) {
 char sourceFlag(const QkName* name) {
     if (isClock(name)) return 'c';
     if (isStimulus(name)) return 'i';
-    if (isMatched(name)) return 'm';
+    if (comparison().isMatched(name)) return 'm';
     return name->kind == kVirtualName ? 'v' : ' ';
 }
 
-/// Tells how model and trace differ, in lines of their own.
-void printOutOfStep(Printout& out, const QkName* name, int indent) {
-    const QkVCDTrace* const compared = qkReader->traceOf(name);
-    QK_ASSERT_AS(name->trace->nel == 0, "t->nel == 0");
-    QK_ASSERT_AS(compared, "v");
-    out.print("\n%*s%s", indent, "Model : ", compared->storageText().c_str());
-    out.print("\n%*s%s", indent, "Trace : ", compared->vcdBits.text().c_str());
-    out.print("\n%*s%s Since:%s", indent, "State : ", compareStateName(compared->state),
-              qk_time_as_string(compared->lastStateChange));
-}
-
 std::string clockNote(const QkName* name) {
-    const QkVCDTrace* const driven = isClock(name) ? qkReader->traceOf(name) : nullptr;
-    return driven ? "(" + std::to_string(driven->nChanges) + " changes)" : "";
+    const int changes = isClock(name) ? comparison().changesOf(name) : -1;
+    return changes >= 0 ? "(" + std::to_string(changes) + " changes)" : "";
 }
 
 void printLines(Printout& out, const std::vector<QkName*>& names, const Request& request) {
@@ -185,8 +164,8 @@ void printLines(Printout& out, const std::vector<QkName*>& names, const Request&
                   isRegister(name) ? 'r' : ' ',
                   request.options.has('c') ? clockNote(name).c_str() : "");
         printName(out, name, request.from, request.to, '\n');
-        if (request.options.has('o') && isOutOfStep(name))
-            printOutOfStep(out, name, scopeWidth + nameWidth + 7);
+        if (request.options.has('o') && comparison().isOutOfStep(name))
+            comparison().printDifference(out, name, scopeWidth + nameWidth + 7);
         out.add('\n');
         out.endLine();
     }
@@ -197,10 +176,10 @@ void printNothingFound(Printout& out, Letters options) {
     int names = 0, outOfSync = 0, inputs = 0, clocks = 0, matched = 0, registers = 0;
     NameRing::each(qkDatabase->names, [&](const QkName* name) {
         ++names;
-        outOfSync += isOutOfStep(name);
+        outOfSync += comparison().isOutOfStep(name);
         inputs += isStimulus(name);
         clocks += isClock(name);
-        matched += isMatched(name);
+        matched += comparison().isMatched(name);
         registers += isRegister(name);
     });
     out.print("No matching signals (in %d names)\n", names);
@@ -221,35 +200,6 @@ void printNothingFound(Printout& out, Letters options) {
         out.print("%s %d %s", comma, item.count, item.what);
         comma = ",";
     }
-}
-
-// ---- What has no counterpart
-
-void listNotMatched(const char* pattern) {
-    const QkVCDModel* const vcdModel = qkReader->vcdModel.get();
-    Printout out;
-    bool any = false;
-    const auto add = [&](const char* fullName, const std::string& reason) {
-        out.print("\t%s%s%s\n", fullName, reason.empty() ? "" : ": ", reason.c_str());
-        out.endLine();
-        any = true;
-    };
-    const auto reasonOf = [](const auto& name) {
-        return qk_strict ? "" : qkReader->whyNotLinked(name);
-    };
-    out.add("Model Signals Not in Trace:\n");
-    for (const QkName* name : qkDatabase->matching(pattern))
-        if (!name->isHidden() && !vcdModel->partnerOf(name))
-            add(FullName(name).c_str(), reasonOf(name));
-    if (!any) out.add("\t(none)\n");
-    any = false;
-    out.add("Trace Signals Not in Model:\n");
-    for (const QkVCDName& name : vcdModel->names) {
-        if (name.linked) continue;
-        const std::string fullName = name.fullName();
-        if (matchesPattern(fullName.c_str(), pattern, false)) add(fullName.c_str(), reasonOf(name));
-    }
-    if (!any) out.add("\t(none)\n");
 }
 
 // ---- wired
@@ -291,7 +241,7 @@ int lsCommand(const char* argument) {
     Request request;
     const char* const rest = readOptions(argument, request.options);
     if (rest && request.options.has('n')) {
-        listNotMatched(*rest ? rest : "*");
+        comparison().listUnmatched(*rest ? rest : "*");
         return 1;
     }
     if (!rest || !readPattern(rest, request)) return 1;

@@ -9,6 +9,7 @@
 
 #include "base/qkassert.h"
 #include "console/command.h"
+#include "console/comparison.h"
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/script.h"
@@ -24,7 +25,6 @@
 #include "run/printout.h"
 #include "run/time.h"
 #include "tracing/trace_writer.h"
-#include "validate/file_reader.h"
 
 QkConsole* qkConsole = nullptr;
 uint64_t stopTime = kNoStop;
@@ -126,8 +126,7 @@ bool runPass() {
 
 /// Without a trace, a comparison has nothing to run along: the prompt comes back.
 bool isTraceMissing() {
-    const QkFileReader& reader = *qkReader;
-    if (!runningFromVCD || reader.fileIsOpen()) return false;
+    if (!runningFromVCD || comparison().isTraceOpen()) return false;
     printFailure("ZEFT Validate: Trace file not open\n");
     stopTime = 0;
     return true;

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "console/comparison.h"
 #include "console/console.h"
 #include "console/handlers.h"
 #include "console/script.h"
@@ -19,7 +20,6 @@
 #include "run/printout.h"
 #include "run/written_files.h"
 #include "tracing/trace_writer.h"
-#include "validate/file_reader.h"
 
 namespace {
 
@@ -32,8 +32,7 @@ struct Selection {
     bool isRestricted() const { return stimuli || matched; }
     bool takes(const QkName* name) const {
         if (!isRestricted() || (stimuli && isStimulus(name))) return true;
-        const QkVCDTrace* const compared = qkReader->traceOf(name);
-        return matched && compared && compared->isMatched();
+        return matched && comparison().isMatched(name);
     }
 };
 
@@ -53,8 +52,7 @@ Selection readSelection(const char* argument) {
 /// Takes note of names that are traced now or no longer.
 void noteTraced() {
     qkTraceWriter->captureEntry();
-    QkFileReader& reader = *qkReader;
-    if (runningFromVCD) reader.vcdModel->traces.updateMonitoring();
+    if (runningFromVCD) comparison().noteTraced();
 }
 
 void showChanges(QkName* name) {
@@ -68,8 +66,7 @@ void showChanges(QkName* name) {
 
 /// Where a comparison says much, reports the other names of a name's storage.
 void reportSameStorage(const QkName* name) {
-    const QkFileReader& reader = *qkReader;
-    if (!runningFromVCD || reader.verbose < 2) return;
+    if (!runningFromVCD || comparison().verbosity() < 2) return;
     const FullName asked(name);
     Printout out;
     eachNameOfStorage(name, [&](const QkName* other) {
@@ -90,7 +87,7 @@ void traceNames(const char* argument, bool showRestricted) {
         printFailure("trace: no pattern supplied!\n");
         return;
     }
-    if (qkReader->verbose > 1) say("trace: pattern >%s<\n", selection.pattern);
+    if (comparison().verbosity() > 1) say("trace: pattern >%s<\n", selection.pattern);
     bool found = false;
     for (QkName* name : qkDatabase->matching(selection.pattern)) {
         if (name->isHidden() || !selection.takes(name)) continue;

@@ -2,9 +2,12 @@
 
 #include <cstdlib>
 
+#include "console/command.h"
+#include "model/simstate.h"
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/out_of_memory.h"
+#include "validate/commands.h"
 
 QkLiveModel* qkLiveModel = nullptr;
 bool modelGone = false;
@@ -33,9 +36,13 @@ void exitRoutine() {
     restoreSigintHandler();
 }
 
-/// Ahead of the constructors of a model's static objects, which may register nets.
+/// Ahead of the constructors of a model's static objects, which may register nets and commands.
 __attribute__((constructor(101))) void connectFolders() {
     registerLife({kelvo_start, kelvo_finish, rescale});
+    addConsoleCommands();
+    addValidateCommands();
+    addStateCommands();
+    registerAnswers();
 }
 
 }  // namespace

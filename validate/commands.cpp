@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "base/qkassert.h"
+#include "console/command.h"
 #include "console/console.h"
-#include "console/handlers.h"
 #include "console/words.h"
 #include "licence/licence.h"
 #include "netdb/database.h"
@@ -20,6 +20,7 @@
 #include "run/printout.h"
 #include "run/time.h"
 #include "tracing/trace_writer.h"
+#include "validate/commands.h"
 #include "validate/file_reader.h"
 
 namespace {
@@ -315,6 +316,8 @@ int qk_mtc_verbose(int level) {
 
 // ---- Commands
 
+namespace {
+
 int validateCommand(const char* argument) {
     if (isRunning()) return 1;
     if (!*argument) stopTime = 0;
@@ -339,8 +342,6 @@ int closeCommand(const char*) {
     return 1;
 }
 
-namespace {
-
 int markCommand(const char* argument, int (*mark)(const char*, int), const char* what) {
     if (!isRunning()) return 0;
     const FirstWord split = firstWord(argument);
@@ -351,8 +352,6 @@ int markCommand(const char* argument, int (*mark)(const char*, int), const char*
         printFailure("ZEFT Validate: no stimuli found matching pattern %s\n", pattern.c_str());
     return 1;
 }
-
-}  // namespace
 
 int clockCommand(const char* argument) { return markCommand(argument, qk_mtc_clock, "clock"); }
 
@@ -470,3 +469,33 @@ int restartCommand(const char*) {
         "ZEFT Validate: the restart command has been removed, restart by re-running the model.\n");
     return 1;
 }
+
+// clang-format off
+constinit QkCommand commands[] = {
+    {330, "mtc", kFileName, kFurther, kAlways, "#mtc         <filename>          run Model/Trace Compare", validateCommand},
+    {340, "validate", kFileName, kFurther, kAlways, "validate    [<filename>]        run ZEFT Validate", validateCommand},
+    {370, "time_execution", kNumberOrTime, kFurther, kAlways, nullptr, timeExecutionCommand},
+    {420, "open", kFileName, kListed, kValidateOnly, "open        <vcd file>       open a trace file for comparision", openCommand},
+    {430, "clock", kSignalPattern, kListed, kValidateOnly, "clock       <net> [<ON/off>] name a stimulus as a clock input", clockCommand},
+    {440, "synctime", kNumberOrTime, kListed, kValidateOnly, "synctime    <time>           set time allowed between Model and Trace changes", synctimeCommand},
+    {450, "map", kSignalPattern, kListed, kValidateOnly, "map         <model>=<trace>  map a scope in the trace to one in the model", mapCommand},
+    {460, "close", kFreeText, kListed, kValidateOnly, "close                        close the trace file", closeCommand},
+    {470, "restart", kFreeText, kFurther, kValidateOnly, nullptr, restartCommand},
+    {480, "monitor", kFreeText, kListed, kValidateOnly, "monitor     [-a|-t]          monitor all (default) or only traced signals", monitorCommand},
+    {490, "threshold", kNumberOrTime, kListed, kValidateOnly, "threshold   [<n>]            set or report the error threshold", thresholdCommand},
+    {550, "verbose", kNumberOrTime, kListed, kValidateOnly, "verbose     [on|off]         set the verbosity", verboseCommand},
+    {560, "summarise", kFreeText, kListed, kValidateOnly, "summarise                    report progress on the comparison", summariseCommand},
+    {570, "summarize", kFreeText, kFurther, kValidateOnly, nullptr, summariseCommand},
+    {580, "summary", kFreeText, kFurther, kValidateOnly, nullptr, summariseCommand},
+    {590, "stimulus", kSignalPattern, kListed, kValidateOnly, "stimulus    <model>=<trace>  use <trace> to drive <model>", stimulusCommand},
+    {600, "ignore", kSignalPattern, kListed, kValidateOnly, "ignore      <pattern>        do not compare signals matching pattern", ignoreCommand},
+    {620, "steponclock", kNumberOrTime, kFurther, kValidateOnly, nullptr, steponclockCommand},
+    {630, "verbosestep", kNumberOrTime, kFurther, kValidateOnly, "verbosestep [on|off]         verbose stepping", verbosestepCommand},
+    {640, "clockfirst", kNumberOrTime, kListed, kValidateOnly, "clockfirst  [on|off]         apply clocks before the other inputs of a time step", clockfirstCommand},
+    {650, "early", kSignalPattern, kListed, kValidateOnly, "early       <net> [<ON/off>] name an input to be applied before the clocks", earlyCommand},
+};
+// clang-format on
+
+}  // namespace
+
+void addValidateCommands() { addBuiltIns(commands); }

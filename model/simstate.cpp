@@ -1,10 +1,9 @@
-// savesim and loadsim: the state of the model as ordinary files, one VCD for all scalars and a
-// memory image for each array.
+#include "model/simstate.h"
+
 #include <cstdio>
 #include <string>
 
 #include "console/command.h"
-#include "console/handlers.h"
 #include "licence/licence.h"
 #include "memimage/memory_image.h"
 #include "netdb/database.h"
@@ -92,6 +91,8 @@ int qk_loadsim(const char* given) {
     return 1;
 }
 
+namespace {
+
 int savesimCommand(const char* argument) {
     if (!qk_savesim(argument)) printFailure("savesim: command failed\n");
     return 1;
@@ -104,3 +105,14 @@ int loadsimCommand(const char* argument) {
         printFailure("loadsim: command failed\n");
     return 1;
 }
+
+// clang-format off
+constinit QkCommand commands[] = {
+    {210, "savesim", kFileName, kListed, kAlways, "savesim     <filename-prefix>   save simulation state", savesimCommand},
+    {220, "loadsim", kFreeText, kListed, kAlways, "loadsim     <filename-prefix>   load simulation state", loadsimCommand},
+};
+// clang-format on
+
+}  // namespace
+
+void addStateCommands() { addBuiltIns(commands); }
