@@ -7,7 +7,6 @@
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/life.h"
-#include "tracing/hot_loops.h"
 #include "tracing/trace_file.h"
 #include "tracing/trace_writer.h"
 
@@ -68,7 +67,7 @@ void QkTraceWriter::compareAndRecord() {
         plan.build(active, CapturePlan::kFromValues);
         planValid = true;
     }
-    const size_t count = hotLoops().findChanges(plan);
+    const size_t count = plan.compare();
     if (count == 0 && !anyForced) return;
     const bool noneForced = !anyForced;
     if (anyForced) markForced();
@@ -80,19 +79,19 @@ void QkTraceWriter::compareAndRecord() {
 
 void QkTraceWriter::markForced() {
     anyForced = false;
-    for (uint32_t position = 0; position < plan.positions.size(); ++position) {
-        SlotTable::Owner& owner = slots.owners[plan.positions[position].slot];
+    for (uint32_t position = 0; position < plan.positionCount(); ++position) {
+        SlotTable::Owner& owner = slots.owners[plan.positions()[position].slot];
         if (!owner.forced) continue;
         owner.forced = false;
-        plan.changedBits[position / 64] |= uint64_t{1} << position % 64;
+        plan.mark(position);
     }
 }
 
 void QkTraceWriter::record(size_t count) {
     // The positions lie scattered over more memory than the near caches hold.
     constexpr size_t ahead = 10;
-    const uint32_t* const list = plan.changedPositions.data();
-    const CapturePosition* const positions = plan.positions.data();
+    const uint32_t* const list = plan.changed();
+    const CapturePosition* const positions = plan.positions();
     openTail();
     for (size_t i = 0; i < count;) {
         if (lastTime == qk_cycle) {
@@ -103,7 +102,7 @@ void QkTraceWriter::record(size_t count) {
                 const CapturePosition& at = positions[list[i]];
                 if (at.slow | at.inParts) break;
                 *out++ = OutputChange{
-                    at.slot, 0, imageValue(plan.image, at.imageOffset, at.unusedBits, at.invert)};
+                    at.slot, 0, imageValue(plan.image(), at.imageOffset, at.unusedBits, at.invert)};
             }
             put = out;
             if (i == count) break;
@@ -114,7 +113,7 @@ void QkTraceWriter::record(size_t count) {
 }
 
 void QkTraceWriter::recordAt(uint32_t position) {
-    const CapturePosition& at = plan.positions[position];
+    const CapturePosition& at = plan.positions()[position];
     if (at.slow) {
         recordSlowly(position);
         return;
@@ -125,24 +124,24 @@ void QkTraceWriter::recordAt(uint32_t position) {
         return;
     }
     if (put == putEnd) nextTail();
-    *put++ =
-        OutputChange{at.slot, 0, imageValue(plan.image, at.imageOffset, at.unusedBits, at.invert)};
+    *put++ = OutputChange{at.slot, 0,
+                          imageValue(plan.image(), at.imageOffset, at.unusedBits, at.invert)};
 }
 
 void QkTraceWriter::recordParts(const CapturePosition& at) {
-    const CapturePart* part = &plan.parts[at.firstPart];
+    const CapturePart* part = &plan.part(at.firstPart);
     for (bool first = true;; first = false, ++part) {
         if (put == putEnd) nextTail();
         tail->uncounted += !first;
         *put++ = OutputChange{
             at.slot, partShape(part->width, first, part->last),
-            imageValue(plan.image, part->imageOffset, QK_MAXUBITS - part->width, part->invert)};
+            imageValue(plan.image(), part->imageOffset, QK_MAXUBITS - part->width, part->invert)};
         if (part->last) return;
     }
 }
 
 void QkTraceWriter::recordSlowly(uint32_t position) {
-    CapturePosition& at = plan.positions[position];
+    CapturePosition& at = plan.positions()[position];
     QkTrace* const trace = slots.owners[at.slot].trace;
     if (!trace) return;  // removed by code that was called in this capture
     trace->changed = 1;

@@ -31,6 +31,8 @@ bool isSliced(const QkTrace* trace) {
     return hasComparedReader(trace);
 }
 
+bool isWatched(const QkTrace* trace) { return trace->nshow > 0 || trace->nbreak > 0; }
+
 /// The parts in the order of their addresses.
 std::vector<uint32_t> byAddress(const std::vector<CapturePart>& parts) {
     std::vector<uint32_t> order(parts.size());
@@ -60,55 +62,64 @@ void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
     bool watched = false;
     for (QkTrace* const trace : traces) {
         if (trace->isArray()) continue;  // elements report their own changes
-        CapturePosition at{};
-        at.unusedBits = static_cast<uint8_t>(
-            trace->firstPart() != trace ? 0 : QK_MAXUBITS - trace->range.width);
-        at.invert = trace->invert;
-        at.slot = trace->vcdSlot;
-        const bool isWatched = trace->nshow > 0 || trace->nbreak > 0;
-        watched |= isWatched;
-        at.slow = trace->nrecord == 0 || isWatched || isSliced(trace);
-        at.firstPart = static_cast<uint32_t>(parts.size());
-        const auto position = static_cast<uint32_t>(positions.size());
-        for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
-            parts.push_back(CapturePart{part, 0, position, static_cast<uint8_t>(part->range.width),
-                                        part->invert, trace->partAfter(part) == nullptr});
-        }
-        at.inParts = trace->firstPart() != trace;
-        positions.push_back(at);
+        watched |= isWatched(trace);
+        addTrace(trace);
     }
-    changedBits.assign(positions.size() / 64 + 1, 0);
-    changedPositions.resize(positions.size());
-    layOut();
+    changedBits.assign(all.size() / 64 + 1, 0);
+    changedPositions.resize(all.size());
+    const std::vector<Piece> pieces = findBlocks();
+    makeImage();
+    makePicks(pieces);
+    describeBlocks();
     if (start == kFromStorage) return;
     for (const CapturePart& part : parts)
-        storeStorage(image + part.imageOffset, part.trace->elementBytes(), part.trace->value);
+        storeStorage(blocks.image + part.imageOffset, part.trace->elementBytes(),
+                     part.trace->value);
     if (!watched) return;
     told.reserve(parts.size());
     for (const CapturePart& part : parts) told.push_back(part.trace->value);
 }
 
-void CapturePlan::layOut() {
-    // A part and one of the blocks that it lies in.
-    struct Piece {
-        uint32_t block;
-        uint32_t position;
-        uint64_t mask;
-    };
+void CapturePlan::addTrace(QkTrace* trace) {
+    CapturePosition at{};
+    at.unusedBits =
+        static_cast<uint8_t>(trace->firstPart() != trace ? 0 : QK_MAXUBITS - trace->range.width);
+    at.invert = trace->invert;
+    at.slot = trace->vcdSlot;
+    at.slow = trace->nrecord == 0 || isWatched(trace) || isSliced(trace);
+    at.firstPart = static_cast<uint32_t>(parts.size());
+    const auto position = static_cast<uint32_t>(all.size());
+    for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+        parts.push_back(CapturePart{part, 0, position, static_cast<uint8_t>(part->range.width),
+                                    part->invert, trace->partAfter(part) == nullptr});
+    }
+    at.inParts = trace->firstPart() != trace;
+    all.push_back(at);
+}
+
+/// A part and one of the blocks that it lies in.
+struct CapturePlan::Piece {
+    uint32_t block;
+    uint32_t position;
+    uint64_t mask;
+};
+
+/// Covers all parts with blocks, by rising address, and gives each part its place in the image.
+std::vector<CapturePlan::Piece> CapturePlan::findBlocks() {
     std::vector<Piece> pieces;
     pieces.reserve(parts.size() + parts.size() / 8);
     uintptr_t lastBlock = 0;  // address of the newest block
-    uint32_t blocks = 0;
+    uint32_t count = 0;
     const auto pieceIn = [&](uintptr_t block, const CapturePart& part, size_t bytes) {
-        if (blocks == 0 || block > lastBlock + kBlockBytes)
-            runs.push_back(CaptureRun{reinterpret_cast<unsigned char*>(block), blocks, 0});
-        if (blocks == 0 || block > lastBlock) {
-            ++blocks;
+        if (count == 0 || block > lastBlock + kBlockBytes)
+            runs.push_back(CaptureRun{reinterpret_cast<unsigned char*>(block), count, 0});
+        if (count == 0 || block > lastBlock) {
+            ++count;
             ++runs.back().blockCount;
             lastBlock = block;
         }
         // A part that overlaps one across two blocks may begin in the block before the newest.
-        const auto index = static_cast<uint32_t>(blocks - 1 - (lastBlock - block) / kBlockBytes);
+        const auto index = static_cast<uint32_t>(count - 1 - (lastBlock - block) / kBlockBytes);
         pieces.push_back(Piece{index, part.position, bytesWithin(block, addressOf(part), bytes)});
         return index;
     };
@@ -122,19 +133,27 @@ void CapturePlan::layOut() {
         part.imageOffset = static_cast<uint32_t>(index * kBlockBytes + address % kBlockBytes);
         if (address + bytes > block + kBlockBytes) pieceIn(block + kBlockBytes, part, bytes);
     }
-    for (CapturePosition& at : positions) at.imageOffset = parts[at.firstPart].imageOffset;
+    for (CapturePosition& at : all) at.imageOffset = parts[at.firstPart].imageOffset;
+    blocks.runs = runs.data();
+    blocks.runsEnd = runs.data() + runs.size();
+    firstPick.assign(size_t{count} + 1, 0);
+    return pieces;
+}
 
-    imageStore.resize(size_t{blocks} * kBlockBytes + kBlockBytes + sizeof(uint64_t));
+void CapturePlan::makeImage() {
+    imageStore.resize(firstPick.size() * kBlockBytes + sizeof(uint64_t));
     const auto raw = reinterpret_cast<uintptr_t>(imageStore.data());
-    image = imageStore.data() + (kBlockBytes - raw % kBlockBytes) % kBlockBytes;
+    blocks.image = imageStore.data() + (kBlockBytes - raw % kBlockBytes) % kBlockBytes;
     for (const CaptureRun& run : runs)
-        hotLoops().copyBlocks(run.live, image + size_t{run.firstBlock} * kBlockBytes,
+        hotLoops().copyBlocks(run.live, blocks.image + size_t{run.firstBlock} * kBlockBytes,
                               run.blockCount);
+}
 
-    // Picks in the order of their blocks.
-    firstPick.assign(size_t{blocks} + 1, 0);
+/// Makes a pick of each piece, in the order of their blocks.
+void CapturePlan::makePicks(const std::vector<Piece>& pieces) {
     for (const Piece& piece : pieces) ++firstPick[piece.block + 1];
-    for (uint32_t block = 0; block < blocks; ++block) firstPick[block + 1] += firstPick[block];
+    for (size_t block = 0; block + 1 < firstPick.size(); ++block)
+        firstPick[block + 1] += firstPick[block];
     pickMask.assign(pieces.size() + kPickSlack, 0);
     pickPosition.assign(pieces.size(), 0);
     std::vector<uint32_t> next(firstPick.begin(), firstPick.end() - 1);
@@ -143,16 +162,24 @@ void CapturePlan::layOut() {
         pickMask[pick] = piece.mask;
         pickPosition[pick] = piece.position;
     }
-    fillPicks();
+    hits.assign(pickPosition.size() + kPickSlack + 1, 0);
+    const bool rises = std::is_sorted(pickPosition.begin(), pickPosition.end());
+    const bool falls = std::is_sorted(pickPosition.rbegin(), pickPosition.rend());
+    direction = rises ? 1 : falls ? -1 : 0;
+    blocks.firstPick = firstPick.data();
+    blocks.pickMask = pickMask.data();
+    blocks.pickCount = pickPosition.size();
+    blocks.hits = hits.data();
 }
 
-void CapturePlan::fillPicks() {
-    const size_t blocks = firstPick.size() - 1;
-    changedBlocks.resize(blocks + 1);
-    ownedBytes.assign(blocks, 0);
-    crowded.assign(blocks, 0);
-    byteOwner.assign(blocks * kBlockBytes, 0);
-    for (size_t block = 0; block < blocks; ++block) {
+/// Finds out which bytes of each block belong to parts, and to which.
+void CapturePlan::describeBlocks() {
+    const size_t count = firstPick.size() - 1;
+    changedBlocks.resize(count + 1);
+    ownedBytes.assign(count, 0);
+    crowded.assign(count, 0);
+    byteOwner.assign(count * kBlockBytes, 0);
+    for (size_t block = 0; block < count; ++block) {
         const uint32_t begin = firstPick[block], end = firstPick[block + 1];
         crowded[block] = end - begin > kLargestOwner;
         for (uint32_t pick = begin; pick < end; ++pick) {
@@ -163,17 +190,19 @@ void CapturePlan::fillPicks() {
                     byteOwner[block * kBlockBytes + byte] = static_cast<uint8_t>(pick - begin);
         }
     }
-    hits.assign(pickPosition.size() + kPickSlack + 1, 0);
-    const bool rises = std::is_sorted(pickPosition.begin(), pickPosition.end());
-    const bool falls = std::is_sorted(pickPosition.rbegin(), pickPosition.rend());
-    direction = rises ? 1 : falls ? -1 : 0;
+    blocks.changed = changedBlocks.data();
+    blocks.ownedBytes = ownedBytes.data();
+    blocks.crowded = crowded.data();
+    blocks.byteOwner = byteOwner.data();
 }
+
+size_t CapturePlan::compare() { return hotLoops().findChanges(blocks); }
 
 bool CapturePlan::takeTold(const CapturePosition& at) {
     bool changed = told.empty();
     for (size_t i = at.firstPart; !told.empty(); ++i) {
         const CapturePart& part = parts[i];
-        const uint64_t now = loadStorage(image + part.imageOffset, storageBytes(part.width));
+        const uint64_t now = loadStorage(blocks.image + part.imageOffset, storageBytes(part.width));
         changed |= ((now ^ told[i]) & bitMask(part.width)) != 0;
         told[i] = now;
         if (part.last) break;
@@ -183,7 +212,8 @@ bool CapturePlan::takeTold(const CapturePosition& at) {
 
 void CapturePlan::spill() const {
     for (const CapturePart& part : parts)
-        part.trace->value = loadStorage(image + part.imageOffset, part.trace->elementBytes());
+        part.trace->value =
+            loadStorage(blocks.image + part.imageOffset, part.trace->elementBytes());
 }
 
 // ---- Order

@@ -10,25 +10,17 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
+#include "tracing/capture_blocks.h"
+
 struct QkTrace;
-
-inline constexpr size_t kBlockBytes = 64;
-
-/// Blocks that follow each other in memory.
-struct CaptureRun {
-    const unsigned char* live;  ///< model storage, at a multiple of kBlockBytes
-    uint32_t firstBlock;
-    uint32_t blockCount;
-};
 
 /// One active trace, at its place in the ring.
 struct CapturePosition {
     uint32_t imageOffset;  ///< of the value, of the first part for a value in several
     uint32_t slot;
-    uint32_t firstPart;  ///< in CapturePlan::parts
+    uint32_t firstPart;  ///< number of CapturePlan::part()
     uint8_t unusedBits;  ///< 64 less the width
     bool invert;
     bool slow;     ///< anything but a trace that is only recorded
@@ -46,40 +38,30 @@ struct CapturePart {
     bool last;  ///< of its trace
 };
 
-/// A block that a capture found changed.
-struct ChangedBlock {
-    uint64_t bytes;  ///< a bit for each byte of a part that changed
-    uint32_t block;
-};
-
-struct CapturePlan {
-    std::vector<CaptureRun> runs;
-    std::vector<uint32_t> firstPick;   ///< by block, and one more
-    std::vector<uint64_t> ownedBytes;  ///< by block: bytes that belong to a part
-    std::vector<uint64_t> pickMask;    ///< bytes of the block that a pick stands for; some beyond
-    std::vector<uint32_t> pickPosition;
-    std::vector<uint8_t> byteOwner;  ///< by byte: pick less firstPick; see kCrowded
-    std::vector<uint8_t> crowded;    ///< by block: parts overlap, or are too many for byteOwner
-    std::vector<CapturePosition> positions;
-    std::vector<CapturePart> parts;
-    std::vector<uint64_t> told;  ///< by part: the value that watchers know; empty without watchers
-    std::vector<uint64_t> changedBits;        ///< by position, all clear between captures
-    std::vector<uint32_t> changedPositions;   ///< room for all
-    std::vector<ChangedBlock> changedBlocks;  ///< room for all
-    std::vector<uint32_t> hits;  ///< picks that changed, in memory order; one before, some beyond
-    unsigned char* image = nullptr;  ///< blocks, at a multiple of kBlockBytes, and 8 bytes beyond
-    int direction = 0;   ///< 1: positions rise with addresses, -1: they fall, 0: neither
-    bool dense = false;  ///< the last capture found many changes
-
+class CapturePlan {
+public:
     enum ImageStart { kFromValues, kFromStorage };
     /// Plans traces in the order of the vector; arrays, whose elements report their own changes,
     /// are passed over. Each part's image starts as its QkTrace::value or as its storage.
     void build(const std::vector<QkTrace*>& traces, ImageStart start);
-    /// Lists in changedPositions which positions the first `count` of the hits stand for, and those
-    /// with a bit in changedBits, once each.
-    /// @param mayGoByHits  no bit is set: the hits alone may decide
+
+    /// Compares the storage of all parts with their images, and brings these up to date.
+    /// @return how many picks changed
+    size_t compare();
+    /// Has listChanged() list a position whether or not it changed.
+    void mark(uint32_t position) { changedBits[position / 64] |= uint64_t{1} << position % 64; }
+    /// Lists in changed() which positions the `count` picks of compare() stand for, and those that
+    /// are marked, once each.
+    /// @param mayGoByHits  none is marked: the picks alone may decide
     /// @return how many there are
     size_t listChanged(size_t count, bool mayGoByHits);
+    const uint32_t* changed() const { return changedPositions.data(); }
+
+    size_t positionCount() const { return all.size(); }
+    CapturePosition* positions() { return all.data(); }
+    const CapturePart& part(uint32_t number) const { return parts[number]; }
+    /// What was last seen, at the offsets of positions and parts; 8 bytes may be read at each.
+    const unsigned char* image() const { return blocks.image; }
     /// Takes the value of a position in the image as what its watchers know.
     /// @return whether it is another than they knew
     bool takeTold(const CapturePosition& at);
@@ -87,9 +69,34 @@ struct CapturePlan {
     void spill() const;
 
 private:
+    struct Piece;
+    void addTrace(QkTrace* trace);
+    std::vector<Piece> findBlocks();
+    void makeImage();
+    void makePicks(const std::vector<Piece>& pieces);
+    void describeBlocks();
     size_t listInOrder(const uint32_t* picks, size_t count);
     size_t listByBitmap(const uint32_t* picks, size_t count);
-    void layOut();
-    void fillPicks();
+
+    // Traces.
+    std::vector<CapturePosition> all;
+    std::vector<CapturePart> parts;
+    std::vector<uint64_t> told;  ///< by part: the value that watchers know; empty without watchers
+
+    // What CaptureBlocks shows to the loops.
+    std::vector<CaptureRun> runs;
     std::vector<unsigned char> imageStore;
+    std::vector<uint64_t> ownedBytes;
+    std::vector<uint8_t> crowded, byteOwner;
+    std::vector<uint32_t> firstPick;
+    std::vector<uint64_t> pickMask;
+    std::vector<ChangedBlock> changedBlocks;
+    std::vector<uint32_t> hits;
+    CaptureBlocks blocks{};
+
+    // From picks to positions.
+    std::vector<uint32_t> pickPosition;
+    int direction = 0;  ///< 1: positions rise with addresses, -1: they fall, 0: neither
+    std::vector<uint64_t> changedBits;       ///< by position, all clear between captures
+    std::vector<uint32_t> changedPositions;  ///< room for all
 };

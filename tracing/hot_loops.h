@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-struct CapturePlan;
+struct CaptureBlocks;
 struct OutputChange;
 
 /// What the text of one bucket leaves for the next.
@@ -20,10 +20,10 @@ struct VcdTextState {
 inline constexpr size_t kMostTextBytes = 96;
 
 struct HotLoops {
-    /// Compares all blocks of a plan with their images, brings the images up to date, and lists the
-    /// picks that changed in plan.hits from [1] on, in the order of their numbers.
+    /// Compares all blocks with their images, brings the images up to date, and lists the picks
+    /// that changed in `hits`, in the order of their numbers.
     /// @return how many there are; picks of one part across two blocks count twice
-    size_t (*findChanges)(CapturePlan& plan);
+    size_t (*findChanges)(CaptureBlocks& blocks);
 
     /// Copies `count` whole blocks; the source need not belong to any object throughout.
     void (*copyBlocks)(const unsigned char* from, unsigned char* to, size_t count);

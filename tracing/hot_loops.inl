@@ -8,8 +8,8 @@
 //
 // The file is compiled with that unit's instructions enabled, so nothing here may be a function
 // that another file could come to use: all is in an unnamed namespace, and no inline function of
-// the standard library is called.
-#include "tracing/capture_plan.h"
+// the standard library is called. scripts/layers checks that.
+#include "tracing/capture_blocks.h"
 #include "tracing/history.h"
 
 namespace {
@@ -19,14 +19,14 @@ constexpr int kBlocksAhead = 8;    // fetched from memory before they are wanted
 constexpr int kChangesAhead = 12;
 
 /// Brings the images of changed blocks up to date and lists those whose parts changed.
-ChangedBlock* sweep(CapturePlan& plan) {
-    ChangedBlock* out = plan.changedBlocks.data();
-    const uint64_t* const owned = plan.ownedBytes.data();
-    for (const CaptureRun& run : plan.runs) {
-        const unsigned char* live = run.live;
-        unsigned char* image = plan.image + size_t{run.firstBlock} * kBlockBytes;
-        uint32_t block = run.firstBlock;
-        const uint32_t end = block + run.blockCount;
+ChangedBlock* sweep(const CaptureBlocks& blocks) {
+    ChangedBlock* out = blocks.changed;
+    const uint64_t* const owned = blocks.ownedBytes;
+    for (const CaptureRun* run = blocks.runs; run != blocks.runsEnd; ++run) {
+        const unsigned char* live = run->live;
+        unsigned char* image = blocks.image + size_t{run->firstBlock} * kBlockBytes;
+        uint32_t block = run->firstBlock;
+        const uint32_t end = block + run->blockCount;
         while (block < end) {
             if (end - block >= kSweepBlocks && !Unit::differAny(live, image)) {
                 live += kSweepBlocks * kBlockBytes;
@@ -48,10 +48,10 @@ ChangedBlock* sweep(CapturePlan& plan) {
 }
 
 /// Lists the picks of one block that meet the changed bytes, by the first byte of each.
-inline uint32_t* listFew(const CapturePlan& plan, const ChangedBlock& changed, uint32_t* out) {
-    const uint64_t* const masks = plan.pickMask.data();
-    const uint32_t first = plan.firstPick[changed.block];
-    const uint8_t* const owner = plan.byteOwner.data() + size_t{changed.block} * kBlockBytes;
+inline uint32_t* listFew(const CaptureBlocks& blocks, const ChangedBlock& changed, uint32_t* out) {
+    const uint64_t* const masks = blocks.pickMask;
+    const uint32_t first = blocks.firstPick[changed.block];
+    const uint8_t* const owner = blocks.byteOwner + size_t{changed.block} * kBlockBytes;
     uint64_t bytes = changed.bytes;
     do {
         const uint32_t pick = first + owner[__builtin_ctzll(bytes)];
@@ -61,27 +61,27 @@ inline uint32_t* listFew(const CapturePlan& plan, const ChangedBlock& changed, u
     return out;
 }
 
-size_t findChanges(CapturePlan& plan) {
-    const ChangedBlock* const end = sweep(plan);
-    uint32_t* const begin = plan.hits.data() + 1;
+size_t findChanges(CaptureBlocks& blocks) {
+    const ChangedBlock* const end = sweep(blocks);
+    uint32_t* const begin = blocks.hits + 1;
     uint32_t* out = begin;
-    for (const ChangedBlock* at = plan.changedBlocks.data(); at != end; ++at) {
+    for (const ChangedBlock* at = blocks.changed; at != end; ++at) {
         const uint32_t block = at->block;
-        if (plan.dense || plan.crowded[block]) {
-            out = Unit::pick(out, at->bytes, plan.pickMask.data(), plan.firstPick[block],
-                             plan.firstPick[block + 1]);
+        if (blocks.dense || blocks.crowded[block]) {
+            out = Unit::pick(out, at->bytes, blocks.pickMask, blocks.firstPick[block],
+                             blocks.firstPick[block + 1]);
             continue;
         }
         if (end - at > kBlocksAhead) {
             const uint32_t next = at[kBlocksAhead].block;
-            __builtin_prefetch(plan.byteOwner.data() + size_t{next} * kBlockBytes);
-            __builtin_prefetch(plan.pickMask.data() + plan.firstPick[next]);
+            __builtin_prefetch(blocks.byteOwner + size_t{next} * kBlockBytes);
+            __builtin_prefetch(blocks.pickMask + blocks.firstPick[next]);
         }
-        out = listFew(plan, *at, out);
+        out = listFew(blocks, *at, out);
     }
     const auto count = static_cast<size_t>(out - begin);
     // The next capture is likely to be as this one: asking every pick of a block pays when many hit.
-    plan.dense = count > plan.pickPosition.size() / 24;
+    blocks.dense = count > blocks.pickCount / 24;
     return count;
 }
 

@@ -165,7 +165,7 @@ private:
     void tell(QkName* name, int64_t index);
     void recordParts(const CapturePosition& at);
     void markForced();
-    /// Records the first `count` of plan.changedPositions.
+    /// Records the first `count` of plan.changed().
     void record(size_t count);
 
     // Output.

@@ -8,7 +8,6 @@
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/printout.h"
-#include "tracing/hot_loops.h"
 #include "tracing/trace_writer.h"
 #include "validate/compare.h"
 #include "validate/file_reader.h"
@@ -383,9 +382,8 @@ void QkVCDTraces::scanLiveChanges() {
         for (QkVCDTrace* const trace : active) noteChange(trace);
         return;
     }
-    const size_t hits = hotLoops().findChanges(plan);
-    const size_t count = plan.listChanged(hits, true);
-    for (size_t i = 0; i < count; ++i) noteChange(active[plan.changedPositions[i]]);
+    const size_t count = plan.listChanged(plan.compare(), true);
+    for (size_t i = 0; i < count; ++i) noteChange(active[plan.changed()[i]]);
 }
 
 void QkVCDTraces::endDump() {

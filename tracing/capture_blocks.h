@@ -1,0 +1,37 @@
+// The memory that a capture compares, as its inner loops see it: plain pointers, because the loops
+// are compiled for several vector units and must not bring along functions that others could use.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+inline constexpr size_t kBlockBytes = 64;
+
+/// Blocks that follow each other in memory.
+struct CaptureRun {
+    const unsigned char* live;  ///< model storage, at a multiple of kBlockBytes
+    uint32_t firstBlock;
+    uint32_t blockCount;
+};
+
+/// A block that a capture found changed.
+struct ChangedBlock {
+    uint64_t bytes;  ///< a bit for each byte of a part that changed
+    uint32_t block;
+};
+
+/// All blocks of a CapturePlan, which owns the memory.
+struct CaptureBlocks {
+    const CaptureRun* runs;
+    const CaptureRun* runsEnd;
+    unsigned char* image;        ///< blocks, at a multiple of kBlockBytes, and 8 bytes beyond
+    const uint64_t* ownedBytes;  ///< by block: bytes that belong to a part
+    const uint8_t* crowded;      ///< by block: parts overlap, or are too many for byteOwner
+    const uint8_t* byteOwner;    ///< by byte: pick less firstPick; not for crowded blocks
+    const uint32_t* firstPick;   ///< by block, and one more
+    const uint64_t* pickMask;    ///< bytes of the block that a pick stands for; some beyond
+    size_t pickCount;
+    ChangedBlock* changed;  ///< room for all
+    uint32_t* hits;  ///< picks that changed, in memory order, from [1] on; room for some beyond
+    bool dense;      ///< the last capture found many changes
+};
