@@ -1,0 +1,20 @@
+// Where the run time's sources and the library are.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace qkverilate {
+
+struct Installation {
+    std::string runtime;                 ///< folder of the run time's sources
+    std::vector<std::string> compiling;  ///< flags
+    std::vector<std::string> linking;    ///< files and flags
+    std::string library;                 ///< the archive of zeft_main(), to see when it changes
+};
+
+/// Looks for them: below `prefix` when it is given, below the prefix that this program is installed
+/// in, in the build tree that it was built in, and by pkg-config. Throws BuildError.
+Installation findInstallation(const std::string& prefix);
+
+}  // namespace qkverilate

@@ -1,0 +1,71 @@
+// What the processes of one module do to its variables: which they assign, how, on which paths, and
+// what they are triggered by. Variables are known by their nodes in the tree.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "tree.h"
+
+namespace qkverilate {
+
+/// What is known of one variable.
+struct VarFacts {
+    bool edgeDelayed = false;   ///< target of <= in a block with an edge
+    bool edgeBlocking = false;  ///< target of = in such a block
+    bool carries = false;       ///< such a block may read it before it has assigned it
+    bool latched = false;       ///< a block without edges assigns it on some paths only
+    bool otherwise = false;     ///< target of a block without edges, or of a continuous assignment
+    bool connected = false;     ///< an instance drives it, or a part of it
+    bool referenced = false;    ///< anything reads or assigns it
+    int drivers = 0;            ///< processes, assignments and connections that may change it
+    const Node* source = nullptr;  ///< in `assign this = source`: that variable
+};
+
+/// A variable that triggers a process, and where that is written.
+struct ClockItem {
+    const Node* variable;
+    std::string loc;
+};
+
+/// A variable of another scope that a process of this module assigns.
+struct RemoteTarget {
+    std::string dotted;  ///< path of its scope, from here or from above
+    std::string name;
+    bool atEdge;  ///< in a block with an edge
+};
+
+struct ModuleFacts {
+    std::unordered_map<const Node*, VarFacts> variables;
+    std::vector<ClockItem> clocks;
+    std::vector<std::string> ownTime;  ///< where the design waits for a time
+    /// What connections read or drive: the variable when the expression is a plain name, else null.
+    std::unordered_map<const Node*, const Node*> connections;  ///< by port
+    std::vector<RemoteTarget> remoteTargets;
+
+    const VarFacts& of(const Node* variable) const {
+        static const VarFacts none;
+        const auto found = variables.find(variable);
+        return found == variables.end() ? none : found->second;
+    }
+};
+
+/// What a whole tree offers to the processes of each module.
+struct TreeIndex {
+    explicit TreeIndex(const Node& netlist);
+    std::unordered_map<std::string_view, const Node*> modules;  ///< and interfaces, by name
+    std::unordered_map<std::string_view, const Node*> packageTasks;
+
+    /// @return the port's variable in the module of an instance, or null
+    const Node* portVariable(const Node& instance, const Node& port) const;
+};
+
+ModuleFacts analyseModule(const Node& module, const TreeIndex& index);
+
+/// @return whether the name is one of Verilator's own
+inline bool isInternal(std::string_view name) { return name.substr(0, 3) == "__V"; }
+
+}  // namespace qkverilate

@@ -1,0 +1,87 @@
+// What a model that Verilator compiled tells of its design, in tables without addresses: TOP_qk.cpp
+// fills them, and the run time finds the storage when the program starts.
+#ifndef QKVL_H
+#define QKVL_H
+
+#include <cstddef>
+#include <cstdint>
+
+class VerilatedContext;
+class VerilatedModel;
+
+/// A scope; row 0 is the top, which has no parent (-1).
+struct QkvlScope {
+    int parent;
+    const char* name;
+};
+
+/// What a net is.
+enum QkvlKind : unsigned char {
+    kQkvlNet,        ///< follows from other nets
+    kQkvlRegister,   ///< changes at an edge
+    kQkvlLatch,      ///< keeps its value while its block does not assign it
+    kQkvlMemory,     ///< an array
+    kQkvlParameter,  ///< never changes
+};
+
+/// Directions of the top's ports.
+enum QkvlDirection : unsigned char { kQkvlNone, kQkvlInput, kQkvlInout, kQkvlOutput };
+
+enum QkvlFlag : unsigned char {
+    kQkvlRanged = 1,  ///< declared with bounds
+    kQkvlPublic = 2,  ///< the model gives its storage
+    kQkvlClock = 4,
+    kQkvlEarly = 8,   ///< an input that changes before the clock edge of the same time
+    kQkvlDriven = 16  ///< an inout that the design drives
+};
+
+/// A net, an array or a parameter.
+struct QkvlNet {
+    int scope;
+    const char* name;
+    int left, right;  ///< as declared; 0, 0 for a scalar
+    unsigned char kind, direction, flags;
+    int home;               ///< row of the net that this one is a further name of: itself for most
+    int outer;              ///< row of the net outside that a port shares its storage with, or -1
+    int elements;           ///< of an array, else 0
+    int high, low;          ///< its element bounds; storage begins at the low one
+    const uint32_t* value;  ///< of a parameter without storage, in words, the lowest first
+};
+
+/// A clock of free runs.
+struct QkvlClockPeriod {
+    const char* name;    ///< an input of the top
+    const char* period;  ///< as typed
+};
+
+struct QkvlDesign {
+    const char* top;
+    const QkvlScope* scopes;
+    int scopeCount;
+    const QkvlNet* nets;
+    int netCount;
+    const QkvlClockPeriod* periods;
+    int periodCount;
+};
+
+// What TOP_qk.cpp defines.
+extern const QkvlDesign qkvlDesign;
+/// Makes the model, for a main() that has none yet; it lives until the process ends.
+VerilatedModel& qkvlMakeModel(VerilatedContext& context);
+void qkvlEval(VerilatedModel& model);
+/// Recomputes all combinational logic, whatever has changed.
+void qkvlEvalSettle(VerilatedModel& model);
+void qkvlFinal(VerilatedModel& model);
+
+// For a main() of your own that has made the model. docs/verilator.md shows one.
+
+/// Evaluates the model once at its inputs of now, puts its nets into the database, and has the
+/// console and the comparison with a trace evaluate it. Call it once; both must live until the
+/// process ends. Ends the process with status 2 when the model is not of the design of the tables.
+void qkvl_attach(VerilatedModel& model, VerilatedContext& context);
+/// Moves the time of model and database to `time` ticks of the database and evaluates the model.
+void qkvl_step(uint64_t time);
+/// To be called in place of qk_takenote(): what was set at the console takes effect at once.
+void qkvl_takenote();
+
+#endif

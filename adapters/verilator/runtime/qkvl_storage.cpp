@@ -1,0 +1,240 @@
+// Finds each row's storage in the tables of the compiled model.
+//
+// Verilator makes one variable of a port and the net that it is connected to; the variables of the
+// other names are then copies, which follow. So a register at a port has its storage in one of
+// several places, and which it is, is Verilator's affair. It is found by trial: all registers are
+// inverted, the logic is recomputed, and what has not stayed inverted was a copy.
+#include "qkvl_storage.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "qkvl_engine.h"
+#include "verilated.h"
+#include "verilated_syms.h"
+
+namespace {
+
+const QkvlNet& row(int index) { return qkvlDesign.nets[index]; }
+
+bool isTopPort(const QkvlNet& net) { return net.scope == 0 && net.direction != kQkvlNone; }
+
+std::string scopePath(int scope) {
+    std::string path = qkvlDesign.scopes[scope].name;
+    for (int at = qkvlDesign.scopes[scope].parent; at >= 0; at = qkvlDesign.scopes[at].parent)
+        path = qkvlDesign.scopes[at].name + ("." + path);
+    return path;
+}
+
+bool holdsState(const QkvlNet& net) {
+    return net.kind == kQkvlRegister || net.kind == kQkvlLatch || net.kind == kQkvlMemory;
+}
+
+size_t bytesFor(int width) {
+    if (width > 64) return (static_cast<size_t>(width) + 31) / 32 * 4;
+    return width > 32 ? 8 : width > 16 ? 4 : width > 8 ? 2 : 1;
+}
+
+// ---- Looking up
+
+class Finder {
+public:
+    Finder(VerilatedModel& theModel, VerilatedContext& theContext)
+        : context(theContext), prefix(theModel.hierName() + std::string(".")) {
+        for (int i = 0; i < qkvlDesign.scopeCount; ++i)
+            scopes.push_back(context.scopeFind((prefix + scopePath(i)).c_str()));
+        ports = context.scopeFind((prefix + "TOP").c_str());
+    }
+    /// @return the row's storage, without data when the row is not public
+    QkvlStorage find(const QkvlNet& net) const;
+
+private:
+    VerilatedContext& context;
+    const std::string prefix;
+    std::vector<const VerilatedScope*> scopes;
+    const VerilatedScope* ports;
+};
+
+QkvlStorage Finder::find(const QkvlNet& net) const {
+    QkvlStorage storage;
+    storage.width = qkvlWidth(net);
+    storage.elementBytes = bytesFor(storage.width);
+    storage.elements = net.elements ? static_cast<size_t>(net.elements) : 1;
+    if (!(net.flags & kQkvlPublic)) return storage;
+    const VerilatedScope* const scope =
+        isTopPort(net) ? ports : scopes[static_cast<size_t>(net.scope)];
+    const VerilatedVar* const variable = scope ? scope->varFind(net.name) : nullptr;
+    if (!variable || variable->entSize() != storage.elementBytes ||
+        variable->totalSize() != storage.bytes()) {
+        std::fprintf(stderr, "%s: not in the compiled model; was it built from other sources?\n",
+                     qkvlFullName(net));
+        std::exit(2);
+    }
+    storage.data = static_cast<unsigned char*>(variable->datap());
+    return storage;
+}
+
+// ---- Registers
+
+/// A net with state, and the storages that may be its own, the likeliest first.
+struct Candidate {
+    int holder;  ///< row of the register
+    int home;
+    std::vector<QkvlStorage> storages;
+    size_t chosen = 0;
+    bool isSettled = false;
+};
+
+/// Memories are tried by their first elements.
+constexpr size_t kMostTriedBytes = 1 << 16;
+
+size_t triedBytes(const QkvlStorage& storage) {
+    const size_t most = kMostTriedBytes / storage.elementBytes * storage.elementBytes;
+    return storage.bytes() < most || most == 0 ? storage.bytes() : most;
+}
+
+/// Inverts the bits that elements of the width have.
+void invert(const QkvlStorage& storage) {
+    for (size_t at = 0; at < triedBytes(storage); ++at) {
+        const int below = static_cast<int>(at % storage.elementBytes) * 8;
+        const int left = storage.width - below;
+        if (left <= 0) continue;
+        storage.data[at] ^= static_cast<unsigned char>(left >= 8 ? 0xff : (1 << left) - 1);
+    }
+}
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes bytesOf(const QkvlStorage& storage) {
+    return Bytes(storage.data, storage.data + triedBytes(storage));
+}
+
+class Prober {
+public:
+    Prober(VerilatedModel& theModel, std::vector<Candidate>& theCandidates)
+        : model(theModel), candidates(theCandidates) {}
+    void run();
+
+private:
+    bool settle();
+    bool tryAll();
+
+    VerilatedModel& model;
+    std::vector<Candidate>& candidates;
+};
+
+/// @return false when the logic has complained: no state may be what its design takes for possible
+bool Prober::settle() {
+    try {
+        qkvlEvalSettle(model);
+    } catch (const QkvlComplaint&) {
+        return false;
+    }
+    return true;
+}
+
+/// One round: tries the chosen storage of all that is not settled. @return whether any is left
+bool Prober::tryAll() {
+    std::vector<Bytes> saved, inverted;
+    for (const Candidate& candidate : candidates)
+        for (const QkvlStorage& storage : candidate.storages) saved.push_back(bytesOf(storage));
+    for (const Candidate& candidate : candidates) {
+        const QkvlStorage& storage = candidate.storages[candidate.chosen];
+        if (!candidate.isSettled) invert(storage);
+        inverted.push_back(bytesOf(storage));
+    }
+    const bool isTried = settle();
+    bool isLeft = false;
+    for (size_t i = 0; i < candidates.size(); ++i) {
+        Candidate& candidate = candidates[i];
+        if (candidate.isSettled) continue;
+        candidate.isSettled =
+            !isTried || bytesOf(candidate.storages[candidate.chosen]) == inverted[i];
+        if (!candidate.isSettled) ++candidate.chosen;
+        isLeft |= !candidate.isSettled && candidate.chosen < candidate.storages.size();
+    }
+    size_t next = 0;
+    for (const Candidate& candidate : candidates)
+        for (const QkvlStorage& storage : candidate.storages) {
+            std::memcpy(storage.data, saved[next].data(), saved[next].size());
+            ++next;
+        }
+    settle();
+    return isLeft;
+}
+
+void Prober::run() {
+    qkvlBeginProbe();
+    for (bool isLeft = !candidates.empty(); isLeft;) {
+        isLeft = tryAll();
+        for (Candidate& candidate : candidates)
+            if (candidate.chosen >= candidate.storages.size() && !candidate.isSettled) {
+                candidate.isSettled = true;  // in none of them
+                candidate.chosen = candidate.storages.size();
+            }
+    }
+    qkvlEndProbe();
+}
+
+/// The home first, then the names from the register's own outwards.
+std::vector<Candidate> findCandidates(const std::vector<QkvlStorage>& ofRow) {
+    std::vector<Candidate> candidates;
+    std::vector<int> place(static_cast<size_t>(qkvlDesign.netCount), -1);
+    for (int i = 0; i < qkvlDesign.netCount; ++i) {
+        const QkvlNet& net = row(i);
+        if (!holdsState(net)) continue;
+        int& at = place[static_cast<size_t>(net.home)];
+        if (at < 0) {
+            at = static_cast<int>(candidates.size());
+            candidates.push_back({i, net.home, {ofRow[static_cast<size_t>(net.home)]}});
+        }
+        std::vector<QkvlStorage>& storages = candidates[static_cast<size_t>(at)].storages;
+        for (int inner = i; inner != net.home; inner = row(inner).outer)
+            if (ofRow[static_cast<size_t>(inner)].data)
+                storages.push_back(ofRow[static_cast<size_t>(inner)]);
+    }
+    return candidates;
+}
+
+}  // namespace
+
+const char* qkvlFullName(const QkvlNet& net) {
+    static std::string name;
+    name = scopePath(net.scope) + "." + net.name;
+    return name.c_str();
+}
+
+QkvlPlaces qkvlFindPlaces(VerilatedModel& model, VerilatedContext& context) {
+    QkvlPlaces places;
+    const auto count = static_cast<size_t>(qkvlDesign.netCount);
+    places.neverWritten.resize(count);
+    for (size_t i = 0; i < count; ++i) places.kindOfHome.push_back(row(static_cast<int>(i)).kind);
+    const Finder finder(model, context);
+    for (size_t i = 0; i < count; ++i)
+        places.ofRow.push_back(finder.find(row(static_cast<int>(i))));
+
+    std::vector<Candidate> candidates = findCandidates(places.ofRow);
+    Prober(model, candidates).run();
+    for (const Candidate& candidate : candidates) {
+        const auto home = static_cast<size_t>(candidate.home);
+        const bool isFound = candidate.chosen < candidate.storages.size();
+        places.ofRow[home] = candidate.storages[isFound ? candidate.chosen : 0];
+        // A latch that is open follows its input now, and keeps a value at other times.
+        const QkvlNet& holder = row(candidate.holder);
+        places.kindOfHome[home] = holder.kind;
+        if (isFound || holder.kind == kQkvlLatch) {
+            places.state.push_back(places.ofRow[home]);
+        } else {
+            places.neverWritten[home] = true;
+            std::fprintf(stderr, "%s: cannot be set in this model\n", qkvlFullName(holder));
+        }
+    }
+    for (size_t i = 0; i < count; ++i) {
+        const auto home = static_cast<size_t>(row(static_cast<int>(i)).home);
+        places.ofRow[i] = places.ofRow[home];
+        places.neverWritten[i] = places.neverWritten[home];
+    }
+    return places;
+}

@@ -1,0 +1,24 @@
+// A stamp says what a build was made of, so that the next one can see that nothing has changed.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace qkverilate {
+
+/// @param key  all that is no file: options, versions, folders
+/// @return whether the stamp is of this key, and no file that it names has changed since
+bool isCurrent(const std::filesystem::path& stamp, const std::string& key);
+
+/// Writes the stamp. A file that cannot be read makes the stamp useless, which is safe.
+void writeStamp(const std::filesystem::path& stamp, const std::string& key,
+                const std::vector<std::string>& files);
+
+/// @return the files that a make rule in Verilator's dependency file names after its colon
+std::vector<std::string> dependenciesIn(const std::filesystem::path& file);
+
+/// @return whether the whole file was read
+bool readFile(const std::filesystem::path& file, std::string& text);
+
+}  // namespace qkverilate

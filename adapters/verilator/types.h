@@ -1,0 +1,47 @@
+// Types of variables: which have bits, how many, and under which numbers.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "tree.h"
+
+namespace qkverilate {
+
+/// Bounds as declared.
+struct Bounds {
+    int left = 0;
+    int right = 0;
+    int count() const { return (left > right ? left - right : right - left) + 1; }
+    bool operator==(const Bounds& other) const = default;
+};
+
+struct Type {
+    std::string leftOut;  ///< what it is when it has no bits, such as "real"; else empty
+    Bounds bits;
+    bool isRanged = false;         ///< false: a scalar, without bounds
+    bool isCounter = false;        ///< of a type that loops count in: int, integer, ...
+    std::vector<Bounds> unpacked;  ///< the dimension written first stands first
+    bool operator==(const Type& other) const = default;
+};
+
+/// The types of a tree by their ids.
+class Types {
+public:
+    /// @param tree  a netlist; must outlive this
+    explicit Types(const Node& tree);
+    Type find(std::string_view id) const;
+
+private:
+    void collect(const Node& node);
+    Type find(std::string_view id, int depth) const;
+    Type basic(const Node& node) const;
+    Type array(const Node& node, int depth) const;
+    Type aggregate(const Node& node, int depth) const;
+
+    std::unordered_map<std::string_view, const Node*> byId;
+};
+
+}  // namespace qkverilate

@@ -1,0 +1,20 @@
+// The two files that go to Verilator with the sources.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "design.h"
+
+namespace qkverilate {
+
+/// @return the configuration file: which variables the model shows
+std::string configurationOf(const Design& design);
+
+/// @param periods  of clocks in a free run, NET and PERIOD
+/// @return the C++ source with the tables of the design
+std::string tablesOf(const Design& design,
+                     const std::vector<std::pair<std::string, std::string>>& periods);
+
+}  // namespace qkverilate
