@@ -19,6 +19,7 @@ namespace {
 
 VerilatedModel* model = nullptr;
 VerilatedContext* context = nullptr;
+kelvo_module* module = nullptr;
 QkvlPlaces places;
 bool isProbing = false;
 uint64_t writesSeen = 0;
@@ -62,6 +63,7 @@ void evaluate() {
     if (qk_write_count() != writesSeen) qkvlEvalSettle(*model);
     writesSeen = qk_write_count();
     qkvlEval(*model);
+    module->qk_finalize_wave();  // arrays that something follows
     reportStop();
 }
 
@@ -147,7 +149,7 @@ void qkvl_attach(VerilatedModel& theModel, VerilatedContext& theContext) {
     qkvlEval(theModel);
     places = qkvlFindPlaces(theModel, theContext);
     qk_set_timescale(qkvlDesign.top, context->timeunit(), context->timeprecision());
-    qkvlRegister(places);
+    module = &qkvlRegister(places);
     qk_step_fn = qkvlEvaluate;
     qk_settle_fn = qkvlSettleState;
     reportStop();

@@ -8,6 +8,8 @@
 
 #include "qkvl.h"
 
+class kelvo_module;
+
 /// Thrown out of an evaluation during the probe, when the design would end the run.
 struct QkvlComplaint {};
 
@@ -36,7 +38,8 @@ struct QkvlToggle {
 };
 
 /// Registers the design's tables with the library. Part of qkvl_attach().
-void qkvlRegister(const struct QkvlPlaces& places);
+/// @return the module, which lives until the process ends
+kelvo_module& qkvlRegister(const struct QkvlPlaces& places);
 
 /// Evaluates at the time of the library: what qk_step_fn becomes.
 void qkvlEvaluate();

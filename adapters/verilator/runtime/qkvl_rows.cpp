@@ -127,7 +127,7 @@ void Tables::addAll() {
 
 }  // namespace
 
-void qkvlRegister(const QkvlPlaces& places) {
+kelvo_module& qkvlRegister(const QkvlPlaces& places) {
     auto* const tables = new Tables(places);
     tables->addAll();
     auto* const top = new kelvo_module(qkvlDesign.top, qkvlDesign.top);
@@ -140,4 +140,5 @@ void qkvlRegister(const QkvlPlaces& places) {
         QkRegistration::addScopes(top, static_cast<int>(scopes.size()), scopes.data());
     QkRegistration::addNets(top, count, tables->rows.data());
     QkRegistration::end(top);
+    return *top;
 }

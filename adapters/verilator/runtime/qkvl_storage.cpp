@@ -83,8 +83,10 @@ struct Candidate {
     int holder;  ///< row of the register
     int home;
     std::vector<QkvlStorage> storages;
-    size_t chosen = 0;
+    size_t chosen = 0;  ///< the number of storages: none of them
     bool isSettled = false;
+
+    bool isOpen() const { return !isSettled && chosen < storages.size(); }
 };
 
 /// Memories are tried by their first elements.
@@ -135,25 +137,26 @@ bool Prober::settle() {
     return true;
 }
 
-/// One round: tries the chosen storage of all that is not settled. @return whether any is left
+/// One round: tries the chosen storage of all that is open. @return whether any is left
 bool Prober::tryAll() {
     std::vector<Bytes> saved, inverted;
     for (const Candidate& candidate : candidates)
         for (const QkvlStorage& storage : candidate.storages) saved.push_back(bytesOf(storage));
     for (const Candidate& candidate : candidates) {
-        const QkvlStorage& storage = candidate.storages[candidate.chosen];
-        if (!candidate.isSettled) invert(storage);
-        inverted.push_back(bytesOf(storage));
+        inverted.emplace_back();
+        if (!candidate.isOpen()) continue;
+        invert(candidate.storages[candidate.chosen]);
+        inverted.back() = bytesOf(candidate.storages[candidate.chosen]);
     }
     const bool isTried = settle();
     bool isLeft = false;
     for (size_t i = 0; i < candidates.size(); ++i) {
         Candidate& candidate = candidates[i];
-        if (candidate.isSettled) continue;
+        if (!candidate.isOpen()) continue;
         candidate.isSettled =
             !isTried || bytesOf(candidate.storages[candidate.chosen]) == inverted[i];
         if (!candidate.isSettled) ++candidate.chosen;
-        isLeft |= !candidate.isSettled && candidate.chosen < candidate.storages.size();
+        isLeft |= candidate.isOpen();
     }
     size_t next = 0;
     for (const Candidate& candidate : candidates)
@@ -167,14 +170,7 @@ bool Prober::tryAll() {
 
 void Prober::run() {
     qkvlBeginProbe();
-    for (bool isLeft = !candidates.empty(); isLeft;) {
-        isLeft = tryAll();
-        for (Candidate& candidate : candidates)
-            if (candidate.chosen >= candidate.storages.size() && !candidate.isSettled) {
-                candidate.isSettled = true;  // in none of them
-                candidate.chosen = candidate.storages.size();
-            }
-    }
+    for (bool isLeft = !candidates.empty(); isLeft;) isLeft = tryAll();
     qkvlEndProbe();
 }
 
