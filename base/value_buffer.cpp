@@ -7,12 +7,13 @@
 #include "base/storage.h"
 
 ValueBuffer::ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* shadowStorage,
-                         int width, uint32_t count)
+                         int width, uint32_t count, int elementStride)
     : header(traceHeader),
       live(static_cast<const char*>(liveStorage)),
       copy(static_cast<char*>(shadowStorage)),
-      bytes(int64_t{count} * storageBytes(width)),
+      bytes(count == 0 ? 0 : int64_t{count - 1} * elementStride + storageBytes(width)),
       elementBytes(storageBytes(width)),
+      stride(elementStride),
       elements(static_cast<int>(count)) {
     if (copy) return;
     owned.reset(static_cast<char*>(std::malloc(static_cast<size_t>(bytes))));
@@ -22,18 +23,24 @@ ValueBuffer::ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* sh
 ValueBuffer::~ValueBuffer() = default;
 
 bool ValueBuffer::differs(int a) const {
-    const int64_t at = int64_t{a} * elementBytes;
+    const int64_t at = int64_t{a} * stride;
     if (!QK_CHECK(a >= 0) || !QK_CHECK_AS(at < bytes, "a < bytes")) return false;
     return std::memcmp(copy + at, live + at, static_cast<size_t>(elementBytes)) != 0;
 }
 
-void ValueBuffer::copyListed(int, const uint32_t*) { QK_ASSERT_AS(false, "0"); }
+void ValueBuffer::copyListed(int count, const uint32_t* list) {
+    for (int i = 0; i < count; ++i) {
+        const int64_t at = int64_t{list[i]} * stride;
+        if (list[i] < static_cast<uint32_t>(elements))
+            std::memmove(copy + at, live + at, static_cast<size_t>(elementBytes));
+    }
+}
 
 void ValueBuffer::copyAll() { std::memmove(copy, live, static_cast<size_t>(bytes)); }
 
 int ValueBuffer::firstDifference(int from) const {
     constexpr int64_t block = 4096;
-    int64_t at = int64_t{from} * elementBytes;
+    int64_t at = int64_t{from} * stride;
     while (at < bytes) {
         const int64_t count = std::min(block, bytes - at);
         if (std::memcmp(copy + at, live + at, static_cast<size_t>(count)) == 0) {
@@ -42,7 +49,8 @@ int ValueBuffer::firstDifference(int from) const {
         }
         const char* const begin = copy + at;
         const int64_t byte = std::mismatch(begin, begin + count, live + at).first - copy;
-        return static_cast<int>(byte / elementBytes);
+        if (byte % stride < elementBytes) return static_cast<int>(byte / stride);
+        at = (byte / stride + 1) * stride;  // of another part
     }
     return elements;
 }
@@ -78,14 +86,15 @@ private:
 }  // namespace
 
 std::unique_ptr<ValueBuffer> ValueBuffer::make(QkTrace* header, const void* live, void* shadow,
-                                               int width, uint32_t count, bool listed) {
+                                               int width, uint32_t count, bool listed, int stride) {
     ValueBuffer* made = nullptr;
     const auto makeAs = [&](auto type) {
         using Type = decltype(type);
-        made = new TypedValueBuffer<Type>(header, live, shadow, width, count);
+        made = new TypedValueBuffer<Type>(header, live, shadow, width, count, stride);
     };
-    if (!listed) {
-        made = new ValueBuffer(header, live, shadow, width, count);
+    if (stride == 0) stride = storageBytes(width);
+    if (!listed || stride != storageBytes(width)) {
+        made = new ValueBuffer(header, live, shadow, width, count, stride);
     } else {
         switch (storageBytes(width)) {
             case 1: makeAs(uint8_t{}); break;

@@ -15,9 +15,13 @@ public:
     /// @param shadow  storage to keep up; null to have the buffer own some
     /// @param width   bits of an element, 1 to 64
     /// @param listed  elements are compared one by one rather than the array as a whole
+    /// @param stride  bytes from one element to the next; 0: they lie side by side. What lies
+    /// between
+    ///                them is copied with the whole, but not compared
     /// @return null when memory for the shadow could not be had
     static std::unique_ptr<ValueBuffer> make(QkTrace* header, const void* live, void* shadow,
-                                             int width, uint32_t count, bool listed);
+                                             int width, uint32_t count, bool listed,
+                                             int stride = 0);
     virtual ~ValueBuffer();
     ValueBuffer(const ValueBuffer&) = delete;
     ValueBuffer& operator=(const ValueBuffer&) = delete;
@@ -40,12 +44,12 @@ public:
 
 protected:
     ValueBuffer(QkTrace* traceHeader, const void* liveStorage, void* shadowStorage, int width,
-                uint32_t count);
+                uint32_t count, int elementStride);
 
     const char* live;
     char* copy;
     int64_t bytes;
-    int elementBytes;
+    int elementBytes, stride;
     int elements;
 
 private:

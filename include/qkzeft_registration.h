@@ -86,7 +86,10 @@ enum QkNetType {
 enum QkNetMode {
     QK_invert = 0x100,  ///< the inverted form of the net is wanted too
     QK_parts = 0x600,   ///< either bit: one part of a net held in several variables, low part first
-    QK_array = 0x2000   ///< an array, with element bounds
+    /// An array in parts: those of an element lie side by side, element after element, each in
+    /// whole words of 32 bits.
+    QK_interleaved = 0x1000,
+    QK_array = 0x2000  ///< an array, with element bounds
 };
 
 /// Net flags.

@@ -128,7 +128,7 @@ private:
 struct Part {
     QkTrace* trace;
     char* place;  ///< of element 0
-    int bytes;
+    int bytes, stride;
     uint64_t mask;
     int offset;  ///< of its lowest bit within the value
     uint64_t inversion;
@@ -211,7 +211,7 @@ ImageReader::ImageReader(QkTrace* theArray, const MemoryImage& image)
     for (QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
         if (!part->address || part->nel != array->nel) continue;
         parts.push_back({part, static_cast<char*>(part->address), part->elementBytes(),
-                         bitMask(part->width()), offsetInValue(array, part),
+                         part->stride(), bitMask(part->width()), offsetInValue(array, part),
                          part->invert ? bitMask(part->width()) : 0,
                          part->sameAddr_n && copiesOf(part)});  // plain memory is in no ring
     }
@@ -425,7 +425,7 @@ void ImageReader::store() {
             writeBits(part.trace, index, lowestBit, range.width, value & part.mask);
             return;
         }
-        storeStorage(part.place + element * static_cast<size_t>(part.bytes), part.bytes,
+        storeStorage(part.place + element * static_cast<size_t>(part.stride), part.bytes,
                      (value & part.mask) ^ part.inversion);
     };
     if (isNarrow && parts.size() == 1) {

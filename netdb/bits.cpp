@@ -99,7 +99,7 @@ namespace {
 void storePiece(QkTrace* part, uint32_t element, uint64_t mask, uint64_t bits) {
     const int bytes = part->elementBytes();
     char* const place =
-        static_cast<char*>(part->address) + size_t{element} * static_cast<size_t>(bytes);
+        static_cast<char*>(part->address) + size_t{element} * static_cast<size_t>(part->stride());
     storeStorage(place, bytes, (loadStorage(place, bytes) & ~mask) | (bits & mask));
     if (part->extras && part->extras->arrayRecord) part->extras->arrayRecord->note(element);
 }

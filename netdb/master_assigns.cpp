@@ -176,8 +176,9 @@ void QkDatabase::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void*
     if (record->all.empty()) followed.push_back(record);
     if (record->cell && !record->list) makeList(*record, part->nel);
     ArrayWave(*record).run();  // what has been written so far is for the older buffers
-    std::unique_ptr<ValueBuffer> buffer = ValueBuffer::make(
-        part->header, part->address, to, part->width(), part->nel, record->list != nullptr);
+    std::unique_ptr<ValueBuffer> buffer =
+        ValueBuffer::make(part->header, part->address, to, part->width(), part->nel,
+                          record->list != nullptr, part->stride());
     if (!buffer) {
         qk_printf("Error: Failed to allocate memory needed to trace array\n");
         std::exit(1);

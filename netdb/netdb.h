@@ -133,6 +133,8 @@ struct QkTrace {
     bool resolved : 1;      ///< its owner has been looked for
     bool ignored : 1;       ///< never compared with a reference trace, by the user's wish
     bool forceCompare : 1;  ///< a top-level output: compared whatever its flags
+    /// An array's part: the other parts of an element lie beside it.
+    bool isInterleaved : 1;
 
     /// @return whether the value stands in parts, which have traces of their own
     bool isHeader() const { return isPart && !address; }
@@ -155,12 +157,15 @@ struct QkTrace {
     QkTrace* partAfter(const QkTrace* part) const { return part == this ? nullptr : part->bits; }
     /// @return bytes of one element's storage: 1, 2, 4 or 8
     int elementBytes() const { return storageBytes(range.width); }
+    /// @return bytes from one element to the next
+    int stride() const {
+        return isInterleaved ? (header->range.width + 31) / 32 * 4 : elementBytes();
+    }
     /// @return the value in storage, in this trace's polarity; `element` counts elements in storage
     uint64_t readStorage(uint32_t element = 0) const {
-        const int bytes = elementBytes();
         const uint64_t raw = loadStorage(
-            static_cast<const char*>(address) + uint64_t{element} * static_cast<unsigned>(bytes),
-            bytes);
+            static_cast<const char*>(address) + uint64_t{element} * static_cast<unsigned>(stride()),
+            elementBytes());
         return (invert ? ~raw : raw) & bitMask(range.width);
     }
     /// @return whether `index` is within the element bounds, as declared

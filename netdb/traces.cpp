@@ -78,6 +78,7 @@ QkTrace* QkDatabase::makeTrace(const NetStorage& net) {
     trace->nel = elementCount(net);
     trace->invert = net.invert;
     trace->isPart = (net.mode & QK_parts) != 0;
+    trace->isInterleaved = trace->isPart && trace->nel != 0 && (net.mode & QK_interleaved);
     if (needsExtras(net))
         trace->extras =
             new TraceExtras{.arrayLeft = net.arrayLeft,

@@ -39,6 +39,21 @@ TEST(ValueBufferTest, FindsAndCopiesWhatChanged) {
         }
 }
 
+TEST(ValueBufferTest, WhatLiesBetweenElementsIsNotTheirs) {
+    char live[10 * 12] = {};
+    const auto buffer = ValueBuffer::make(nullptr, live + 8, nullptr, 9, 10, true, 12);
+    buffer->copyAll();
+    live[2 * 12] = live[5 * 12 + 7] = 1;  // of the part before
+    EXPECT_EQ(buffer->firstDifference(0), 10);
+    live[3 * 12 + 8] = live[9 * 12 + 9] = 1;
+    EXPECT_EQ(buffer->firstDifference(0), 3);
+    EXPECT_EQ(buffer->firstDifference(4), 9);
+    EXPECT_TRUE(buffer->differs(9));
+    const uint32_t list[] = {9, 10};
+    buffer->copyListed(2, list);
+    EXPECT_FALSE(buffer->differs(9));
+}
+
 TEST(ValueBufferTest, AsksForNoElementBeyondTheEnd) {
     char live[800] = {};
     FailedAssertions failed;

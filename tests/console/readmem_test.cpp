@@ -202,6 +202,35 @@ TEST_F(ReadmemTest, SplitsValuesAmongPartsOfAnyWidth) {
     EXPECT_EQ(readFile("out"), "@0\n1234567890abcdef012345678\n8000000000000000000000001\n");
 }
 
+TEST_F(ReadmemTest, InterleavedPartsOfAnElementLieSideBySide) {
+    uint32_t words[3][4] = {};  // [3:1] of [99:0]
+    std::vector<QkGRNet> rows = {
+        net(0, 1, "mem", words, 63, 0, 0x201 | QK_array | QK_interleaved),
+        net(0, 2, "mem", &words[0][2], 99, 64, 0x201 | QK_array | QK_interleaved)};
+    for (QkGRNet& row : rows) {
+        row.array_left = 3;
+        row.array_right = 1;
+    }
+    kelvo_module* const module = registerNets("wide", rows);
+    writeFile("f", "1 @3 edcba98765432100123456789\n");
+    EXPECT_EQ(run("readmemh wide.mem f"), "Array 'wide.mem' read from file: 'f'\n");
+    EXPECT_THAT(words[0], testing::ElementsAre(1, 0, 0, 0));
+    EXPECT_THAT(words[1], testing::ElementsAre(0, 0, 0, 0));
+    EXPECT_THAT(words[2], testing::ElementsAre(0x23456789, 0x54321001, 0xdcba9876, 0xe));
+    run("set wide.mem[1] = 100'h300000002_0000000000000000");
+    EXPECT_THAT(words[1], testing::ElementsAre(0, 0, 2, 3));
+    EXPECT_EQ(run("writememh wide.mem out"), "Array 'wide.mem' written to file: 'out'\n");
+    EXPECT_EQ(readFile("out"),
+              "@1\n0000000000000000000000001\n3000000020000000000000000\n"
+              "edcba98765432100123456789\n");
+    run("show wide.mem");
+    said.clear();
+    words[1][3] = 7;  // its neighbours have not changed with it
+    module->qk_finalize_wave();
+    EXPECT_THAT(said, testing::HasSubstr("wide.mem =  [2] 7000000020000000000000000\n"));
+    EXPECT_THAT(said, testing::Not(testing::ContainsRegex("\\[[13]\\]")));
+}
+
 TEST_F(ReadmemTest, WritesWhatItReadsBack) {
     const DesignStorage before = model;
     for (const char* array : {"mem", "ram", "bits", "pair", "vast"})
