@@ -135,12 +135,6 @@ struct Part {
     bool hasCopies;
 };
 
-int offsetInValue(const QkTrace* array, const QkTrace* part) {
-    if (part == array) return 0;
-    return array->range.reversed ? array->range.msb - part->range.msb
-                                 : part->range.lsb - array->range.lsb;
-}
-
 class ImageReader {
 public:
     ImageReader(QkTrace* array, const MemoryImage& image);
@@ -211,7 +205,7 @@ ImageReader::ImageReader(QkTrace* theArray, const MemoryImage& image)
     for (QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
         if (!part->address || part->nel != array->nel) continue;
         parts.push_back({part, static_cast<char*>(part->address), part->elementBytes(),
-                         part->stride(), bitMask(part->width()), offsetInValue(array, part),
+                         part->stride(), bitMask(part->width()), part->lowBit(),
                          part->invert ? bitMask(part->width()) : 0,
                          part->sameAddr_n && copiesOf(part)});  // plain memory is in no ring
     }
@@ -452,7 +446,7 @@ void addElement(std::string& text, std::vector<uint64_t>& chunks, const QkTrace*
     std::fill(chunks.begin(), chunks.end(), 0);
     for (const QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
         if (!part->address || part->nel != array->nel) continue;
-        const int offset = offsetInValue(array, part);
+        const int offset = part->lowBit();
         const auto chunk = static_cast<size_t>(offset / QK_MAXUBITS);
         const int shift = offset % QK_MAXUBITS;
         const uint64_t value = part->readStorage(element);

@@ -21,6 +21,7 @@ namespace {
 void useOwnStorage(QkTrace* part) {
     SameAddress::init(part);
     part->detached = true;
+    part->isInterleaved = false;
     if (!part->isArray()) {
         part->address = &part->value;
         return;
@@ -221,6 +222,7 @@ bool mayAdopt(const QkTrace* trace, const QkTrace* fresh) {
 void QkDatabase::adoptStorage(QkTrace* part, QkTrace* fresh) {
     part->address = fresh->address;
     part->detached = false;
+    part->isInterleaved = fresh->isInterleaved;
     linkAtAddress(part, fresh);
     part->flags = fresh->flags;
     part->resolved = false;

@@ -157,6 +157,11 @@ struct QkTrace {
     QkTrace* partAfter(const QkTrace* part) const { return part == this ? nullptr : part->bits; }
     /// @return bytes of one element's storage: 1, 2, 4 or 8
     int elementBytes() const { return storageBytes(range.width); }
+    /// @return the place of a part's lowest bit within the value
+    int lowBit() const {
+        return header->range.reversed ? header->range.msb - range.msb
+                                      : range.lsb - header->range.lsb;
+    }
     /// @return bytes from one element to the next
     int stride() const {
         return isInterleaved ? (header->range.width + 31) / 32 * 4 : elementBytes();

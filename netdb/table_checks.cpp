@@ -66,10 +66,11 @@ std::string nameAt(const void* address) {
 
 }  // namespace
 
+/// Interleaved parts of one array have one piece, that of all their elements.
 void checkStorage(StorageMap& storage, const QkTrace* trace) {
-    const size_t bytes =
-        size_t{std::max(trace->nel, 1u)} * static_cast<size_t>(trace->elementBytes());
-    const char* const start = static_cast<const char*>(trace->address);
+    const size_t bytes = size_t{std::max(trace->nel, 1u)} * static_cast<size_t>(trace->stride());
+    const char* start = static_cast<const char*>(trace->address);
+    if (trace->isInterleaved) start -= trace->lowBit() / 8;
     const char* const other = storage.add(start, start + bytes);
     const QkName* const name = anyName(trace->header);
     if (other && name)

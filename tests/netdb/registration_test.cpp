@@ -47,14 +47,21 @@ TEST_F(RegistrationTest, ANullAddressNamesItsNet) {
 }
 
 TEST_F(RegistrationTest, FaultsThatTheProtocolLetsPassAreFoundOnDemand) {
-    static uint32_t words[16];
+    static uint32_t words[32];
     const auto at = [](int offset) { return reinterpret_cast<char*>(words) + offset; };
     QkGRNet memory = net(0, 6, "memory", at(16), 31, 0, QK_array);
     memory.array_right = 3;
+    const auto part = [&](int offset, int left, int right) {  // of two elements of 96 bits
+        QkGRNet row =
+            net(0, left == 63 ? 18 : 19, "mixed", at(offset), left, right, QK_parts | QK_array);
+        row.mode |= QK_interleaved;
+        row.array_right = 1;
+        return row;
+    };
     const QkGRNet rows[] = {net(0, 1, "n", at(0), 7, 0),
                             net(0, 2, "same", at(0), 7, 0),
                             net(0, 3, "null", nullptr, 0, 0),
-                            replacedBy(4, "r", 18),
+                            replacedBy(4, "r", 22),
                             replacedBy(5, "r0", 0),
                             memory,
                             net(0, 7, "inside", at(21), 7, 0),
@@ -67,7 +74,11 @@ TEST_F(RegistrationTest, FaultsThatTheProtocolLetsPassAreFoundOnDemand) {
                             net(0, 14, "n", at(43), 7, 4),
                             net(1, 15, "x", at(44), 7, 0),
                             net(1, 16, "x", at(45), 7, 0),
-                            net(1, 17, "x", at(45), 7, 0)};
+                            net(1, 17, "x", at(45), 7, 0),
+                            part(64, 63, 0),
+                            part(72, 95, 64),
+                            net(0, 20, "within", at(84), 15, 0),
+                            net(0, 21, "after", at(88), 15, 0)};
     const QkGRExtract extracts[] = {{0, "fits", 0, 3, 0, 1, 4, 0},
                                     {0, "high", 0, 3, 0, 1, 5, 0},
                                     {1, "low", 1, 0, 0, 1, -1, 0}};
@@ -77,9 +88,9 @@ TEST_F(RegistrationTest, FaultsThatTheProtocolLetsPassAreFoundOnDemand) {
                 testing::ExitedWithCode(1), "");
     EXPECT_FALSE(std::exchange(qk_check_tables, true));
     kelvo_module m("m", "u");
-    QkRegistration::start(&m, 2, 17, false);
+    QkRegistration::start(&m, 2, 21, false);
     QkRegistration::addScopes(&m, 1, &kScope);
-    QkRegistration::addNets(&m, 17, rows);
+    QkRegistration::addNets(&m, 21, rows);
     QkRegistration::addExtracts(&m, 3, extracts);
     QkRegistration::addTerms(&m, 2, terms);
     completeRegistration(true, 0);
@@ -99,8 +110,9 @@ TEST_F(RegistrationTest, FaultsThatTheProtocolLetsPassAreFoundOnDemand) {
               "u.w: two rows have bits [7:0]\n"
               "u.n: two rows have bits [7:4]\n"
               "u.s.x: two rows have bits [7:0]\n"
-              "u.r0: replaced by net 0, but ids are 1 to 17\n"
-              "u.r: replaced by net 18, but ids are 1 to 17\n"
+              "u.within: its storage overlaps that of u.mixed\n"
+              "u.r0: replaced by net 0, but ids are 1 to 21\n"
+              "u.r: replaced by net 22, but ids are 1 to 21\n"
               "u.high: reads bits 5 to 8 of u.n, which has 8\n"
               "u.s.low: reads bits -1 to -1 of u.n, which has 8\n"
               "module \"u.\": its section has no end()\n");
