@@ -208,11 +208,17 @@ void Scan::tryEarlyInputs() {
     std::vector<std::string> candidates;
     for (const Input& input : best.outcome.inputs)
         if (!input.clock && !input.early && input.withClock > 0) candidates.push_back(input.name);
-    for (const std::string& net : candidates) {
-        if (best.outcome.isPerfect()) return;
-        Way way = withClocksFirst(best.way, options);
-        way.earlies.push_back(net);
-        tries(way);
+    // Each round adds the input that helps most.
+    for (bool isBetter = true; isBetter;) {
+        const Way from = withClocksFirst(best.way, options);
+        isBetter = false;
+        for (const std::string& net : candidates) {
+            if (best.outcome.isPerfect()) return;
+            if (std::count(from.earlies.begin(), from.earlies.end(), net)) continue;
+            Way way = from;
+            way.earlies.push_back(net);
+            isBetter |= tries(way);
+        }
     }
     // One that does not help by itself may do so together with others.
     if (best.outcome.isPerfect() || candidates.size() < 2) return;
