@@ -62,9 +62,15 @@ void store(const UserHandle& handle, int index, const QkMaxuList* value) {
     }
 }
 
+/// The model recomputes such a net, or it has one value for ever.
+bool isNeverWritten(const UserHandle& handle) {
+    const QkTrace* const trace = QkHandleTable::nameOf(handle.get())->trace;
+    return trace && trace->flags & QK_flag_never_write;
+}
+
 int set(const SetRequest& request, const UserHandle& handle) {
     if (!handle) return kNoSuchNet;
-    if (!handle->IsStateful()) return kCombinational;
+    if (!handle->IsStateful() || isNeverWritten(handle)) return kCombinational;
     const bool isArray = handle->GetDimension() != 0;
     if (request.hasIndex && !isArray) return kNotArray;
     if (!request.hasIndex && isArray) return kIsArray;
