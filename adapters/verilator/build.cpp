@@ -22,8 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kRuntimeSources[] = {"qkvl_engine.cpp", "qkvl_main.cpp", "qkvl_rows.cpp",
-                                           "qkvl_storage.cpp"};
+constexpr const char* kRuntimeSources[] = {"qkvl_engine.cpp", "qkvl_rows.cpp", "qkvl_storage.cpp"};
+constexpr const char* kMainSource = "qkvl_main.cpp";
 constexpr size_t kMostLeftOut = 20;
 
 /// A folder for the tree while it is not known what to call the program.
@@ -58,12 +58,16 @@ private:
     void nameOutputs();
     std::string key() const;
     void report() const;
+    std::vector<std::string> compilingFlags() const;
+    std::string argumentsForUser(const std::string& className) const;
     void writeTables() const;
     void verilate() const;
     void showAllArrays() const;
     void make() const;
     void putInPlace() const;
     void stamp() const;
+    void writeRule() const;
+    void stayAsBuilt() const;
     std::string fileName(const char* suffix) const;
 
     const Options& options;
@@ -168,30 +172,48 @@ void writeFile(const fs::path& file, const std::string& text) {
     if (!stream.flush()) throw BuildError{file.string() + ": cannot be written"};
 }
 
-void Build::writeTables() const {
-    writeFile(folder / fileName(".vlt"), configurationOf(design));
-    writeFile(folder / fileName("_qk.cpp"), tablesOf(design, options.periods));
-}
-
-std::string joined(const std::vector<std::string>& words) {
+std::string joined(const std::vector<std::string>& words, const std::string& before = "") {
     std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+    for (const std::string& word : words) text += (text.empty() ? "" : " ") + before + word;
     return text;
 }
 
+void Build::writeTables() const {
+    writeFile(folder / fileName(".vlt"), configurationOf(design));
+    const std::string className = options.tables ? fileName("").insert(0, "V") : "Vtop";
+    writeFile(folder / fileName("_qk.cpp"), tablesOf(design, options.periods, className));
+    if (options.tables) writeFile(folder / fileName("_qk.f"), argumentsForUser(className));
+}
+
+/// What a user's own call of Verilator needs beside the sources and a main(): a file for its -f.
+std::string Build::argumentsForUser(const std::string& className) const {
+    std::string text = "--prefix " + className + ' ' + joined(commonArguments()) + '\n';
+    for (const char* const file : {".vlt", "_qk.cpp"})
+        text += fs::absolute(folder / fileName(file)).string() + '\n';
+    for (const char* const source : kRuntimeSources)
+        text += installation.runtime + "/" + source + '\n';
+    // No quotes: each word is given alone.
+    return text + joined(compilingFlags(), "-CFLAGS ") + '\n' +
+           joined(installation.linking, "-LDFLAGS ") + '\n';
+}
+
+std::vector<std::string> Build::compilingFlags() const {
+    std::vector<std::string> flags = {"-DVL_USER_FINISH",
+                                      "-DVL_USER_STOP",
+                                      "-DVL_USER_FATAL",
+                                      "-include",
+                                      installation.runtime + "/qkvl_print.h",
+                                      "-I" + installation.runtime};
+    append(flags, installation.compiling);
+    return flags;
+}
+
 void Build::verilate() const {
-    std::vector<std::string> compiling = {"-DVL_USER_FINISH",
-                                          "-DVL_USER_STOP",
-                                          "-DVL_USER_FATAL",
-                                          "-include",
-                                          installation.runtime + "/qkvl_print.h",
-                                          "-I" + installation.runtime};
-    append(compiling, installation.compiling);
     std::vector<std::string> arguments = {"verilator", "--cc",
                                           "--exe",     "--prefix",
                                           "Vtop",      "--Mdir",
                                           folder,      "--no-timing",
-                                          "-CFLAGS",   joined(compiling),
+                                          "-CFLAGS",   joined(compilingFlags()),
                                           "-LDFLAGS",  joined(installation.linking)};
     append(arguments, commonArguments());
     arguments.push_back(folder / fileName(".vlt"));
@@ -199,6 +221,7 @@ void Build::verilate() const {
     arguments.push_back(fs::absolute(folder / fileName("_qk.cpp")));
     for (const char* const source : kRuntimeSources)
         arguments.push_back(installation.runtime + "/" + source);
+    arguments.push_back(installation.runtime + "/" + kMainSource);
     runVerilator(arguments, Text::kShown);
 }
 
@@ -268,6 +291,21 @@ void Build::stamp() const {
     for (const fs::directory_entry& entry : fs::directory_iterator(installation.runtime))
         if (entry.is_regular_file()) files.push_back(entry.path());
     writeStamp(folder / "qkverilate.stamp", key(), files);
+    writeRule();
+}
+
+/// For a make or Ninja that has called: what the program was made of.
+void Build::writeRule() const {
+    std::string text = output.string() + ":";
+    for (const std::string& file : dependenciesIn(folder / "Vtop__ver.d")) text += " \\\n  " + file;
+    std::ofstream(folder / "qkverilate.d") << text << '\n';
+}
+
+/// Nothing has changed, but whoever called took the program for out of date.
+void Build::stayAsBuilt() const {
+    std::error_code error;
+    fs::last_write_time(output, fs::file_time_type::clock::now(), error);
+    writeRule();
 }
 
 void Build::run() {
@@ -283,7 +321,7 @@ void Build::run() {
         top = design.top;
     }
     nameOutputs();
-    if (!options.tables && isCurrent(folder / "qkverilate.stamp", key())) return;
+    if (!options.tables && isCurrent(folder / "qkverilate.stamp", key())) return stayAsBuilt();
     if (!tree) design = analyse(readTree(folder), options.design);
     report();
     writeTables();

@@ -139,7 +139,7 @@ public:
 
 private:
     void readFiles(const std::string& meta);
-    void noteNames(const json& node);
+    void noteNames(const json& node, int level);
     Node nodeOf(const json& from, std::string_view list);
     void addFields(const json& from, Node& node) const;
     void addType(const json& from, Node& node) const;
@@ -182,13 +182,14 @@ void JsonReader::refuse(const json& from) const {
                     locationOf(from)};
 }
 
-void JsonReader::noteNames(const json& node) {
+void JsonReader::noteNames(const json& node, int level) {
+    if (level > kMostLevels) throw TreeError{"the tree is nested too deep"};
     const std::string type = text(node, "type");
     if (type == "MODULE" || type == "IFACE" || type == "VAR")
         names[text(node, "addr")] = text(node, "name");
     for (const json& operand : node)
         if (operand.is_array())
-            for (const json& child : operand) noteNames(child);
+            for (const json& child : operand) noteNames(child, level + 1);
 }
 
 void JsonReader::addType(const json& from, Node& node) const {
@@ -281,7 +282,7 @@ Node JsonReader::read(const std::string& path, const std::string& meta) {
     readFiles(meta);
     const json tree = parse(path);
     if (text(tree, "type") != "NETLIST") throw TreeError{path + ": no netlist in it"};
-    noteNames(tree);
+    noteNames(tree, 0);
     return nodeOf(tree, "");
 }
 

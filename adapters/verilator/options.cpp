@@ -24,7 +24,7 @@ constexpr const char* kHelp =
     "                         free run\n"
     "  --early NET            an input that changes before the clock edge of the same time\n"
     "  --fast                 registers, memories and ports only: faster\n"
-    "  --tables               stop after TOP.vlt and TOP_qk.cpp: for a main() of your own\n"
+    "  --tables               stop after TOP.vlt, TOP_qk.cpp, TOP_qk.f: for a main() of your own\n"
     "  -j N                   jobs of make, default one a processor\n"
     "  --lint                 show Verilator's warnings on style\n"
     "  --verbose              show all commands, and all that is left out\n"

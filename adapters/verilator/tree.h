@@ -57,10 +57,13 @@ struct Node {
     bool isAssignment() const { return is("assign") || is("assigndly") || is("contassign"); }
 };
 
-/// A tree that cannot be read; what() is for the user.
+/// A tree that cannot be read; the text is for the user.
 struct TreeError {
     std::string text;
 };
+
+/// Levels of a tree. All work on it is recursive.
+constexpr int kMostLevels = 20000;
 
 /// Reads the tree that Verilator wrote to a file. Throws TreeError.
 Node readXmlDump(const std::string& path);

@@ -117,24 +117,24 @@ void addNet(std::string& text, const Design& design, const std::vector<int>& num
         static_cast<int>(elementCount(net.type)), elements.left, elements.right, value.c_str());
 }
 
+/// %s is the class.
 constexpr const char* kHooks = R"(
-#ifndef QKVL_MODEL
-#define QKVL_MODEL Vtop
-#endif
-#define QKVL_JOIN_(a, b) a##b
-#define QKVL_JOIN(a, b) QKVL_JOIN_(a, b)
-#define QKVL_ROOT QKVL_JOIN(QKVL_MODEL, ___024root)
-#define QKVL_SETTLE QKVL_JOIN(QKVL_ROOT, ___eval_settle)
+void %s___024root___eval_settle(%s___024root* root);
 
-void QKVL_SETTLE(QKVL_ROOT* root);
-
-VerilatedModel& qkvlMakeModel(VerilatedContext& context) {
-    return *new QKVL_MODEL(&context, "TOP");
+VerilatedModel& qkvlMakeModel(VerilatedContext& context) { return *new %s(&context, "TOP"); }
+void qkvlEval(VerilatedModel& model) { static_cast<%s&>(model).eval(); }
+void qkvlEvalSettle(VerilatedModel& model) {
+    %s___024root___eval_settle(static_cast<%s&>(model).rootp);
 }
-void qkvlEval(VerilatedModel& model) { static_cast<QKVL_MODEL&>(model).eval(); }
-void qkvlEvalSettle(VerilatedModel& model) { QKVL_SETTLE(static_cast<QKVL_MODEL&>(model).rootp); }
-void qkvlFinal(VerilatedModel& model) { static_cast<QKVL_MODEL&>(model).final(); }
+void qkvlFinal(VerilatedModel& model) { static_cast<%s&>(model).final(); }
 )";
+
+std::string hooksOf(const std::string& className) {
+    std::string text = kHooks;
+    for (size_t at = 0; (at = text.find("%s", at)) != std::string::npos; at += className.size())
+        text.replace(at, 2, className);
+    return text;
+}
 
 }  // namespace
 
@@ -151,13 +151,13 @@ std::string configurationOf(const Design& design) {
 }
 
 std::string tablesOf(const Design& design,
-                     const std::vector<std::pair<std::string, std::string>>& periods) {
+                     const std::vector<std::pair<std::string, std::string>>& periods,
+                     const std::string& className) {
     const std::vector<int> numbers = numberRows(design);
     std::string text = "// The nets of " + design.top +
                        ", for the run time of qkverilate, which made this file.\n"
-                       "#include \"qkvl.h\"\n\n"
-                       "#ifdef QKVL_MODEL_HEADER\n#include QKVL_MODEL_HEADER\n#else\n"
-                       "#include \"Vtop.h\"\n#endif\n\nnamespace {\n\n";
+                       "#include \"qkvl.h\"\n#include \"" +
+                       className + ".h\"\n\nnamespace {\n\n";
     addValues(text, design, numbers);
     text += "const QkvlScope scopes[] = {\n";
     for (const Scope& scope : design.scopes)
@@ -173,7 +173,7 @@ std::string tablesOf(const Design& design,
     const auto rows = std::count_if(numbers.begin(), numbers.end(), [](int n) { return n >= 0; });
     add(text, "const QkvlDesign qkvlDesign = {%s, scopes, %zu, nets, %d, periods, %zu};\n",
         quoted(design.top).c_str(), design.scopes.size(), static_cast<int>(rows), periods.size());
-    return text + kHooks;
+    return text + hooksOf(className);
 }
 
 }  // namespace qkverilate

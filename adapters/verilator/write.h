@@ -13,8 +13,10 @@ namespace qkverilate {
 std::string configurationOf(const Design& design);
 
 /// @param periods  of clocks in a free run, NET and PERIOD
+/// @param className  of the model that Verilator makes
 /// @return the C++ source with the tables of the design
 std::string tablesOf(const Design& design,
-                     const std::vector<std::pair<std::string, std::string>>& periods);
+                     const std::vector<std::pair<std::string, std::string>>& periods,
+                     const std::string& className);
 
 }  // namespace qkverilate

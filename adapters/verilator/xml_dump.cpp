@@ -21,10 +21,10 @@ public:
 private:
     using Ports = std::unordered_map<std::string, std::string>;  ///< number to name
 
-    Node nodeOf(const pugi::xml_node& element);
+    Node nodeOf(const pugi::xml_node& element, int level);
     void addCommon(const pugi::xml_node& element, Node& node);
     void addType(const pugi::xml_node& element, Node& node);
-    void addChildren(const pugi::xml_node& element, Node& node);
+    void addChildren(const pugi::xml_node& element, int level, Node& node);
     static void splitItem(Node& item, const pugi::xml_node& element);
     static void putTargetLast(Node& assignment);
     void nameConnections(Node& node) const;
@@ -97,14 +97,15 @@ void XmlReader::putTargetLast(Node& assignment) {
     std::stable_partition(assignment.children.begin(), assignment.children.end(), isTiming);
 }
 
-void XmlReader::addChildren(const pugi::xml_node& element, Node& node) {
+void XmlReader::addChildren(const pugi::xml_node& element, int level, Node& node) {
+    if (level > kMostLevels) throw TreeError{"the tree is nested too deep"};
     for (const pugi::xml_node& child : element.children())
-        if (child.type() == pugi::node_element) node.children.push_back(nodeOf(child));
+        if (child.type() == pugi::node_element) node.children.push_back(nodeOf(child, level + 1));
     if (node.is("caseitem")) splitItem(node, element);
     if (node.isAssignment()) putTargetLast(node);
 }
 
-Node XmlReader::nodeOf(const pugi::xml_node& element) {
+Node XmlReader::nodeOf(const pugi::xml_node& element, int level) {
     Node node{element.name()};
     if (node.is("typetable")) node.kind = "types";
     if (node.is("while") || node.is("foreach") || node.is("repeat")) node.kind = "loop";
@@ -127,7 +128,7 @@ Node XmlReader::nodeOf(const pugi::xml_node& element) {
             node.attributes.emplace_back("param", "1");
     }
     if (node.is("port")) copy(element, "portIndex", node, "index");
-    addChildren(element, node);
+    addChildren(element, level, node);
     return node;
 }
 
@@ -161,7 +162,7 @@ Node XmlReader::read(const std::string& path) {
             if (const pugi::xml_attribute index = var.attribute("pinIndex"))
                 portsOf[module.attribute("name").value()][index.value()] =
                     var.attribute("name").value();
-    Node tree = nodeOf(netlist);
+    Node tree = nodeOf(netlist, 0);
     nameConnections(tree);
     return tree;
 }

@@ -81,7 +81,7 @@ std::string anyInput() {
     else
         input = files[upTo(files.size())];
     for (size_t changes = upTo(6); changes > 0; --changes) change(input);
-    return input.substr(0, 1 << 14);
+    return input.substr(0, 1 << 16);
 }
 
 }  // namespace

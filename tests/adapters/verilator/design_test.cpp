@@ -217,7 +217,7 @@ TEST(DesignTest, TypesHaveTheirDeclaredBoundsOrAreLeftOut) {
                 return "[" + std::to_string(left) + ":" + std::to_string(right) + "]";
             };
             got = type.isRanged ? bounds(type.bits.left, type.bits.right) : "scalar";
-            const std::string table = tablesOf(design, {});
+            const std::string table = tablesOf(design, {}, "Vtop");
             int count, high, low;
             const size_t at = table.find("\"v\"");
             if (!type.unpacked.empty() &&
@@ -364,7 +364,7 @@ TEST_F(DumpTest, BothFormsOfATreeGiveTheSameTables) {
         SCOPED_TRACE(name);
         const auto describe = [](const Node& tree) {
             const Design design = analyse(tree, {});
-            std::string text = configurationOf(design) + tablesOf(design, {});
+            std::string text = configurationOf(design) + tablesOf(design, {}, "Vtop");
             for (const std::string& line : design.leftOut) text += line + '\n';
             for (const std::string& line : design.warnings) text += line + '\n';
             return text;
