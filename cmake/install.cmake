@@ -1,5 +1,5 @@
 # Installation: headers, both libraries and zeft_main, the CMake package `zeft`, the pkg-config modules
-# `zeft` and `zeft-main`, the program zeft-prompt, and the manual pages.
+# `zeft` and `zeft-main`, the programs zeft-prompt and qkverilate, and the manual pages.
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zeft)
 
@@ -17,6 +17,14 @@ write_basic_package_version_file(
     ${PROJECT_BINARY_DIR}/zeftConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zeftConfig.cmake ${PROJECT_BINARY_DIR}/zeftConfigVersion.cmake
         DESTINATION ${package_dir})
+
+if(TARGET qkverilate)
+    set(adapter_dir ${PROJECT_SOURCE_DIR}/adapters/verilator)
+    install(TARGETS qkverilate)
+    # Compiled with each model, against the Verilator of that machine.
+    install(DIRECTORY ${adapter_dir}/runtime/ DESTINATION share/zeft/verilator)
+    install(FILES ${adapter_dir}/QkVerilate.cmake DESTINATION ${package_dir})
+endif()
 
 # The modules find their prefix from where they lie, so that an installed tree can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -69,6 +69,7 @@ private:
     void writeRule() const;
     void stayAsBuilt() const;
     std::string fileName(const char* suffix) const;
+    fs::path stampFile() const { return folder / "qkverilate.stamp"; }
 
     const Options& options;
     Installation installation;
@@ -290,13 +291,13 @@ void Build::stamp() const {
         if (word.ends_with(".a")) files.push_back(word);
     for (const fs::directory_entry& entry : fs::directory_iterator(installation.runtime))
         if (entry.is_regular_file()) files.push_back(entry.path());
-    writeStamp(folder / "qkverilate.stamp", key(), files);
+    writeStamp(stampFile(), key(), files);
     writeRule();
 }
 
 /// For a make or Ninja that has called: what the program was made of.
 void Build::writeRule() const {
-    std::string text = output.string() + ":";
+    std::string text = stampFile().string() + ' ' + output.string() + ':';  // Ninja knows the first
     for (const std::string& file : dependenciesIn(folder / "Vtop__ver.d")) text += " \\\n  " + file;
     std::ofstream(folder / "qkverilate.d") << text << '\n';
 }
@@ -304,7 +305,8 @@ void Build::writeRule() const {
 /// Nothing has changed, but whoever called took the program for out of date.
 void Build::stayAsBuilt() const {
     std::error_code error;
-    fs::last_write_time(output, fs::file_time_type::clock::now(), error);
+    for (const fs::path& file : {output, stampFile()})
+        fs::last_write_time(file, fs::file_time_type::clock::now(), error);
     writeRule();
 }
 
@@ -321,7 +323,7 @@ void Build::run() {
         top = design.top;
     }
     nameOutputs();
-    if (!options.tables && isCurrent(folder / "qkverilate.stamp", key())) return stayAsBuilt();
+    if (!options.tables && isCurrent(stampFile(), key())) return stayAsBuilt();
     if (!tree) design = analyse(readTree(folder), options.design);
     report();
     writeTables();

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs a build, links the models of user/ and of tests/harness/ to it in each way there is, compares
 # what the one says, and the other with a trace:
-# install.sh BUILD_DIR LIBDIR SONAME COMPILER FLAGS ZLIB
+# install.sh BUILD_DIR LIBDIR SONAME COMPILER FLAGS ZLIB VERILATED
 set -eu
-build=$1 libdir=$2 soname=$3 compiler=$4 flags=$5 zlib=$6
+build=$1 libdir=$2 soname=$3 compiler=$4 flags=$5 zlib=$6 verilated=$7
 user=$(cd "$(dirname "$0")/user" && pwd)
 model=$(cd "$(dirname "$0")/../harness" && pwd)/counter.cpp
 work=$(mktemp -d)
@@ -72,3 +72,18 @@ check pc_static pc_static
 for page in "$user"/../../../docs/man/*.[137]; do
     [ -e "$prefix/share/man/man${page##*.}/${page##*/}" ] || { echo "$page is not installed"; exit 1; }
 done
+
+# A project that has a model built from Verilog
+if [ "$verilated" = ON ]; then
+    uart=$(cd "$user/../../../examples/uart" && pwd)
+    export MAKEFLAGS="OPT_FAST=-O0 OPT_GLOBAL=-O0"
+    if ! {
+        cmake -S "$uart" -B uart -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DZLIB_LIBRARY="$zlib" &&
+            cmake --build uart && ctest --test-dir uart --output-on-failure
+    } >uart.log 2>&1; then
+        cat uart.log
+        exit 1
+    fi
+    cmake --build uart | grep -q 'no work to do' || { echo 'the model is built again'; exit 1; }
+    echo "qk_verilate: ok"
+fi
