@@ -1,8 +1,4 @@
 // Dumps of Verilator in both forms, as damaged as can be, through the analysis to the tables.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdlib>
 #include <exception>
 #include <string>
 
@@ -13,12 +9,12 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace qkverilate;
-    static const int file = memfd_create("dump", 0);
-    static const std::string path = "/proc/self/fd/" + std::to_string(file);
+    static const MemoryFile dump;
     if (size == 0) return 0;
-    if (ftruncate(file, 0) != 0 || pwrite(file, data, size, 0) < 0) std::abort();
+    dump.set(data, size);
     try {
-        const Node tree = data[0] == '{' ? readJsonDump(path, path, "5.0") : readXmlDump(path);
+        const Node tree =
+            data[0] == '{' ? readJsonDump(dump.path, dump.path, "5.0") : readXmlDump(dump.path);
         const Design design = analyse(tree, {});
         configurationOf(design);
         tablesOf(design, {}, "Vm");
