@@ -10,12 +10,18 @@
 #ifndef QKZEFT_RANDOM_H
 #define QKZEFT_RANDOM_H
 
+#include <stdint.h>
+
 #include "qkzeft_api.h"
 
 extern "C" {
 
 /// $random: any value. Without a pair, a seed of the library's own is used, which starts at 0.
 QK_API int qkzeft_random(int flags, const void* instance, const char* scope, int ArgPairCount, ...);
+/// Sets the seed of the library's own, which a run of its own bench is to begin with.
+QK_API void qk_set_seed(uint32_t seed);
+/// @return the seed that qk_set_seed() was given last, 0 before
+QK_API uint32_t qk_seed(void);
 /// $dist_uniform(seed, start, end): from start to end, both included; start if it is not below end,
 /// without a draw.
 QK_API int qkzeft_uniform(int flags, const void* instance, const char* scope, int ArgPairCount,

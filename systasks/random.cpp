@@ -73,6 +73,7 @@ int32_t failForSeed(const char* function) {
 }
 
 uint32_t ownSeed = 0;
+uint32_t firstSeed = 0;  // that the own one was set to
 
 constexpr Distribution kRandom = {"qkzeft_random",
                                   [](uint32_t& seed, int32_t, int32_t) { return drawRandom(seed); },
@@ -124,3 +125,7 @@ QK_DEFINE_DRAW(qkzeft_poisson, kPoisson)
 QK_DEFINE_DRAW(qkzeft_chi_square, kChiSquare)
 QK_DEFINE_DRAW(qkzeft_t, kT)
 QK_DEFINE_DRAW(qkzeft_erlang, kErlang)
+
+void qk_set_seed(uint32_t seed) { ownSeed = firstSeed = seed; }
+
+uint32_t qk_seed() { return firstSeed; }
