@@ -119,6 +119,28 @@ QK_API const char* qk_mtc_not_driven(int index);
 ///         at most; in ticks
 QK_API uint64_t qk_mtc_longest_sync(void);
 
+/// What a report says of the run around a comparison. All texts are borrowed.
+struct qk_mtc_run {
+    const char* model;           ///< name of the program; null: as it was called
+    const char* trace;           ///< null: as qk_mtc() was given it
+    const char* const* command;  ///< the command line, to run it again; may be null
+    int command_count;
+    int status;                   ///< 0: agrees, 1: differs, else: failed
+    const char* reason;           ///< one line; null for none
+    const char* const* messages;  ///< lines said beside the comparison; may be null
+    int message_count;
+};
+
+/// Writes what the latest comparison, which need not have ended, has come to. The file is written
+/// beside its place and then put there: what reads it finds it whole.
+/// @param path  ends in .json (docs/formats.md has its members) or .xml (JUnit); not null
+/// @return 1, or 0 with a message
+QK_API int qk_mtc_report(const char* path);
+/// The same by a program that has judged the run itself, as zeft_main() does. No model need exist.
+/// @param run  not null
+/// @return 1, or 0 with a message
+QK_API int qk_mtc_report_run(const char* path, const struct qk_mtc_run* run);
+
 /// What a net that the trace drives did in a sample.
 struct qk_mtc_input {
     const char* name;     ///< full name; valid until the next comparison begins

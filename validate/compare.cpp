@@ -123,7 +123,7 @@ void QkVCDTrace::apply(const Transition* rows, size_t count, bool matches, uint6
         if (row->matching != kAnyMatch && (row->matching == kEqual) != matches) continue;
         if (row->moment != kAnyTime && (row->moment == kLater) != later) continue;
         if (row->text) report(*row, time);
-        if (row->count == kDifference) ++qkReader->nDifferences;
+        if (row->count == kDifference) noteDifference(*row, time);
         setState(row->next, entry);
         return;
     }
@@ -251,6 +251,20 @@ void QkVCDTrace::report(const Transition& row, uint64_t time) const {
     else
         out.print("  Values match again at time %s so not marked as out-of-sync\n",
                   qk_time_as_string(time));
+}
+
+/// Counts a difference, and keeps it for the report if it is the net's first.
+void QkVCDTrace::noteDifference(const Transition& row, uint64_t time) {
+    ++qkReader->nDifferences;
+    auto& kept = qkReader->record.differences;
+    if (differenceNumber != 0) {
+        ++kept[differenceNumber - 1].count;
+        return;
+    }
+    const Story story = storyOf(row, time);
+    kept.push_back({name, row.text, row.reportTime == kAtEvent ? time : lastStateChange,
+                    story.trace, story.model, 1});
+    differenceNumber = static_cast<uint32_t>(kept.size());
 }
 
 // ---- Events

@@ -129,7 +129,8 @@ public:
     QkVCDTrace* waitingToSync_p = nullptr;
     uint64_t maxSyncToVCD = 0;  ///< longest wait for the trace, and for the model
     uint64_t maxSyncToLive = 0;
-    bool lostSync = false;  ///< has been out of sync
+    bool lostSync = false;          ///< has been out of sync
+    uint32_t differenceNumber = 0;  ///< 1 + its place in ComparisonRecord::differences; 0: none yet
     QkVCDTraces* const owner;
     BitString pendingBits;    ///< what becomes the trace's value
     BitString vcdBits;        ///< the trace's value
@@ -147,6 +148,7 @@ private:
         apply(rows, N, matches, time, entry);
     }
     void report(const Transition& row, uint64_t time) const;
+    void noteDifference(const Transition& row, uint64_t time);
     void chooseName();
     int commitBits();
     void leaveWait(uint64_t& longest, uint64_t lasted);

@@ -45,6 +45,7 @@ void QkFileReader::start(bool loading) {
     runningFromVCD = !loading;
     nDifferences = nDifferencesTotal = 0;
     stats = {};
+    record = {};
     traceKnown = false;
     proposals.clear();
     vcdTimescaleExponent = qk_timescale_precision;
@@ -54,6 +55,7 @@ void QkFileReader::start(bool loading) {
 void QkFileReader::closeFile() {
     if (file) QK_ASSERT_AS(!filename.empty(), "!filename.isempty()");
     currentStats();
+    if (vcdModel && !loadingState) record.gather(*this);
     reportPassedOver();
     filename.clear();
     file = nullptr;

@@ -17,6 +17,7 @@
 #include "netdb/listener.h"
 #include "qkzeft_validate.h"
 #include "validate/declared_name.h"
+#include "validate/record.h"
 #include "validate/sample.h"
 #include "validate/vcd_model.h"
 
@@ -127,6 +128,7 @@ public:
     std::vector<std::string> notCompared, notDriven;     ///< nets of the model
     std::unique_ptr<InputSample> sample;  ///< ends comparisons early; null: it does not
     uint64_t longestSync = 0;             ///< ticks
+    ComparisonRecord record;              ///< whole once the trace has closed
     /// @return the numbers as they stand
     const qk_mtc_stats& currentStats();
     bool isTraceKnown() const { return traceKnown; }

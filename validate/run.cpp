@@ -357,6 +357,7 @@ void QkFileReader::regroup() {
 void QkFileReader::rescaleTimes(uint64_t factor) {
     synctime = limitInFinerTicks(synctime, factor);
     stats.time *= factor;
+    record.rescaleTimes(factor);
     vcdTimeMultiplier *= factor;
     if (!vcdModel) return;
     for (const auto& trace : vcdModel->traces.all)

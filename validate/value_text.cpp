@@ -60,3 +60,11 @@ std::string ValueText::marks(const std::string& marked) const {
         eachDigit(marked, [&](const std::string& bits) { text += markOf(bits); });
     return text.substr(0, text.find_last_of('^') + 1);
 }
+
+std::string hexLiteral(const std::string& digits) {
+    std::string text = std::to_string(digits.size()) + "'h";
+    const size_t first = (digits.size() + 3) % 4 + 1;  // bits of the highest digit
+    for (size_t at = 0; at < digits.size(); at += at == 0 ? first : 4)
+        text += hexDigit(digits.substr(at, at == 0 ? first : 4));
+    return text;
+}

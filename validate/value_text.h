@@ -26,3 +26,7 @@ private:
     std::string prefix;
     int hexDigits = 0;  ///< 0: binary
 };
+
+/// @param digits  as above
+/// @return a hexadecimal literal such as 12'h0ff, with all digits of the width, whatever that is
+std::string hexLiteral(const std::string& digits);

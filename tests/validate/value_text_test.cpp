@@ -37,4 +37,10 @@ TEST(ValueTextTest, AlignsTwoValuesAndMarksTheirDifferences) {
     }
 }
 
+TEST(ValueTextTest, LiteralsHaveAllDigits) {
+    for (const auto& [digits, literal] : std::initializer_list<std::pair<const char*, const char*>>{
+             {"1", "1'h1"}, {"x1", "2'hX"}, {"00011111", "8'h1f"}, {"1zzzz", "5'h1z"}})
+        EXPECT_EQ(hexLiteral(digits), literal);
+}
+
 }  // namespace
