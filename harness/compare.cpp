@@ -9,6 +9,8 @@
 #include <chrono>
 #include <cstdio>
 
+#include "harness/report.h"
+
 namespace zeft_harness {
 
 namespace {
@@ -146,8 +148,8 @@ void applyOptions(const Options& options) {
 void proposeMaps() {
     const char *model, *trace;
     for (int i = 0; qk_mtc_proposal(i, &model, &trace); ++i)
-        complain("the trace has ports of %s at %s: %s --map %s=%s", model, trace,
-                 i == 0 ? "try" : "or", model, trace);
+        remark("the trace has ports of %s at %s: %s --map %s=%s", model, trace,
+               i == 0 ? "try" : "or", model, trace);
 }
 
 /// @return null, or why the numbers say nothing about the model
@@ -185,8 +187,8 @@ bool reportMissingNets() {
     const std::string inputs = listOf(qk_mtc_not_driven, "input", "not driven");
     if (nets.empty() && inputs.empty()) return true;
     const char* const between = nets.empty() || inputs.empty() ? "" : "; ";
-    complain("%s: %s%s%s", comparison.options->reference.c_str(), nets.c_str(), between,
-             inputs.c_str());
+    const auto say = comparison.options->complete ? complain : remark;
+    say("%s: %s%s%s", comparison.options->reference.c_str(), nets.c_str(), between, inputs.c_str());
     return false;
 }
 
@@ -241,8 +243,12 @@ void proposeScan(const Options& options, const qk_mtc_stats& stats) {
     struct stat status;
     if (stats.differences == 0 && qk_mtc_longest_sync() == 0) return;
     if (stat(options.reference.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-    complain("%s: if clock and data change at one time, --scan may help",
-             options.reference.c_str());
+    remark("%s: if clock and data change at one time, --scan may help", options.reference.c_str());
+}
+
+void announce(const std::string& verdict) {
+    setVerdict(verdict);
+    qk_printf("%s\n", verdict.c_str());
 }
 
 }  // namespace
@@ -263,17 +269,17 @@ Status judge(const Options& options) {
         proposeMaps();
         return kCouldNotRun;
     }
-    const char* const until = qk_time_as_string(stats.time);
+    const std::string until = qk_time_as_string(stats.time);
     if (!isFinished(options, stats)) {
-        complain("%s: left at %s, before its end, after %s", path, until,
+        complain("%s: left at %s, before its end, after %s", path, until.c_str(),
                  countOf(stats.differences).c_str());
         return kCouldNotRun;
     }
     proposeScan(options, stats);
     const bool isComplete = reportMissingNets();
     if (stats.differences != 0)
-        qk_printf("The model differs from %s: %s until %s\n", path,
-                  countOf(stats.differences).c_str(), until);
+        announce("The model differs from " + options.reference + ": " + countOf(stats.differences) +
+                 " until " + until);
     if (options.complete && !isComplete) return kCouldNotRun;
     if (stats.differences != 0) return kDiffers;
     if (const uint64_t apart = qk_mtc_longest_sync(); apart != 0 && options.synctime.empty()) {
@@ -281,7 +287,7 @@ Status judge(const Options& options) {
                  qk_time_as_string(apart));
         return kCouldNotRun;
     }
-    qk_printf("The model agrees with %s until %s\n", path, until);
+    announce("The model agrees with " + options.reference + " until " + until);
     return kAgrees;
 }
 

@@ -16,6 +16,7 @@
 
 #include "harness/compare.h"
 #include "harness/options.h"
+#include "harness/report.h"
 #include "harness/scan.h"
 
 namespace zeft_harness {
@@ -80,6 +81,7 @@ int conclude(int status) {
     const bool isSaved =
         !options.last || status == 0 || ended == Phase::kPreparing || qk_save(vcdName()) != 0;
     if ((!isAllWritten() || !isSaved) && signal == 0) status = kCouldNotRun;
+    if (!writeReport(status) && signal == 0) status = kCouldNotRun;
     return status;
 }
 
@@ -93,6 +95,8 @@ void leave(int status) {
 void atExit() {
     if (phase == Phase::kRunning || phase == Phase::kOver) return;
     clearProgress();
+    noteMessage("the model ended the program", true);
+    writeReport(kCouldNotRun);
     std::fflush(nullptr);
     std::_Exit(kCouldNotRun);
 }
@@ -109,7 +113,10 @@ void noteFailedCommand(const char* file, int line, const char* command, const ch
     if (std::strncmp(reason, prefix.c_str(), prefix.size()) == 0) reason += prefix.size();
     clearProgress();
     std::fflush(stdout);
-    std::fprintf(stderr, "%s:%d: %s: %s\n", file, line, command, reason);
+    const std::string text =
+        std::string(file) + ":" + std::to_string(line) + ": " + command + ": " + reason;
+    std::fprintf(stderr, "%s\n", text.c_str());
+    noteMessage(text, true);
     hasFailed = true;
     if (!isAttended) qk_exit(kCouldNotRun);
 }
@@ -184,6 +191,7 @@ bool prepare(const zeft_model& model) {
         return false;
     }
     qk_strict = options.strict;
+    if (options.seed) qk_set_seed(*options.seed);
     if (options.noThreads) qk_trace_thread(0);
     if (model.build && !model.build()) return false;
     if (model.step) qk_step_fn = model.step;
@@ -206,6 +214,7 @@ bool runScript() {
 int run(const zeft_model& model) {
     if (!prepare(model) || !runScript()) {
         phase = Phase::kOver;
+        writeReport(kCouldNotRun);
         return kCouldNotRun;
     }
     if (options.interactive) qk_cli("cli");
@@ -233,7 +242,14 @@ int zeft_main(const zeft_model& model, int argc, char** argv) {
     using namespace zeft_harness;
     openStandardStreams();
     Status status;
-    if (!readOptions(model, argc, argv, options, status)) return status;
+    const bool isRun = readOptions(model, argc, argv, options, status);
+    const bool asksForHelp = !isRun && status == kAgrees;
+    if (asksForHelp) return status;
+    if (!writeFirstReport(model, argc, argv, options)) return kCouldNotRun;
+    if (!isRun) {
+        writeReport(status);
+        return status;
+    }
     leaveProcess = qk_exit;
     qk_exit = leave;
     std::atexit(atExit);

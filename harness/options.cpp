@@ -13,6 +13,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "harness/report.h"
+
 namespace zeft_harness {
 
 namespace {
@@ -61,6 +63,23 @@ bool setCount(const char* text, int least, std::optional<int>& value) {
     return true;
 }
 
+/// Takes what fits 32 bits, with a sign or without.
+bool setSeed(const char* text, std::optional<uint32_t>& value) {
+    char* end = nullptr;
+    errno = 0;
+    const long long seed = std::strtoll(text, &end, 10);
+    const bool isNumber = std::isdigit(static_cast<unsigned char>(text[*text == '-'])) && !*end;
+    if (!isNumber || errno != 0 || seed < INT32_MIN || seed > UINT32_MAX) return false;
+    value = static_cast<uint32_t>(seed);
+    return true;
+}
+
+bool setReport(const char* text, std::string& value) {
+    const std::string_view path = text;
+    value = path;
+    return path.ends_with(".json") || path.ends_with(".xml");
+}
+
 /// A zeft_option with a place to put what it says.
 struct Option {
     zeft_option declared;
@@ -83,6 +102,9 @@ const Option kOptions[] = {
     {{0, "strict", nullptr, "keep to the letter where users expect otherwise", nullptr},
      false,
      [](Text, Options& o) { return o.strict = true; }},
+    {{0, "seed", "N", "first seed of $random without an argument, default 0", nullptr},
+     false,
+     [](Text text, Options& o) { return setSeed(text, o.seed); }},
     {{0, "stop", "TIME", "end the run at TIME", nullptr},
      false,
      [](Text text, Options& o) { return setTime(text, o.stop); }},
@@ -134,6 +156,9 @@ const Option kOptions[] = {
     {{0, "threshold", "N", "stop at N differences, default 10; 0: never", nullptr},
      true,
      [](Text text, Options& o) { return setCount(text, 0, o.threshold); }},
+    {{0, "report", "FILE", "write what came of it, as .json or .xml (JUnit)", nullptr},
+     true,
+     [](Text text, Options& o) { return setReport(text, o.report); }},
     {{0, "verbose", nullptr, "tell both values of a difference; twice: of every net", nullptr},
      true,
      [](Text, Options& o) { return ++o.verbose > 0; }},
@@ -245,10 +270,26 @@ Taken take(const CommandLine& line, size_t index, const char* argument, Options&
     return option.set(argument, options) ? Taken::kFine : Taken::kRefused;
 }
 
+/// Finds --report in a command line of which the rest was not read.
+void findReport(const CommandLine& line, int argc, char** argv, Options& options) {
+    constexpr std::string_view name = "--report";
+    for (size_t i = 0; i < line.own; ++i)
+        if (line.all[i].name && line.all[i].name == name.substr(2)) return;
+    for (int i = 1; i < argc && options.report.empty(); ++i) {
+        const std::string_view word = argv[i];
+        if (word == "--") return;
+        const char* const path = word == name && i + 1 < argc    ? argv[i + 1]
+                                 : word.starts_with("--report=") ? argv[i] + name.size() + 1
+                                                                 : nullptr;
+        if (path && !setReport(path, options.report)) options.report.clear();
+    }
+}
+
 /// @return why the options make no sense together, empty if they do
 std::string conflictOf(const CommandLine& line, const std::vector<bool>& used,
                        const Options& options) {
     if (options.batch && options.interactive) return "--batch and --interactive exclude each other";
+    if (options.scan && !options.report.empty()) return "--scan writes no report";
     if (options.scan && options.interactive) return "--scan and --interactive exclude each other";
     if (options.scan && (!options.vcd.empty() || !options.traced.empty() || options.last))
         return "--scan records nothing";
@@ -270,14 +311,32 @@ bool takeOperands(const zeft_model& model, int argc, char** argv) {
 
 }  // namespace
 
-void complain(const char* format, ...) {
+namespace {
+
+[[gnu::format(printf, 1, 0)]] void sayOnErrorStream(const char* format, std::va_list arguments,
+                                                    bool isReason) {
+    char* line = nullptr;
+    if (vasprintf(&line, format, arguments) < 0) return;
     std::fflush(stdout);
-    std::fprintf(stderr, "%s: ", programName);
+    std::fprintf(stderr, "%s: %s\n", programName, line);
+    noteMessage(line, isReason);
+    std::free(line);
+}
+
+}  // namespace
+
+void complain(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    std::vfprintf(stderr, format, arguments);
+    sayOnErrorStream(format, arguments, true);
     va_end(arguments);
-    std::fputc('\n', stderr);
+}
+
+void remark(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    sayOnErrorStream(format, arguments, false);
+    va_end(arguments);
 }
 
 bool readOptions(const zeft_model& model, int argc, char** argv, Options& options, Status& status) {
@@ -285,6 +344,7 @@ bool readOptions(const zeft_model& model, int argc, char** argv, Options& option
     const CommandLine line(model);
     std::vector<bool> used(line.all.size());
     const auto refuse = [&] {
+        findReport(line, argc, argv, options);
         printUsage(model, stderr);
         std::fprintf(stderr, "%s --help lists the options\n", programName);
         status = kCouldNotRun;
@@ -293,7 +353,11 @@ bool readOptions(const zeft_model& model, int argc, char** argv, Options& option
     optind = 1;
     for (int found; (found = getopt_long(argc, argv, line.letters.c_str(), line.names.data(),
                                          nullptr)) != -1;) {
-        if (found == '?') return refuse();
+        if (found == '?') {
+            noteMessage(std::string("wrong option, or without its argument: ") + argv[optind - 1],
+                        true);
+            return refuse();
+        }
         const size_t index = line.indexOf(found);
         used[index] = true;
         switch (take(line, index, optarg, options)) {

@@ -18,12 +18,13 @@ enum Status : int { kAgrees = 0, kDiffers = 1, kCouldNotRun = 2 };
 using Pair = std::pair<std::string, std::string>;
 
 struct Options {
-    std::string script, reference, log, vcd;
+    std::string script, reference, log, vcd, report;
     std::string synctime, stop;  ///< as typed: a tick may get finer until they are used
     std::vector<Pair> maps, stimuli;
     std::vector<std::string> clocks, earlies, ignored, traced;
     std::optional<bool> clockFirst;  ///< once the model is built: its own choice if none was made
     std::optional<int> threshold, last;
+    std::optional<uint32_t> seed;
     int verbose = 0;
     bool interactive = false;
     bool batch = false;
@@ -41,5 +42,7 @@ bool readOptions(const zeft_model& model, int argc, char** argv, Options& option
 
 /// Says on the standard error stream, with the program's name in front, what went wrong.
 [[gnu::format(printf, 1, 2)]] void complain(const char* format, ...);
+/// The same for what is not the reason that a run fails.
+[[gnu::format(printf, 1, 2)]] void remark(const char* format, ...);
 
 }  // namespace zeft_harness

@@ -48,6 +48,8 @@ void step() {
     if (clk && !lastClk && en) count = static_cast<uint8_t>((count + (is("count") ? 2 : 1)) & 15);
     lastClk = clk;
     done = count == 3;
+    if (is("abort-in-step") && count == 2) abort();
+    if (is("term-in-step") && count == 2) raise(SIGTERM);
     if (is("finish-in-step") && count == 2) qk_exit(0);
     if (is("exit-in-step") && count == 2) exit(0);
 }
@@ -64,6 +66,7 @@ int run(uint64_t stop) {
         qk_takenote();
         if (is("stop") && qk_get_time() == 50) qkzeft_stop(0, "top", nullptr, 0);
     }
+    if (is("draw")) printf("drew %d\n", qkzeft_random(0, "top", nullptr, 0));
     printf("ran until %s with count %d\n", qk_cycle_as_string(), count);
     if (is("full-text")) {
         const int file = qkzeft_fopen(0, "top", nullptr, 1, 0, "/dev/full");
