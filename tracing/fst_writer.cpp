@@ -475,6 +475,7 @@ void FstWriter::writeFrame() {
 }
 
 void FstWriter::prefetchPiece(const Piece* piece) {
+    if (!piece) return;
     __builtin_prefetch(piece);
     __builtin_prefetch(reinterpret_cast<const char*>(piece) + 64);
 }
