@@ -84,9 +84,8 @@ withoutUnknown() { sed -E 's/^x/0/; :next; s/^(b[01]*)[xz]/\10/; t next' "$1"; }
 everyName() {
     "./$1" --validate "$2" --map "$1=$3" --vcd model.vcd >/dev/null 2>&1 </dev/null
     withoutUnknown "$2" >known.vcd
-    "$vcdcmp" --map "$3.=$1." known.vcd model.vcd >compared
+    "$vcdcmp" --min-vars 1 --map "$3.=$1." known.vcd model.vcd >compared
     # Parameters are in no dump of Icarus Verilog's.
-    ! grep -v -e 'not in the first file$' -e '^vcdcmp:' compared | grep -q . ||
+    ! grep -v -e 'not in the first file$' -e 'variables agree$' compared | grep -q . ||
         fail "$1: names differ" compared
-    grep -q '^vcdcmp: [1-9]' compared || fail "$1: no names" compared
 }
