@@ -46,7 +46,6 @@ struct MasterArrayAssign {
     void* cell = nullptr;      ///< generated code's place of the handle; null for a private record
     int users = 0;             ///< traces that hold the cell
     size_t place = 0;          ///< in QkDatabase::followed, with buffers
-    bool hasCopies = false;    ///< some buffer keeps up a variable of the model
 
     /// Notes a write of one element.
     void note(uint32_t element) {

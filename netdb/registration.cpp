@@ -7,7 +7,9 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
+#include "base/formatted.h"
 #include "licence/licence.h"
 #include "qkzeft_module.h"
 #include "run/console_text.h"
@@ -23,13 +25,13 @@ const char* instanceName(const kelvo_module* m) {
 }
 
 /// Ends the run with a message.
-template <class... Arguments>
-[[noreturn]] void fail(const char* format, Arguments... arguments) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-    qk_printf(format, arguments...);
-#pragma GCC diagnostic pop
+[[noreturn]] __attribute__((format(printf, 1, 2))) void fail(const char* format, ...) {
+    std::string text;
+    std::va_list arguments;
+    va_start(arguments, format);
+    appendFormatted(text, format, arguments);
+    va_end(arguments);
+    qk_printf("%s", text.c_str());
     std::exit(1);
 }
 
@@ -318,7 +320,6 @@ void QkRegistration::genid(kelvo_module* m, unsigned word1, unsigned word2) {
 void QkRegistration::exportk(kelvo_module* m, unsigned word) {
     QkRegistrationData* const section = needSection(m, data);
     section->exportWord = word;
-    section->exported = true;
 }
 
 void QkRegistration::addScopes(kelvo_module* m, int count, const QkGRScope* rows) {

@@ -24,7 +24,6 @@ struct QkRegistrationData {
     RegistrationState state = AddScopes;
     unsigned words[2] = {0, 0};
     unsigned exportWord = 0;
-    bool exported = false;
     kelvo_module* module;
     int ns;
     int nn;
