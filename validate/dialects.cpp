@@ -9,6 +9,7 @@
 #include <cmath>
 #include <utility>
 
+#include "base/stringbuf.h"
 #include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "run/printout.h"
@@ -381,10 +382,17 @@ QkVCDId* QkFileReader::takeLooseValue(QkVCDId* id, char form, std::string_view& 
 
 /// @return whether a parameter has the value that it had; if not, with a message
 bool QkFileReader::takeConstant(const QkVCDId& id, const std::string& value) {
-    const auto [known, isFirst] = constants.try_emplace(&id, value);
-    if (isFirst || known->second == value) return true;
+    const void* const known = Dtable_get(constants, 0, &id, Dtable_comparePointers);
+    if (!known) {
+        const void* key = &id;
+        void* text = duplicate(value.c_str(), "reference trace");
+        Dtable_put(&constants, 0, const_cast<void**>(&key), &text, Dtable_comparePointers);
+        return true;
+    }
+    const char* const before = static_cast<const char*>(known);
+    if (value == before) return true;
     say("%s:%d: parameter '%s' has the value %s, and had %s before\n", filename.c_str(), lineNumber,
-        id.vcdId.c_str(), value.c_str(), known->second.c_str());
+        id.vcdId.c_str(), value.c_str(), before);
     return false;
 }
 

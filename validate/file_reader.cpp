@@ -23,7 +23,7 @@
 QkFileReader* qkReader = nullptr;
 
 QkFileReader::QkFileReader() = default;
-QkFileReader::~QkFileReader() = default;
+QkFileReader::~QkFileReader() { Dtable_map(&constants, nullptr, Dtable_freeValue); }
 
 void QkFileReader::start(bool loading) {
     QK_ASSERT_AS(vcdModel == nullptr, "vcdModel == NULL");
@@ -39,7 +39,7 @@ void QkFileReader::start(bool loading) {
     heldToken.clear();
     pausedSince.reset();
     pendingBit.reset();
-    constants.clear();
+    Dtable_map(&constants, nullptr, Dtable_freeValue);
     passedKinds.clear();
     loadingState = loading;
     runningFromVCD = !loading;

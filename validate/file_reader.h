@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/dtable.h"
 #include "netdb/listener.h"
 #include "qkzeft_validate.h"
 #include "validate/declared_name.h"
@@ -273,7 +274,7 @@ private:
     bool damaged = false;                 ///< the trace contradicts itself
     std::string heldToken;                ///< to be read next, if not empty
     std::optional<uint64_t> pausedSince;  ///< the time of a $dumpoff that is in force
-    std::unordered_map<const QkVCDId*, std::string> constants;  ///< values of parameters
+    Dtable* constants = nullptr;  ///< values of parameters by their QkVCDId, texts to be freed
     /// A variable that is a bit of a net if the one before or after it is another bit.
     struct PendingBit {
         std::string code;
