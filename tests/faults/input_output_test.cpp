@@ -390,12 +390,16 @@ TEST_F(InputOutputTest, CtrlCAtAPromptLeavesItWaiting) {
             qk_sigint_install();
             qk_cli(command);
         });
-        while (!testing::Matches(testing::EndsWith(prompt))(readFile("said"))) usleep(1000);
+        while (!testing::Matches(testing::EndsWith(prompt))(readFile("said"))) sched_yield();
+        const std::string state = "/proc/" + std::to_string(child) + "/stat";
+        const auto awaitRead = [&] {
+            while (readFile(state).find(") S ") == std::string::npos) sched_yield();
+        };
         for (int i = 0; i < 3; ++i) {
-            usleep(5000);
+            awaitRead();
             kill(child, SIGINT);
         }
-        usleep(5000);
+        awaitRead();
         EXPECT_EQ(::write(ends[1], "ls top.clk\nquit\n", 16), 16);
         EXPECT_THAT(endOf(child), testing::HasSubstr("top.clk   c   : 0\n^C\n\ntime=0ns: 0 of 3"));
         EXPECT_THAT(readFile("said"), testing::EndsWith(prompt));
