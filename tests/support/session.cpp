@@ -7,6 +7,7 @@
 //   > FILE      creates a file of the lines below:
 //   | TEXT      a line of it
 //   |< FILE     all lines of another file
+//   |. TEXT     the last line, without an end
 //   ? FILE      prints a file, with "| " before each line
 //   # TEXT      a comment
 //
@@ -63,6 +64,13 @@ std::string show(const std::string& path) {
     return shown;
 }
 
+/// @return what a line that begins with "|" adds to a file
+std::string fileLine(const std::string& line) {
+    if (line.rfind("|< ", 0) == 0) return fileText(line.substr(3));
+    if (line.rfind("|. ", 0) == 0) return line.substr(3);
+    return line.substr(line.size() > 1 ? 2 : 1) + "\n";
+}
+
 void run(std::istream& script) {
     std::string line, file;
     while (std::getline(script, line)) {
@@ -70,10 +78,7 @@ void run(std::istream& script) {
         if (line[0] == '|' && file.empty()) continue;
         std::cout << line << '\n';
         if (line[0] == '|') {
-            const bool isFile = line.rfind("|< ", 0) == 0;
-            std::ofstream(file, std::ios::app)
-                << (isFile ? fileText(line.substr(3))
-                           : line.substr(line.size() > 1 ? 2 : 1) + "\n");
+            std::ofstream(file, std::ios::app) << fileLine(line);
             continue;
         }
         file.clear();

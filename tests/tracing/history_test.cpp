@@ -103,27 +103,6 @@ TEST_F(HistoryTest, TheHeadOfAFileHasAllThatOneCommandTraces) {
     EXPECT_THAT(vcd, testing::EndsWith("#5001\nb111 \"\n#5002\nb1000 \"\n"));
 }
 
-TEST_F(HistoryTest, CircularReportsAndRoundsItsLimit) {
-    struct {
-        bool strict;
-        int n;
-        const char* message;
-    } const cases[] = {
-        {true, 0, "Circular buffering: disabled\n"},
-        {true, 5, "Circular buffering enabled: at least 10000 value changes\n"},
-        {true, 10001, "Circular buffering enabled: at least 11000 value changes\n"},
-        {true, 0, "Circular buffering enabled: at least 11000 value changes\n"},
-        {false, 0, "Circular buffering: disabled\n"},
-        {true, -1, "Circular buffering enabled: at least 10000 value changes\n"},
-        {true, INT32_MAX, "Circular buffering enabled: at least 2147484000 value changes\n"}};
-    for (const auto& c : cases) {
-        said.clear();
-        qk_strict = c.strict;
-        EXPECT_EQ(qk_circular(c.n), 1);
-        EXPECT_EQ(said, c.message);
-    }
-}
-
 TEST_F(HistoryTest, TheLimitAfterAFile) {
     struct {
         bool strict;

@@ -1,4 +1,3 @@
-#include <sys/stat.h>
 #include <zlib.h>
 
 #include "tests/support/model_test.h"
@@ -103,48 +102,6 @@ TEST_F(VcdFileTest, GzipHoldsTheSameText) {
     const std::string text = gunzip("y.vcd.gz");
     EXPECT_GT(text.size(), 2000000u);  // many times the buffer
     EXPECT_EQ(text.substr(text.find("$timescale")), readVcd("x.vcd"));
-}
-
-TEST_F(VcdFileTest, NamesDecideTheKindAndFailuresAreTold) {
-    static uint8_t byte;
-    registerNets("top", {net(0, 1, "n", &byte, 7, 0)});
-    trace("*");
-    mkdir("dir", 0777);
-    struct {
-        const char* name;
-        int result;
-        const char* message;
-        const char* strictly = "";  ///< said besides
-    } const cases[] = {
-        {nullptr, 1, "VCD written to file: logfile.vcd\n"},
-        {"", 1, "VCD written to file: logfile.vcd\n"},
-        {".gz", 1, "VCD written to gzipped file: .gz\n"},
-        {"gz", 1, "VCD written to file: gz\n"},
-        {"x.fsdb", 0,
-         "FSDB support is not enabled in the ZEFT RunTime library (file not opened).\n"},
-        {"fsdb", 1, "VCD written to file: fsdb\n"},
-        {"none/x.vcd", 0, "Failed to open 'none/x.vcd' for writing\n",
-         "VCD written to file: none/x.vcd\n"},
-        {"none/x.gz", 0, "Failed to open 'none/x.gz' for writing\n",
-         "VCD written to gzipped file: none/x.gz\n"},
-        {"dir", 0, "Failed to open 'dir' for writing\n", "VCD written to file: dir\n"},
-    };
-    for (const auto& c : cases)
-        for (const bool strict : {true, false}) {
-            SCOPED_TRACE(c.name ? c.name : "(null)");
-            const std::string expected = std::string(c.message) + (strict ? c.strictly : "");
-            qk_strict = strict;
-            said.clear();
-            ++byte;
-            advance();
-            EXPECT_EQ(qk_save(c.name), c.result);
-            EXPECT_EQ(said, expected);
-            said.clear();
-            EXPECT_EQ(qk_traceto(c.name), c.result);
-            EXPECT_EQ(qk_traceclose(), c.result);
-            EXPECT_EQ(said, expected);
-        }
-    EXPECT_EQ(qk_traceclose(), 0);
 }
 
 TEST_F(VcdFileTest, AFileWithoutChangesEndsWithItsInitialValues) {

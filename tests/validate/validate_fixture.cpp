@@ -36,6 +36,31 @@ void ValidateTest::SetUp() {
     };
 }
 
+std::string declaredNames() {
+    std::string all;
+    for (const QkVCDName& name : qkLiveModel->reader.vcdModel->names)
+        all += name.fullName() + "[" + std::to_string(name.range.left()) + ":" +
+               std::to_string(name.range.right()) + "]" + (name.range.isRange ? "" : "?") + "x" +
+               std::to_string(name.vcdVars.size()) + " ";
+    return all;
+}
+
+namespace {
+
+int readHeader(const char* file) {
+    QkFileReader& reader = qkLiveModel->reader;
+    reader.close();
+    reader.vcdModel = nullptr;
+    reader.start(false);
+    const int good = reader.readHeader(file);
+    qk_printf("result %d: %s\n", good, declaredNames().c_str());
+    qk_cycle = 0;
+    if (good && reader.readInitialValues(true)) qk_printf("at %s\n", qk_cycle_as_string());
+    return 1;
+}
+
+}  // namespace
+
 void registerSessionModel() {
     static CounterStorage model;
     static bool isShown = false;
@@ -63,6 +88,11 @@ void registerSessionModel() {
         runningFromVCD = true;
         qk_cli(line);
         runningFromVCD = false;
+        return 1;
+    });
+    qk_register_cmd("header", "#", 1, readHeader);
+    qk_register_cmd("precision", "#", 1, [](const char* exponent) {
+        qk_set_timescale(nullptr, 0, std::atoi(exponent));
         return 1;
     });
     qk_register_cmd("dump", "#", 1, runDump);

@@ -45,3 +45,7 @@ protected:
 private:
     FILE* input = nullptr;
 };
+
+/// The names that a trace declares, with their bounds, a `?` after those that are not declared, and
+/// the count of their variables.
+std::string declaredNames();
