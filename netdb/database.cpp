@@ -78,9 +78,9 @@ private:
 }  // namespace
 
 bool completeRegistration(bool fatal, int) {
+    if (qkDatabase && qkDatabase->complete) return true;  // asked several times in each step
     startRun();
     QkDatabase* const model = qkDatabase;
-    if (model->complete) return true;
     if (!model->elaborated) {
         if (qk_check_tables) QkRegistrationData::reportOpenSection();
         model->resolveMasterAssigns();
