@@ -39,9 +39,14 @@ uint64_t powerOfTen(int exponent) {
     return power;
 }
 
+uint64_t later(uint64_t time, uint64_t ticks) {
+    return ticks > UINT64_MAX - time ? UINT64_MAX : time + ticks;
+}
+
 /// A trace may have made the library's tick finer than the model's.
 uint64_t modelTime() {
-    return qk_cycle / powerOfTen(context->timeprecision() - qk_get_timescale_precision());
+    const int digits = context->timeprecision() - qk_get_timescale_precision();
+    return digits == 0 ? qk_cycle : qk_cycle / powerOfTen(digits);
 }
 
 // ---- Evaluating
@@ -138,7 +143,18 @@ uint64_t QkvlToggle::nextAfter(uint64_t time) const {
     if (time < first) return first;
     const uint64_t phase = (time - first) % period;
     const uint64_t left = phase < highTicks() ? highTicks() - phase : period - phase;
-    return left > UINT64_MAX - time ? UINT64_MAX : time + left;
+    return later(time, left);
+}
+
+void QkvlToggle::goTo(uint64_t time) {
+    next = nextAfter(time);
+    isRise = levelAt(next);
+}
+
+void QkvlToggle::toggle() {
+    *storage = isRise;
+    next = later(next, isRise ? highTicks() : period - highTicks());
+    isRise = !isRise;
 }
 
 // ---- For programs that have a main() of their own

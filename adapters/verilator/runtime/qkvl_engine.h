@@ -26,8 +26,10 @@ extern QkvlSettings qkvlSettings;
 
 /// A clock of the free run: an input that toggles by itself.
 struct QkvlToggle {
-    unsigned char* storage;
-    uint64_t period, first;  ///< ticks; first: of the first rise
+    unsigned char* storage = nullptr;
+    uint64_t period = 0, first = 0;  ///< ticks; first: of the first rise
+    uint64_t next = 0;               ///< time of its next change
+    bool isRise = false;             ///< what that is
 
     uint64_t highTicks() const { return period / 2; }
     bool levelAt(uint64_t time) const {
@@ -35,6 +37,10 @@ struct QkvlToggle {
     }
     /// @return the first time after `time` at which it changes; UINT64_MAX beyond the end of time
     uint64_t nextAfter(uint64_t time) const;
+    /// Makes the next change that after `time`: all follows from the time, whatever was before.
+    void goTo(uint64_t time);
+    /// Makes the change that is due.
+    void toggle();
 };
 
 /// Registers the design's tables with the library. Part of qkvl_attach().

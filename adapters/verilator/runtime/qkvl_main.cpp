@@ -60,7 +60,9 @@ const ClockOption* optionFor(const std::string& net) {
 }
 
 QkvlToggle toggleFor(unsigned char* storage, const ClockOption* option) {
-    QkvlToggle toggle{storage, 10 * qkvlTimeUnit(), 0};
+    QkvlToggle toggle;
+    toggle.storage = storage;
+    toggle.period = 10 * qkvlTimeUnit();
     if (option) toggle.period = qk_parse_time(option->period.c_str(), nullptr);
     toggle.first = toggle.period / 2;
     if (option && !option->first.empty())
@@ -97,6 +99,7 @@ std::vector<QkvlToggle> findToggles() {
         if (toggle.period == 0) continue;
         if (toggle.period == 1) refuse("--clk " + net + ": a period is at least two ticks");
         toggles.push_back(toggle);
+        toggles.back().goTo(qk_cycle);
     }
     return toggles;
 }
@@ -111,19 +114,23 @@ bool build() {
 }
 
 int run(uint64_t stop) {
-    const std::vector<QkvlToggle> toggles = findToggles();
+    std::vector<QkvlToggle> toggles = findToggles();
     if (isBatch && !hasStop)
         std::fprintf(stderr, "%s: runs until $finish or Ctrl-C: no --stop\n", programName);
-    while (true) {
+    for (uint64_t now = qk_cycle;;) {
         qkvl_takenote();
         if (context->gotFinish()) break;
-        uint64_t next = toggles.empty() ? qk_cycle + qkvlTimeUnit() : UINT64_MAX;
-        for (const QkvlToggle& toggle : toggles) next = std::min(next, toggle.nextAfter(qk_cycle));
-        if (next > stop || next <= qk_cycle) break;
-        // Levels follow from the time: a loaded state may have moved it.
-        for (const QkvlToggle& toggle : toggles)
-            if (toggle.nextAfter(qk_cycle) == next) *toggle.storage = toggle.levelAt(next);
-        qkvl_step(next);
+        if (qk_cycle != now) {  // a loaded state has moved it, or a trace has made ticks finer
+            now = qk_cycle;
+            toggles = findToggles();
+        }
+        uint64_t next = toggles.empty() ? now + qkvlTimeUnit() : UINT64_MAX;
+        for (const QkvlToggle& toggle : toggles) next = std::min(next, toggle.next);
+        if (next > stop || next <= now) break;
+        for (QkvlToggle& toggle : toggles)
+            if (toggle.next == next) toggle.toggle();
+        now = next;
+        qkvl_step(now);
     }
     qkvlFinal(*model);
     return 0;
