@@ -65,6 +65,7 @@ private:
     void showAllArrays() const;
     void make() const;
     void putInPlace() const;
+    std::vector<std::string> sources() const;
     void stamp() const;
     void writeRule() const;
     void stayAsBuilt() const;
@@ -209,6 +210,15 @@ std::vector<std::string> Build::compilingFlags() const {
     return flags;
 }
 
+/// C++ of the user, which make looks for in the folder it runs in.
+bool isForCompiler(const fs::path& word) {
+    constexpr std::string_view kSuffixes[] = {".cpp", ".cc", ".cxx", ".c", ".o", ".a", ".so"};
+    const std::string suffix = word.extension();
+    std::error_code error;
+    return std::find(std::begin(kSuffixes), std::end(kSuffixes), suffix) != std::end(kSuffixes) &&
+           fs::is_regular_file(word, error);
+}
+
 void Build::verilate() const {
     std::vector<std::string> arguments = {"verilator", "--cc",
                                           "--exe",     "--prefix",
@@ -218,7 +228,8 @@ void Build::verilate() const {
                                           "-LDFLAGS",  joined(installation.linking)};
     append(arguments, commonArguments());
     arguments.push_back(folder / fileName(".vlt"));
-    append(arguments, options.forVerilator);
+    for (const std::string& word : options.forVerilator)
+        arguments.push_back(isForCompiler(word) ? fs::absolute(word).string() : word);
     arguments.push_back(fs::absolute(folder / fileName("_qk.cpp")));
     for (const char* const source : kRuntimeSources)
         arguments.push_back(installation.runtime + "/" + source);
@@ -284,8 +295,15 @@ std::string Build::key() const {
     return text;
 }
 
-void Build::stamp() const {
+std::vector<std::string> Build::sources() const {
     std::vector<std::string> files = dependenciesIn(folder / "Vtop__ver.d");
+    for (const std::string& word : options.forVerilator)
+        if (isForCompiler(word)) files.push_back(fs::absolute(word));
+    return files;
+}
+
+void Build::stamp() const {
+    std::vector<std::string> files = sources();
     files.push_back(output);
     for (const std::string& word : installation.linking)
         if (word.ends_with(".a")) files.push_back(word);
@@ -298,7 +316,7 @@ void Build::stamp() const {
 /// For a make or Ninja that has called: what the program was made of.
 void Build::writeRule() const {
     std::string text = stampFile().string() + ' ' + output.string() + ':';  // Ninja knows the first
-    for (const std::string& file : dependenciesIn(folder / "Vtop__ver.d")) text += " \\\n  " + file;
+    for (const std::string& file : sources()) text += " \\\n  " + file;
     std::ofstream(folder / "qkverilate.d") << text << '\n';
 }
 

@@ -52,13 +52,14 @@ grep -q 'make' soc_fast.said && fail 'an unchanged design is built again' soc_fa
 
 # ---- The design's own tasks
 printf '11 22 33 44\n' >rom.hex
-build tasks "$designs/tasks.sv"
+echo 'extern "C" int twice(int a) { return 2 * a; }' >twice.cpp
+build tasks "$designs/tasks.sv" twice.cpp
 runs 0 tasks --batch --vcd end.vcd </dev/null
-says 'TOP.tasks: 0 at 5, 00' 'TOP.tasks: 3 at 35, 33' "- $designs/tasks.sv:21: Verilog \$finish" \
+says 'TOP.tasks: 0 at 5, 00' 'TOP.tasks: 3 at 35, 33' "- $designs/tasks.sv:22: Verilog \$finish" \
     'tasks: runs until $finish or Ctrl-C: no --stop'
 grep -A2 '^#55$' end.vcd | grep -q '^b110 ' || fail 'the last cycle is not recorded' end.vcd
 runs 0 tasks --batch --stop 1us +step=3 +quiet </dev/null
-says 'step 3'
+says 'step 6'
 grep -q ' at ' out && fail 'not quiet' out
 while read -r input text; do
     printf 'set tasks.%s = 1\n' "$input" >script
@@ -66,9 +67,9 @@ while read -r input text; do
     says "$text"
     grep -q ' at 15, ' out && fail "goes on after $input" out
 done <<END
-stop $designs/tasks.sv:18: \$stop
-fail [5] %Error: tasks.sv:19: Assertion failed in TOP.tasks: failed at 0
-die [5] %Error: tasks.sv:20: Assertion failed in TOP.tasks: died
+stop $designs/tasks.sv:19: \$stop
+fail [5] %Error: tasks.sv:20: Assertion failed in TOP.tasks: failed at 0
+die [5] %Error: tasks.sv:21: Assertion failed in TOP.tasks: died
 END
 runs 0 tasks -i <<END
 set tasks.stop = 1
@@ -80,7 +81,7 @@ exit
 END
 says 'zeft> tasks.clk   c   : 1' 'zeft> 300 exceeds bit range of tasks.word' \
     'zeft> tasks.step is combinational, cannot be set'
-build tasks_small -G LIMIT=2 "$designs/tasks.sv"
+build tasks_small -G LIMIT=2 "$designs/tasks.sv" twice.cpp
 echo 'ls tasks.LIMIT' >script
 runs 0 tasks_small --batch +quiet --script script </dev/null
 says 'tasks.LIMIT     : 00000002'

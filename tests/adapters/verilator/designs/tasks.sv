@@ -2,13 +2,14 @@
 module tasks #(parameter int LIMIT = 5) (
     input clk, input stop, input fail, input die, output reg [7:0] count, output reg [7:0] word
 );
+    import "DPI-C" function int twice(input int a);
     int step;
     reg [7:0] rom [0:3];
     initial begin
         count = 0;
         word = 0;
         step = 1;
-        if ($value$plusargs("step=%d", step)) $display("step %0d", step);
+        if ($value$plusargs("step=%d", step)) $display("step %0d", twice(step));
         $readmemh("rom.hex", rom);
     end
     always @(posedge clk) begin
