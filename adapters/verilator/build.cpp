@@ -176,7 +176,11 @@ void writeFile(const fs::path& file, const std::string& text) {
 
 std::string joined(const std::vector<std::string>& words, const std::string& before = "") {
     std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : " ") + before + word;
+    for (const std::string& word : words) {
+        text += text.empty() ? "" : " ";
+        text += before;
+        text += word;
+    }
     return text;
 }
 

@@ -118,7 +118,7 @@ const Node& Elaboration::findTop() const {
     const Node* top = nullptr;
     std::string all;
     for (const Node& unit : netlist.children) {
-        if (!unit.is("module") || used.count(unit.get("name"))) continue;
+        if (!unit.is("module") || used.contains(unit.get("name"))) continue;
         if (unit.get("name") == options.top || unit.get("orig") == options.top) return unit;
         all += (top ? ", " : "") + std::string(unit.get("name"));
         top = top ? top : &unit;
@@ -315,7 +315,7 @@ void Elaboration::share() {
                               inner.type.isRanged == outer.type.isRanged &&
                               inner.type.unpacked == outer.type.unpacked;
         inner.sharesOuter = (isIn || isOut) && sameForm && outer.direction != Direction::kInout &&
-                            !remote.count(link.inner) && !remote.count(link.outer);
+                            !remote.contains(link.inner) && !remote.contains(link.outer);
     }
 }
 

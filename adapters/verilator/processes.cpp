@@ -29,7 +29,7 @@ namespace {
 using Set = std::unordered_set<const Node*>;
 
 void intersect(Set& set, const Set& other) {
-    for (auto at = set.begin(); at != set.end();) at = other.count(*at) ? ++at : set.erase(at);
+    for (auto at = set.begin(); at != set.end();) at = other.contains(*at) ? ++at : set.erase(at);
 }
 
 /// What has been assigned on every path from the start of a process to some point of it.
@@ -77,8 +77,8 @@ private:
     void continuous(const Node& node);
     void always(const Node& node);
     void initial(const Node& node);
-    void settle(const Process& process, const Assigned& end);
-    void findClocks(const Node& sentree, const Process& process);
+    void settle(const Process& body, const Assigned& end);
+    void findClocks(const Node& sentree, const Process& body);
 
     // Within a process
     void flow(const Node& node);
@@ -188,7 +188,7 @@ void Analysis::continuous(const Node& node) {
         its.otherwise = true;
         ++its.drivers;
         // A value that depends on itself alone is a latch.
-        its.latched |= assignment.read.count(variable) && node.children.back().is("varref");
+        its.latched |= assignment.read.contains(variable) && node.children.back().is("varref");
         if (from.is("varref") && node.children.back().is("varref"))
             its.source = resolve(from.get("name"));
     }
@@ -236,12 +236,12 @@ void Analysis::settle(const Process& body, const Assigned& end) {
             ++its.drivers;
             if (!body.hasEdge) {
                 its.otherwise = true;
-                its.latched |= !end.touched.count(variable);
+                its.latched |= !end.touched.contains(variable);
             } else if (targets == &body.delayed) {
                 its.edgeDelayed = true;
             } else {
                 its.edgeBlocking = true;
-                its.carries |= body.exposed.count(variable) != 0;
+                its.carries |= body.exposed.contains(variable);
             }
         }
     }
@@ -256,7 +256,7 @@ void Analysis::findClocks(const Node& sentree, const Process& body) {
         if (!variable) continue;
         const ClockItem clock{variable, std::string(item.get("loc"))};
         all.push_back(clock);
-        if (!body.read.count(variable)) unread.push_back(clock);
+        if (!body.read.contains(variable)) unread.push_back(clock);
     }
     const std::vector<ClockItem>& clocks = unread.empty() ? all : unread;
     facts.clocks.insert(facts.clocks.end(), clocks.begin(), clocks.end());
@@ -312,7 +312,7 @@ void Analysis::read(const Node& varref) {
     if (!variable) return;
     facts.variables[variable].referenced = true;
     process->read.insert(variable);
-    if (!assigned.whole.count(variable)) process->exposed.insert(variable);
+    if (!assigned.whole.contains(variable)) process->exposed.insert(variable);
 }
 
 void Analysis::assign(const Node& node, bool isDelayed) {

@@ -8,8 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 
-extern char** environ;
-
 namespace qkverilate {
 
 namespace {
@@ -67,6 +65,7 @@ Outcome runProgram(const std::vector<std::string>& arguments, Text text) {
     Pipe taken;
     if (text == Text::kTaken && !taken.open()) return outcome;
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments)
         words.push_back(const_cast<char*>(argument.c_str()));
     words.push_back(nullptr);

@@ -100,7 +100,7 @@ Type Types::aggregate(const Node& node, int depth) const {
     int64_t sum = 0, widest = 0;
     for (const Node& member : node.children) {
         if (!member.is("memberdtype")) continue;
-        const Type type = find(member.get("sub"), depth + 1);
+        Type type = find(member.get("sub"), depth + 1);
         if (!type.leftOut.empty()) return type;
         if (!type.unpacked.empty()) return without("structure with an array");
         sum += type.bits.count();
