@@ -16,7 +16,9 @@ bool isModelThere = false;
 
 void registerLife(const RunLife& registered) { life = registered; }
 
-void startRun() { life.start(); }
+void startRun() {
+    if (!isModelThere) life.start();
+}
 
 void finishRun() { life.finish(); }
 

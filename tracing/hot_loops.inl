@@ -22,9 +22,11 @@ constexpr int kChangesAhead = 12;
 ChangedBlock* sweep(const CaptureBlocks& blocks) {
     ChangedBlock* out = blocks.changed;
     const uint64_t* const owned = blocks.ownedBytes;
-    for (const CaptureRun* run = blocks.runs; run != blocks.runsEnd; ++run) {
+    unsigned char* const images = blocks.image;
+    const CaptureRun* const runsEnd = blocks.runsEnd;
+    for (const CaptureRun* run = blocks.runs; run != runsEnd; ++run) {
         const unsigned char* live = run->live;
-        unsigned char* image = blocks.image + size_t{run->firstBlock} * kBlockBytes;
+        unsigned char* image = images + size_t{run->firstBlock} * kBlockBytes;
         uint32_t block = run->firstBlock;
         const uint32_t end = block + run->blockCount;
         while (block < end) {
