@@ -57,6 +57,13 @@ uint64_t bytesWithin(uintptr_t block, uintptr_t address, size_t bytes) {
 
 }  // namespace
 
+/// A part and one of the blocks that it lies in.
+struct CapturePlan::Piece {
+    uint32_t block;
+    uint32_t position;
+    uint64_t mask;
+};
+
 void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
     *this = CapturePlan{};
     bool watched = false;
@@ -96,13 +103,6 @@ void CapturePlan::addTrace(QkTrace* trace) {
     at.inParts = trace->firstPart() != trace;
     all.push_back(at);
 }
-
-/// A part and one of the blocks that it lies in.
-struct CapturePlan::Piece {
-    uint32_t block;
-    uint32_t position;
-    uint64_t mask;
-};
 
 /// Covers all parts with blocks, by rising address, and gives each part its place in the image.
 std::vector<CapturePlan::Piece> CapturePlan::findBlocks() {
