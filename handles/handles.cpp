@@ -81,6 +81,9 @@ void QkHandleTable::setFlag(QkVariable* variable, unsigned char flag, bool on) {
     if (variable->flags == 0) writer.hold(name);
     writer.countOn(name, flag == kHasBreaks ? &QkTrace::nbreak : &QkTrace::nshow, on ? 1 : -1);
     variable->flags ^= flag;
-    (flag == kHasBreaks ? name->hasBreaks : name->notifies) = on;
+    if (flag == kHasBreaks)
+        name->hasBreaks = on;
+    else
+        name->notifies = on;
     if (variable->flags == 0) writer.release(name);
 }
