@@ -30,7 +30,7 @@ public:
         QkRegistration::addScopes(&module, static_cast<int>(scopeCount), scopes.data());
         QkRegistration::addNets(&module, static_cast<int>(count), nets.data());
         QkRegistration::end(&module);
-        completeRegistration(true, 0);
+        completeRegistration(true);
     }
     static std::string fullName(size_t i) {
         return "top.u" + std::to_string(i / kNetsPerScope) + ".net_" +

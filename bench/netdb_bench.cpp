@@ -33,7 +33,7 @@ struct Tables {
         QkRegistration::addScopes(&module, static_cast<int>(scopes.size()), scopes.data());
         QkRegistration::addNets(&module, static_cast<int>(nets.size()), nets.data());
         QkRegistration::end(&module);
-        completeRegistration(true, 0);
+        completeRegistration(true);
     }
     std::string fullName(size_t i) const {
         return "top." + paths[i / kNetsPerScope] + "." + names[i % kNetsPerScope];

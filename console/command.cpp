@@ -124,7 +124,7 @@ int runCommandLine(const char* line, std::string& reason) {
     QK_ASSERT_AS(qkDatabase != nullptr, "qkLiveModel != NULL");
     std::string text(line ? line : "");
     const char* const stripped = stripLine(text.data());
-    completeRegistration(true, 0);
+    completeRegistration(true);
     const FirstWord split = firstWord(stripped);
     const QkCommand* const command = findCommand(split.word);
     int result = 0;

@@ -227,7 +227,7 @@ int exitCommand(const char*) {
 int clearsimCommand(const char*) { return 1; }
 
 void qk_takenote() {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     if (runningFromVCD) return;  // the trace owns time
     if (qk_cycle < lastNotedTime) {
         const char* const now = qk_cycle_as_string();

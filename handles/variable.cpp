@@ -16,7 +16,7 @@ using Handles = QkHandleTable;
 
 /// @return the model's handles, once its database is complete
 Handles& handles() {
-    if (!qkDatabase || !qkDatabase->complete) completeRegistration(true, 0);
+    if (!qkDatabase || !qkDatabase->complete) completeRegistration(true);
     return *qkHandles;
 }
 

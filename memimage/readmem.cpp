@@ -24,7 +24,7 @@ bool isFileGiven(const MemoryImage& image) {
 
 /// @return the first array that a pattern matches, or null with a message
 QkTrace* findArray(const char* pattern) {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     for (const QkName* name : qkDatabase->matching(pattern))
         if (name->trace && name->trace->isArray()) return name->trace;
     printFailure("Array '%s' not found\n", pattern);

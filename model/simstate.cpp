@@ -58,7 +58,7 @@ void extend(const char* command, const std::string& prefix) {
 }  // namespace
 
 int qk_savesim(const char* given) {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     if (!licensed(Gate::kSavesim)) return 0;
     const std::string prefix = prefixFrom(given);
     if (!qkTraceWriter->saveState((prefix + ".vcd").c_str())) return 0;
@@ -68,7 +68,7 @@ int qk_savesim(const char* given) {
 }
 
 int qk_loadsim(const char* given) {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     if (!licensed(Gate::kSavesim)) return 0;
     if (runningFromVCD) {
         printFailure("Cannot load state while checking against trace file\n");

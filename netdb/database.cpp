@@ -77,7 +77,7 @@ private:
 
 }  // namespace
 
-bool completeRegistration(bool fatal, int) {
+bool completeRegistration(bool fatal) {
     if (qkDatabase && qkDatabase->complete) return true;  // asked several times in each step
     startRun();
     QkDatabase* const model = qkDatabase;

@@ -224,4 +224,4 @@ extern QkDatabase* qkDatabase;
 /// and numbers scopes, sorts names. Starts the library if need be.
 /// @param fatal   end the process with status 1 if the licence check refuses
 /// @return whether the model is complete
-bool completeRegistration(bool fatal, int detail);
+bool completeRegistration(bool fatal);

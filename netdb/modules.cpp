@@ -17,7 +17,7 @@ const char* kelvo_module::qk_get_full_instance_name() {
 }
 
 void kelvo_module::qk_finalize_wave() {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     if (qk_scope) applyMasterAssigns(*qk_scope);
 }
 

@@ -108,7 +108,7 @@ void readMemory(TaskCall& call, int base) {
     if (image.args > 0) image.start = static_cast<int32_t>(readInteger(call, nextSize()));
     if (image.args > 1) image.finish = static_cast<int32_t>(readInteger(call, nextSize()));
 
-    completeRegistration(true, 0);  // finds the copies that an array has
+    completeRegistration(true);  // finds the copies that an array has
     QkTrace* const registered = arrayAt(array.lowestArea);
     const bool isLoaded =
         registered ? loadMemoryImage(registered, image) : loadUnregistered(array, image);

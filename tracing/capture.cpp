@@ -48,7 +48,7 @@ void QkTraceWriter::captureEntry() {
 
 void QkTraceWriter::captureNow() {
     if (lastTime == qk_cycle) lastTime = qk_cycle - 1;
-    completeRegistration(true, 0);
+    completeRegistration(true);
     captureChanges();
 }
 

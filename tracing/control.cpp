@@ -10,7 +10,7 @@
 #include "tracing/trace_writer.h"
 
 int qk_traceto(const char* filename) {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     if (!licensed(Gate::kTraceto)) return 0;
     if (!filename) filename = "";
     while (std::isspace(static_cast<unsigned char>(*filename))) ++filename;
@@ -18,7 +18,7 @@ int qk_traceto(const char* filename) {
 }
 
 int qk_traceclose() {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     if (!qkTraceWriter->fileIsOpen()) return 0;
     qkTraceWriter->closeFile();
     return 1;
@@ -27,7 +27,7 @@ int qk_traceclose() {
 int qk_trace_written() { return !qkTraceWriter || qkTraceWriter->isWritten() ? 1 : 0; }
 
 int qk_save(const char* filename) {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     return qkTraceWriter->save(filename ? filename : "");
 }
 

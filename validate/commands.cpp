@@ -32,7 +32,7 @@ static_assert(kCompatibleFlags == 0x00038023);
 
 QkFileReader& reader() {
     QK_ASSERT_AS(qkDatabase != nullptr, "qkLiveModel != NULL");
-    completeRegistration(true, 0);
+    completeRegistration(true);
     return *qkReader;
 }
 

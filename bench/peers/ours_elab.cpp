@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     QkRegistration::addScopes(&top, static_cast<int>(scopes), scopeRows.data());
     QkRegistration::addNets(&top, static_cast<int>(rows.size()), rows.data());
     QkRegistration::end(&top);
-    completeRegistration(true, 0);
+    completeRegistration(true);
     const auto ns = static_cast<double>(nowNs() - from);
     result("register_ms", ns / 1e6);
     result("register_ns_per_net", ns / static_cast<double>(count));

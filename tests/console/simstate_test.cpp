@@ -47,7 +47,7 @@ protected:
         QkRegistration::addExtracts(module, 1, slices);
         QkRegistration::addTerms(module, 2, terms);
         QkRegistration::end(module);
-        completeRegistration(true, 0);
+        completeRegistration(true);
         qk_cycle = 7;
     }
 

@@ -357,7 +357,7 @@ void Run::perform(Operation& o) {
     }
     const std::string command = letter == 'k' ? words.remaining() : "";
     if (command.empty() || !isHarmless(command)) return;
-    completeRegistration(true, 0);  // what ends the run does so here
+    completeRegistration(true);  // what ends the run does so here
     qk_cli(command.c_str());
     stopTime = kNoStop;
 }

@@ -43,11 +43,11 @@ TEST_F(LicenceTest, ARefusedGateSaysSoOnceAndStaysShut) {
 TEST_F(LicenceTest, WithoutTheRunsLicenceNothingIsCompleted) {
     GTEST_FLAG_SET(death_test_style, "fast");
     close("run");
-    EXPECT_FALSE(completeRegistration(false, 0));
+    EXPECT_FALSE(completeRegistration(false));
     EXPECT_EQ(said, "ZEFT: no licence for run\n");
-    EXPECT_EXIT(completeRegistration(true, 0), testing::ExitedWithCode(1), "");
+    EXPECT_EXIT(completeRegistration(true), testing::ExitedWithCode(1), "");
     qk_licence_policy(nullptr);
-    EXPECT_TRUE(completeRegistration(false, 0));
+    EXPECT_TRUE(completeRegistration(false));
 }
 
 TEST_F(LicenceTest, GeneratedCodeFeelsARefusal) {
@@ -106,7 +106,7 @@ TEST_F(LicenceTest, AGeneratorIsCheckedAndTold) {
     EXPECT_EQ(shapeSeen, uint64_t{0xec494bb2cd4bab10});
     EXPECT_EXIT((printToStandardError(), registerSection("unknown", 7)), testing::ExitedWithCode(1),
                 "^Error: ZEFT Generate id mismatch in module unknown.?\n$");
-    completeRegistration(true, 0);
+    completeRegistration(true);
     said.clear();
     qk_cli("signature");
     EXPECT_EQ(said,

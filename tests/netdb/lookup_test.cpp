@@ -53,7 +53,7 @@ TEST(MatchesPatternTest, ManyStarsTakeNoTimeToSpeakOf) {
 class LookupTest : public ModelTest {
 protected:
     static std::vector<std::string> found(const char* pattern) {
-        completeRegistration(true, 0);
+        completeRegistration(true);
         std::vector<std::string> names;
         for (const QkName* name : qkLiveModel->matching(pattern))
             names.push_back(FullName(name).c_str());
@@ -92,7 +92,7 @@ TEST_F(LookupTest, OneObjectIsNeitherHiddenNorReplacedNorACopy) {
     registerNets("top", {net(0, 1, "plain", &storage[0], 7, 0),
                          net(0, 2, "hidden", &storage[1], 7, 0, 1, QK_flag_hidden),
                          net(0, 3, "other", &storage[2], 7, 0), copy, replaced});
-    completeRegistration(true, 0);
+    completeRegistration(true);
     EXPECT_TRUE(qkLiveModel->findOne("top.plain"));
     EXPECT_TRUE(qkLiveModel->findOne("top.p*"));
     for (const char* pattern : {"top.hidden", "top.copy", "top.replaced", "top.*", "top.none"})

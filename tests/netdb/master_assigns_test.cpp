@@ -91,7 +91,7 @@ TEST_F(MasterAssignsTest, AWriteReachesEveryCopyInItsOwnPolarity) {
     replaced.replacement = -1;
     registerNets("b", {copyOf(net(0, 1, "n", &third, 7, 0), &owner, false), replaced});
     name("a.ninv")->trace->invert = true;
-    completeRegistration(true, 0);
+    completeRegistration(true);
     const char* const names[] = {"top.n", "a.n", "a.ninv", "b.n", "b.nn"};
     for (const char* written : names) {
         SCOPED_TRACE(written);
@@ -123,13 +123,13 @@ TEST_F(MasterAssignsTest, OwnersThatCannotBeFoundAreTold) {
                           copyOf(net(0, 4, "x_QK_ACR_PMabc", &copies[3], 7, 0), missing, false),
                           copyOf(net(0, 5, "x_PAM_PM", &copies[4], 7, 0), missing, false),
                       });
-    completeRegistration(true, 0);
+    completeRegistration(true);
     EXPECT_EQ(said,
               "Model warning: owner variable not registered: u.lost\n"
               "Model warning: owner variables do not match: u.narrow\n"
               "Model warning: owner variable not registered: u.x_PAM_PM\n");
     registerNets("v", {net(0, 1, "promised", &copies[5], 7, 0, 1, QK_flag_shadow)});
-    EXPECT_EXIT((printToStandardError(), completeRegistration(true, 0)), testing::ExitedWithCode(1),
+    EXPECT_EXIT((printToStandardError(), completeRegistration(true)), testing::ExitedWithCode(1),
                 "^Registration Error \\(PM\\) in net v.promised\nPlease send");
 }
 
@@ -209,7 +209,7 @@ protected:
             }
             modules[i] = registerNets(instances[i], {rows[0], rows[1]});
         }
-        completeRegistration(true, 0);
+        completeRegistration(true);
     }
     void write(int element, uint64_t highChunk) {
         high[0][element] = highChunk;

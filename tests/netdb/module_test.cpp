@@ -7,7 +7,7 @@ namespace {
 class ModuleTest : public ModelTest {
 protected:
     static std::vector<std::string> allNames() {
-        completeRegistration(true, 0);
+        completeRegistration(true);
         std::vector<std::string> names;
         for (const QkName* name : qkLiveModel->matching("*"))
             names.push_back(FullName(name).c_str());

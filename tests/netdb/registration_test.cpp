@@ -93,7 +93,7 @@ TEST_F(RegistrationTest, FaultsThatTheProtocolLetsPassAreFoundOnDemand) {
     QkRegistration::addNets(&m, 21, rows);
     QkRegistration::addExtracts(&m, 3, extracts);
     QkRegistration::addTerms(&m, 2, terms);
-    completeRegistration(true, 0);
+    completeRegistration(true);
     QkRegistration::end(&m);
     // Storage of a module that has gone may serve again.
     delete registerNets("gone", {net(0, 1, "n", at(52), 31, 0)});

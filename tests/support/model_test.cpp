@@ -31,14 +31,14 @@ void ModelTest::advance(uint64_t ticks) {
 }
 
 void ModelTest::trace(const char* pattern) {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     for (QkName* matched : qkLiveModel->matching(pattern))
         if (!matched->traced) qkLiveModel->writer.startTracing(matched);
     qkLiveModel->writer.captureEntry();
 }
 
 QkName* ModelTest::name(const char* fullName) {
-    completeRegistration(true, 0);
+    completeRegistration(true);
     const std::vector<QkName*> found = qkLiveModel->matching(fullName);
     return found.size() == 1 ? found[0] : nullptr;
 }

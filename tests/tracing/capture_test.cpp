@@ -104,7 +104,7 @@ protected:
             nets.push_back(n);
         }
         registerNets("top", rows, {QkGRScope{0, 1, "u", 0}});
-        completeRegistration(true, 0);
+        completeRegistration(true);
         // Nets at one address and of one kind share a trace and so an identifier code.
         std::vector<PlainNet> distinct;
         for (PlainNet& n : nets) {

@@ -97,7 +97,7 @@ private:
     }
 
     void addVirtuals() {
-        completeRegistration(true, 0);
+        completeRegistration(true);
         qk_cli("setvv v1 = 5(3)");
         for (const QkName* source : qkLiveModel->matching("*")) {
             if (source->trace->isArray() || source->isSlice() || random() % 8) continue;

@@ -110,7 +110,7 @@ protected:
             "top",
             {net(0, 1, "s", &storage, 1, 0, 1, 0x1), net(0, 2, "lower", &low, 63, 0, 0x201, 0x1),
              net(0, 3, "lower", &high, 99, 64, 0x201, 0x1), net(0, 4, "in", &input, 3, 0)});
-        completeRegistration(true, 0);
+        completeRegistration(true);
     }
 
     /// Starts anew, with one compared net.

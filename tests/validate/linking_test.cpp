@@ -81,7 +81,7 @@ TEST_F(LinkingTest, LoadedStateMustBeComplete) {
         scopes.push_back({0, i + 1, names[i].c_str(), 0});
     }
     registerNets("top.many", rows, scopes);
-    completeRegistration(true, 0);
+    completeRegistration(true);
     writeFile("state.vcd", scope("top", scope("sub",
                                               "$var wire 8 b bus [7:0] $end"
                                               " $var wire 3 o other [2:0] $end") +
