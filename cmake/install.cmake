@@ -17,6 +17,7 @@ write_basic_package_version_file(
     ${PROJECT_BINARY_DIR}/zeftConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/zeftConfig.cmake ${PROJECT_BINARY_DIR}/zeftConfigVersion.cmake
         DESTINATION ${package_dir})
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/zeftValidation.cmake DESTINATION ${package_dir})
 
 if(TARGET qkverilate)
     set(adapter_dir ${PROJECT_SOURCE_DIR}/adapters/verilator)
