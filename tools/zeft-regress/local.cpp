@@ -1,9 +1,11 @@
 // On this machine xargs keeps as many comparisons running as are wanted. It starts this program
 // once for each, which writes the name of what has ended to a pipe.
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <thread>
@@ -48,6 +50,11 @@ void LocalRun::follow(int pipe, pid_t xargs) {
             isEnding = true;
             kill(-xargs, SIGTERM);
         }
+        pollfd ready{pipe, POLLIN, 0};
+        if (poll(&ready, 1, 1000) <= 0) {  // a signal may have come before the wait
+            progress.show(done, failed);
+            continue;
+        }
         char piece[4096];
         const ssize_t count = read(pipe, piece, sizeof piece);
         if (count < 0 && errno == EINTR) continue;
@@ -75,7 +82,7 @@ int LocalRun::runAll(const std::vector<std::string>& names) {
     if (input < 0 || pipe2(ends, O_CLOEXEC) != 0)
         throw Failure(systemError(todo, "cannot be read"));
     const unsigned jobs = options.jobs != 0 ? static_cast<unsigned>(options.jobs)
-                                            : std::thread::hardware_concurrency();
+                                            : std::max(1U, std::thread::hardware_concurrency());
     const pid_t xargs = start({"xargs", "-0", "-n", "1", "-P", std::to_string(jobs), ownPath(),
                                "--run-one", options.results, std::to_string(options.timeout)},
                               {input, ends[1], -1}, true);
