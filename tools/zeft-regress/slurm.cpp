@@ -162,14 +162,15 @@ void JobArray::wait() {
         nanosleep(&pause, nullptr);
         pause.tv_sec = std::min<time_t>(pause.tv_sec + 1, 5);
     }
-    // On a file system of the net, results are seen some time after they were written.
+    // On a network file system, results become visible some time after they were written.
+    const auto isLate = [&](size_t place) {
+        return reasonOf(place).starts_with("Slurm: COMPLETED") &&
+               !regression.folder(regression.pending[place]).hasResult();
+    };
     const auto hasAll = [&] {
-        const auto left = regression.unfinished();
-        return std::none_of(left.begin(), left.end(), [&](const std::string& name) {
-            return reasonOf(static_cast<size_t>(
-                       std::find(regression.pending.begin(), regression.pending.end(), name) -
-                       regression.pending.begin())) == "Slurm: COMPLETED";
-        });
+        for (size_t i = 0; i < regression.pending.size(); ++i)
+            if (isLate(i)) return false;
+        return true;
     };
     pause = {1, 0};
     for (int tries = 0; caughtSignal() == 0 && tries < 10 && !hasAll(); ++tries)
