@@ -215,12 +215,12 @@ void vl_stop(const char* file, int line, const char*) {
     stopped.line = line;
 }
 
-void vl_fatal(const char* file, int line, const char*, const char* message) {
+void vl_fatal(const char* filename, int linenum, const char*, const char* msg) {
     if (isProbing) throw QkvlComplaint();
-    if (file && *file) {
-        qk_printf("%s:%d: %s\n", file, line, message);
+    if (filename && *filename) {
+        qk_printf("%s:%d: %s\n", filename, linenum, msg);
     } else {
-        qk_printf("%s\n", message);
+        qk_printf("%s\n", msg);
     }
     qk_exit(1);
     std::abort();  // there is no way back into the evaluation

@@ -24,7 +24,7 @@ bool isTopPort(const QkvlNet& net) { return net.scope == 0 && net.direction != k
 std::string scopePath(int scope) {
     std::string path = qkvlDesign.scopes[scope].name;
     for (int at = qkvlDesign.scopes[scope].parent; at >= 0; at = qkvlDesign.scopes[at].parent)
-        path = qkvlDesign.scopes[at].name + ("." + path);
+        path.insert(0, std::string(qkvlDesign.scopes[at].name) + '.');
     return path;
 }
 
