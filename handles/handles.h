@@ -69,7 +69,7 @@ struct QkBreakpoint {
 using VariableBreaks = Ring<QkBreakpoint, &QkBreakpoint::v_next, &QkBreakpoint::v_prev>;
 
 struct QkHandleTable final : DatabaseListener {
-    // ---- Handles (genrt/handles.cpp)
+    // ---- Handles (handles/handles.cpp)
 
     /// @return the handle of a name, with one reference more
     QkVariable* give(QkName* name);
@@ -89,7 +89,7 @@ struct QkHandleTable final : DatabaseListener {
     static void*& userPointer(QkVariable* variable) { return variable->handle; }
     int giveBack(QkVariable* variable);
 
-    // ---- Being told of changes (genrt/breakpoints.cpp)
+    // ---- Being told of changes (handles/breakpoints.cpp)
 
     int setNotify(QkVariable* variable, bool on);
     /// Calls the notifier and tests the breakpoints of a watched name whose value has changed. What
@@ -97,7 +97,7 @@ struct QkHandleTable final : DatabaseListener {
     /// @param index  of the element that changed, 0 for a scalar
     void noteChange(QkName* name, int64_t index);
 
-    // ---- Breakpoints (genrt/breakpoints.cpp)
+    // ---- Breakpoints (handles/breakpoints.cpp)
 
     /// @param value  copied; the caller keeps its own
     int addBreak(QkVariable* variable, QkVariable::Callback callback, QkVariable::BreakEvent event,
