@@ -73,6 +73,7 @@ constinit QkCommand builtIns[] = {
     {320, "clearsim", kNumberOrTime, kListed, kAlways, "#clearsim     [<n>]             set all simulation state to n (default=0)", clearsimCommand},
     {350, "wired", kSignalPattern, kListed, kAlways, "wired       <signal name>       list signals wired to signal name", wiredCommand},
     {360, "signature", kFreeText, kListed, kAlways, nullptr, signatureCommand},
+    {375, "coverage", kSignalPattern, kFurther, kAlways, nullptr, coverageCommand},
     {380, "cli", kFreeText, kFurther, kAlways, nullptr, cliCommand},
     {390, "break", kFreeText, kFurther, kAlways, kBreakHelp, breakCommand},
     {400, "setvv", kFreeText, kFurther, kAlways, kSetvvHelp, setvvCommand},

@@ -6,6 +6,8 @@
 
 int helpCommand(const char* argument);  // command.cpp
 
+int coverageCommand(const char* argument);  // coverage.cpp
+
 int cliCommand(const char* argument);  // loop.cpp
 int continueCommand(const char* argument);
 int stepCommand(const char* argument);

@@ -81,6 +81,11 @@ int conclude(int status) {
     const bool isSaved =
         !options.last || status == 0 || ended == Phase::kPreparing || qk_save(vcdName()) != 0;
     if ((!isAllWritten() || !isSaved) && signal == 0) status = kCouldNotRun;
+    const bool hasRun = ended != Phase::kPreparing && !options.coverage.empty();
+    if (hasRun && !qk_coverage(options.coverage.c_str())) {
+        complain("%s: cannot be written", options.coverage.c_str());
+        if (signal == 0) status = kCouldNotRun;
+    }
     if (!writeReport(status) && signal == 0) status = kCouldNotRun;
     return status;
 }
@@ -202,7 +207,9 @@ bool prepare(const zeft_model& model) {
         qk_mtc_clock_first(1);  // also for a comparison at the console
     }
     if (isAttended || options.interactive) qk_sigint_install();
-    return !isRecording() || startRecording();
+    if (isRecording() && !startRecording()) return false;
+    if (!options.coverage.empty()) qk_cover(nullptr);
+    return true;
 }
 
 bool runScript() {

@@ -117,6 +117,9 @@ const Option kOptions[] = {
     {{0, "vcd", "FILE", "record to FILE: gzip if it ends in .gz, FST in .fst", nullptr},
      false,
      [](Text text, Options& o) { return setText(text, o.vcd); }},
+    {{0, "coverage", "FILE", "write which bits rose and fell to FILE, as JSON", nullptr},
+     false,
+     [](Text text, Options& o) { return setText(text, o.coverage); }},
     {{0, "last", "N", "keep N changes, at least 10000, saved if the run ends badly", nullptr},
      false,
      [](Text text, Options& o) { return setCount(text, 1, o.last); }},
@@ -291,7 +294,8 @@ std::string conflictOf(const CommandLine& line, const std::vector<bool>& used,
     if (options.batch && options.interactive) return "--batch and --interactive exclude each other";
     if (options.scan && !options.report.empty()) return "--scan writes no report";
     if (options.scan && options.interactive) return "--scan and --interactive exclude each other";
-    if (options.scan && (!options.vcd.empty() || !options.traced.empty() || options.last))
+    if (options.scan && (!options.vcd.empty() || !options.traced.empty() || options.last ||
+                         !options.coverage.empty()))
         return "--scan records nothing";
     if (!options.reference.empty()) return "";
     for (size_t i = line.own; i < line.all.size(); ++i)

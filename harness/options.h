@@ -18,7 +18,7 @@ enum Status : int { kAgrees = 0, kDiffers = 1, kCouldNotRun = 2 };
 using Pair = std::pair<std::string, std::string>;
 
 struct Options {
-    std::string script, reference, log, vcd, report;
+    std::string script, reference, log, vcd, report, coverage;
     std::string synctime, stop;  ///< as typed: a tick may get finer until they are used
     std::vector<Pair> maps, stimuli;
     std::vector<std::string> clocks, earlies, ignored, traced;

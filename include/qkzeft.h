@@ -10,6 +10,7 @@
 #include "qkzeft_api.h"
 #include "qkzeft_arrays.h"
 #include "qkzeft_console.h"
+#include "qkzeft_coverage.h"
 #include "qkzeft_licence.h"
 #include "qkzeft_memimage.h"
 #include "qkzeft_memory.h"

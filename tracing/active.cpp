@@ -184,6 +184,7 @@ void QkTraceWriter::nameGoes(QkName* name) {
 
 void QkTraceWriter::traceGoes(QkTrace* trace) {
     forgetPlan();
+    coverage.forgetTrace(trace);
     if (trace->a_next) ActiveTraces::remove(active_traces, trace);
     if (trace->vcdSlot != 0) slots.owners[trace->vcdSlot].trace = nullptr;
 }

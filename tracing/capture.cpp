@@ -56,6 +56,7 @@ void QkTraceWriter::captureChanges() {
     if (capturing) return;  // code called from a capture asks for another
     if (file && file->hasFailed()) file->tellFailure();
     const Raised whileCapturing(capturing);
+    if (coverage.isRunning()) coverage.look();
     compareAndRecord();
 }
 

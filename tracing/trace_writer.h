@@ -14,6 +14,7 @@
 
 #include "netdb/listener.h"
 #include "tracing/capture_plan.h"
+#include "tracing/coverage.h"
 #include "tracing/history.h"
 
 class QkScope;
@@ -44,6 +45,7 @@ public:
     bool fileIsOpen() const { return file != nullptr; }
     /// The header of the open file has been written: its variables can no longer change.
     bool scopesWritten = false;
+    ToggleCoverage coverage;  ///< looks at each capture
     /// Limit on event buckets, as the user gave it; 0 means unlimited.
     int maxeventbs = 0;
 
@@ -113,7 +115,10 @@ private:
     void nameGoes(QkName* name) override;
     /// Its history is not written any more.
     void traceGoes(QkTrace* trace) override;
-    void storageMoves() override { forgetPlan(); }
+    void storageMoves() override {
+        forgetPlan();
+        coverage.storageMoves();
+    }
     /// Takes what a name counts for from its trace. It stays traced, shown and watched.
     void nameLeaves(QkName* name) override;
     /// Gives that to the trace that it has now.

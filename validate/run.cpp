@@ -15,6 +15,7 @@
 #include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
+#include "tracing/trace_writer.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 
@@ -60,6 +61,7 @@ bool QkFileReader::readOpening(const char* path) {
     if (!stimuli) return failed("find stimuli");
     qk_cycle = 0;
     forgetNotedTime();
+    const ToggleCoverage::Pause whileSetting(qkTraceWriter->coverage);
     stepNeeded = earlyInputs = clockPending = readFailed = sampleEnded = false;
     if (!readInitialValues(true)) {
         printFailure("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);

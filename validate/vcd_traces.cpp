@@ -371,7 +371,8 @@ void QkVCDTraces::noteChange(QkVCDTrace* trace) {
 }
 
 void QkVCDTraces::scanLiveChanges() {
-    if (qkTraceWriter->active_traces) qkTraceWriter->captureChanges();
+    if (qkTraceWriter->active_traces || qkTraceWriter->coverage.isRunning())
+        qkTraceWriter->captureChanges();
     if (!planValid) {
         // What changed since the traces were last read is not in the images.
         std::erase_if(active, [](const QkVCDTrace* trace) { return !trace->liveTrace; });
