@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "files.h"
+#include "json_file.h"
 
 namespace regress {
 
@@ -27,30 +27,10 @@ std::string differenceText(const json& difference) {
            ", model " + text("model");
 }
 
-/// Gives read(value) the file's value. Throws Failure when it lacks what that looks for.
-template <class Read>
-void readJson(const std::string& path, Read&& read) {
-    const std::optional<std::string> text = readFile(path);
-    if (!text) throw Failure(systemError(path, "cannot be read"));
-    try {
-        read(json::parse(*text));
-    } catch (const json::parse_error& error) {
-        const size_t end = std::min(error.byte, text->size());
-        const auto line =
-            1 + std::count(text->begin(), text->begin() + static_cast<long>(end), '\n');
-        throw Failure(path + ":" + std::to_string(line) + ": not JSON, or not whole");
-    } catch (const json::exception&) {
-        throw Failure(path + ":1: not a report as " + kReportFormat + " has it");
-    }
-}
-
 }  // namespace
 
 Report::Report(const std::string& path) {
-    readJson(path, [&](const json& value) {
-        const std::string format = value.at("format").get<std::string>();
-        if (format != kReportFormat)
-            throw Failure(path + ":2: the format is '" + format + "', not '" + kReportFormat + "'");
+    readJson(path, kReportFormat, [&](const json& value) {
         command = textsOf(value.at("command"));
         model = value.at("model").get<std::string>();
         trace = value.at("trace").get<std::string>();
@@ -81,7 +61,7 @@ void Folder::prepare(const Entry& entry) const {
 std::optional<std::vector<std::string>> Folder::command() const {
     try {
         std::vector<std::string> words;
-        readJson(file("command.json"),
+        readJson(file("command.json"), nullptr,
                  [&](const json& value) { words = textsOf(value.at("command")); });
         return words;
     } catch (const Failure&) {
@@ -92,7 +72,7 @@ std::optional<std::vector<std::string>> Folder::command() const {
 std::optional<Result> Folder::result() const {
     try {
         Result result;
-        readJson(file("result.json"), [&](const json& value) {
+        readJson(file("result.json"), nullptr, [&](const json& value) {
             const int status = value.at("status").get<int>();
             result.status = status == 0 ? kAgrees : status == 1 ? kDiffers : kFailed;
             result.reason = value.at("reason").get<std::string>();
