@@ -26,7 +26,8 @@ const char* instanceName(const kelvo_module* m) {
 
 /// Ends the run with a message.
 [[noreturn]] __attribute__((format(printf, 1, 2))) void fail(const char* format, ...) {
-    std::string text;
+    static std::string text;  // never freed: the end of the process does not come back here
+    text.clear();
     std::va_list arguments;
     va_start(arguments, format);
     appendFormatted(text, format, arguments);

@@ -299,16 +299,17 @@ void Run::addRows(size_t at, size_t end) {
     for (size_t i = at; i < end && operations[i].letter == 'n'; ++i)
         noteUser(operations[i].net, Storage::slotOf(operations[i].slot));
     const auto rows = [&](auto Operation::*row) {
-        std::vector<std::remove_reference_t<decltype(operations[0].*row)>> all;
+        // Static, as what ends the run does not come back here.
+        static std::vector<std::remove_reference_t<decltype(operations[0].*row)>> all;
+        all.clear();
         for (size_t i = at; i < end; ++i) all.push_back(operations[i].*row);
-        return all;
+        return all.data();
     };
     switch (operations[at].letter) {
-        case 'c': return QkRegistration::addScopes(chosen, count, rows(&Operation::scope).data());
-        case 'n': return QkRegistration::addNets(chosen, count, rows(&Operation::net).data());
-        case 'e':
-            return QkRegistration::addExtracts(chosen, count, rows(&Operation::extract).data());
-        default: return QkRegistration::addTerms(chosen, count, rows(&Operation::term).data());
+        case 'c': return QkRegistration::addScopes(chosen, count, rows(&Operation::scope));
+        case 'n': return QkRegistration::addNets(chosen, count, rows(&Operation::net));
+        case 'e': return QkRegistration::addExtracts(chosen, count, rows(&Operation::extract));
+        default: return QkRegistration::addTerms(chosen, count, rows(&Operation::term));
     }
 }
 
