@@ -1,12 +1,17 @@
 #include "tracing/coverage.h"
 
 #include <algorithm>
-#include <cstring>
 
+#include "base/storage.h"
 #include "netdb/database.h"
 #include "qkzeft_registration.h"
+#include "tracing/hot_loops.h"
 
 namespace {
+
+constexpr size_t kWordBytes = sizeof(uint64_t);
+
+uint64_t readRaw(const QkTrace* part) { return loadStorage(part->address, part->elementBytes()); }
 
 bool isWorthCovering(const QkName* name) {
     const QkTrace* const header = name->trace->header;
@@ -40,80 +45,113 @@ int ToggleCoverage::add(const QkDatabase& model, const char* pattern) {
 }
 
 void ToggleCoverage::cover(QkTrace* trace, const QkName* name) {
+    collect();
     if (trace->id >= isCovered.size()) isCovered.resize(trace->id + 1);
     isCovered[trace->id] = true;
     Covered net{trace, FullName(name).c_str(), rangeText(name->range()),
                 static_cast<uint32_t>(bits.size()), 0};
     for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
-        bits.push_back({part->readStorage(), 0, 0});
+        bits.push_back({readRaw(part), 0, 0});
         widths.push_back(static_cast<uint8_t>(part->width()));
         ++net.partCount;
     }
     covered.push_back(std::move(net));
-    planValid = false;
 }
 
 /// What changed while nothing was counted does not count.
 void ToggleCoverage::resume() {
-    if (!running)
-        for (const Covered& net : covered) {
-            Bits* at = &bits[net.firstBits];
-            const QkTrace* part = net.trace ? net.trace->firstPart() : nullptr;
-            for (; part; part = net.trace->partAfter(part)) (at++)->seen = part->readStorage();
-        }
+    if (running) return;
     running = true;
-    planValid = false;
-}
-
-void ToggleCoverage::build() {
-    std::vector<QkTrace*> traces;
-    bitsOf.clear();
+    collect();
     for (const Covered& net : covered) {
-        if (!net.trace) continue;
-        traces.push_back(net.trace);
-        bitsOf.push_back(net.firstBits);
+        Bits* at = &bits[net.firstBits];
+        const QkTrace* part = net.trace ? net.trace->firstPart() : nullptr;
+        for (; part; part = net.trace->partAfter(part)) (at++)->seen = readRaw(part);
     }
-    plan.build(traces, CapturePlan::kFromStorage);
-    planValid = true;
 }
 
-void ToggleCoverage::update(uint32_t position) {
-    const CapturePosition& at = plan.positions()[position];
-    Bits* counted = &bits[bitsOf[position]];
-    for (const CapturePart* part = &plan.part(at.firstPart);; ++part, ++counted) {
-        uint64_t now;
-        std::memcpy(&now, plan.image() + part->imageOffset, sizeof now);
-        if (part->invert) now = ~now;
-        now &= ~uint64_t{0} >> (64 - part->width);
-        const uint64_t changed = now ^ counted->seen;
-        counted->rose |= changed & now;
-        counted->fell |= changed & ~now;
-        counted->seen = now;
-        if (part->last) return;
+void ToggleCoverage::placeParts() {
+    for (const Covered& net : covered) {
+        uint32_t at = net.firstBits;
+        const QkTrace* part = net.trace ? net.trace->firstPart() : nullptr;
+        for (; part; part = net.trace->partAfter(part))
+            places.push_back({reinterpret_cast<uintptr_t>(part->address), 0, at++,
+                              static_cast<uint8_t>(part->width()), part->invert});
+    }
+    std::sort(places.begin(), places.end(),
+              [](const Place& a, const Place& b) { return a.address < b.address; });
+}
+
+void ToggleCoverage::layOut() {
+    placeParts();
+    size_t total = 0;
+    uintptr_t spanEnd = 0;
+    for (Place& place : places) {
+        const auto bytes = static_cast<size_t>(storageBytes(place.width));
+        const uintptr_t begin = place.address & -kWordBytes;
+        const uintptr_t end = (place.address + bytes + kWordBytes - 1) & -kWordBytes;
+        if (spans.empty() || begin > spanEnd) {
+            spans.push_back({begin, total, 0});
+            spanEnd = begin;
+        }
+        Span& span = spans.back();
+        if (end > spanEnd) {
+            span.words += (end - spanEnd) / kWordBytes;
+            total += end - spanEnd;
+            spanEnd = end;
+        }
+        place.offset = span.offset + (place.address - span.address);
+    }
+    // What is no net's shows no changes, and nobody asks for them.
+    for (std::vector<uint64_t>* const words : {&image, &rose, &fell})
+        words->assign(total / kWordBytes + 1, 0);
+    countWords();
+    for (std::vector<uint64_t>* const words : {&rose, &fell})
+        std::fill(words->begin(), words->end(), 0);
+    auto* const seen = reinterpret_cast<unsigned char*>(image.data());
+    for (const Place& place : places)
+        storeStorage(seen + place.offset, storageBytes(place.width), bits[place.bits].seen);
+}
+
+void ToggleCoverage::countWords() {
+    for (const Span& span : spans) {
+        const size_t first = span.offset / kWordBytes;
+        hotLoops().countToggles(reinterpret_cast<const void*>(span.address), &image[first],
+                                &rose[first], &fell[first], span.words);
     }
 }
 
 void ToggleCoverage::look() {
-    if (!planValid) {
-        build();  // the image is that of now: all may have changed
-        for (uint32_t i = 0; i < plan.positionCount(); ++i) update(i);
-        return;
+    if (places.empty()) layOut();
+    countWords();
+}
+
+void ToggleCoverage::collect() {
+    const auto valueAt = [](const std::vector<uint64_t>& words, const Place& place) {
+        return loadStorage(reinterpret_cast<const unsigned char*>(words.data()) + place.offset,
+                           storageBytes(place.width)) &
+               bitMask(place.width);
+    };
+    for (const Place& place : places) {
+        Bits& part = bits[place.bits];
+        part.seen = valueAt(image, place);
+        part.rose |= valueAt(place.invert ? fell : rose, place);
+        part.fell |= valueAt(place.invert ? rose : fell, place);
     }
-    const size_t found = plan.compare();
-    if (found == 0) return;
-    const size_t count = plan.listChanged(found, true);
-    for (size_t i = 0; i < count; ++i) update(plan.changed()[i]);
+    places.clear();
+    spans.clear();
 }
 
 void ToggleCoverage::forgetTrace(const QkTrace* trace) {
     if (trace->id >= isCovered.size() || !isCovered[trace->id]) return;
+    collect();
     for (Covered& net : covered)
         if (net.trace == trace) net.trace = nullptr;
     isCovered[trace->id] = false;
-    planValid = false;
 }
 
-std::vector<ToggleCoverage::Net> ToggleCoverage::nets() const {
+std::vector<ToggleCoverage::Net> ToggleCoverage::nets() {
+    collect();
     std::vector<Net> all;
     for (const Covered& net : covered) {
         Net& made = all.emplace_back(Net{net.name, net.range, 0, "", ""});

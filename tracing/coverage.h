@@ -1,15 +1,14 @@
 // Toggle coverage: which bits of which nets rose and fell, as captures see it.
 //
-// The covered nets have a capture plan of their own, beside that of tracing: what is traced, shown
-// or watched does not change what is counted. A bit that rises and falls between two captures has
-// not changed.
+// All storage that covered nets lie in is compared word by word with an image of it, and the bits
+// that differ are noted beside it; nets are told apart only when somebody asks. What is traced,
+// shown or watched does not change what is counted. A bit that rises and falls between two captures
+// has not changed.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "tracing/capture_plan.h"
 
 struct QkDatabase;
 struct QkName;
@@ -48,7 +47,7 @@ public:
     /// Looks at the storage of all covered nets.
     void look();
     void forgetTrace(const QkTrace* trace);
-    void storageMoves() { planValid = false; }
+    void storageMoves() { collect(); }
 
     /// Bits of one net, the highest digit first.
     struct Net {
@@ -57,12 +56,27 @@ public:
         std::string rose, fell;  ///< a 1 for each bit that did
     };
     /// @return all covered nets, by name
-    std::vector<Net> nets() const;
+    std::vector<Net> nets();
 
 private:
     /// A part of a net, at most 64 bits.
     struct Bits {
-        uint64_t seen, rose, fell;
+        uint64_t seen;  ///< as it is stored
+        uint64_t rose, fell;
+    };
+    /// Where a part lies in the images.
+    struct Place {
+        uintptr_t address;
+        size_t offset;  ///< bytes
+        uint32_t bits;
+        uint8_t width;
+        bool invert;
+    };
+    /// Words that follow each other in memory.
+    struct Span {
+        uintptr_t address;
+        size_t offset;  ///< bytes
+        size_t words;
     };
     struct Covered {
         QkTrace* trace;  ///< null once it is gone
@@ -70,15 +84,18 @@ private:
         uint32_t firstBits, partCount;
     };
     void cover(QkTrace* trace, const QkName* name);
-    void build();
-    void update(uint32_t position);
+    void placeParts();
+    void layOut();
+    void countWords();
+    /// Gives what the images hold to the nets. They are laid out anew when they are next needed.
+    void collect();
 
     std::vector<Covered> covered;
     std::vector<Bits> bits;
     std::vector<uint8_t> widths;  ///< of `bits`
     std::vector<bool> isCovered;  ///< by QkTrace::id
-    CapturePlan plan;
-    std::vector<uint32_t> bitsOf;  ///< by position of the plan: of its first part
-    bool planValid = false;
+    std::vector<Place> places;    ///< by address; with the spans, empty until they are laid out
+    std::vector<Span> spans;
+    std::vector<uint64_t> image, rose, fell;  ///< words of all spans, and one more
     bool running = false;
 };

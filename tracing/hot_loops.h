@@ -28,6 +28,12 @@ struct HotLoops {
     /// Copies `count` whole blocks; the source need not belong to any object throughout.
     void (*copyBlocks)(const unsigned char* from, unsigned char* to, size_t count);
 
+    /// Notes which bits of `count` words differ from the image, by direction, and brings it up to
+    /// date. The words may lie beside the nets that they are read for.
+    /// @param live  at a multiple of eight bytes
+    void (*countToggles)(const void* live, uint64_t* image, uint64_t* rose, uint64_t* fell,
+                         size_t count);
+
     /// Writes the text of consecutive entries.
     /// @param tails  SlotTable::tails
     /// @param out    room for kMostTextBytes an entry

@@ -15,7 +15,7 @@
 namespace {
 
 constexpr size_t kSweepBlocks = 4;
-constexpr int kBlocksAhead = 8;    // fetched from memory before they are wanted
+constexpr int kBlocksAhead = 8;  // fetched from memory before they are wanted
 constexpr int kChangesAhead = 12;
 
 /// Brings the images of changed blocks up to date and lists those whose parts changed.
@@ -82,7 +82,8 @@ size_t findChanges(CaptureBlocks& blocks) {
         out = listFew(blocks, *at, out);
     }
     const auto count = static_cast<size_t>(out - begin);
-    // The next capture is likely to be as this one: asking every pick of a block pays when many hit.
+    // The next capture is likely to be as this one: asking every pick of a block pays when many
+    // hit.
     blocks.dense = count > blocks.pickCount / 24;
     return count;
 }
@@ -162,6 +163,28 @@ char* writeText(const OutputChange* change, const OutputChange* end, const uint6
         }
     }
     return out;
+}
+
+inline void countWords(const void* live, uint64_t* __restrict image, uint64_t* __restrict rose,
+                       uint64_t* __restrict fell, size_t count) {
+    using Word [[gnu::may_alias]] = uint64_t;  // nets of all types
+    const auto* const __restrict words = static_cast<const Word*>(live);
+    for (size_t i = 0; i < count; ++i) {
+        const uint64_t before = image[i], now = words[i];
+        fell[i] |= before & ~now;
+        rose[i] |= now & ~before;
+        image[i] = now;
+    }
+}
+
+void countToggles(const void* live, uint64_t* image, uint64_t* rose, uint64_t* fell, size_t count) {
+    constexpr size_t block = 256 / sizeof(uint64_t);
+    const auto* from = static_cast<const unsigned char*>(live);
+    for (; count >= block;
+         count -= block, from += 256, image += block, rose += block, fell += block)
+        if (Unit::differAny(from, reinterpret_cast<const unsigned char*>(image)))
+            countWords(from, image, rose, fell, block);
+    countWords(from, image, rose, fell, count);
 }
 
 }  // namespace

@@ -87,4 +87,4 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kAvx2Loops{findChanges, copyBlocks, writeText, "avx2"};
+const HotLoops kAvx2Loops{findChanges, copyBlocks, countToggles, writeText, "avx2"};

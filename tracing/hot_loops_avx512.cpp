@@ -56,4 +56,4 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kAvx512Loops{findChanges, copyBlocks, writeText, "avx-512"};
+const HotLoops kAvx512Loops{findChanges, copyBlocks, countToggles, writeText, "avx-512"};

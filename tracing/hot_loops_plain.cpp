@@ -84,4 +84,4 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kPlainLoops{findChanges, copyBlocks, writeText, "plain"};
+const HotLoops kPlainLoops{findChanges, copyBlocks, countToggles, writeText, "plain"};
