@@ -227,9 +227,14 @@ void QkTraceWriter::writeInitial() {
 // ---- Files
 
 bool QkTraceWriter::open(const char* filename) {
-    [[maybe_unused]] static const int whenForked = pthread_atfork(nullptr, nullptr, [] {
+    // The copy of a thread that is at work would leave behind what it has in hand.
+    const auto prepare = [] {
+        if (qkTraceWriter && qkTraceWriter->writing) qkTraceWriter->writing->wait();
+    };
+    const auto inChild = [] {
         if (qkTraceWriter) qkTraceWriter->leaveFile();
-    });
+    };
+    [[maybe_unused]] static const int whenForked = pthread_atfork(prepare, nullptr, inChild);
     file = openTraceFile(filename);
     threadUntried = true;
     return file != nullptr;
