@@ -1,6 +1,7 @@
 #include "types.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 namespace qkverilate {
@@ -91,9 +92,12 @@ Type Types::array(const Node& node, int depth) const {
     if (node.is("unpackarraydtype")) {
         element.unpacked.push_back(bounds);
         std::rotate(element.unpacked.begin(), element.unpacked.end() - 1, element.unpacked.end());
+        int64_t count = 1;
+        for (const Bounds& each : element.unpacked)
+            if ((count *= each.count()) > INT32_MAX) return without("too many elements");
         return element;
     }
-    return vectorOf(int64_t{bounds.count()} * element.bits.count());
+    return vectorOf(bounds.count() * element.bits.count());
 }
 
 Type Types::aggregate(const Node& node, int depth) const {
@@ -104,7 +108,7 @@ Type Types::aggregate(const Node& node, int depth) const {
         if (!type.leftOut.empty()) return type;
         if (!type.unpacked.empty()) return without("structure with an array");
         sum += type.bits.count();
-        widest = std::max<int64_t>(widest, type.bits.count());
+        widest = std::max(widest, type.bits.count());
     }
     return vectorOf(node.is("uniondtype") ? widest : sum);
 }

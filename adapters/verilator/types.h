@@ -1,6 +1,7 @@
 // Types of variables: which have bits, how many, and under which numbers.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,7 +15,10 @@ namespace qkverilate {
 struct Bounds {
     int left = 0;
     int right = 0;
-    int count() const { return (left > right ? left - right : right - left) + 1; }
+    int64_t count() const {
+        const int64_t distance = int64_t{left} - right;
+        return (distance < 0 ? -distance : distance) + 1;
+    }
     bool operator==(const Bounds& other) const = default;
 };
 
