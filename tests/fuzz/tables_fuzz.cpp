@@ -239,6 +239,8 @@ Run::Run(const std::string& input) {
                 break;
             default: continue;
         }
+        // How far apart interleaved elements are, only the rows of all parts tell.
+        o.net.mode &= ~static_cast<unsigned>(QK_interleaved);
         const bool isNet = o.letter == 'n' || (o.letter == 'r' && o.net.name);
         if (isNet ? !storage.reserve(o.net, Storage::slotOf(o.slot)) : o.letter == 'r')
             operations.pop_back();
