@@ -22,6 +22,7 @@ RunReport report;
 
 std::vector<const char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<const char*> pointers;
+    pointers.reserve(texts.size());
     for (const std::string& text : texts) pointers.push_back(text.c_str());
     return pointers;
 }
