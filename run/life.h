@@ -12,7 +12,7 @@ struct RunLife {
     void (*refineTicks)(uint64_t factor);  ///< see rescaleModel()
 };
 
-void registerLife(const RunLife& life);
+void registerLife(const RunLife& registered);
 
 /// Builds the live model if there is none, as kelvo_start() does.
 void startRun();
