@@ -20,10 +20,11 @@ constexpr const char* kDigits = "0123456789abcdef";
 
 /// @return `width` binary digits. Throws Failure.
 std::string bitsOf(const std::string& hex, size_t width, const std::string& where) {
+    if (hex.find_first_not_of(kDigits) != std::string::npos)
+        throw Failure(where + ": '" + hex + "' is no number");
     std::string bits;
     for (const char c : hex) {
         const size_t value = std::string_view(kDigits).find(c);
-        if (value == std::string_view::npos) throw Failure(where + ": '" + hex + "' is no number");
         for (int bit = 3; bit >= 0; --bit) bits += (value >> bit & 1) != 0 ? '1' : '0';
     }
     const size_t excess = bits.size() - width;

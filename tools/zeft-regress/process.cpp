@@ -11,8 +11,6 @@
 
 #include "failure.h"
 
-extern char** environ;
-
 namespace regress {
 
 namespace {
@@ -60,6 +58,7 @@ pid_t start(const std::vector<std::string>& command, const Streams& streams, boo
                              static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
                                                 (ownGroup ? POSIX_SPAWN_SETPGROUP : 0)));
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     pid_t child = 0;
