@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "base/json_text.h"
+#include "base/qkassert.h"
 #include "netdb/database.h"
 #include "qkzeft_coverage.h"
 #include "run/whole_file.h"
@@ -77,6 +78,7 @@ void qk_cover_stop() {
 }
 
 int qk_coverage(const char* path) {
+    QK_ASSERT(path);
     completeRegistration(true);
-    return writeWholeFile(path, textOf(qkTraceWriter->coverage.nets()));
+    return path && writeWholeFile(path, textOf(qkTraceWriter->coverage.nets()));
 }
