@@ -45,8 +45,8 @@ void release(Dtable** t) {
     *t = nullptr;
 }
 
-/// Links the tree's nodes through `right`, ascending, in front of the list `tail`. @return the
-/// first
+/// Links the tree's nodes through `right`, ascending, in front of the list `tail`.
+/// @return the first
 Dtable* flatten(Dtable* t, Dtable* tail) {
     while (t) {
         Dtable* const left = t->left;

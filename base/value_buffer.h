@@ -15,8 +15,7 @@ public:
     /// @param shadow  storage to keep up; null to have the buffer own some
     /// @param width   bits of an element, 1 to 64
     /// @param listed  elements are compared one by one rather than the array as a whole
-    /// @param stride  bytes from one element to the next; 0: they lie side by side. What lies
-    /// between
+    /// @param stride  bytes from one element to the next; 0: they lie side by side. What is between
     ///                them is copied with the whole, but not compared
     /// @return null when memory for the shadow could not be had
     static std::unique_ptr<ValueBuffer> make(QkTrace* header, const void* live, void* shadow,

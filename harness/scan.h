@@ -7,8 +7,7 @@ namespace zeft_harness {
 
 /// Compares the start of the trace in several ways, each in a process of its own, and prints which
 /// options make model and trace agree.
-/// @return kAgrees when one of the ways agrees, kDiffers when none does, kCouldNotRun with a
-/// message
+/// @return kAgrees when one of the ways agrees, kDiffers when none does; kCouldNotRun has a message
 Status scan(const Options& options);
 
 }  // namespace zeft_harness

@@ -66,9 +66,8 @@ struct zeft_model {
 /// the library. The library's qk_exit, qk_prints, qk_step_fn and qk_settle_fn are wrapped
 /// meanwhile, and SIGTERM, SIGHUP, SIGPIPE and SIGINT have handlers from then on unless they had
 /// one.
-/// @return the exit status; a run that ends by qk_exit() or $finish leaves the process instead,
-/// with
-///         the same status
+/// @return the exit status; a run that ends by qk_exit() or $finish leaves the process with the
+///         same status instead
 int zeft_main(const zeft_model& model, int argc, char** argv);
 
 #endif

@@ -18,7 +18,8 @@ extern "C" {
 
 /// $random: any value. Without a pair, a seed of the library's own is used, which starts at 0.
 QK_API int qkzeft_random(int flags, const void* instance, const char* scope, int ArgPairCount, ...);
-/// Sets the seed of the library's own, which a run of its own bench is to begin with.
+/// Sets the seed that `$random` without an argument draws from: the next number is the first of
+/// that seed (IEEE 1364-2005 17.9.1).
 QK_API void qk_set_seed(uint32_t seed);
 /// @return the seed that qk_set_seed() was given last, 0 before
 QK_API uint32_t qk_seed(void);

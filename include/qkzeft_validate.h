@@ -102,9 +102,8 @@ QK_API int qk_mtc_proposal(int index, const char** model_scope, const char** tra
 /// Asks for pairs given to qk_mtc_map() or qk_mtc_stimulus() that the latest trace does not have as
 /// they were given.
 /// @param index  0, then 1 and so on
-/// @param model  receives the scope or net of the model; not null. Both texts are the library's,
-/// and
-///               valid until the next comparison begins.
+/// @param model  receives the scope or net of the model; not null. Both texts are the library's;
+///               they are valid until the next comparison begins
 /// @param trace  receives what it was paired with; not null
 /// @return 1 for a pair of scopes, 2 for a pair of nets, 0 when there are no more
 QK_API int qk_mtc_unlinked(int index, const char** model, const char** trace);

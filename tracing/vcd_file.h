@@ -51,9 +51,8 @@ private:
     size_t used = 0;
 };
 
-/// @return what ends a value line: "\n" and what precedes it, a blank for vectors and the
-/// identifier
-///         code. In eight bytes with its length in the last, so that one store writes it.
+/// @return what ends a value line: "\n" and what precedes it, a blank for vectors and the code. In
+///         eight bytes with its length in the last, so that one store writes it
 uint64_t vcdTail(uint32_t code, bool isVector);
 
 std::unique_ptr<QkTraceFile> makePlainFile(const char* filename);

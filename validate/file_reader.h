@@ -52,9 +52,8 @@ public:
     /// Opens a file and reads its declarations. @return 1, or 0 with a message
     int readHeader(const char* path);
     /// Reads a dump of all values up to its end, and applies it.
-    /// @param expectDumpvars  it is the first of the file: a time and `$dumpvars` come first. Not
-    /// in
-    ///                        strict mode, the first value begins it, wherever that is
+    /// @param expectDumpvars  it is the first of the file: a time and `$dumpvars` come first; out
+    ///                        of strict mode the first value begins it, wherever that is
     /// @return 1 or 0
     int readInitialValues(bool expectDumpvars);
     bool fileIsOpen() const { return file != nullptr; }

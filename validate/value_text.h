@@ -13,8 +13,7 @@ public:
     explicit ValueText(const std::vector<std::string>& values);
     std::string of(const std::string& value) const;
     /// @param marked  a 1 for each digit to be marked
-    /// @return blanks, and a ^ below each digit of the text that has a marked one; ends with the
-    /// last
+    /// @return blanks, and a ^ below each digit of the text that has a marked one, up to the last
     std::string marks(const std::string& marked) const;
 
 private:
