@@ -8,6 +8,7 @@
 #include "run/printout.h"
 #include "validate/commands.h"
 #include "validate/file_reader.h"
+#include "validate/reasons.h"
 
 namespace {
 
@@ -45,20 +46,18 @@ void listUnmatched(const char* pattern) {
         out.endLine();
         any = true;
     };
-    const auto reasonOf = [](const auto& name) {
-        return qk_strict ? "" : qkReader->whyNotLinked(name);
-    };
     out.add("Model Signals Not in Trace:\n");
     for (const QkName* name : qkDatabase->matching(pattern))
         if (!name->isHidden() && !vcdModel->partnerOf(name))
-            add(FullName(name).c_str(), reasonOf(name));
+            add(FullName(name).c_str(), qk_strict ? "" : whyNotLinked(*vcdModel, name));
     if (!any) out.add("\t(none)\n");
     any = false;
     out.add("Trace Signals Not in Model:\n");
     for (const QkVCDName& name : vcdModel->names) {
         if (name.linked) continue;
         const std::string fullName = name.fullName();
-        if (matchesPattern(fullName.c_str(), pattern, false)) add(fullName.c_str(), reasonOf(name));
+        if (matchesPattern(fullName.c_str(), pattern, false))
+            add(fullName.c_str(), qk_strict ? "" : whyNotLinked(name));
     }
     if (!any) out.add("\t(none)\n");
 }

@@ -115,7 +115,7 @@ int markInputs(const char* pattern, bool on, uint32_t flag, bool QkVCDId::*mark,
         for (QkVCDVar* const var : partner->vcdVars) var->vcdId->*mark = on;
         validate.vcdModel->usesChanged();
     }
-    validate.regroup();
+    validate.run.regroup();
     return count;
 }
 
@@ -164,7 +164,7 @@ void listMappings(const QkFileReader& validate) {
 
 /// Opens the trace in hand anew, so that a mapping takes effect.
 void reopen(QkFileReader& validate) {
-    const std::string path = validate.filename;
+    const std::string path = validate.tokens.path();
     validate.close();
     validate.start(false);
     if (!path.empty() && !validate.openTrace(path.c_str())) validate.closeValidate();
@@ -191,7 +191,7 @@ int qk_mtc_map(const char* model_scope, const char* trace_scope) {
     }
     validate.mappedScopes.push_front(MappedScope{live, path});
     say("Added mapping %s = %s\n", live->fullName.str(), path.c_str());
-    if (runningFromVCD && !validate.isPassRunning()) reopen(validate);
+    if (runningFromVCD && !validate.run.isRunning) reopen(validate);
     return 1;
 }
 
@@ -284,7 +284,7 @@ namespace {
 bool setClockFirst(bool on) {
     QkFileReader& validate = *qkReader;
     const bool before = std::exchange(validate.clockFirst, on);
-    if (before != on) validate.regroup();
+    if (before != on) validate.run.regroup();
     return before;
 }
 

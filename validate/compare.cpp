@@ -256,7 +256,7 @@ void QkVCDTrace::report(const Transition& row, uint64_t time) const {
 /// Counts a difference, and keeps it for the report if it is the net's first.
 void QkVCDTrace::noteDifference(const Transition& row, uint64_t time) {
     ++qkReader->nDifferences;
-    auto& kept = qkReader->record.differences;
+    auto& kept = qkReader->results.record.differences;
     if (differenceNumber != 0) {
         ++kept[differenceNumber - 1].count;
         return;

@@ -5,8 +5,7 @@
 // takes the net up again when all its digits are known.
 #include "netdb/database.h"
 #include "tracing/trace_writer.h"
-#include "validate/compare.h"
-#include "validate/file_reader.h"
+#include "validate/vcd_traces.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
-// Pairing what a trace declares with the model: scopes by name, names within paired scopes by bit
-// range; then which nets are compared, and which the trace drives.
+#include "validate/linking.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string>
 
-#include "console/console.h"
+#include "base/stringbuf.h"
 #include "netdb/database.h"
 #include "qkzeft_run.h"
 #include "run/life.h"
 #include "run/printout.h"
-#include "validate/file_reader.h"
+#include "validate/declared_name.h"
 
 namespace {
 
@@ -59,54 +59,54 @@ bool isTopLevelOutput(const QkName* name) {
 
 // ---- Scopes
 
-void QkFileReader::linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* liveRing) {
+void ModelLinker::linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* liveRing) {
     for (QkVCDScope* const vcdS : ring) {
         if (vcdS->linked) continue;  // by the user's map, with all below
         const auto find = [&](auto&& nameOf) {
             const std::string wanted(nameOf(vcdS->name));
             return ScopeRing::find(liveRing, [&](const QkScope* scope) {
                 const std::string name(nameOf(scope->name.str()));
-                return !vcdModel->partnerOf(scope) &&
+                return !vcdModel.partnerOf(scope) &&
                        sameName(name.c_str(), wanted.c_str(), scope->caseInsensitive);
             });
         };
         QkScope* liveS = find([](std::string_view name) { return name; });
         if (!liveS && !isStrict && needsEscape(vcdS->name)) liveS = find(unescaped);
         if (!liveS) continue;
-        vcdModel->link(vcdS, liveS);
+        vcdModel.link(vcdS, liveS);
         linkScopes(vcdS->children, liveS->children);
     }
-    if (loadingState) reportMissingScopes(liveRing);
+    if (isLoading) reportMissingScopes(liveRing);
 }
 
-void QkFileReader::reportMissingScopes(QkScope* liveRing) const {
+void ModelLinker::reportMissingScopes(QkScope* liveRing) const {
     ShortList missing("Failed to find data for the following scopes:\n");
     ScopeRing::find(liveRing, [&](const QkScope* scope) {
-        return !vcdModel->partnerOf(scope) && !missing.add(scope->fullName.str());
+        return !vcdModel.partnerOf(scope) && !missing.add(scope->fullName.str());
     });
 }
 
 /// Links the pairs that the user gave, whatever their order; then the scopes above them by
 /// position, as high up as both hierarchies reach and no pair was given; then what lies below by
 /// name.
-void QkFileReader::applyScopeMaps() {
+void ModelLinker::applyScopeMaps() {
     std::vector<QkVCDScope*> mapped;
-    for (const MappedScope& map : mappedScopes) {
-        QkVCDScope* const target = vcdModel->findScope(map.path);
-        if (!target || target->linked || vcdModel->partnerOf(map.live)) {
+    for (const MappedScope& map : options.mappedScopes) {
+        QkVCDScope* const target = vcdModel.findScope(map.path);
+        if (!target || target->linked || vcdModel.partnerOf(map.live)) {
             say("Unable to map '%s' to trace scope '%s'\n", map.live->fullName.str(),
                 map.path.c_str());
             continue;
         }
-        vcdModel->link(target, map.live);
+        vcdModel.link(target, map.live);
         mapped.push_back(target);
     }
     for (size_t i = 0, given = mapped.size(); i < given; ++i) {
         QkVCDScope* vcdS = mapped[i];
         const QkScope* liveS = vcdS->linked;
         while (vcdS->parent && liveS->parent && !vcdS->parent->linked &&
-               !vcdModel->partnerOf(liveS->parent)) {
-            vcdModel->link(vcdS->parent, liveS->parent);
+               !vcdModel.partnerOf(liveS->parent)) {
+            vcdModel.link(vcdS->parent, liveS->parent);
             vcdS = vcdS->parent;
             liveS = liveS->parent;
             mapped.push_back(vcdS);
@@ -118,27 +118,26 @@ void QkFileReader::applyScopeMaps() {
 
 // ---- Names
 
-int QkFileReader::linkModel() {
-    QK_ASSERT(vcdModel);
+int ModelLinker::linkModel() {
     if (runningFromVCD) applyScopeMaps();
-    linkScopes(vcdModel->topScopes, qkDatabase->top_scopes);
+    linkScopes(vcdModel.topScopes, qkDatabase->top_scopes);
     int signals = 0, matched = 0;
-    for (uint32_t number = 0; number < vcdModel->names.size(); ++number) {
+    for (uint32_t number = 0; number < vcdModel.names.size(); ++number) {
         ++signals;
         QkName* const live = findPartner(number);
-        QkVCDName& name = vcdModel->names[number];
+        QkVCDName& name = vcdModel.names[number];
         if (!live || !linkTo(&name, live)) continue;
         ++matched;
-        if (!loadingState && isComparable(live->trace)) addTrace(&name, TraceUse{});
+        if (!isLoading && isComparable(live->trace)) addTrace(&name, TraceUse{});
     }
-    if (loadingState) return reportMissingSignals();
+    if (isLoading) return reportMissingSignals();
     reportCounts(signals, matched);
     return 1;
 }
 
 /// @return the net of the model that a name of the trace stands for, or null
-QkName* QkFileReader::findPartner(uint32_t number) {
-    const QkVCDName& name = vcdModel->names[number];
+QkName* ModelLinker::findPartner(uint32_t number) {
+    const QkVCDName& name = vcdModel.names[number];
     const QkScope* const liveS = name.scope->linked;
     if (!liveS) return nullptr;
     QkName* live = nullptr;
@@ -153,24 +152,24 @@ QkName* QkFileReader::findPartner(uint32_t number) {
         live = nullptr;
         if (!eachSpelling(DeclaredName::ofBit(name.name, bit, name.bitBracket), find))
             return nullptr;
-        vcdModel->splitBits(number);
+        vcdModel.splitBits(number);
     }
     return name.hasDigits() ? live : nullptr;
 }
 
-int QkFileReader::linkTo(QkVCDName* name, QkName* live) {
+int ModelLinker::linkTo(QkVCDName* name, QkName* live) {
     if (!fits(*name, live)) return 0;
-    if (name->linked || vcdModel->partnerOf(live)) return name->linked == live;
-    vcdModel->link(name, live);
+    if (name->linked || vcdModel.partnerOf(live)) return name->linked == live;
+    vcdModel.link(name, live);
     return 1;
 }
 
 /// @return whether the two have the same bounds; different widths are reported
-bool QkFileReader::fits(const QkVCDName& name, const QkName* live) const {
+bool ModelLinker::fits(const QkVCDName& name, const QkName* live) const {
     if (live->kind == kExtractName || live->kind == kVirtualName) return false;
     const BitRange& range = live->range();
     if (live->kind == kTermName && !hasSameBounds(range, live->trace->range)) return false;
-    const bool byPosition = !isStrict && !loadingState && name.range.width == range.width;
+    const bool byPosition = !isStrict && !isLoading && name.range.width == range.width;
     if (byPosition || hasSameBounds(name.range, range)) {
         QK_ASSERT_AS(!name.vcdVars.empty(), "vcdVars");
         return true;
@@ -185,14 +184,14 @@ bool QkFileReader::fits(const QkVCDName& name, const QkName* live) const {
     return false;
 }
 
-QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
+QkVCDTrace* ModelLinker::addTrace(QkVCDName* name, const TraceUse& use) {
     QK_ASSERT_AS(!use.isClock || use.isStimulus, "! isClock || isStimulus");
     QK_ASSERT_AS(name->linked, "linked");
     QkTrace* const live = name->linked->trace;
-    QkVCDTrace* trace = vcdModel->traces.find(live);
-    if (!trace) trace = vcdModel->traces.add(live, name->range.width);
+    QkVCDTrace* trace = vcdModel.traces.find(live);
+    if (!trace) trace = vcdModel.traces.add(live, name->range.width);
     if (use.isStimulus) trace->makeStimulus();
-    vcdModel->usesChanged();
+    vcdModel.usesChanged();
     for (QkVCDVar* const var : name->vcdVars) {
         QkVCDId& id = *var->vcdId;
         // Nets that share a code share its values: what one of them needs holds for all.
@@ -205,11 +204,10 @@ QkVCDTrace* QkFileReader::addTrace(QkVCDName* name, const TraceUse& use) {
     return trace;
 }
 
-/// Reports the nets whose bits have other numbers in the trace, if it gives them numbers.
-void QkFileReader::warnOfBounds() const {
+void ModelLinker::warnOfBounds() const {
     if (isStrict) return;
     NameRing::each(qkDatabase->names, [&](const QkName* live) {
-        const QkVCDName* const name = vcdModel->partnerOf(live);
+        const QkVCDName* const name = vcdModel.partnerOf(live);
         if (!name || !name->range.isRange || !name->isLinkedByPosition()) return;
         const BitRange &inFile = name->range, &inModel = live->range();
         say("Warning: bounds differ, linked from the left: '%s' [%d:%d] in the file, '%s' [%d:%d] "
@@ -221,11 +219,10 @@ void QkFileReader::warnOfBounds() const {
 
 // ---- What the trace drives
 
-void QkFileReader::addStimulusMap(const StimulusMap& map) {
-    QK_ASSERT(vcdModel);
+void ModelLinker::addStimulusMap(const StimulusMap& map) {
     const FullName live(map.live);
     const char* const path = map.path.c_str();
-    QkVCDName* const name = vcdModel->findName(map.path);
+    QkVCDName* const name = vcdModel.findName(map.path);
     if (!name) {
         say("ZEFT Validate: warning: unable to find trace of '%s' to drive '%s'\n", path,
             live.c_str());
@@ -243,35 +240,36 @@ void QkFileReader::addStimulusMap(const StimulusMap& map) {
 
 /// Makes a name of the trace the only source of a net's values. A net that the name drove is driven
 /// no more unless the user has named it, too; one that is compared with it stays so.
-void QkFileReader::linkStimulus(QkVCDName* name, QkName* live) {
+void ModelLinker::linkStimulus(QkVCDName* name, QkName* live) {
     const auto isMappedTo = [&](const QkName* net, const QkVCDName* source) {
-        return std::any_of(stimulusMaps.begin(), stimulusMaps.end(), [&](const StimulusMap& map) {
-            return map.live == net && vcdModel->findName(map.path) == source;
-        });
+        return std::any_of(options.stimulusMaps.begin(), options.stimulusMaps.end(),
+                           [&](const StimulusMap& map) {
+                               return map.live == net && vcdModel.findName(map.path) == source;
+                           });
     };
     if (name->linked == live) return;
     // What the trace has for the net's other names would go to the same storage.
     TraceNames::each(live->trace->names, [&](const QkName* alias) {
-        const QkVCDName* const partner = vcdModel->partnerOf(alias);
-        if (partner && !isMappedTo(alias, partner)) vcdModel->unlink(alias);
+        const QkVCDName* const partner = vcdModel.partnerOf(alias);
+        if (partner && !isMappedTo(alias, partner)) vcdModel.unlink(alias);
     });
     const QkName* const before = name->linked;
     if (before && (!isStimulus(before) || isMappedTo(before, name))) {
-        name = vcdModel->duplicate(*name);
+        name = vcdModel.duplicate(*name);
     } else if (before) {
-        vcdModel->unlink(before);
+        vcdModel.unlink(before);
         const bool isUnlinked = !TraceNames::find(before->trace->names, [&](const QkName* n) {
-            return vcdModel->partnerOf(n) != nullptr;
+            return vcdModel.partnerOf(n) != nullptr;
         });
-        if (isUnlinked) vcdModel->traces.remove(before->trace);
+        if (isUnlinked) vcdModel.traces.remove(before->trace);
     }
-    vcdModel->link(name, live);
+    vcdModel.link(name, live);
 }
 
-int QkFileReader::findStimuli() {
+int ModelLinker::findStimuli() {
     int stimuli = 0;
     NameRing::each(qkDatabase->names, [&](const QkName* name) {
-        QkVCDName* const partner = vcdModel->partnerOf(name);
+        QkVCDName* const partner = vcdModel.partnerOf(name);
         QkTrace* const trace = name->trace;
         if (isStimulus(name)) {
             if (!partner) {
@@ -288,11 +286,11 @@ int QkFileReader::findStimuli() {
             addTrace(partner, TraceUse{});
         }
     });
-    const bool listed = verbose != 0 && stimuli != 0;
+    const bool listed = options.verbose != 0 && stimuli != 0;
     Printout out;
     out.print("%5d stimulus signals found%c\n", stimuli, listed ? ':' : ' ');
     if (!listed) return stimuli > 0;
-    const auto& all = vcdModel->traces.all;
+    const auto& all = vcdModel.traces.all;
     for (auto trace = all.rbegin(); trace != all.rend(); ++trace)
         if ((*trace)->isStimulus) out.print("    %s\n", (*trace)->name.c_str());
     return stimuli > 0;
@@ -300,7 +298,7 @@ int QkFileReader::findStimuli() {
 
 // ---- Reports
 
-int QkFileReader::reportMissingSignals() const {
+int ModelLinker::reportMissingSignals() const {
     ShortList missing("Failed to find data for the following signals:\n");
     // Names that read a slice have no data of their own.
     const auto wantsData = [&](const QkName* name) {
@@ -310,13 +308,12 @@ int QkFileReader::reportMissingSignals() const {
         return !name->trace->isArray() && !(name->trace->flags & QK_flag_never_write);
     };
     NameRing::find(qkDatabase->names, [&](const QkName* name) {
-        return wantsData(name) && !vcdModel->partnerOf(name) &&
-               !missing.add(FullName(name).c_str());
+        return wantsData(name) && !vcdModel.partnerOf(name) && !missing.add(FullName(name).c_str());
     });
     return missing.empty();
 }
 
-void QkFileReader::reportCounts(int signals, int matched) const {
+void ModelLinker::reportCounts(int signals, int matched) const {
     int comparable = 0, inTrace = 0;
     const auto canBeCompared = [](const QkTrace* trace) {
         return trace->header == trace && isComparable(trace);
@@ -324,7 +321,7 @@ void QkFileReader::reportCounts(int signals, int matched) const {
     TraceRing::each(qkDatabase->traces, [&](const QkTrace* trace) {
         if (!canBeCompared(trace)) return;
         ++comparable;
-        inTrace += vcdModel->traces.find(trace) != nullptr;
+        inTrace += vcdModel.traces.find(trace) != nullptr;
     });
     Printout out;
     if (inTrace == 0) {
@@ -332,7 +329,7 @@ void QkFileReader::reportCounts(int signals, int matched) const {
             "\nZEFT Validate Warning: %d variables can be compared but none were traced in the "
             "VCD\n",
             comparable);
-        if (verbose != 0 && comparable != 0) {
+        if (options.verbose != 0 && comparable != 0) {
             out.add("\tVariables that could be compared:\n");
             TraceRing::each(qkDatabase->traces, [&](const QkTrace* trace) {
                 if (!canBeCompared(trace) || !trace->names) return;
@@ -340,7 +337,7 @@ void QkFileReader::reportCounts(int signals, int matched) const {
                 out.endLine();
             });
             out.add("\tTop-level scopes in the trace:\n");
-            for (const QkVCDScope* scope : vcdModel->topScopes)
+            for (const QkVCDScope* scope : vcdModel.topScopes)
                 if (scope->nameCount > 0) out.print("\t    %s\n", scope->fullName().c_str());
         }
     }
@@ -349,42 +346,4 @@ void QkFileReader::reportCounts(int signals, int matched) const {
         "    %d not matched to any variable in the model\n"
         "    %d variables can be compared, %d in trace\n",
         signals, matched, signals - matched, comparable, inTrace);
-}
-
-// ---- The end
-
-void QkFileReader::close() {
-    closeFile();
-    vcdModel = nullptr;
-    for (const StimulusMap& map : stimulusMaps) map.live->stimulus = false;
-    if (qkConsole->interactive) return;
-    runningFromVCD = false;
-    currentPrompt = kPrompt;
-}
-
-QkVCDTrace* QkFileReader::traceOf(const QkName* name) const {
-    if (!vcdModel) return nullptr;
-    QkVCDTrace* const found = vcdModel->traces.find(name->trace);
-    if (found) vcdModel->traces.settle(found);
-    return found;
-}
-
-void QkFileReader::traceGoes(QkTrace* trace) {
-    if (!vcdModel) return;
-    vcdModel->usesChanged();
-    vcdModel->traces.retire(trace);
-}
-
-void QkFileReader::copiesFound() {
-    if (vcdModel) vcdModel->traces.settleAll();
-}
-
-void QkFileReader::nameGoes(QkName* name) {
-    if (vcdModel) vcdModel->unlink(name);
-    std::erase_if(stimulusMaps, [&](const StimulusMap& map) { return map.live == name; });
-}
-
-void QkFileReader::scopeGoes(QkScope* scope) {
-    if (vcdModel) vcdModel->unlink(scope);
-    std::erase_if(mappedScopes, [&](const MappedScope& map) { return map.live == scope; });
 }

@@ -39,25 +39,24 @@ bool isDump(std::string_view token) {
 /// @return false after a failure
 bool QkFileReader::readState() {
     bool hasValues = false;
-    for (std::string_view token; !(token = readToken()).empty();) {
+    for (std::string_view token; !(token = tokens.readToken()).empty();) {
         if (isDump(token)) {
             if (!readInitialValues(false)) return false;
             hasValues = true;
         } else if (token == "$comment") {
-            if (!skipToEnd(false)) return false;
+            if (!tokens.skipToEnd(false)) return false;
         } else if (token.front() == '#') {
-            readTimeLine(token);
+            body.readTimeLine(token);
         } else if (token.front() == '$') {
-            say("%s:%d: '%.*s' ignored\n", filename.c_str(), lineNumber,
-                static_cast<int>(token.size()), token.data());
+            tokens.reportIgnored(token);
         } else {
             std::string_view value;
             bool passedOver;
-            QkVCDId* const id = readValueLine(token, value, &passedOver);
+            QkVCDId* const id = body.readValueLine(token, value, &passedOver);
             if (!id && !passedOver) return false;
             if (id) id->setVCDValue(value, true);
             hasValues = true;
         }
     }
-    return !file->failure() && (hasValues || fail("unexpected end of file"));
+    return !tokens.input()->failure() && (hasValues || tokens.report("unexpected end of file"));
 }

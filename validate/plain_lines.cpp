@@ -128,16 +128,16 @@ inline bool parsePlainLine(const char* at, PlainLine& line) {
 
 }  // namespace
 
-void QkFileReader::readPlainLines() {
-    const bool inOrder = stepsInOrder();
-    if (!file || !heldToken.empty() || pausedSince || vcdModel->traces.sample || areCommitsSaid() ||
-        (inOrder && clockPending))
+void TraceRun::readPlainLines() {
+    const bool inOrder = comparison.stepsInOrder();
+    VcdInputBuffer* const file = tokens.input();
+    QkVCDTraces& traces = vcdTraces();
+    if (!file || tokens.isHolding() || body.pausedSince || traces.sample ||
+        comparison.areCommitsSaid() || (inOrder && clockPending))
         return;
-    vcdModel->findDirectCodes();
-    QkVCDTraces& traces = vcdModel->traces;
+    comparison.vcdModel->findDirectCodes();
     const std::vector<DirectCode>& codes = traces.codes;
-    if (lineEndPending) ++lineNumber;
-    lineEndPending = false;
+    int& lineNumber = tokens.nextLine();
     ValueQueue values(traces);
     std::array<PlainLine, kBatchLines> lines;
     const char* at = file->cur;

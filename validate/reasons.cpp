@@ -1,8 +1,9 @@
-// Why nets take no part in a comparison, or only in name.
+#include "validate/reasons.h"
+
 #include "netdb/database.h"
 #include "qkzeft_registration.h"
 #include "run/printout.h"
-#include "validate/file_reader.h"
+#include "validate/vcd_model.h"
 
 namespace {
 
@@ -35,15 +36,15 @@ constexpr const char* kNoSuchName = "no such name";
 
 }  // namespace
 
-std::string QkFileReader::whyNotLinked(const QkName* live) const {
+std::string whyNotLinked(const QkVCDModel& vcdModel, const QkName* live) {
     if (live->kind == kVirtualName) return "a virtual variable";
-    const QkVCDScope* const scope = vcdModel->partnerOf(live->scope);
+    const QkVCDScope* const scope = vcdModel.partnerOf(live->scope);
     if (!scope) return kNoSuchScope;
-    const QkVCDName* const name = vcdModel->findName(scope, live->name);
+    const QkVCDName* const name = vcdModel.findName(scope, live->name);
     return name ? whyDifferent(live, *name) : kNoSuchName;
 }
 
-std::string QkFileReader::whyNotLinked(const QkVCDName& name) const {
+std::string whyNotLinked(const QkVCDName& name) {
     if (!name.scope->linked) return kNoSuchScope;
     const QkName* const live = qkDatabase->findLocal(name.scope->linked, name.name.c_str());
     return live ? whyDifferent(live, name) : kNoSuchName;
@@ -87,17 +88,17 @@ bool isAlwaysUnknown(const QkVCDTrace& trace) {
 
 }  // namespace
 
-void QkFileReader::summariseDoubts(Printout& out) const {
+void summariseDoubts(const QkVCDModel& vcdModel, Printout& out) {
     NamedCount constant("net", "compared in name only (no change in the trace)");
     NamedCount unknown("net", "compared in name only (always x in the trace)");
     NamedCount missing("input", "without a net in the trace");
     NamedCount turned("input", "with other bounds in the trace");
-    for (const auto& trace : vcdModel->traces.all)
+    for (const auto& trace : vcdModel.traces.all)
         if (trace->isMatched() && !trace->traceChanged)
             (isAlwaysUnknown(*trace) ? unknown : constant).add(trace->name);
     NameRing::each(qkDatabase->names, [&](const QkName* name) {
         if (!isStimulus(name) || name->isHidden()) return;
-        const QkVCDName* const partner = vcdModel->partnerOf(name);
+        const QkVCDName* const partner = vcdModel.partnerOf(name);
         if (!partner)
             missing.add(FullName(name).c_str());
         else if (hasOtherBounds(name->range(), partner->range))

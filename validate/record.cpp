@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "netdb/database.h"
-#include "validate/file_reader.h"
+#include "validate/reasons.h"
+#include "validate/vcd_model.h"
 
 namespace {
 
@@ -35,9 +36,8 @@ constexpr const char* kNoSuchScope = "no such scope";
 
 }  // namespace
 
-void ComparisonRecord::gather(const QkFileReader& reader) {
-    const QkVCDModel& vcdModel = *reader.vcdModel;
-    trace = reader.filename;
+void ComparisonRecord::gather(const QkVCDModel& vcdModel, const std::string& path) {
+    trace = path;
     drivenChanges = comparedChanges = 0;
     waits.clear();
     unchanged.clear();
@@ -59,7 +59,7 @@ void ComparisonRecord::gather(const QkFileReader& reader) {
             ofModel.addNetOfScope(name->scope, kNoSuchScope,
                                   [&] { return name->scope->fullName.str(); });
         else
-            ofModel.addNet(FullName(name).c_str(), reader.whyNotLinked(name));
+            ofModel.addNet(FullName(name).c_str(), whyNotLinked(vcdModel, name));
     });
     UnlinkedList ofTrace(traceOnly);
     for (const QkVCDName& name : vcdModel.names) {
@@ -67,7 +67,7 @@ void ComparisonRecord::gather(const QkFileReader& reader) {
         if (!name.scope->linked)
             ofTrace.addNetOfScope(name.scope, kNoSuchScope, [&] { return name.scope->fullName(); });
         else
-            ofTrace.addNet(name.fullName(), reader.whyNotLinked(name));
+            ofTrace.addNet(name.fullName(), whyNotLinked(name));
     }
 }
 

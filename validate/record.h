@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-class QkFileReader;
+struct QkVCDModel;
 
 struct ComparisonRecord {
     /// The first difference of one net, and how many it has.
@@ -37,7 +37,8 @@ struct ComparisonRecord {
     std::vector<Unlinked> traceOnly;     ///< in the order of the trace's declarations
 
     /// Takes over what the open comparison has come to so far.
-    void gather(const QkFileReader& reader);
+    /// @param path  of the trace
+    void gather(const QkVCDModel& vcdModel, const std::string& path);
     /// Counts times in ticks `factor` times finer.
     void rescaleTimes(uint64_t factor);
 };

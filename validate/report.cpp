@@ -60,10 +60,10 @@ Report makeReport(const qk_mtc_run* run) {
         QkFileReader& reader = *qkReader;
         if (reader.vcdModel && reader.fileIsOpen() && !reader.loadingState) {
             reader.vcdModel->traces.settleAll();
-            reader.record.gather(reader);
+            reader.results.record.gather(*reader.vcdModel, reader.tokens.path());
         }
         report.reader = &reader;
-        report.differences = reader.record.differences;
+        report.differences = reader.results.record.differences;
     }
     const bool isLinked = qk_mtc_statistics(&report.stats) != 0;
     if (run)
@@ -72,7 +72,7 @@ Report makeReport(const qk_mtc_run* run) {
         judge(report.run, report.stats, isLinked);
     if (!report.run.model) report.run.model = program_invocation_short_name;
     if (!report.run.trace)
-        report.run.trace = report.reader ? report.reader->record.trace.c_str() : "";
+        report.run.trace = report.reader ? report.reader->results.record.trace.c_str() : "";
     if (!report.run.reason) report.run.reason = "";
     std::stable_sort(report.differences.begin(), report.differences.end(),
                      [](const Difference& a, const Difference& b) {
@@ -173,10 +173,10 @@ void addCounts(JsonText& json, const qk_mtc_stats& stats, const ComparisonRecord
 
 void addComparison(JsonText& json, const Report& report) {
     const QkFileReader& reader = *report.reader;
-    const ComparisonRecord& record = reader.record;
+    const ComparisonRecord& record = reader.results.record;
     addOptions(json, reader);
     json.add("time", timeText(report.stats.time));
-    json.add("longest_synchronisation", timeText(reader.longestSync));
+    json.add("longest_synchronisation", timeText(reader.results.longestSync));
     addCounts(json, report.stats, record);
     json.beginArray("differences");
     for (const Difference& difference : report.differences) addDifference(json, difference);
@@ -190,8 +190,8 @@ void addComparison(JsonText& json, const Report& report) {
     }
     json.end();
     addTexts(json, "unchanged", record.unchanged);
-    addTexts(json, "not_compared", reader.notCompared);
-    addTexts(json, "not_driven", reader.notDriven);
+    addTexts(json, "not_compared", reader.results.notCompared);
+    addTexts(json, "not_driven", reader.results.notDriven);
     addUnlinked(json, "model_only", record.modelOnly);
     addUnlinked(json, "trace_only", record.traceOnly);
 }

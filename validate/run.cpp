@@ -1,204 +1,67 @@
-// Running the model along a trace. The trace owns time: it moves the clock, drives the inputs and
-// says when the model is stepped.
-#include <ctime>
-#include <string_view>
-#include <utility>
+#include "validate/run.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
 
 #include "base/qkassert.h"
 #include "console/console.h"
 #include "console/handlers.h"
-#include "console/script.h"
-#include "netdb/database.h"
 #include "qkzeft.h"
 #include "run/end_signal.h"
-#include "run/failure.h"
-#include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
-#include "tracing/trace_writer.h"
 #include "validate/file_reader.h"
 #include "validate/input_buffer.h"
 
 namespace {
 
-bool timeIsUp() { return qk_cycle >= stopTime && stopTime != kNoStop; }
-
 bool isInterrupted() { return sigintCount > 0 || pendingEndSignal() != 0; }
 
 }  // namespace
 
-// ---- Opening and closing
+TraceRun::TraceRun(QkFileReader& theComparison)
+    : comparison(theComparison), tokens(theComparison.tokens), body(theComparison.body) {}
 
-int QkFileReader::openTrace(const char* path) {
-    if (file) {
-        say("Open Trace: VCD already open (%s)\n", path);
-        return 0;
-    }
-    passRunning = true;  // initial values may have the console open, at a break
-    const bool opened = readOpening(path);
-    passRunning = false;
-    const bool closed = std::exchange(closeRequested, false);
-    return opened && !closed;
-}
+QkVCDTraces& TraceRun::vcdTraces() const { return comparison.vcdModel->traces; }
 
-bool QkFileReader::readOpening(const char* path) {
-    const auto failed = [&](const char* what) {
-        printFailure("%s: Open Trace: Failed to %s\n", path, what);
-        return false;
-    };
-    // Without clocks it turns itself off, for this trace.
-    if (!steponclockRequested && !qk_strict) steponclock = true;
-    if (!readHeader(path)) return failed("Open");
-    if (!linkModel()) return failed("cross-reference model with VCD file");
-    for (const StimulusMap& map : stimulusMaps) addStimulusMap(map);
-    warnOfBounds();
-    const int stimuli = findStimuli();
-    countLinks();
-    findProposals();
-    regroup();
-    if (sample) sample->start(vcdModel->traces);
-    vcdModel->traces.sample = sample.get();
-    if (!stimuli) return failed("find stimuli");
-    qk_cycle = 0;
-    forgetNotedTime();
-    const ToggleCoverage::Pause whileSetting(qkTraceWriter->coverage);
+bool TraceRun::timeIsUp() { return qk_cycle >= stopTime && stopTime != kNoStop; }
+
+void TraceRun::start() {
     stepNeeded = earlyInputs = clockPending = readFailed = sampleEnded = false;
-    if (!readInitialValues(true)) {
-        printFailure("%s:%d: Open Trace: Failed to read VCD 'dumpvars'\n", path, lineNumber);
-        return false;
-    }
-    if (!settleModel("init")) return false;
-    vcdModel->traces.endDump();
-    if (qkConsole->interactive) qk_printf("\nTimescale precision is %s\n", qk_time_as_string(1));
-    return true;
 }
 
-void QkFileReader::closeValidate() {
-    if (!runningFromVCD) return;
-    if (passRunning) {
-        closeRequested = true;
-        return;
-    }
-    closeRequested = false;
-    close();
-    if (qkConsole->interactive) {
-        start(false);
-    } else {
-        stopTime = qk_cycle;
-    }
-}
+// ---- A pass
 
-/// Ends the comparison in any case.
-void QkFileReader::endValidate() {
-    close();
-    runningFromVCD = false;
-    stopTime = qk_cycle;
-    currentPrompt = kPrompt;
-}
-
-// ---- Passes
-
-int QkFileReader::runValidate() {
-    QK_ASSERT_AS(qkDatabase->isComplete(), "qkLiveModel->isComplete()");
-    QK_ASSERT_AS(runningFromVCD, "qkLiveModel->reader.runningFromVCD");
-    bool failed = false;
-    while (runningFromVCD) {
-        bool pause = false;
-        if (!atEnd() && !runPass(pause)) failed = true;
-        if (isEndRequested()) {
-            endAsRequested();
-            endValidate();
-        }
-        if (!runningFromVCD) break;
-        if (pause || sigintCount > 0 || (qkConsole->interactive && mustPause())) {
-            if (!openConsole()) endValidate();
-        } else if (!qkConsole->interactive && atEnd()) {
-            endValidate();
-        } else if (!qkConsole->interactive && timeIsUp()) {
-            stopTime = kNoStop;  // nobody could move the run on
-        }
-        nDifferencesTotal += nDifferences;
-        nDifferences = 0;
-    }
-    if (failed) qk_printf("ZEFT Validate: difference found while running simulation\n");
-    return !failed;
-}
-
-/// @param pause  receives whether the console must open whatever the time
-/// @return whether the pass went without a difference or a failure
-bool QkFileReader::runPass(bool& pause) {
-    vcdModel->traces.updateMonitoring();
-    if (stopTime == kNoStop)
-        qk_printf("\nZEFT Validate: Running simulation to completion\n");
-    else if (stopTime == 0)
-        qk_printf("\nZEFT Validate: Initialising simulation\n");
-    else
-        qk_printf("\nZEFT Validate: Running simulation until time >= %s\n",
-                  qk_time_as_string(stopTime));
-    if (!hasClocks(pause)) return false;
-    const bool good = runTrace(true) != 0;
-    if (readFailed) {
-        if (qkConsole->interactive)
-            pause = true;
-        else
-            closeValidate();
-    }
-    return good;
-}
-
-/// Stepping on clocks needs one; unless the user asked for it, it turns itself off without.
-bool QkFileReader::hasClocks(bool& pause) {
-    if (!stepsInOrder() || vcdModel->traces.countClockStimuli() > 0) return true;
-    if (!steponclockRequested) {
-        steponclock = false;
-        return true;
-    }
-    qk_printf("steponclock is on, but no stimuli are clocks.\n");
-    if (qkConsole->interactive)
-        pause = true;
-    else
-        closeValidate();
-    return false;
-}
-
-bool QkFileReader::mustPause() const {
-    const bool tooMany = threshold != -1 && nDifferences >= threshold;
-    if (tooMany) qk_printf("ZEFT Validate: error threshold exceeded\n");
-    return tooMany || timeIsUp() || atEnd();
-}
-
-/// @return false when there is nobody to ask
-bool QkFileReader::openConsole() { return runPendingScripts() || enterConsole(); }
-
-int QkFileReader::runTrace(bool final) {
-    QK_ASSERT_AS(file != nullptr, "file != NULL");
-    if (!file) return 0;
+int TraceRun::runTrace(bool final) {
+    QK_ASSERT_AS(comparison.fileIsOpen(), "file != NULL");
+    if (!comparison.fileIsOpen()) return 0;
     passStart = std::clock();
     stopped = readFailed = false;
     lastOutOfSync = -1;
-    passRunning = true;
+    isRunning = true;
     bool good = readLines();
-    const bool complete = good && final && (atEnd() || sampleEnded) && !stopped;
+    const bool complete = good && final && (tokens.atEnd() || sampleEnded) && !stopped;
     if (complete) good = finishTrace();
-    stats.complete = complete && good;
-    passRunning = false;
-    vcdModel->traces.settleAll();
+    comparison.results.stats.complete = complete && good;
+    isRunning = false;
+    vcdTraces().settleAll();
     if (!good) readFailed = true;
-    const bool equal = good && nDifferences == 0;
+    const bool equal = good && comparison.nDifferences == 0;
     if (good && (complete || stopped)) {
         reportEnd();
-        if (!qkConsole->interactive) close();
+        if (!qkConsole->interactive) comparison.close();
     }
-    if (closeRequested) closeValidate();
+    if (closeRequested) comparison.closeValidate();
     return equal;
 }
 
 /// @return false after a failure
-bool QkFileReader::readLines() {
+bool TraceRun::readLines() {
     stopped = isInterrupted() || closeRequested;
     while (!stopped) {
         if (timeIsUp()) return true;
-        if (vcdModel->traces.monitoredCount > 0 && !reportProgress()) {
+        if (vcdTraces().monitoredCount > 0 && !reportProgress()) {
             stopped = true;
             return true;
         }
@@ -207,8 +70,8 @@ bool QkFileReader::readLines() {
             stopped = true;
             return true;
         }
-        const std::string_view token = readToken();
-        if (token.empty()) return !file->failure();
+        const std::string_view token = tokens.readToken();
+        if (token.empty()) return !tokens.input()->failure();
         if (!readLine(token)) return false;
         if (sampleEnded) return true;
         stopped = isInterrupted() || closeRequested;
@@ -217,8 +80,9 @@ bool QkFileReader::readLines() {
 }
 
 /// @return false when there are as many differences as the user wants
-bool QkFileReader::reportProgress() {
-    if (threshold != -1 && static_cast<unsigned>(nDifferences) >= static_cast<unsigned>(threshold))
+bool TraceRun::reportProgress() {
+    if (comparison.threshold != -1 && static_cast<unsigned>(comparison.nDifferences) >=
+                                          static_cast<unsigned>(comparison.threshold))
         return false;
     if (nOutOfSync == lastOutOfSync) return true;
     lastOutOfSync = nOutOfSync;
@@ -227,51 +91,50 @@ bool QkFileReader::reportProgress() {
     return true;
 }
 
-bool QkFileReader::readLine(std::string_view token) {
+bool TraceRun::readLine(std::string_view token) {
     if (token.front() == '#') return readTime(token);
     if (token.front() != '$') return readValue(token);
-    if (!isStrict) return readKeyword(token);
-    if (token == "$dumpon") return readInitialValues(false) != 0;
-    say("%s:%d: '%.*s' ignored\n", filename.c_str(), lineNumber, static_cast<int>(token.size()),
-        token.data());
+    if (!comparison.isStrict) return readKeyword(token);
+    if (token == "$dumpon") return body.readInitialValues(false) != 0;
+    tokens.reportIgnored(token);
     return true;
 }
 
-bool QkFileReader::readTime(std::string_view token) {
-    const std::string line = timeWords(token);  // the model may do anything, in its step
-    if (!pausedSince) {
+bool TraceRun::readTime(std::string_view token) {
+    const std::string line = body.timeWords(token);  // the model may do anything, in its step
+    if (!body.pausedSince) {
         if (!finishTimeStep()) return false;
-        if (vcdModel->traces.monitoredCount > 0) checkSyncTimeouts();
-        InputSample* const taken = vcdModel->traces.sample;
+        if (vcdTraces().monitoredCount > 0) checkSyncTimeouts();
+        InputSample* const taken = vcdTraces().sample;
         sampleEnded = taken && taken->endStep();
         if (sampleEnded) return true;
     }
-    if (!readTimeLine(line)) return false;
-    if (verbosestep || verbose > 3)
+    if (!body.readTimeLine(line)) return false;
+    if (comparison.areStepsSaid())
         qk_printf("Time: %s: Start VCD timestep:\n", qk_cycle_as_string());
     return true;
 }
 
 /// Steps the model if the lines of a time step ask for it.
-bool QkFileReader::finishTimeStep() {
-    if (clockFirst) {
+bool TraceRun::finishTimeStep() {
+    if (comparison.clockFirst) {
         if (!stepClockFirst()) return false;
     } else if (stepNeeded || clockPending) {
         if (!stepModel("time change")) return false;
     } else {
-        vcdModel->traces.commitPending(false);
+        vcdTraces().commitPending(false);
     }
     stepNeeded = clockPending = false;
     return true;
 }
 
-bool QkFileReader::readValue(std::string_view token) {
+bool TraceRun::readValue(std::string_view token) {
     std::string_view value;
     bool passed = false;
-    QkVCDId* const id = readValueLine(token, value, isStrict ? nullptr : &passed);
+    QkVCDId* const id = body.readValueLine(token, value, comparison.isStrict ? nullptr : &passed);
     if (!id) return passed;
     if (!id->linked) return true;
-    if (stepsInOrder()) return applyInClockOrder(*id, value);
+    if (comparison.stepsInOrder()) return applyInClockOrder(*id, value);
     id->setVCDValue(value, false);
     if (id->isStimulus) stepNeeded = true;
     return true;
@@ -279,7 +142,7 @@ bool QkFileReader::readValue(std::string_view token) {
 
 /// Inputs that stand before the first clock in a time step reach the model before it, and clocks in
 /// succession reach it together.
-bool QkFileReader::applyInClockOrder(QkVCDId& id, std::string_view value) {
+bool TraceRun::applyInClockOrder(QkVCDId& id, std::string_view value) {
     if (id.isClock) {
         if (earlyInputs && !stepModel("apply early inputs")) return false;
         earlyInputs = false;
@@ -294,44 +157,42 @@ bool QkFileReader::applyInClockOrder(QkVCDId& id, std::string_view value) {
     return true;
 }
 
-bool QkFileReader::canStep() const {
+bool TraceRun::canStep() const {
     if (!qk_step_fn) qk_printf("ZEFT Validate: 'qk_step_fn()' not registered\n");
     return qk_step_fn != nullptr;
 }
 
 /// Has the model evaluated, by qk_step_fn or another function of it. It cannot move the time.
-void QkFileReader::evaluate(void (*function)(), const char* reason) {
-    if (verbosestep || verbose > 3)
-        qk_printf("Time: %s: Step (%s)\n", qk_cycle_as_string(), reason);
-    const bool wasRunning = passRunning;
-    passRunning = true;  // nothing that is in use here may go away
+void TraceRun::evaluate(void (*function)(), const char* reason) {
+    if (comparison.areStepsSaid()) qk_printf("Time: %s: Step (%s)\n", qk_cycle_as_string(), reason);
+    const bool wasRunning = isRunning;
+    isRunning = true;  // nothing that is in use here may go away
     const uint64_t time = qk_cycle;
     const int precision = qk_timescale_precision;
     function();
     qk_cycle = inTicksNow(time, precision);
-    passRunning = wasRunning;
+    isRunning = wasRunning;
 }
 
-int QkFileReader::stepModel(const char* reason) {
+int TraceRun::stepModel(const char* reason) {
     if (!canStep()) return 0;
-    vcdModel->traces.commitPending(false);
+    vcdTraces().commitPending(false);
     evaluate(qk_step_fn, reason);
-    vcdModel->traces.scanLiveChanges();
+    vcdTraces().scanLiveChanges();
     return 1;
 }
 
-/// Has the model take up inputs and registers that were written from outside.
-int QkFileReader::settleModel(const char* reason) {
+int TraceRun::settleModel(const char* reason) {
     if (!canStep()) return 0;
-    vcdModel->traces.commitPending(false);
+    vcdTraces().commitPending(false);
     evaluate(qk_settle_fn ? qk_settle_fn : qk_step_fn, reason);
-    vcdModel->traces.scanLiveChanges();
+    vcdTraces().scanLiveChanges();
     return 1;
 }
 
 /// Ends a time step whose order of lines does not count: early inputs reach the model first, then
 /// clocks, then all other inputs. What it makes of them is looked at once.
-bool QkFileReader::stepClockFirst() {
+bool TraceRun::stepClockFirst() {
     constexpr struct {
         CommitGroup group;
         const char* reason;
@@ -339,61 +200,88 @@ bool QkFileReader::stepClockFirst() {
         {kEarlyInputs, "early inputs"}, {kClocks, "clocks"}, {kOtherInputs, "other inputs"}};
     bool stepped = false;
     for (const auto& [group, reason] : groups) {
-        if (!vcdModel->traces.commitGroup(group)) continue;
+        if (!vcdTraces().commitGroup(group)) continue;
         if (!canStep()) return false;
         evaluate(qk_step_fn, reason);
         stepped = true;
     }
-    if (stepped) vcdModel->traces.scanLiveChanges();
+    if (stepped) vcdTraces().scanLiveChanges();
     return true;
 }
 
-void QkFileReader::regroup() {
-    if (!vcdModel) return;
-    QkVCDTraces& traces = vcdModel->traces;
+void TraceRun::regroup() {
+    if (!comparison.vcdModel) return;
     // What waits has to reach the model in the other order, too.
-    if (traces.isGrouped() != clockFirst && traces.isInputPending()) stepNeeded = true;
-    traces.regroup(clockFirst);
+    if (vcdTraces().isGrouped() != comparison.clockFirst && vcdTraces().isInputPending())
+        stepNeeded = true;
+    vcdTraces().regroup(comparison.clockFirst);
 }
 
-void QkFileReader::rescaleTimes(uint64_t factor) {
-    synctime = limitInFinerTicks(synctime, factor);
-    stats.time *= factor;
-    record.rescaleTimes(factor);
-    vcdTimeMultiplier *= factor;
-    if (!vcdModel) return;
-    for (const auto& trace : vcdModel->traces.all)
-        for (uint64_t* const time :
-             {&trace->lastStateChange, &trace->maxSyncToVCD, &trace->maxSyncToLive})
-            *time *= factor;
-}
-
-bool QkFileReader::finishTrace() {
-    QkVCDTraces& traces = vcdModel->traces;
-    if (clockFirst) {
+bool TraceRun::finishTrace() {
+    if (comparison.clockFirst) {
         if (!stepClockFirst()) return false;
     } else {
-        traces.commitPending(false);
+        vcdTraces().commitPending(false);
         const bool stepped = stepNeeded || (clockPending && !qk_strict);
         if (stepped && !stepModel("end")) return false;
     }
     stepNeeded = clockPending = false;
-    if (InputSample* const taken = traces.sample) {
+    if (InputSample* const taken = vcdTraces().sample) {
         if (!sampleEnded) taken->endStep();
         taken->finish();
     }
-    traces.scanLiveChanges();
-    traces.endOfTrace();
+    vcdTraces().scanLiveChanges();
+    vcdTraces().endOfTrace();
     return true;
 }
 
-void QkFileReader::reportEnd() {
-    vcdModel->traces.summarise();
-    if (timeExecution)
+void TraceRun::reportEnd() {
+    vcdTraces().summarise();
+    if (comparison.timeExecution)
         qk_printf("  %.2f CPU-seconds elapsed\n",
                   static_cast<double>(std::clock() - passStart) / CLOCKS_PER_SEC);
-    if ((verbosestep || verbose > 0) && vcdModel->traces.countClockStimuli() > 0) {
+    if ((comparison.verbosestep || comparison.verbose > 0) && vcdTraces().countClockStimuli() > 0) {
         qk_printf("\nClocks:\n");
         lsCommand("-c");
     }
+}
+
+// ---- Pauses of the trace
+
+bool TraceRun::readKeyword(std::string_view token) {
+    if (isDumpOff(token)) return beginPause();
+    if (isDumpOn(token)) return endPause();
+    return body.readKeyword(token);
+}
+
+/// Until the trace goes on, nothing is driven and nothing compared.
+bool TraceRun::beginPause() {
+    if (body.pausedSince) return true;
+    if (!finishTimeStep()) return false;
+    if (vcdTraces().monitoredCount > 0) checkSyncTimeouts();
+    vcdTraces().beginPause();
+    body.pausedSince = qk_cycle;
+    return true;
+}
+
+/// What happened in a pause is not known: the model takes over the values at its end.
+bool TraceRun::endPause() {
+    const int line = tokens.line();
+    const std::string until = qk_cycle_as_string();
+    const std::string since = body.pausedSince ? qk_time_as_string(*body.pausedSince) : "";
+    if (!body.pausedSince && !finishTimeStep()) return false;
+    body.pausedSince.reset();
+    if (!body.readDump(false)) return false;
+    const std::vector<QkVCDTrace*> given = vcdTraces().takeDump();
+    // The model finds out what follows from its inputs, and loses what it takes for an edge.
+    if (!settleModel("resume")) return false;
+    vcdTraces().takeAgain(given);
+    const auto taken = std::count_if(given.begin(), given.end(),
+                                     [](const QkVCDTrace* trace) { return trace->isMatched(); });
+    const std::string pause = since.empty()
+                                  ? "$dumpon at " + until + " without $dumpoff"
+                                  : "the trace has no values from " + since + " to " + until;
+    tokens.reportAt(line, "%s: %d register%s taken over", pause.c_str(), static_cast<int>(taken),
+                    taken == 1 ? "" : "s");
+    return true;
 }

@@ -8,7 +8,6 @@
 #include "qkzeft_validate.h"
 #include "run/life.h"
 #include "run/time.h"
-#include "validate/compare.h"
 #include "validate/file_reader.h"
 
 namespace {

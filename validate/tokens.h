@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-/// @return the first blank or line end at or after `at`; one stands behind the end of the buffer
+/// @return the first blank or line end at or after `at`; there is one after the end of the buffer
 inline const char* tokenEnd(const char* at) {
     constexpr uint64_t ones = 0x0101010101010101, highs = 0x8080808080808080;
     for (;; at += 8) {
@@ -15,6 +15,15 @@ inline const char* tokenEnd(const char* at) {
         const uint64_t blanks = ~((eight | highs) - ones * '!') & highs;
         if (blanks) return at + __builtin_ctzll(blanks) / 8;
     }
+}
+
+inline constexpr std::string_view kEnd = "$end";
+inline constexpr const char* kEndMissing = "$end missing to end of file";
+inline constexpr const char* kEndMissingBy = "$end missing by line %d";
+
+/// @return whether a text has more than its end
+inline bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() > end.size() && text.ends_with(end);
 }
 
 inline bool isBitDigit(char c) {

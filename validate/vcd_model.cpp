@@ -209,7 +209,7 @@ QkVCDName* QkVCDModel::findName(std::string_view fullName) {
     return nullptr;
 }
 
-QkVCDName* QkVCDModel::findName(const QkVCDScope* scope, std::string_view name) {
+const QkVCDName* QkVCDModel::findName(const QkVCDScope* scope, std::string_view name) const {
     const uint32_t found = findName(Place{scope, name});
     return found == HashIndex::kNone ? nullptr : &names[found];
 }

@@ -16,7 +16,7 @@
 
 #include "base/bit_range.h"
 #include "netdb/index.h"
-#include "validate/compare.h"
+#include "validate/vcd_traces.h"
 
 class QkScope;
 struct QkName;
@@ -158,7 +158,7 @@ struct QkVCDModel {
     /// @return the scope of a dotted path, or null
     QkVCDScope* findScope(std::string_view path) const;
     QkVCDName* findName(std::string_view fullName);
-    QkVCDName* findName(const QkVCDScope* scope, std::string_view name);
+    const QkVCDName* findName(const QkVCDScope* scope, std::string_view name) const;
     /// @return whether names may hold dots and be escaped
     bool hasLooseNames() const { return !isStrict; }
     /// Makes QkVCDTraces::codes by the numbers of short codes, unless they are valid.

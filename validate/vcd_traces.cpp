@@ -1,4 +1,5 @@
-// The traces of a comparison: their values, and how events reach them.
+#include "validate/vcd_traces.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -9,8 +10,8 @@
 #include "qkzeft_run.h"
 #include "run/printout.h"
 #include "tracing/trace_writer.h"
-#include "validate/compare.h"
 #include "validate/file_reader.h"
+#include "validate/reasons.h"
 #include "validate/sample.h"
 
 namespace {
@@ -52,8 +53,8 @@ bool isComparable(const QkTrace* trace) {
 // ---- A trace's values
 
 QkVCDTrace::QkVCDTrace(QkVCDTraces* traces, QkTrace* trace, int width)
-    : state(::isComparable(trace) && width == trace->width() ? ValuesMatch : DoNotCompare),
-      narrowWidth(width <= 64 ? static_cast<uint8_t>(width) : uint8_t{0}),
+    : ComparedValue(::isComparable(trace) && width == trace->width() ? ValuesMatch : DoNotCompare,
+                    width),
       liveTrace(trace),
       owner(traces),
       pendingBits(width, &pendingChunk),
@@ -573,5 +574,5 @@ void QkVCDTraces::summarise() {
         "  Longest time to synchronise was %s\n  %d differences found\n",
         inputChanges, inputs, comparedChanges, signals, qk_time_as_string(longest),
         reader.nDifferences + reader.nDifferencesTotal);
-    if (!qk_strict) reader.summariseDoubts(out);
+    if (!qk_strict) summariseDoubts(*reader.vcdModel, out);
 }

@@ -1,4 +1,5 @@
-// What a comparison has come to, for those who drive one from a program.
+#include "validate/results.h"
+
 #include <algorithm>
 #include <unordered_set>
 
@@ -25,17 +26,24 @@ std::unordered_set<const QkTrace*> outputTraces() {
 
 }  // namespace
 
-void QkFileReader::countLinks() {
-    traceKnown = true;
+void ComparisonResults::start() {
+    stats = {};
+    record = {};
+    isTraceKnown = false;
+    proposals.clear();
+}
+
+void ComparisonResults::countLinks(const QkVCDModel& vcdModel, const ComparisonOptions& options) {
+    isTraceKnown = true;
     longestSync = 0;
-    stats.signals = static_cast<int>(vcdModel->names.size());
+    stats.signals = static_cast<int>(vcdModel.names.size());
     stats.linked = stats.comparable = stats.compared = stats.driven = 0;
-    for (const QkVCDName& name : vcdModel->names) stats.linked += name.linked != nullptr;
+    for (const QkVCDName& name : vcdModel.names) stats.linked += name.linked != nullptr;
     const std::unordered_set<const QkTrace*> outputs = outputTraces();
     std::vector<const QkTrace*> missing;
     TraceRing::each(qkDatabase->traces, [&](const QkTrace* trace) {
         if (trace->header != trace) return;
-        const QkVCDTrace* const partner = vcdModel->traces.find(trace);
+        const QkVCDTrace* const partner = vcdModel.traces.find(trace);
         const bool isDriven = partner && partner->isStimulus;
         const bool canBeCompared = (isComparable(trace) || outputs.contains(trace)) && !isDriven;
         const bool isCompared = canBeCompared && partner && partner->isComparable();
@@ -44,13 +52,14 @@ void QkFileReader::countLinks() {
         stats.compared += isCompared;
         if (canBeCompared && !isCompared) missing.push_back(trace);
     });
-    findMissingNets(missing);
-    findUnlinkedPairs();
+    findMissingNets(vcdModel, missing);
+    findUnlinkedPairs(vcdModel, options);
     longestSync = 0;
 }
 
 /// Hidden nets are left out: nobody could look for them in a trace.
-void QkFileReader::findMissingNets(const std::vector<const QkTrace*>& notComparedTraces) {
+void ComparisonResults::findMissingNets(const QkVCDModel& vcdModel,
+                                        const std::vector<const QkTrace*>& notComparedTraces) {
     notCompared.clear();
     notDriven.clear();
     const auto isVisible = [](const QkName* name) { return !name->isHidden(); };
@@ -59,43 +68,31 @@ void QkFileReader::findMissingNets(const std::vector<const QkTrace*>& notCompare
             notCompared.emplace_back(FullName(name).c_str());
     NameRing::each(qkDatabase->names, [&](const QkName* name) {
         if (!isStimulus(name) || name->isHidden() || name->trace->ignored) return;
-        const QkVCDTrace* const partner = vcdModel->traces.find(name->trace->header);
+        const QkVCDTrace* const partner = vcdModel.traces.find(name->trace->header);
         if (!partner || !partner->isStimulus) notDriven.emplace_back(FullName(name).c_str());
     });
 }
 
-void QkFileReader::findUnlinkedPairs() {
+void ComparisonResults::findUnlinkedPairs(const QkVCDModel& vcdModel,
+                                          const ComparisonOptions& options) {
     unlinkedScopes.clear();
     unlinkedNets.clear();
-    for (auto map = mappedScopes.rbegin(); map != mappedScopes.rend(); ++map) {
-        const QkVCDScope* const partner = vcdModel->partnerOf(map->live);
-        if (!partner || partner != vcdModel->findScope(map->path))
+    for (auto map = options.mappedScopes.rbegin(); map != options.mappedScopes.rend(); ++map) {
+        const QkVCDScope* const partner = vcdModel.partnerOf(map->live);
+        if (!partner || partner != vcdModel.findScope(map->path))
             unlinkedScopes.push_back({map->live->fullName.str(), map->path});
     }
-    for (auto map = stimulusMaps.rbegin(); map != stimulusMaps.rend(); ++map)
+    for (auto map = options.stimulusMaps.rbegin(); map != options.stimulusMaps.rend(); ++map)
         if (!map->live->stimulus) unlinkedNets.push_back({FullName(map->live).c_str(), map->path});
 }
 
-const qk_mtc_stats& QkFileReader::currentStats() {
-    if (vcdModel) {
-        stats.unchanged = 0;
-        for (const auto& trace : vcdModel->traces.all) {
-            if (!trace->liveTrace || trace->isStimulus) continue;
+void ComparisonResults::countChanges(const QkVCDModel& vcdModel) {
+    stats.unchanged = 0;
+    for (const auto& trace : vcdModel.traces.all) {
+        longestSync = std::max({longestSync, trace->maxSyncToVCD, trace->maxSyncToLive});
+        if (trace->liveTrace && !trace->isStimulus)
             stats.unchanged += trace->isMatched() && !trace->traceChanged;
-            longestSync = std::max({longestSync, trace->maxSyncToVCD, trace->maxSyncToLive});
-        }
     }
-    if (file) {
-        stats.file_bytes = file->fileBytes();
-        stats.bytes_read = file->position();
-        stats.damaged = file->isDamaged() || damaged;
-        stats.time = qk_cycle;
-    }
-    if (vcdModel)
-        for (const auto& trace : vcdModel->traces.all)
-            longestSync = std::max({longestSync, trace->maxSyncToVCD, trace->maxSyncToLive});
-    stats.differences = nDifferences + nDifferencesTotal;
-    return stats;
 }
 
 // ---- Ports in another place
@@ -153,9 +150,9 @@ std::vector<const QkScope*> undrivenScopes(const QkVCDModel& vcdModel) {
 
 }  // namespace
 
-void QkFileReader::findProposals() {
-    for (const QkScope* const scope : undrivenScopes(*vcdModel)) {
-        const std::vector<Fit> fits = fitsOf(*vcdModel, scope);
+void ComparisonResults::findProposals(const QkVCDModel& vcdModel) {
+    for (const QkScope* const scope : undrivenScopes(vcdModel)) {
+        const std::vector<Fit> fits = fitsOf(vcdModel, scope);
         for (const Fit& fit : fits) {
             if (fit.ports < fits.front().ports) break;
             proposals.push_back({scope->fullName.str(), fit.scope->fullName()});
@@ -169,16 +166,16 @@ int qk_mtc_statistics(qk_mtc_stats* stats) {
     *stats = {};
     if (!modelExists()) return 0;
     *stats = qkReader->currentStats();
-    return qkReader->isTraceKnown();
+    return qkReader->results.isTraceKnown;
 }
 
-uint64_t qk_mtc_longest_sync() { return modelExists() ? qkReader->longestSync : 0; }
+uint64_t qk_mtc_longest_sync() { return modelExists() ? qkReader->results.longestSync : 0; }
 
 int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scope) {
     if (!modelExists() || index < 0) return 0;
-    const auto& proposals = qkReader->proposals;
+    const auto& proposals = qkReader->results.proposals;
     if (static_cast<size_t>(index) >= proposals.size()) return 0;
-    const QkFileReader::Proposal& proposal = proposals[static_cast<size_t>(index)];
+    const ComparisonResults::Pair& proposal = proposals[static_cast<size_t>(index)];
     *model_scope = proposal.model.c_str();
     *trace_scope = proposal.trace.c_str();
     return 1;
@@ -186,13 +183,13 @@ int qk_mtc_proposal(int index, const char** model_scope, const char** trace_scop
 
 int qk_mtc_unlinked(int index, const char** model, const char** trace) {
     if (!modelExists() || index < 0) return 0;
-    const auto& scopes = qkReader->unlinkedScopes;
-    const auto& nets = qkReader->unlinkedNets;
+    const auto& scopes = qkReader->results.unlinkedScopes;
+    const auto& nets = qkReader->results.unlinkedNets;
     auto at = static_cast<size_t>(index);
     const bool isScope = at < scopes.size();
     if (!isScope) at -= scopes.size();
     if (!isScope && at >= nets.size()) return 0;
-    const QkFileReader::Proposal& pair = isScope ? scopes[at] : nets[at];
+    const ComparisonResults::Pair& pair = isScope ? scopes[at] : nets[at];
     *model = pair.model.c_str();
     *trace = pair.trace.c_str();
     return isScope ? 1 : 2;
@@ -208,9 +205,9 @@ const char* textAt(const std::vector<std::string>& texts, int index) {
 }  // namespace
 
 const char* qk_mtc_not_compared(int index) {
-    return modelExists() ? textAt(qkReader->notCompared, index) : nullptr;
+    return modelExists() ? textAt(qkReader->results.notCompared, index) : nullptr;
 }
 
 const char* qk_mtc_not_driven(int index) {
-    return modelExists() ? textAt(qkReader->notDriven, index) : nullptr;
+    return modelExists() ? textAt(qkReader->results.notDriven, index) : nullptr;
 }
