@@ -1,7 +1,6 @@
 #include "base/bit_range.h"
 
 #include <climits>
-#include <cstdint>
 
 #include "base/qkassert.h"
 
@@ -28,7 +27,7 @@ BitRange BitRange::bit() {
 
 bool BitRange::equals(const BitRange& other) const {
     QK_ASSERT_AS(isRange && other.isRange, "isRange() && o.isRange()");
-    return lsb == other.lsb && msb == other.msb;
+    return hasSameBounds(other);
 }
 
 bool BitRange::join(const BitRange& other) {

@@ -59,3 +59,18 @@ inline void storeStorage(void* address, int bytes, uint64_t value) {
         default: std::memcpy(address, &value, sizeof value); return;
     }
 }
+
+/// ORs a value of `width` bits, 1 to 64, into one kept in chunks of 64 bits.
+/// @param offset   of its low bit from that of the whole
+/// @param chunkAt  gives a reference to the chunk of a number, chunk 0 being the least significant
+template <class ChunkAt>
+void placeBits(int offset, int width, uint64_t value, ChunkAt&& chunkAt) {
+    const int shift = offset % QK_MAXUBITS;
+    chunkAt(offset / QK_MAXUBITS) |= value << shift;
+    if (shift + width > QK_MAXUBITS)
+        chunkAt(offset / QK_MAXUBITS + 1) |= value >> (QK_MAXUBITS - shift);
+}
+
+inline void placeBits(uint64_t* chunks, int offset, int width, uint64_t value) {
+    placeBits(offset, width, value, [&](int at) -> uint64_t& { return chunks[at]; });
+}

@@ -98,8 +98,8 @@ bool isClock(const QkName* name) {
 }
 
 bool isRegister(const QkName* name) {
-    const QkTrace* last = name->trace->firstPart();
-    while (const QkTrace* following = name->trace->partAfter(last)) last = following;
+    const QkTrace* last = name->trace;
+    for (const QkTrace* const part : name->trace->parts()) last = part;
     return !last->isArray() && (last->flags & QK_flag_register) &&
            !(last->flags & QK_flag_not_compared);
 }

@@ -19,16 +19,6 @@ constexpr int kRowColumns = 70;
 /// @return bits of the most significant 64-bit chunk, 1 to 64
 int topChunkBits(int width) { return (width - 1) % 64 + 1; }
 
-/// Puts a part's value in its place among the chunks of the whole, chunk 0 least significant.
-void placePart(std::vector<uint64_t>& chunks, const BitRange& whole, const QkTrace& part,
-               uint64_t value) {
-    const int offset = whole.reversed ? whole.msb - part.range.msb : part.range.lsb - whole.lsb;
-    const auto chunk = static_cast<size_t>(offset / 64);
-    const int shift = offset % 64;
-    chunks[chunk] |= value << shift;
-    if (shift + part.width() > 64) chunks[chunk + 1] |= value >> (64 - shift);
-}
-
 /// Prints all digits of a trace, or of an array's element, in one go.
 /// @param element  counts elements in storage; 0 for a scalar
 void printDigits(Printout& out, const QkTrace* trace, uint32_t element) {
@@ -38,8 +28,9 @@ void printDigits(Printout& out, const QkTrace* trace, uint32_t element) {
         return;
     }
     std::vector<uint64_t> chunks(static_cast<size_t>((trace->width() + 63) / 64));
-    for (const QkTrace* part = trace->bits; part; part = part->bits)
-        placePart(chunks, trace->range, *part, part->readStorage(element));
+    for (const QkTrace* const part : trace->parts())
+        placeBits(chunks.data(), trace->range.placeOf(part->range), part->width(),
+                  part->readStorage(element));
     out.addHex(topChunkBits(trace->width()), chunks.back());
     for (auto chunk = chunks.rbegin() + 1; chunk != chunks.rend(); ++chunk) out.addHex(64, *chunk);
 }
@@ -68,12 +59,11 @@ void printPartial(Printout& out, const QkName* name) {
 /// last whole 64 bits has digits of its own.
 void printBits(Printout& out, const QkName* name) {
     const BitRange& range = name->range();
-    const bool ascending = range.isRange && range.reversed;
     for (int done = 0; done < range.width;) {
         const int count = std::min(QK_MAXUBITS, range.width - done);
-        const int lowest = ascending ? range.lsb + done + count - 1 : range.msb - done - count + 1;
         uint64_t value;
-        if (readBits(name, 0, lowest, count, &value) != 0) value = 0;
+        if (readBits(name, 0, range.bitAt(range.width - done - count), count, &value) != 0)
+            value = 0;
         out.addHex(count, value);
         done += count;
     }
@@ -81,7 +71,7 @@ void printBits(Printout& out, const QkName* name) {
 
 /// Prints the elements from `from` to `to`, which lie in the array and run in its direction.
 void printRows(Printout& out, const QkTrace* array, int64_t from, int64_t to, char separator) {
-    const int step = array->arrayLeft() > array->arrayRight() ? -1 : 1;
+    const int step = array->arrayStep();
     const int columns = (array->width() + 3) / 4 + 1;
     const int64_t perRow = std::max(1, kRowColumns / columns);
     int64_t left = (to - from) * step + 1;

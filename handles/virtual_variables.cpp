@@ -24,12 +24,6 @@ std::string fullNameOf(const char* given) {
     return std::string(qkDatabase->top_scopes->fullName.str()) + "." + given;
 }
 
-/// @return whether [left:right] lies within a net's bounds and runs in their direction
-bool isWithin(const BitRange& range, int left, int right) {
-    const int low = range.reversed ? left : right, high = range.reversed ? right : left;
-    return low <= high && low >= range.lsb && high <= range.msb;
-}
-
 int resolveIdleBits(ElementRequest& request) {
     const int width = request.idleWidth;
     if (width < 1 || width > kMostIdleBits) return kBadIdleWidth;
@@ -51,11 +45,11 @@ int resolve(ElementRequest& request) {
     if (request.whole) {
         request.left = range.left();
         request.right = range.right();
-    } else if (!isWithin(range, request.left, request.right)) {
+    } else if (!range.contains(request.left, request.right)) {
         return kOutOfRange;
     }
     const auto distance = [](int a, int b) { return static_cast<int>(std::abs(int64_t{a} - b)); };
-    const int offset = distance(request.right, range.reversed ? range.msb : range.lsb) +
+    const int offset = distance(request.right, range.right()) +
                        (net->kind == kExtractName ? net->extension->offset : 0);
     request.element =
         VirtualElement{distance(request.left, request.right) + 1, net->trace, offset, 0};

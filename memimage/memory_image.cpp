@@ -197,12 +197,12 @@ ImageReader::ImageReader(QkTrace* theArray, const MemoryImage& image)
       width(theArray->width()),
       digitLimit(image.base == 2 ? int64_t{width} : (int64_t{width} + 3) / 4),
       right(theArray->arrayRight()),
-      direction(theArray->arrayLeft() > theArray->arrayRight() ? 1 : -1),
+      direction(-theArray->arrayStep()),
       limitsAreGood(setLimits(image)),
       at(block),
       end(block) {
     block[0] = 0;
-    for (QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
+    for (QkTrace* const part : array->parts()) {
         if (!part->address || part->nel != array->nel) continue;
         parts.push_back({part, static_cast<char*>(part->address), part->elementBytes(),
                          part->stride(), bitMask(part->width()), part->lowBit(),
@@ -415,8 +415,7 @@ void ImageReader::store() {
     const auto storePart = [&](const Part& part, uint64_t value) {
         if (part.hasCopies) {
             const BitRange& range = part.trace->range;
-            const int lowestBit = range.isRange && range.reversed ? range.msb : range.lsb;
-            writeBits(part.trace, index, lowestBit, range.width, value & part.mask);
+            writeBits(part.trace, index, range.right(), range.width, value & part.mask);
             return;
         }
         storeStorage(part.place + element * static_cast<size_t>(part.stride), part.bytes,
@@ -444,15 +443,9 @@ void ImageReader::noteWrites() {
 void addElement(std::string& text, std::vector<uint64_t>& chunks, const QkTrace* array,
                 uint32_t element) {
     std::fill(chunks.begin(), chunks.end(), 0);
-    for (const QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
+    for (const QkTrace* const part : array->parts()) {
         if (!part->address || part->nel != array->nel) continue;
-        const int offset = part->lowBit();
-        const auto chunk = static_cast<size_t>(offset / QK_MAXUBITS);
-        const int shift = offset % QK_MAXUBITS;
-        const uint64_t value = part->readStorage(element);
-        chunks[chunk] |= value << shift;
-        if (shift + part->width() > QK_MAXUBITS)
-            chunks[chunk + 1] |= value >> (QK_MAXUBITS - shift);
+        placeBits(chunks.data(), part->lowBit(), part->width(), part->readStorage(element));
     }
     for (int digit = (array->width() + 3) / 4 - 1; digit >= 0; --digit)
         text.push_back(

@@ -28,9 +28,8 @@ bool locate(const QkTrace* trace, int64_t index, int64_t bit, int count, Field& 
     }
     const BitRange& range = trace->range;
     if (count < 0 || count > range.width || count > QK_MAXUBITS) return false;
-    const int64_t bound = range.reversed ? range.lsb : range.msb;
-    const bool ascending = range.isRange && range.reversed;
-    field.offset = ascending ? (bit - count + 1) - bound : bound - (bit + count - 1);
+    const int64_t left = range.left();
+    field.offset = range.reversed ? (bit - count + 1) - left : left - (bit + count - 1);
     field.count = count;
     return field.offset >= 0 && field.offset + count <= range.width;
 }
@@ -45,7 +44,7 @@ struct Piece {
 template <class Trace, class Visit>
 bool eachPiece(Trace* trace, const Field& field, Visit&& visit) {
     int64_t top = 0;
-    for (Trace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+    for (Trace* const part : trace->parts()) {
         const int64_t end = top + part->range.width;
         const int64_t from = std::max(top, field.offset);
         const int64_t to = std::min(end, field.offset + field.count);
@@ -60,11 +59,9 @@ bool eachPiece(Trace* trace, const Field& field, Visit&& visit) {
 int64_t bitOfTrace(const QkName* name, int64_t bit) {
     if (name->kind == kPlainName) return bit;
     const BitRange& own = name->extension->range;
-    const BitRange& range = name->trace->range;
-    int64_t distance = std::abs(bit - (own.reversed ? own.msb : own.lsb));
+    int64_t distance = std::abs(bit - own.right());
     if (name->kind == kExtractName) distance += name->extension->offset;
-    if (range.isRange && range.reversed) return range.msb - distance;
-    return (range.reversed ? range.msb : range.lsb) + distance;
+    return name->trace->range.bitAt(distance);
 }
 
 bool isReadable(const QkName* name) {
@@ -161,10 +158,8 @@ ChunkBits bitsOfChunk(const QkName* name, int chunk) {
     const BitRange& range = name->range();
     const int64_t below = int64_t{chunk} * QK_MAXUBITS;
     if (chunk < 0 || range.width <= below) return {0, 0};
-    const int64_t bit = range.isRange && range.reversed
-                            ? range.msb - below
-                            : (range.reversed ? range.msb : range.lsb) + below;
-    return {bit, static_cast<int>(std::min<int64_t>(range.width - below, QK_MAXUBITS))};
+    return {range.bitAt(below),
+            static_cast<int>(std::min<int64_t>(range.width - below, QK_MAXUBITS))};
 }
 
 }  // namespace

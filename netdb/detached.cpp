@@ -108,8 +108,7 @@ void QkDatabase::detachTrace(QkTrace* trace) {
     announce(&DatabaseListener::netDetaches, trace);
     const bool isActive = trace->a_next != nullptr;
     std::vector<QkTrace*> parts;
-    for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
-        parts.push_back(part);
+    for (QkTrace* const part : trace->parts()) parts.push_back(part);
     for (QkTrace* part : parts) detachStorage(part, isActive);
     trace->detached = true;
     trace->flags &= ~kLostFlags;
@@ -241,8 +240,7 @@ void QkDatabase::adoptStorage(QkTrace* part, QkTrace* fresh) {
 
 void QkDatabase::adopt(QkTrace* trace, QkTrace* fresh) {
     std::vector<QkTrace*> parts;
-    for (QkTrace* part = fresh->firstPart(); part; part = fresh->partAfter(part))
-        parts.push_back(part);
+    for (QkTrace* const part : fresh->parts()) parts.push_back(part);
     QkTrace* into = trace->firstPart();
     for (QkTrace* part : parts) {
         adoptStorage(into, part);

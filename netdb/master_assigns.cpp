@@ -101,10 +101,7 @@ private:
         const uint64_t removals = qkDatabase->removals;
         for (const uint32_t element : changed) {
             if (removals != qkDatabase->removals) return;  // the array may have gone
-            const int64_t number = element;
-            qkDatabase->recorder->elementChanged(array, array->arrayLeft() > array->arrayRight()
-                                                            ? array->arrayRight() + number
-                                                            : array->arrayRight() - number);
+            qkDatabase->recorder->elementChanged(array, array->indexOf(element));
         }
     }
 
@@ -193,8 +190,7 @@ void QkDatabase::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void*
 void QkDatabase::followArray(const QkName* name) {
     QkScope* const scope = moduleScope(name->scope);
     QkTrace* const trace = name->trace;
-    for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
-        addMasterArrayAssign(scope, part, nullptr);
+    for (QkTrace* const part : trace->parts()) addMasterArrayAssign(scope, part, nullptr);
 }
 
 namespace {
@@ -245,7 +241,7 @@ void QkDatabase::eraseBuffers(const void* address, IsOut&& isOut) {
 }
 
 void QkDatabase::unfollowArray(const QkTrace* header) {
-    for (const QkTrace* part = header->firstPart(); part; part = header->partAfter(part))
+    for (const QkTrace* const part : header->parts())
         eraseBuffers(part->address, [&](const ValueBuffer& buffer) {
             return buffer.header == header && buffer.ownsShadow();
         });
@@ -286,7 +282,7 @@ void QkDatabase::resolveMasterAssigns() {
         TraceRing::each(traces, [&](QkTrace* trace) {
             const QkName* const name = anyName(trace);
             if (!name) return;
-            for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+            for (QkTrace* const part : trace->parts()) {
                 if (assignsStale) part->resolved = false;
                 resolveMasterAssign(part, name);
             }

@@ -104,6 +104,33 @@ struct TraceExtras {
     std::vector<QkName*> pvnames = {};          ///< names of kind 3 that read it, each once
 };
 
+/// The parts that hold a trace's value, the most significant first, for range-for.
+template <class Trace>
+class PartRange {
+public:
+    class Iterator {
+    public:
+        Iterator(Trace* whole, Trace* part) : owner(whole), at(part) {}
+        Trace* operator*() const { return at; }
+        Iterator& operator++() {
+            at = owner->partAfter(at);
+            return *this;
+        }
+        bool operator!=(const Iterator& other) const { return at != other.at; }
+
+    private:
+        Trace* owner;
+        Trace* at;
+    };
+
+    explicit PartRange(Trace* whole) : owner(whole) {}
+    Iterator begin() const { return {owner, owner->firstPart()}; }
+    Iterator end() const { return {owner, nullptr}; }
+
+private:
+    Trace* owner;
+};
+
 struct QkTrace {
     // The first 64 bytes are what writing a value touches.
     void* address;  ///< the model's storage; null for a header
@@ -155,13 +182,13 @@ struct QkTrace {
     const QkTrace* firstPart() const { return header == this && bits ? bits : this; }
     /// @return the part after `part` among those of this trace, or null
     QkTrace* partAfter(const QkTrace* part) const { return part == this ? nullptr : part->bits; }
+    /// @return the parts of this trace
+    PartRange<QkTrace> parts() { return PartRange<QkTrace>(this); }
+    PartRange<const QkTrace> parts() const { return PartRange<const QkTrace>(this); }
     /// @return bytes of one element's storage: 1, 2, 4 or 8
     int elementBytes() const { return storageBytes(range.width); }
     /// @return the place of a part's lowest bit within the value
-    int lowBit() const {
-        return header->range.reversed ? header->range.msb - range.msb
-                                      : range.lsb - header->range.lsb;
-    }
+    int lowBit() const { return header->range.placeOf(range); }
     /// @return bytes from one element to the next
     int stride() const {
         return isInterleaved ? (header->range.width + 31) / 32 * 4 : elementBytes();
@@ -174,9 +201,25 @@ struct QkTrace {
         return (invert ? ~raw : raw) & bitMask(range.width);
     }
     /// @return whether `index` is within the element bounds, as declared
-    bool isWithinArrayRange(int64_t index) const;
+    bool isWithinArrayRange(int64_t index) const {
+        const int64_t offset = distanceFromRight(index);
+        return offset >= 0 && offset < nel;
+    }
     /// @return the place in storage of the element at `index`, which is within the bounds
-    uint32_t elementOf(int64_t index) const;
+    uint32_t elementOf(int64_t index) const {
+        return static_cast<uint32_t>(distanceFromRight(index));
+    }
+    /// @return the index of the element at a place in storage
+    int64_t indexOf(uint32_t element) const {
+        return arrayStep() < 0 ? int64_t{arrayRight()} + element : int64_t{arrayRight()} - element;
+    }
+    /// @return what leads from one index to the next on the way from the left bound to the right
+    int arrayStep() const { return arrayLeft() > arrayRight() ? -1 : 1; }
+
+private:
+    int64_t distanceFromRight(int64_t index) const {
+        return arrayStep() < 0 ? index - arrayRight() : arrayRight() - index;
+    }
 };
 
 /// Closes messages about broken or mismatched generated code.

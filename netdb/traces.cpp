@@ -31,16 +31,6 @@ bool isBound(const QkName* name) {
     return bound;
 }
 
-bool QkTrace::isWithinArrayRange(int64_t index) const {
-    const int64_t offset = arrayLeft() > arrayRight() ? index - arrayRight() : arrayRight() - index;
-    return offset >= 0 && offset < nel;
-}
-
-uint32_t QkTrace::elementOf(int64_t index) const {
-    return static_cast<uint32_t>(arrayLeft() > arrayRight() ? index - arrayRight()
-                                                            : arrayRight() - index);
-}
-
 namespace {
 
 bool needsExtras(const QkDatabase::NetStorage& net) {
@@ -182,7 +172,7 @@ namespace {
 
 /// Compares the bits of a further row of a name with those of the rows before.
 void checkRows(const QkName* name, const QkTrace* added) {
-    for (const QkTrace* part = name->trace->firstPart(); part; part = name->trace->partAfter(part))
+    for (const QkTrace* const part : name->trace->parts())
         checkOverlap(name, added->range, part->range);
 }
 

@@ -38,10 +38,7 @@ int eachPiece(const QkName* name, int64_t bit, int count, Visit&& visit) {
 
 /// @return the number that the trace gives to the piece's lowest bit
 int64_t bitOfSource(const Piece& piece) {
-    const BitRange& range = piece.element->trace->range;
-    const int64_t offset = int64_t{piece.element->offset} + piece.below;
-    if (range.isRange && range.reversed) return range.msb - offset;
-    return (range.reversed ? range.msb : range.lsb) + offset;
+    return piece.element->trace->range.bitAt(int64_t{piece.element->offset} + piece.below);
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ uint32_t QkTraceWriter::slotOf(QkTrace* trace) {
 
 void QkTraceWriter::activate(QkTrace* trace) {
     forgetPlan();
-    for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+    for (QkTrace* const part : trace->parts())
         part->value = loadStorage(part->address, part->elementBytes());
     slotOf(trace);
     // Clocks are compared last.
@@ -139,7 +139,7 @@ void QkTraceWriter::settle(const QkName* name) {
     eachSource(name, [&](const QkTrace* trace) {
         if (trace->ntrace == 0) return;
         compared = true;
-        for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+        for (const QkTrace* const part : trace->parts())
             changed |= loadStorage(part->address, part->elementBytes()) != part->value;
     });
     // With a plan the values last seen stand in its image, and a capture is cheap.
@@ -199,7 +199,7 @@ void QkTraceWriter::recordFirst(QkTrace* trace) {
 void QkTraceWriter::recordValue(QkTrace* trace, BucketRing& ring) {
     const uint32_t slot = slotOf(trace);
     const QkTrace* const first = trace->firstPart();
-    for (const QkTrace* part = first; part; part = trace->partAfter(part)) {
+    for (const QkTrace* const part : trace->parts()) {
         const int width = part->range.width;
         const uint64_t value = (part->invert ? ~part->value : part->value) & bitMask(width);
         const uint32_t shape =
@@ -209,22 +209,22 @@ void QkTraceWriter::recordValue(QkTrace* trace, BucketRing& ring) {
 }
 
 void QkTraceWriter::recordInitialArray(QkTrace* trace) {
-    const int64_t step = trace->arrayLeft() > trace->arrayRight() ? -1 : 1;
     int64_t index = trace->arrayLeft();
-    for (uint32_t i = 0; i < trace->nel; ++i, index += step) recordInitialElement(trace, index);
+    for (uint32_t i = 0; i < trace->nel; ++i, index += trace->arrayStep())
+        recordInitialElement(trace, index);
 }
 
 void QkTraceWriter::recordInitialElement(QkTrace* trace, int64_t index) {
     const uint32_t element = trace->elementOf(index);
     const auto isZero = [&] {
-        for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+        for (const QkTrace* const part : trace->parts())
             if (part->readStorage(element) != 0) return false;
         return true;
     };
     const uint64_t key = uint64_t{trace->vcdSlot} << 32 | static_cast<uint32_t>(index);
     if (isZero() || !initialElements.insert(key).second) return;
     stampTime();
-    for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+    for (const QkTrace* const part : trace->parts())
         addChange(initialbs, OutputChange{trace->vcdSlot, static_cast<uint32_t>(index),
                                           part->readStorage(element)});
 }

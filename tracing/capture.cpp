@@ -171,7 +171,7 @@ void QkTraceWriter::elementChanged(QkTrace* array, int64_t index) {
     if (array->nrecord > 0) {
         openTail();
         if (lastTime != qk_cycle) markTime();
-        for (QkTrace* part = array->firstPart(); part; part = array->partAfter(part)) {
+        for (QkTrace* const part : array->parts()) {
             if (put == putEnd) nextTail();
             ++tail->uncounted;
             *put++ = OutputChange{array->vcdSlot, static_cast<uint32_t>(index),

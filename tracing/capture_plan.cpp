@@ -26,7 +26,7 @@ bool hasComparedReader(const QkTrace* trace) {
 
 /// @return whether names of slices that are compared read the trace or a part of it
 bool isSliced(const QkTrace* trace) {
-    for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part))
+    for (const QkTrace* const part : trace->parts())
         if (hasComparedReader(part)) return true;
     return hasComparedReader(trace);
 }
@@ -96,7 +96,7 @@ void CapturePlan::addTrace(QkTrace* trace) {
     at.slow = trace->nrecord == 0 || isWatched(trace) || isSliced(trace);
     at.firstPart = static_cast<uint32_t>(parts.size());
     const auto position = static_cast<uint32_t>(all.size());
-    for (QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+    for (QkTrace* const part : trace->parts()) {
         parts.push_back(CapturePart{part, 0, position, static_cast<uint8_t>(part->range.width),
                                     part->invert, trace->partAfter(part) == nullptr});
     }

@@ -50,7 +50,7 @@ void ToggleCoverage::cover(QkTrace* trace, const QkName* name) {
     isCovered[trace->id] = true;
     Covered net{trace, FullName(name).c_str(), rangeText(name->range()),
                 static_cast<uint32_t>(bits.size()), 0};
-    for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+    for (const QkTrace* const part : trace->parts()) {
         bits.push_back({readRaw(part), 0, 0});
         widths.push_back(static_cast<uint8_t>(part->width()));
         ++net.partCount;
@@ -64,17 +64,17 @@ void ToggleCoverage::resume() {
     running = true;
     collect();
     for (const Covered& net : covered) {
+        if (!net.trace) continue;
         Bits* at = &bits[net.firstBits];
-        const QkTrace* part = net.trace ? net.trace->firstPart() : nullptr;
-        for (; part; part = net.trace->partAfter(part)) (at++)->seen = readRaw(part);
+        for (const QkTrace* const part : net.trace->parts()) (at++)->seen = readRaw(part);
     }
 }
 
 void ToggleCoverage::placeParts() {
     for (const Covered& net : covered) {
+        if (!net.trace) continue;
         uint32_t at = net.firstBits;
-        const QkTrace* part = net.trace ? net.trace->firstPart() : nullptr;
-        for (; part; part = net.trace->partAfter(part))
+        for (const QkTrace* const part : net.trace->parts())
             places.push_back({reinterpret_cast<uintptr_t>(part->address), 0, at++,
                               static_cast<uint8_t>(part->width()), part->invert});
     }

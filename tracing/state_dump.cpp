@@ -67,7 +67,7 @@ private:
     void add(const QkTrace* trace) {
         if (trace->vcdSlot == 0) return;  // no name of it is declared
         const bool inParts = trace->firstPart() != trace;
-        for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+        for (const QkTrace* const part : trace->parts()) {
             const int width = part->width();
             const uint64_t value =
                 loadStorage(part->address, part->elementBytes()) & bitMask(width);

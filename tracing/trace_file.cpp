@@ -94,7 +94,7 @@ char* addBounds(char* out, const QkName* name) {
     if (!range.isRange) return out;
     *out++ = '[';
     if (range.width == 1) {
-        add(range.reversed ? range.msb : range.lsb);
+        add(range.right());
     } else {
         add(range.left());
         *out++ = ':';

@@ -47,10 +47,6 @@ struct Bounds {
     int most, least;
 };
 
-bool hasSameBounds(const BitRange& a, const BitRange& b) {
-    return a.msb == b.msb && a.lsb == b.lsb;
-}
-
 bool isTopLevelOutput(const QkName* name) {
     return name->typeCode() == QK_type_output && name->scope->isTopLevel();
 }
@@ -168,9 +164,9 @@ int ModelLinker::linkTo(QkVCDName* name, QkName* live) {
 bool ModelLinker::fits(const QkVCDName& name, const QkName* live) const {
     if (live->kind == kExtractName || live->kind == kVirtualName) return false;
     const BitRange& range = live->range();
-    if (live->kind == kTermName && !hasSameBounds(range, live->trace->range)) return false;
+    if (live->kind == kTermName && !range.hasSameBounds(live->trace->range)) return false;
     const bool byPosition = !isStrict && !isLoading && name.range.width == range.width;
-    if (byPosition || hasSameBounds(name.range, range)) {
+    if (byPosition || name.range.hasSameBounds(range)) {
         QK_ASSERT_AS(!name.vcdVars.empty(), "vcdVars");
         return true;
     }
@@ -226,7 +222,7 @@ void ModelLinker::addStimulusMap(const StimulusMap& map) {
     if (!name) {
         say("ZEFT Validate: warning: unable to find trace of '%s' to drive '%s'\n", path,
             live.c_str());
-    } else if (isStrict ? !hasSameBounds(name->range, map.live->trace->range)
+    } else if (isStrict ? !name->range.hasSameBounds(map.live->trace->range)
                         : name->range.width != map.live->trace->range.width) {
         say("ZEFT Validate: unable to use '%s' to drive '%s' as their bit-ranges do not match\n",
             path, live.c_str());
@@ -303,7 +299,7 @@ int ModelLinker::reportMissingSignals() const {
     // Names that read a slice have no data of their own.
     const auto wantsData = [&](const QkName* name) {
         if (name->kind == kExtractName || name->kind == kVirtualName) return false;
-        if (name->kind == kTermName && !hasSameBounds(name->range(), name->trace->range))
+        if (name->kind == kTermName && !name->range().hasSameBounds(name->trace->range))
             return false;
         return !name->trace->isArray() && !(name->trace->flags & QK_flag_never_write);
     };

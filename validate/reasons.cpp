@@ -24,8 +24,7 @@ std::string whyDifferent(const QkName* live, const QkVCDName& name) {
     const BitRange &model = live->range(), &trace = name.range;
     if (model.width != trace.width)
         return pairOf("widths", std::to_string(model.width), std::to_string(trace.width));
-    if (model.msb != trace.msb || model.lsb != trace.lsb)
-        return pairOf("bounds", boundsText(model), boundsText(trace));
+    if (!model.hasSameBounds(trace)) return pairOf("bounds", boundsText(model), boundsText(trace));
     if (live->kind == kTermName) return "a part of another net in the model";
     if (name.linked) return "it drives " + std::string(FullName(name.linked).c_str());
     return "another net drives it";
@@ -79,7 +78,7 @@ private:
 
 bool hasOtherBounds(const BitRange& model, const BitRange& trace) {
     return model.width > 1 && trace.isRange &&
-           (model.msb != trace.msb || model.lsb != trace.lsb || model.reversed != trace.reversed);
+           (!model.hasSameBounds(trace) || model.reversed != trace.reversed);
 }
 
 bool isAlwaysUnknown(const QkVCDTrace& trace) {

@@ -300,8 +300,9 @@ namespace {
 /// @return the offset of a variable's low digit, when the bits of its name go from the left
 int offsetByPosition(const QkVCDVar& var) {
     const QkVCDName& name = *var.vcdName;
-    const bool reversed = name.hasDirection ? name.range.reversed : name.linked->range().reversed;
-    return reversed ? name.range.msb - var.range.msb : var.range.lsb - name.range.lsb;
+    BitRange whole = name.range;
+    if (!name.hasDirection) whole.reversed = name.linked->range().reversed;
+    return whole.placeOf(var.range);
 }
 
 }  // namespace
@@ -309,7 +310,7 @@ int offsetByPosition(const QkVCDVar& var) {
 bool QkVCDName::isLinkedByPosition() const {
     if (!linked) return false;
     const BitRange& live = linked->range();
-    if (live.msb != range.msb || live.lsb != range.lsb) return true;
+    if (!live.hasSameBounds(range)) return true;
     return hasDirection && live.width > 1 && live.reversed != range.reversed;
 }
 
@@ -324,8 +325,7 @@ void QkVCDModel::bindVariables() {
         const BitRange& whole = live->range();
         var.offset = var.range.width == whole.width                   ? 0
                      : !isStrict && var.vcdName->isLinkedByPosition() ? offsetByPosition(var)
-                     : whole.reversed                                 ? whole.msb - var.range.msb
-                                                                      : var.range.lsb - whole.lsb;
+                                                                      : whole.placeOf(var.range);
         var.bound = var.offset >= 0 && int64_t{var.offset} + var.range.width <= whole.width;
         var.vcdTrace = traces.find(live->trace);
     }

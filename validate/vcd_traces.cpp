@@ -21,7 +21,7 @@ namespace {
 template <class Trace, class Visit>
 void eachPart(Trace* trace, Visit&& visit) {
     int top = trace->width();
-    for (Trace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+    for (Trace* const part : trace->parts()) {
         top -= part->width();
         if (top < 0 || !part->address) return;
         visit(part, top);
@@ -31,9 +31,7 @@ void eachPart(Trace* trace, Visit&& visit) {
 /// ORs a value of at most 64 bits into chunks of 64 bits, one member of each.
 template <class Chunk>
 void place(Chunk* chunks, uint64_t Chunk::*member, int offset, int width, uint64_t value) {
-    const int shift = offset % 64;
-    chunks[offset / 64].*member |= value << shift;
-    if (shift != 0 && shift + width > 64) chunks[offset / 64 + 1].*member |= value >> (64 - shift);
+    placeBits(offset, width, value, [&](int at) -> uint64_t& { return chunks[at].*member; });
 }
 
 }  // namespace
@@ -41,7 +39,7 @@ void place(Chunk* chunks, uint64_t Chunk::*member, int offset, int width, uint64
 bool isComparable(const QkTrace* trace) {
     if (trace->ignored) return false;
     const QkTrace* last = trace;
-    for (const QkTrace* part = trace->firstPart(); part; part = trace->partAfter(part)) {
+    for (const QkTrace* const part : trace->parts()) {
         if (part->ignored) return false;
         last = part;
     }
@@ -358,9 +356,7 @@ void writeBitString(QkTrace* trace, const BitString& bits, bool initial) {
             storeStorage(part->address, bytes,
                          others | (part->invert ? value ^ bitMask(width) : value));
         } else {
-            const BitRange& range = part->range;
-            const int lowest = range.isRange && range.reversed ? range.msb : range.lsb;
-            writeBits(part, 0, lowest, width, value);
+            writeBits(part, 0, part->range.right(), width, value);
         }
     });
 }
