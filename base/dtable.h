@@ -40,6 +40,30 @@ void* Dtable_freeValue(int32_t h, void* k, void* v, void* context);
 /// Removes all nodes and leaves the table empty; keys and values are not touched.
 void Dtable_free(Dtable** table);
 
+/// A table of records by the addresses of others. It owns neither.
+template <class Key, class Value>
+class PointerTable {
+public:
+    PointerTable() = default;
+    PointerTable(const PointerTable&) = delete;
+    PointerTable& operator=(const PointerTable&) = delete;
+    ~PointerTable() { Dtable_free(&root); }
+
+    /// @return the value of a key, or null
+    Value* find(const Key* key) const {
+        return static_cast<Value*>(Dtable_get(root, 0, key, Dtable_comparePointers));
+    }
+    /// Gives a key a value; null takes the key out.
+    void put(const Key* key, Value* value) {
+        void* k = const_cast<Key*>(key);
+        void* v = value;
+        Dtable_put(&root, 0, &k, &v, Dtable_comparePointers);
+    }
+
+private:
+    Dtable* root = nullptr;
+};
+
 /// The hash of a name, for tables whose keys are texts.
 int32_t hashName(const char* name);
 /// Continues a hash over more text.

@@ -77,12 +77,11 @@ struct Ring {
     /// @return the first member for which `wanted` holds, or null
     template <class Wanted>
     static T* find(T* head, Wanted&& wanted) {
-        if (!head) return nullptr;
-        T* node = head;
-        do {
+        for (T* node = head; node;) {
             if (wanted(node)) return node;
             node = node->*Next;
-        } while (node != head);
+            if (node == head) break;
+        }
         return nullptr;
     }
 

@@ -2,9 +2,9 @@
 
 #include <cstring>
 #include <string>
-#include <unordered_set>
 #include <utility>
 
+#include "base/dtable.h"
 #include "base/qkassert.h"
 #include "base/stringbuf.h"
 #include "console/comparison.h"
@@ -93,8 +93,14 @@ ComparisonAnswers registered{};
 /// @return a copy of `argument` that lives as long as the process, as the handlers of registered
 ///         commands may keep pointers into their argument; equal ones share a copy
 const char* keepForGood(const char* argument) {
-    static auto* const kept = new std::unordered_set<std::string>;
-    return kept->emplace(argument).first->c_str();
+    static Dtable* kept = nullptr;  // each text is its own key
+    const int32_t hash = hashName(argument);
+    if (void* const known = Dtable_get(kept, hash, argument, Dtable_compareStrings))
+        return static_cast<const char*>(known);
+    char* const text = duplicate(argument, "command");
+    void *key = text, *value = text;
+    Dtable_put(&kept, hash, &key, &value, Dtable_compareStrings);
+    return text;
 }
 
 }  // namespace

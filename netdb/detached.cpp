@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
+#include "base/dtable.h"
 #include "base/memory.h"
 #include "netdb/database.h"
 
@@ -78,17 +78,16 @@ void QkDatabase::detachModule(QkScope* scope) {
     std::vector<QkName*> gone;
     detachScope(scope, gone);
     // A net that others have a name for stays as it is. The module's names of it move away.
-    std::unordered_map<const QkTrace*, QkTrace*> standIns;
+    PointerTable<QkTrace, QkTrace> standIns;
     for (QkName* name : gone) {
         QkTrace* const trace = name->trace;
         if (trace->detached) continue;
-        const auto found = standIns.find(trace);
-        QkTrace* standIn = found == standIns.end() ? nullptr : found->second;
+        QkTrace* standIn = standIns.find(trace);
         if (!standIn && !isLiving(trace)) {
             detachTrace(trace);
             continue;
         }
-        if (!standIn) standIn = standIns[trace] = makeStandIn(trace);
+        if (!standIn) standIns.put(trace, standIn = makeStandIn(trace));
         const bool readsCopy = name->readsCopy;
         moveName(name, standIn);
         name->readsCopy = readsCopy;

@@ -62,8 +62,8 @@ void ModelLinker::linkScopes(const std::vector<QkVCDScope*>& ring, QkScope* live
             const std::string wanted(nameOf(vcdS->name));
             return ScopeRing::find(liveRing, [&](const QkScope* scope) {
                 const std::string name(nameOf(scope->name.str()));
-                return !vcdModel.partnerOf(scope) &&
-                       sameName(name.c_str(), wanted.c_str(), scope->caseInsensitive);
+                return sameName(name.c_str(), wanted.c_str(), scope->caseInsensitive) &&
+                       !vcdModel.partnerOf(scope);
             });
         };
         QkScope* liveS = find([](std::string_view name) { return name; });

@@ -382,10 +382,7 @@ QkVCDName* QkVCDModel::partnerOf(const QkName* name) const {
     return name->id < partners.size() ? partners[name->id] : nullptr;
 }
 
-QkVCDScope* QkVCDModel::partnerOf(const QkScope* scope) const {
-    const auto found = scopePartners.find(scope);
-    return found == scopePartners.end() ? nullptr : found->second;
-}
+QkVCDScope* QkVCDModel::partnerOf(const QkScope* scope) const { return scopePartners.find(scope); }
 
 void QkVCDModel::link(QkVCDName* name, QkName* live) {
     usesChanged();
@@ -409,7 +406,7 @@ QkVCDName* QkVCDModel::duplicate(const QkVCDName& name) {
 
 void QkVCDModel::link(QkVCDScope* scope, QkScope* live) {
     QK_ASSERT_AS(!scope->linked && !partnerOf(live), "!vcdS->linked && !liveS->linked");
-    scopePartners[live] = scope;
+    scopePartners.put(live, scope);
     scope->linked = live;
 }
 
@@ -426,7 +423,7 @@ void QkVCDModel::unlink(const QkScope* live) {
     QkVCDScope* const scope = partnerOf(live);
     if (!scope) return;
     scope->linked = nullptr;
-    scopePartners.erase(live);
+    scopePartners.put(live, nullptr);
 }
 
 // ---- Values

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "base/bit_range.h"
+#include "base/dtable.h"
 #include "netdb/index.h"
 #include "validate/vcd_traces.h"
 
@@ -233,5 +234,5 @@ private:
     /// The first of those that differ in case alone.
     std::unordered_map<Place, QkVCDScope*, PlaceHashNoCase, EqualNoCase> scopesNoCase;
     std::vector<QkVCDName*> partners;  ///< by QkName::id
-    std::unordered_map<const QkScope*, QkVCDScope*> scopePartners;
+    PointerTable<QkScope, QkVCDScope> scopePartners;
 };
