@@ -161,8 +161,7 @@ int qk_cli(const char* line) {
 
 QkCommand* qk_register_cmd(const char* name, const char* help, int kind, CommandHandler handler) {
     QkCommand* const previous = firstCommand;
-    QK_ASSERT(name && handler);
-    if (!name || !handler) return previous;
+    if (!QK_CHECK(name && handler)) return previous;
     // The list owns it for good.
     firstCommand = new QkCommand{0,       duplicate(name, "command"),
                                  kind,    kListed,

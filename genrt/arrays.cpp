@@ -91,8 +91,7 @@ int qk_array_write_check_fn(int report, const char* array_name, unsigned index, 
 
 void qk_copy_array(uint64_t l_wid, uint64_t l_elem_count, uint64_t, uint64_t handle, ...) {
     const uint64_t n_chunks = chunkCount(l_wid);
-    QK_ASSERT(n_chunks > 0);
-    if (n_chunks == 0) return;
+    if (!QK_CHECK(n_chunks > 0)) return;
     ArgumentList arguments;
     va_start(arguments.list, handle);
     const ChunkWords<char*> left(arguments, n_chunks);
@@ -148,8 +147,7 @@ void noteRange(MasterArrayAssign& changes, uint64_t first, uint64_t count) {
 void qk_set_array(uint64_t first, uint64_t last, uint64_t l_wid, uint64_t l_elem_count, uint64_t,
                   uint64_t handle, ...) {
     const uint64_t n_chunks = chunkCount(l_wid);
-    QK_ASSERT(n_chunks > 0);
-    if (n_chunks == 0) return;
+    if (!QK_CHECK(n_chunks > 0)) return;
     ArgumentList arguments;
     va_start(arguments.list, handle);
     const ChunkWords<char*> areas(arguments, n_chunks);

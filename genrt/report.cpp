@@ -91,8 +91,8 @@ void ActivityCounters::scopeGoes(QkScope* scope) {
 }
 
 void kelvo_module::qk_pra_info(int record_count, int) {
-    QK_ASSERT(qk_scope);
-    if (!qk_scope || record_count <= (qk_scope->activity ? qk_scope->activity->count : 0)) return;
+    if (!QK_CHECK(qk_scope)) return;
+    if (record_count <= (qk_scope->activity ? qk_scope->activity->count : 0)) return;
     if (!qk_scope->activity) {
         qk_scope->activity = new ScopeActivity{.next = newestActivity};
         if (newestActivity) newestActivity->previous = qk_scope->activity;

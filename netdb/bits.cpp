@@ -112,9 +112,9 @@ void storeEverywhere(QkTrace* part, uint32_t element, uint64_t mask, uint64_t bi
     for (QkTrace* grp_trc : group->members) {
         if (isHere(grp_trc)) continue;
         const bool fits = grp_trc->width() == part->width() && grp_trc->nel == part->nel;
-        QK_ASSERT_AS(fits, "grp_trc->width() == (int)walker_wid");
+        if (!QK_CHECK_AS(fits, "grp_trc->width() == (int)walker_wid")) continue;
         const bool opposite = grp_trc->invert != (*here)->invert;
-        if (fits) storePiece(grp_trc, element, mask, opposite ? ~raw : raw);
+        storePiece(grp_trc, element, mask, opposite ? ~raw : raw);
     }
 }
 

@@ -71,8 +71,7 @@ public:
     explicit ArrayWave(MasterArrayAssign& arrayRecord) : record(arrayRecord) {}
 
     void run() {
-        QK_ASSERT_AS(record.owner, "owner");
-        if (!record.owner || (record.list && record.count == 0)) return;
+        if (!QK_CHECK_AS(record.owner, "owner") || (record.list && record.count == 0)) return;
         QkTrace* const array = record.owner;
         following = array->nTraced() > 0;
         if (record.list && record.count <= record.capacity) {
@@ -346,8 +345,7 @@ void QkDatabase::resolveMasterAssign(QkTrace* part, const QkName* name) {
 
 void QkDatabase::copyOwner(QkTrace* part, QkTrace* owner, const QkName* name) {
     QkScope* const parent = moduleScope(name->scope);
-    QK_ASSERT(parent);
-    if (!parent) return;
+    if (!QK_CHECK(parent)) return;
     if (!part->isArray()) {
         parent->masterAssigns.push_back(MasterAssign{static_cast<char*>(part->address),
                                                      static_cast<const char*>(owner->address),

@@ -26,9 +26,7 @@ constinit QkTrace gDummyTrace = makeDummyTrace();
 
 bool isBound(const QkName* name) {
     const QkTrace* const trace = name->trace;
-    const bool bound = trace && trace != &gDummyTrace;
-    QK_ASSERT_AS(bound, "trace && (trace != &gDummyTrace)");
-    return bound;
+    return QK_CHECK_AS(trace && trace != &gDummyTrace, "trace && (trace != &gDummyTrace)");
 }
 
 namespace {

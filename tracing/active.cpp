@@ -87,9 +87,9 @@ void QkTraceWriter::countOn(QkName* name, int32_t QkTrace::*counter, int by) {
 
 void QkTraceWriter::startTracing(QkName* name) {
     QkTrace* const trace = name->trace;
-    const bool bound = trace && trace != &gDummyTrace;
-    QK_ASSERT_AS(bound, "nn && nn->trace && (nn->trace != &gDummyTrace)");
-    if (!bound) return;
+    if (!QK_CHECK_AS(trace && trace != &gDummyTrace,
+                     "nn && nn->trace && (nn->trace != &gDummyTrace)"))
+        return;
     hold(name);
     name->traced = true;
     countTraced(name->scope, 1);

@@ -165,9 +165,7 @@ void QkTraceWriter::recordSlowly(uint32_t position) {
 
 void QkTraceWriter::elementChanged(QkTrace* array, int64_t index) {
     array->changed = 1;
-    const bool isWithin = array->isWithinArrayRange(index);
-    QK_ASSERT_AS(isWithin, "isWithinArrayRange(index)");
-    if (!isWithin) return;
+    if (!QK_CHECK_AS(array->isWithinArrayRange(index), "isWithinArrayRange(index)")) return;
     if (array->nrecord > 0) {
         openTail();
         if (lastTime != qk_cycle) markTime();

@@ -286,10 +286,8 @@ void QkVCDTrace::noteLiveUpdate() {
 }
 
 void QkVCDTrace::reportSyncTimeout() {
-    const bool waits = state == WaitingForVCDChange || state == WaitingForLiveModelChange;
-    QK_ASSERT_AS(waits, "0");
     // A wait may end in equal values: two changes at one time leave it as it is.
-    if (waits)
+    if (QK_CHECK_AS(state == WaitingForVCDChange || state == WaitingForLiveModelChange, "0"))
         apply(kTimeouts, std::size(kTimeouts), matchesLiveModel(), qk_cycle, lastStateChange);
     else
         setState(OutOfSync, lastStateChange);
@@ -369,8 +367,7 @@ void QkVCDTrace::retire() {
 }
 
 void QkVCDTrace::unpark() {
-    QK_ASSERT(state == Parked);
-    if (state != Parked) return;
+    if (!QK_CHECK(state == Parked)) return;
     readLive();
     for (int at = 0; at < vcdBits.width(); at += 64) {
         const LiveChunk& chunk = live[at / 64];

@@ -34,8 +34,7 @@ void TraceRun::start() {
 // ---- A pass
 
 int TraceRun::runTrace(bool final) {
-    QK_ASSERT_AS(comparison.fileIsOpen(), "file != NULL");
-    if (!comparison.fileIsOpen()) return 0;
+    if (!QK_CHECK_AS(comparison.fileIsOpen(), "file != NULL")) return 0;
     passStart = std::clock();
     stopped = readFailed = false;
     lastOutOfSync = -1;
