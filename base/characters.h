@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <string_view>
 
 /// @return whether isspace() takes it for white space
@@ -26,6 +27,9 @@ inline unsigned digitValue(char c) {
     const char letter = lowerCase(c);
     return letter >= 'a' && letter <= 'f' ? static_cast<unsigned>(letter - 'a' + 10) : 255;
 }
+
+/// @return the digit for a value up to 15, in lower case
+inline char hexDigitOf(uint64_t value) { return "0123456789abcdef"[value]; }
 
 /// @return whether a text begins with a word of lower-case letters, which it may have in either
 /// case

@@ -33,7 +33,7 @@ BreakRequest readRequest(const char* text) {
     request.op = isComparison ? std::string(text, 2) : takeWord(text);
     if (isComparison) text += 2;
     request.rest = skipSpace(text);
-    request.isNumber = std::isdigit(static_cast<unsigned char>(request.word[0])) != 0;
+    request.isNumber = isDigit(request.word[0]);
     return request;
 }
 

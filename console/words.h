@@ -1,16 +1,10 @@
 // Words of a command line. White space is what isspace() takes for it.
 #pragma once
 
-#include <cctype>
 #include <string>
 #include <string_view>
 
-inline bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-
-inline const char* skipSpace(const char* text) {
-    while (isSpace(*text)) ++text;
-    return text;
-}
+#include "base/characters.h"
 
 /// The first word of a text and what follows it.
 struct FirstWord {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "netdb/master_assigns.h"
 #include "netdb/netdb.h"
@@ -449,8 +450,7 @@ void addElement(std::string& text, std::vector<uint64_t>& chunks, const QkTrace*
     }
     for (int digit = (array->width() + 3) / 4 - 1; digit >= 0; --digit)
         text.push_back(
-            "0123456789abcdef"[chunks[static_cast<size_t>(digit / 16)] >> (4 * (digit % 16)) &
-                               0xf]);
+            hexDigitOf(chunks[static_cast<size_t>(digit / 16)] >> (4 * (digit % 16)) & 0xf));
     text.push_back('\n');
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "netdb/store.h"
 
@@ -64,9 +65,7 @@ void HashIndex::replace(uint32_t hash, uint32_t id, uint32_t newId) {
 namespace {
 
 uint32_t foldedHashStep(uint32_t hash, char next) {
-    auto c = static_cast<unsigned char>(next);
-    if (c >= 'a' && c <= 'z') c = static_cast<unsigned char>(c - 32);
-    return (hash ^ c) * 0x01000193u;
+    return (hash ^ static_cast<unsigned char>(upperCase(next))) * 0x01000193u;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/characters.h"
 #include "netdb/database.h"
 #include "netdb/registration.h"
 
@@ -26,13 +27,12 @@ bool QkScope::isTopLevel() const {
 
 namespace {
 
-char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
-
 bool isNamed(const QkScope* scope, const char* text, size_t length, bool ignoreCase) {
     const char* const name = scope->name.str();
     if (!ignoreCase) return std::strncmp(name, text, length) == 0 && name[length] == '\0';
     for (size_t i = 0; i < length; ++i)
-        if (upper(name[i]) != upper(text[i])) return false;  // ends at the name's own end, too
+        if (upperCase(name[i]) != upperCase(text[i]))
+            return false;  // ends at the name's own end, too
     return name[length] == '\0';
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "base/characters.h"
 #include "base/formatted.h"
 #include "qkzeft_run.h"
 #include "run/failure.h"
@@ -17,7 +18,7 @@ void Printout::print(const char* format, ...) {
 
 void Printout::addHex(int width, uint64_t value) {
     for (int digit = (width + 3) / 4 - 1; digit >= 0; --digit)
-        pending.push_back("0123456789abcdef"[value >> (4 * digit) & 0xf]);
+        pending.push_back(hexDigitOf(value >> (4 * digit) & 0xf));
 }
 
 void Printout::deliver() {

@@ -1,7 +1,7 @@
 // The exported operations on trace files and history.
 #include <algorithm>
-#include <cctype>
 
+#include "base/characters.h"
 #include "base/threads.h"
 #include "licence/licence.h"
 #include "netdb/database.h"
@@ -12,9 +12,7 @@
 int qk_traceto(const char* filename) {
     completeRegistration(true);
     if (!licensed(Gate::kTraceto)) return 0;
-    if (!filename) filename = "";
-    while (std::isspace(static_cast<unsigned char>(*filename))) ++filename;
-    return qkTraceWriter->traceTo(filename);
+    return qkTraceWriter->traceTo(filename ? skipSpace(filename) : "");
 }
 
 int qk_traceclose() {

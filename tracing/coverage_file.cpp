@@ -1,6 +1,7 @@
 // The exported operations on toggle coverage, and the file that it is written to.
 #include <algorithm>
 
+#include "base/characters.h"
 #include "base/json_text.h"
 #include "base/qkassert.h"
 #include "netdb/database.h"
@@ -20,7 +21,7 @@ std::string hexOf(const std::string& digits) {
     for (size_t at = 0; at < padded.size(); at += 4) {
         unsigned value = 0;
         for (size_t i = at; i < at + 4; ++i) value = value * 2 + (padded[i] == '1');
-        hex += "0123456789abcdef"[value];
+        hex += hexDigitOf(value);
     }
     return hex;
 }

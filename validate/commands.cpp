@@ -1,6 +1,5 @@
 // The commands of a comparison, and the exported functions that set the same options.
 #include <algorithm>
-#include <cctype>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "console/command.h"
 #include "console/console.h"
@@ -48,7 +48,7 @@ const char* onOrOff(bool on) { return on ? "on" : "off"; }
 /// Reads a switch; what is neither on nor off is on.
 bool readSwitch(const char* text) {
     std::string word(text);
-    for (char& c : word) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    for (char& c : word) c = lowerCase(c);
     return !(word == "0" || word == "off" || word[0] == 'n');
 }
 
@@ -417,7 +417,7 @@ int thresholdCommand(const char* argument) {
 int verboseCommand(const char* argument) {
     if (!isRunning()) return 0;
     int& verbose = reader().verbose;
-    if (std::isdigit(static_cast<unsigned char>(*argument)))
+    if (isDigit(*argument))
         verbose = readInt(argument);
     else if (!*argument || std::strncmp(argument, "on", 2) == 0)
         verbose = 1;

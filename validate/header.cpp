@@ -1,10 +1,10 @@
 #include "validate/header.h"
 
-#include <cctype>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "qkzeft_run.h"
 #include "run/printout.h"
@@ -181,21 +181,17 @@ int HeaderReader::parseVCDtimescale() {
 
 /// Takes the unit of the trace from a text such as " 10 ns"; one that is wrong is passed over.
 void HeaderReader::setTimescale(const std::string& text) {
-    const char* at = text.c_str();
-    const auto skipSpace = [&] {
-        while (std::isspace(static_cast<unsigned char>(*at))) ++at;
-    };
-    skipSpace();
-    const char* const told = at;
+    const char* const told = skipSpace(text.c_str());
+    const char* at = told;
     if (*at == '+') ++at;
     while (*at == '0') ++at;
     bool valid = *at == '1';
     int exponent = 0;
     if (valid)
         for (++at; *at == '0'; ++at) ++exponent;
-    skipSpace();
+    at = skipSpace(at);
     constexpr char units[] = "fpnum";
-    const auto letter = [&] { return isStrict ? *at : static_cast<char>(std::tolower(*at)); };
+    const auto letter = [&] { return isStrict ? *at : lowerCase(*at); };
     const char* const unit = *at ? std::strchr(units, letter()) : nullptr;
     if (unit) {
         exponent += kFinestExponent + 3 * static_cast<int>(unit - units);
@@ -205,7 +201,7 @@ void HeaderReader::setTimescale(const std::string& text) {
         valid &= letter() == 's';
         if (letter() == 's') ++at;
     }
-    skipSpace();
+    at = skipSpace(at);
     if (!valid || *at) {
         tokens.report("invalid VCD $timescale \"%s\" ignored", told);
         return;

@@ -2,13 +2,16 @@
 
 #include <algorithm>
 
+#include "base/characters.h"
+
 namespace {
 
 constexpr size_t kMostBinary = 8;
 
 /// @param bits  1 to 4 digits
 char hexDigit(const std::string& bits) {
-    int value = 0, unknown = 0, floating = 0;
+    unsigned value = 0;
+    int unknown = 0, floating = 0;
     for (const char c : bits) {
         value = value * 2 + (c == '1');
         unknown += c == 'x' || c == 'X';
@@ -17,7 +20,7 @@ char hexDigit(const std::string& bits) {
     const int count = static_cast<int>(bits.size());
     if (unknown == count) return 'x';
     if (floating == count) return 'z';
-    return unknown != 0 ? 'X' : floating != 0 ? 'Z' : "0123456789abcdef"[value];
+    return unknown != 0 ? 'X' : floating != 0 ? 'Z' : hexDigitOf(value);
 }
 
 }  // namespace

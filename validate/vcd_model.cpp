@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "base/characters.h"
 #include "base/qkassert.h"
 #include "netdb/database.h"
 #include "run/printout.h"
@@ -22,8 +23,6 @@ size_t numberOf(std::string_view code) {
         number = number * kCodeBase + static_cast<unsigned char>(code[i]) - ' ';
     return number;
 }
-
-char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
 
 size_t mixed(size_t hash, const QkVCDScope* scope) {
     const uint64_t place = std::hash<const void*>{}(scope);
@@ -55,14 +54,14 @@ size_t QkVCDModel::PlaceHash::operator()(const Place& place) const {
 
 size_t QkVCDModel::PlaceHashNoCase::operator()(const Place& place) const {
     std::string name(place.name);
-    std::transform(name.begin(), name.end(), name.begin(), upper);
+    std::transform(name.begin(), name.end(), name.begin(), upperCase);
     return PlaceHash{}(Place{place.scope, name});
 }
 
 bool QkVCDModel::EqualNoCase::operator()(const Place& a, const Place& b) const {
     return a.scope == b.scope &&
            std::equal(a.name.begin(), a.name.end(), b.name.begin(), b.name.end(),
-                      [](char x, char y) { return upper(x) == upper(y); });
+                      [](char x, char y) { return upperCase(x) == upperCase(y); });
 }
 
 std::string QkVCDScope::fullName() const {
