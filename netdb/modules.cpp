@@ -34,10 +34,7 @@ void kelvo_module::verify_instance_name() {
     const size_t length = std::strlen(qk_instance_name);
     if (qk_instance_name[length - 1] == '.') return;
     auto* const tmpname = static_cast<char*>(std::realloc(qk_instance_name, length + 2));
-    if (!tmpname) {
-        std::fprintf(stderr, "realloc failed for %s\n", "instance name");
-        std::exit(1);
-    }
+    if (!tmpname) failAllocation("realloc", "instance name");
     qk_instance_name = tmpname;
     qk_instance_name[length] = '.';
     qk_instance_name[length + 1] = '\0';
