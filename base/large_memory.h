@@ -1,17 +1,12 @@
-// Memory for tables of many megabytes, asked for as huge pages.
-//
-// A table read here and there costs a look at the page tables each time unless its pages are huge.
+// Containers of many megabytes, whose memory is asked for as huge pages.
 #pragma once
-
-#include <sys/mman.h>
 
 #include <cstddef>
 #include <cstdlib>
 #include <new>
 
-inline constexpr size_t kHugePageBytes = size_t{2} << 20;
+#include "base/memory.h"
 
-/// For containers.
 template <class T>
 struct LargeAllocator {
     using value_type = T;
@@ -21,15 +16,7 @@ struct LargeAllocator {
     explicit LargeAllocator(const LargeAllocator<Other>&) {}
 
     T* allocate(size_t count) {
-        const size_t bytes = count * sizeof(T);
-        void* block;
-        if (bytes < kHugePageBytes) {
-            block = std::malloc(bytes);
-        } else {
-            const size_t whole = (bytes + kHugePageBytes - 1) / kHugePageBytes * kHugePageBytes;
-            block = std::aligned_alloc(kHugePageBytes, whole);
-            if (block) madvise(block, whole, MADV_HUGEPAGE);  // only a hint
-        }
+        void* const block = allocateLarge(count * sizeof(T));
         if (!block) throw std::bad_alloc();
         return static_cast<T*>(block);
     }

@@ -5,16 +5,16 @@
 #include <cstdio>
 #include <cstdlib>
 
+void* allocateLarge(size_t bytes) {
+    if (bytes < kHugePageBytes) return std::malloc(bytes);
+    const size_t whole = (bytes + kHugePageBytes - 1) / kHugePageBytes * kHugePageBytes;
+    void* const block = std::aligned_alloc(kHugePageBytes, whole);
+    if (block) madvise(block, whole, MADV_HUGEPAGE);  // only a hint
+    return block;
+}
+
 void* allocateBlock(size_t bytes, const char* tag) {
-    constexpr size_t kHugePage = size_t{2} << 20;
-    void* block;
-    if (bytes < kHugePage) {
-        block = std::malloc(bytes);
-    } else {
-        const size_t whole = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-        block = std::aligned_alloc(kHugePage, whole);
-        if (block) madvise(block, whole, MADV_HUGEPAGE);  // only a hint
-    }
+    void* const block = allocateLarge(bytes);
     if (!block) failAllocation("malloc", tag);
     return block;
 }
