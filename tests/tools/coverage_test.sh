@@ -1,25 +1,7 @@
 #!/usr/bin/env bash
 # Coverage of runs, joined and shown: coverage_test.sh ZEFT_COVERAGE COUNTER
-set -u
-coverage=$1 counter=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work" || exit 1
-failed=0
-holds() { # WHAT COMMAND...: a command that must succeed
-    local what=$1
-    shift
-    "$@" && return
-    failed=1
-    echo "FAILED: $what"
-    cat out
-}
-runs() { # STATUS OPTION...
-    local status=0
-    "$coverage" "${@:2}" >out 2>&1 || status=$?
-    holds "status $status, not $1: ${*:2}" test $status -eq "$1"
-}
-says() { holds "says '$1'" grep -qxF -- "$1" out; }
+program=$1 counter=$2
+. "$(dirname "$0")/../support/checks.sh"
 
 # The counter counts from 0 to 10 while it runs freely: its high bit rises, but does not fall.
 "$counter" --coverage run.json >out 2>&1

@@ -1,27 +1,8 @@
 #!/usr/bin/env bash
 # A list of comparisons on this machine: regress_test.sh ZEFT_REGRESS COUNTER
-set -u
-regress=$1
+program=$1
 export COUNTER=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work" || exit 1
-failed=0
-
-holds() { # WHAT COMMAND...: a command that must succeed
-    local what=$1
-    shift
-    "$@" && return
-    failed=1
-    echo "FAILED: $what"
-    sed 's/^/    /' out
-}
-runs() { # STATUS OPTION...: what is said goes to `out`
-    local status=0
-    "$regress" "${@:2}" >out 2>&1 </dev/null || status=$?
-    holds "status $status, not $1: ${*:2}" test $status -eq "$1"
-}
-says() { holds "says '$1'" grep -qFx -- "$1" out; }
+. "$(dirname "$0")/../support/checks.sh"
 
 {
     printf '%s\n' '$timescale 1 ns $end $scope module top $end' '$var wire 1 c clk $end' \
@@ -121,7 +102,7 @@ holds 'a report that is cut short' grep -qE '^zeft-regress: cut.json:[0-9]+: not
 # ---- Ended by a signal, and by the time
 mkfifo ready
 printf '%s\n' "first sh -c 'echo >ready; exec sleep 600' {}" 'second true {}' >list
-"$regress" list -j 1 --results ended.d >out 2>&1 </dev/null &
+"$program" list -j 1 --results ended.d >out 2>&1 </dev/null &
 read -r <ready
 kill -TERM $!
 status=0
