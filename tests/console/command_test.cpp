@@ -142,41 +142,4 @@ TEST_F(CommandTest, AnAssignmentHasTwoWords) {
     }
 }
 
-TEST_F(CommandTest, AContinuousSaveClosesTheSetOfNames) {
-    run("trace top.clk");
-    EXPECT_EQ(run("traceto out.vcd"), "");
-    EXPECT_EQ(run("trace top.rst"), "") << "the header is not written yet";
-    for (int i = 0; i < 10001 && !qkLiveModel->writer.scopesWritten; ++i) {
-        model.clk ^= 1;
-        note(1);
-    }
-    ASSERT_TRUE(qkLiveModel->writer.scopesWritten);
-    const std::string trace = "trace: continuous save in progress, cannot add traces\n";
-    const std::string breaks = "continuous save in progress, cannot add/delete break\n";
-    const struct {
-        const char* line;
-        std::string said;
-    } steps[] = {
-        {"trace top.done", trace},
-        {"trace", trace},
-        {"show top.cpu.*busy", "top.cpu.busy      : 1\ntop.cpu.nbusy     : 0\n" + trace +
-                                   "show: continuous save in progress, cannot add traces\n"},
-        {"show top.rst", "top.rst   it  : 0\n" + trace},
-        {"ls -t", "top.clk   ct  : 1\ntop.rst   is  : 0\n"},
-        {"break top.done", breaks},
-        {"break top.done delete", breaks},
-        {"break top.clk == 1", "breakpoint 1: top.clk == 0x1\n"},
-        {"untrace top.clk", ""},
-        {"break 1 delete", breaks},
-        {"break 1 disable", "breakpoint 1 disabled\n"},
-        {"save other.vcd",
-         "Unable to save VCD file while a continuous save is in-progress, use traceclose\n"},
-        {"traceclose", "VCD written to file: out.vcd\n"},
-        {"traceclose", ""},
-        {"break 1 delete", "breakpoint 1 deleted\n"},
-        {"trace top.done", ""},
-    };
-    for (const auto& step : steps) EXPECT_EQ(run(step.line), step.said) << step.line;
-}
-
 }  // namespace

@@ -1,7 +1,5 @@
 #include "tests/console/console_fixture.h"
 
-#include <unistd.h>
-
 #include <fstream>
 #include <utility>
 
@@ -86,10 +84,17 @@ void registerSessionModel() {
     static DesignStorage storage;
     registerDesign(storage);
     nameInvertedForm(storage);
+    qk_register_cmd("toggle", "#", 1, [](const char* count) {
+        for (int i = std::atoi(count); i > 0; --i) {
+            storage.clk ^= 1;
+            ++qk_cycle;
+            qk_takenote();
+        }
+        return 1;
+    });
 }
 
 void ConsoleTest::SetUp() {
-    ownDelivery = qk_prints;
     ModelTest::SetUp();
     registerDesign(model);
     nameInvertedForm(model);
@@ -98,32 +103,14 @@ void ConsoleTest::SetUp() {
 void ConsoleTest::TearDown() {
     qk_traceclose();  // before the storage goes
     if (input) std::fclose(input);
-    if (output) std::fclose(output);
     qk_stdin = stdin;
-    qk_stdout = stdout;
     ModelTest::TearDown();
 }
 
-std::string ConsoleTest::takeSaid() {
-    if (!output) return std::exchange(said, "");
-    std::fflush(output);
-    const std::string written = readFile("console_output");
-    std::rewind(output);
-    EXPECT_EQ(ftruncate(fileno(output), 0), 0);
-    return written;
-}
-
-void ConsoleTest::useDefaultDelivery() {
-    qk_prints = ownDelivery;
-    output = std::fopen("console_output", "w");
-    ASSERT_NE(output, nullptr);
-    qk_stdout = output;
-}
-
 std::string ConsoleTest::run(const char* line) {
-    takeSaid();
+    said.clear();
     qk_cli(line);
-    return takeSaid();
+    return std::exchange(said, "");
 }
 
 std::string ConsoleTest::type(std::initializer_list<const char*> lines) {
@@ -142,10 +129,10 @@ std::string ConsoleTest::typeBytes(const std::string& bytes) {
 }
 
 std::string ConsoleTest::note(uint64_t ticks) {
-    takeSaid();
+    said.clear();
     qk_cycle += ticks;
     qk_takenote();
-    return takeSaid();
+    return std::exchange(said, "");
 }
 
 void ConsoleTest::writeFile(const char* path, const std::string& contents) {

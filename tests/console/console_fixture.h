@@ -65,20 +65,13 @@ protected:
     std::string typeBytes(const std::string& bytes);
     /// Moves time on and tells the library, as a model does. @return what was said
     std::string note(uint64_t ticks);
-    /// Lets the library's own delivery write to a file in place of the console. What the functions
-    /// above return is then what it wrote.
-    void useDefaultDelivery();
 
     static void writeFile(const char* path, const std::string& contents);
 
     static inline DesignStorage model;  // static, so that its padding is 0, too
 
 private:
-    std::string takeSaid();
-
     FILE* input = nullptr;
-    FILE* output = nullptr;  // of the default delivery
-    void (*ownDelivery)(const char*) = nullptr;
 };
 
 /// The line that stands before each prompt, and the prompt.

@@ -231,29 +231,6 @@ TEST_F(ReadmemTest, InterleavedPartsOfAnElementLieSideBySide) {
     EXPECT_THAT(said, testing::Not(testing::ContainsRegex("\\[[13]\\]")));
 }
 
-TEST_F(ReadmemTest, WritesWhatItReadsBack) {
-    const DesignStorage before = model;
-    for (const char* array : {"mem", "ram", "bits", "pair", "vast"})
-        run((std::string("writememh top.cpu.") + array + "  " + array).c_str());
-    EXPECT_EQ(readFile("ram"), "@2\n0a2\n0a3\n0a4\n0a5\n0a6\n0a7\n");
-    EXPECT_EQ(readFile("pair"),
-              "@fffffffe\n0100000000000000ee\n0200000000000000ef\n0300000000000000f0\n"
-              "0400000000000000f1\n");
-    std::memset(&model.mem, 0, sizeof model.mem);
-    std::memset(&model.pairLow, 0xaa, sizeof model.pairLow + sizeof model.pairHigh);
-    std::memset(&model.vastMiddle, 0, sizeof model.vastMiddle + sizeof model.vastHigh);
-    for (const char* array : {"mem", "pair", "vast"}) {
-        const std::string name = std::string("top.cpu.") + array;
-        EXPECT_EQ(run(("readmemh " + name + " " + array).c_str()),
-                  "Array '" + name + "' read from file: '" + array + "'\n");
-    }
-    EXPECT_EQ(std::memcmp(model.mem, before.mem, sizeof model.mem), 0);
-    EXPECT_THAT(model.pairLow, testing::ElementsAreArray(before.pairLow));
-    EXPECT_THAT(model.pairHigh, testing::ElementsAreArray(before.pairHigh));
-    EXPECT_THAT(model.vastMiddle, testing::ElementsAreArray(before.vastMiddle));
-    EXPECT_THAT(model.vastHigh, testing::ElementsAreArray(before.vastHigh));
-}
-
 TEST_F(ReadmemTest, TellsOfCallsThatCannotBeMade) {
     writeFile("f", "1");
 

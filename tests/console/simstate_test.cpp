@@ -131,51 +131,6 @@ TEST_F(SimstateTest, AShortArrayFileLeavesTheRest) {
                 testing::ElementsAre(0xff, 0x11, 0x10));
 }
 
-TEST_F(SimstateTest, ALoadThatFailsSaysWhy) {
-    const struct {
-        const char *file, *from, *to, *message;
-    } cases[] = {
-        {"s.vcd", nullptr, nullptr, "Failed to open file 's.vcd'\n"},
-        {"s.vcd", "$scope module cpu", "$scope module gpu",
-         "Failed to find data for the following scopes:\n\ttop.cpu\n"},
-        {"s.vcd", " acc ", " bcc ",
-         "Failed to find data for the following signals:\n\ttop.cpu.acc\n"},
-        {"s.vcd", "acc    [6:0]", "acc    [7:0]", "Warning: Bit Range mismatch:\n"},
-        {"s.vcd", "$dumpvars\n", "$dumpvars\nb11111111111111111 !\n", "exceeded (17 bits given)"},
-        {"s.vcd", "$dumpvars\n", "$dumpvars\n1~~\n", ": VCD signal '~~' not recognised\n"},
-        {"s.vcd", "$dumpvars\n", "$dumpvars\n?!\n", "invalid value line containing '?!'\n"},
-        {"s.top.cpu.ram", nullptr, nullptr, "Failed to open 's.top.cpu.ram' to read\n"},
-        {"s.top.cpu.ram", "@2\n", "@2\n1000\n", "too many digits (4) for 12 bit value\n"},
-        {"s.top.cpu.ram", "0a7\n", "0a7\n0\n", "out of range\n"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.message);
-        ASSERT_EQ(qk_savesim("s"), 1);
-        std::string text = readFile(c.file);
-        std::filesystem::remove(c.file);
-        if (c.from) {
-            const size_t at = text.find(c.from);
-            ASSERT_NE(at, std::string::npos) << text;
-            writeFile(c.file, text.replace(at, std::strlen(c.from), c.to));
-        }
-        EXPECT_THAT(run("loadsim s"),
-                    testing::AllOf(testing::HasSubstr(c.message),
-                                   testing::EndsWith("loadsim: command failed\n")));
-    }
-    std::filesystem::create_directory("d.vcd");
-    EXPECT_EQ(
-        run("loadsim d"),
-        "d.vcd:1: Is a directory\nd.vcd:1: unexpected end of file\nloadsim: command failed\n");
-    for (const char* const prefix : {"d", "none/x"})
-        EXPECT_THAT(run((std::string("savesim ") + prefix).c_str()),
-                    testing::StartsWith(std::string("Failed to open '") + prefix + ".vcd' for"));
-    std::filesystem::create_directory("e.top.cpu.mem");
-    EXPECT_THAT(run("savesim e"), testing::EndsWith("Cannot open 'e.top.cpu.mem' for writing\n"
-                                                    "savesim: command failed\n"));
-    std::filesystem::create_symlink("/dev/full", "f.vcd");
-    EXPECT_THAT(run("savesim f"), testing::EndsWith("savesim: command failed\n"));
-}
-
 TEST_F(SimstateTest, WritesFromOutsideAreCountedAndSettled) {
     ASSERT_EQ(qk_savesim("s"), 1);
     QkVariable* const wide = QkVariable::GetByName("top.cpu.wide");

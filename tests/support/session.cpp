@@ -9,6 +9,7 @@
 //   |< FILE     all lines of another file
 //   |. TEXT     the last line, without an end
 //   ? FILE      prints a file, with "| " before each line
+//   ! COMMAND   has the shell run a command, which must succeed
 //   # TEXT      a comment
 //
 // and all others are output. A "\" at the end of one stands for the lack of a line end.
@@ -74,7 +75,7 @@ std::string fileLine(const std::string& line) {
 void run(std::istream& script) {
     std::string line, file;
     while (std::getline(script, line)) {
-        if (line.empty() || !std::strchr("$<+>|?#", line[0])) continue;
+        if (line.empty() || !std::strchr("$<+>|?!#", line[0])) continue;
         if (line[0] == '|' && file.empty()) continue;
         std::cout << line << '\n';
         if (line[0] == '|') {
@@ -88,6 +89,8 @@ void run(std::istream& script) {
             std::ofstream(file).flush();
         } else if (line[0] == '?') {
             std::cout << show(rest);
+        } else if (line[0] == '!') {
+            if (std::system(rest.c_str()) != 0) std::cout << "failed\n";
         } else if (line[0] == '+') {
             qk_cycle += std::strtoull(line.c_str() + 1, nullptr, 10);
             qk_takenote();

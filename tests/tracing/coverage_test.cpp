@@ -66,34 +66,4 @@ TEST_F(CoverageTest, WideNetsAndNamesThatGo) {
     EXPECT_THAT(counted(), testing::ElementsAre("top.wide [65:0] 101" + zeros + " 100" + zeros));
 }
 
-TEST_F(CoverageTest, TheFileIsTheSameForTheSameCounts) {
-    qk_cover("top.reg");
-    reg = 0x0f;
-    advance();
-    EXPECT_EQ(qk_coverage("c.json"), 1);
-    EXPECT_EQ(
-        readFile("c.json"),
-        "{\n  \"format\": \"zeft-coverage 1\",\n  \"model\": \"top\",\n"
-        "  \"totals\": {\"nets\": 1, \"bits\": 8, \"rose\": 4, \"fell\": 0, \"toggled\": 0},\n"
-        "  \"nets\": [\n    {\"net\": \"top.reg\", \"range\": \"[7:0]\", \"width\": 8, "
-        "\"rose\": \"0f\", \"fell\": \"00\"}\n  ]\n}\n");
-    EXPECT_EQ(qk_coverage("nowhere/c.json"), 0);
-    EXPECT_THAT(said, testing::HasSubstr("nowhere/c.json: cannot be written: No such file"));
-}
-
-TEST_F(CoverageTest, TheCommandShowsHowManyNetsAreCovered) {
-    const struct {
-        const char *typed, *answer;
-    } cases[] = {{"coverage", "coverage is off: 0 nets\n"},
-                 {"coverage on", "coverage is on: 2 nets\n"},
-                 {"coverage top.plain", "coverage is on: 3 nets\n"},
-                 {"coverage off", "coverage is off: 3 nets\n"},
-                 {"coverage on", "coverage is on: 3 nets\n"}};
-    for (const auto& c : cases) {
-        said.clear();
-        qk_cli(c.typed);
-        EXPECT_EQ(said, c.answer) << c.typed;
-    }
-}
-
 }  // namespace

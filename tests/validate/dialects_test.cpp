@@ -146,27 +146,6 @@ protected:
     std::string text;
 };
 
-TEST_F(ConverterTest, ReadsWhatOtherProgramsExpand) {
-    writeFile("-a b.vcd", text);
-    const struct {
-        const char *program, *compress, *path;
-    } cases[] = {{"xz", "xz -k -- '-a b.vcd'", "-a b.vcd.xz"},
-                 {"zstd", "zstd -q -- '-a b.vcd'", "-a b.vcd.zst"},
-                 {"bzip2", "bzip2 -k -- '-a b.vcd'", "-a b.vcd.bz2"}};
-    for (const auto& c : cases) {
-        ASSERT_EQ(std::system(c.compress), 0) << c.compress;
-        EXPECT_EQ(compareFile(c.path), 1) << said;
-        EXPECT_EQ(history, kSteps);
-        EXPECT_THAT(said, testing::StartsWith(std::string("zeft: reading ") + c.path + " through " +
-                                              c.program + "\n"));
-        const std::string whole = readFile(c.path);
-        EXPECT_EQ(compare(whole.substr(0, whole.size() - 4), c.path), 0);
-        EXPECT_THAT(said, HasSubstr(std::string(c.program) + " failed with status "));
-        EXPECT_EQ(reader().currentStats().damaged, 1);
-        EXPECT_FALSE(hasChildren());
-    }
-}
-
 TEST_F(ConverterTest, ReportsProgramsThatFail) {
     setenv("PATH", "/nowhere", 1);
     EXPECT_EQ(compare(text, "t.fst"), 0);
