@@ -1,7 +1,7 @@
 // Breakpoints and change notices as user code sees them.
 #include "base/literals.h"
 #include "console/console.h"
-#include "tests/genrt/small_design.h"
+#include "tests/handles/small_design.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Virtual variables: what may be catenated, and how the value is read, written and recorded.
 #include <random>
 
-#include "tests/genrt/small_design.h"
+#include "tests/handles/small_design.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Handles: finding, counting, reading and writing, and answering when there is nothing behind.
 #include "handles/handles.h"
 
-#include "tests/genrt/small_design.h"
+#include "tests/handles/small_design.h"
 
 namespace {
 
