@@ -294,7 +294,7 @@ TEST_F(InputOutputTest, WritersTellOfFilesThatFail) {
         setrlimit(RLIMIT_FSIZE, &limit);
         for (const std::string& text : {full, cut, cutPacked}) {
             EXPECT_THAT(text, testing::HasSubstr(writer.failed));
-            EXPECT_EQ(text.find("failed: "), text.rfind("failed: ")) << "told once";
+            EXPECT_EQ(text.find(writer.failed), text.rfind(writer.failed)) << "told once";
         }
     }
 }

@@ -11,6 +11,13 @@
 #include "model/live_model.h"
 #include "qkzeft.h"
 
+/// By how much runs of many inputs are shorter where a sanitizer watches them.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kShorter = 5;
+#else
+constexpr int kShorter = 1;
+#endif
+
 class ModelTest : public testing::Test {
 protected:
     void SetUp() override;

@@ -159,6 +159,11 @@ TEST_F(WritingThreadTest, AFailedWriteIsToldWhileTheModelRunsOn) {
         run(1000);
         EXPECT_EQ(qk_traceclose(), 1);
         EXPECT_THAT(said, testing::Not(testing::HasSubstr("failed")));
+        run(1);
+        EXPECT_EQ(qk_save("next.vcd"), 1);
+        EXPECT_THAT(
+            readVcd("next.vcd"),
+            testing::ContainsRegex("\n#[0-9]+\n\\$dumpvars\n\\$end\n(b[01]+ .\n|[01].\n)+$"));
     }
 }
 
