@@ -24,7 +24,7 @@ const std::map<std::string, Function> kFunctions = {
     {"erlang", qkzeft_erlang},
 };
 
-constexpr int kSigned = 0x40000000;
+constexpr int kIsSigned = 0x40000000;
 
 std::vector<int64_t> numbers(const std::string& text) {
     std::vector<int64_t> result;
@@ -70,8 +70,8 @@ TEST_F(RandomTest, ReadsArgumentsOfAnyForm) {
     } cases[] = {
         {"32 bits, signed seed",
          [](uint32_t* s) {
-             return qkzeft_uniform(0, "top", nullptr, 3, -32 - kSigned, s, 32 + kSigned, -20, 32,
-                                   5);
+             return qkzeft_uniform(0, "top", nullptr, 3, -32 - kIsSigned, s, 32 + kIsSigned, -20,
+                                   32, 5);
          }},
         {"64 bits and 100 bits",
          [](uint32_t* s) {
@@ -81,7 +81,7 @@ TEST_F(RandomTest, ReadsArgumentsOfAnyForm) {
         {"65 bits, and a pointer to 8 bits",
          [](uint32_t* s) {
              const uint8_t five = 5;
-             return qkzeft_uniform(0, "top", "f", 3, -32, s, 65 + kSigned, ~uint64_t{19}, 1u, -3,
+             return qkzeft_uniform(0, "top", "f", 3, -32, s, 65 + kIsSigned, ~uint64_t{19}, 1u, -3,
                                    &five);
          }},
         {"pointers to 70 bits and to 33",

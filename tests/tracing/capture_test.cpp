@@ -5,6 +5,7 @@
 #include <set>
 
 #include "tests/support/model_test.h"
+#include "tests/tracing/vector_units.h"
 #include "tracing/hot_loops.h"
 
 namespace {
@@ -233,11 +234,7 @@ TEST_P(CaptureTest, ChangesOfTheTracedSetLoseNothing) {
     }
 }
 
-std::string unitName(VectorUnit unit) {
-    return unit == kPlainUnit ? "plain" : unit == kAvx2Unit ? "avx2" : "avx512";
-}
-
 INSTANTIATE_TEST_SUITE_P(Units, CaptureTest, testing::Values(kPlainUnit, kAvx2Unit, kAvx512Unit),
-                         [](const auto& unit) { return unitName(unit.param); });
+                         [](const auto& unit) { return vectorUnitName(unit.param); });
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "base/id_code.h"
 #include "base/storage.h"
+#include "tests/tracing/vector_units.h"
 #include "tracing/vcd_file.h"
 
 namespace {
@@ -98,11 +99,7 @@ TEST_P(HotLoopsTest, TextIsThatOfTheDefinition) {
     }
 }
 
-std::string unitName(VectorUnit unit) {
-    return unit == kPlainUnit ? "plain" : unit == kAvx2Unit ? "avx2" : "avx512";
-}
-
 INSTANTIATE_TEST_SUITE_P(Units, HotLoopsTest, testing::Values(kPlainUnit, kAvx2Unit, kAvx512Unit),
-                         [](const auto& unit) { return unitName(unit.param); });
+                         [](const auto& unit) { return vectorUnitName(unit.param); });
 
 }  // namespace

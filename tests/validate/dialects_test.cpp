@@ -93,15 +93,6 @@ protected:
     static inline std::string history;  ///< of steps: time, clk and en, count
 };
 
-constexpr const char* kVars =
-    "$var wire 1 c clk $end\n$var wire 1 e en $end\n$var wire 1 d done $end\n"
-    "$var reg 4 n count [3:0] $end\n";
-constexpr const char* kHead = "$timescale 1ns $end\n$scope module top $end\n";
-constexpr const char* kTail = "$upscope $end\n$enddefinitions $end\n";
-/// A body that strict mode takes, too, and the steps that it comes to.
-constexpr const char* kBody = "#0\n$dumpvars\n0c\n1e\n0d\nb0 n\n$end\n#5\n1c\nb1 n\n#10\n0c\n";
-constexpr const char* kSteps = "0:01,0 5:11,1 10:01,1 ";
-
 TEST_F(DialectsTest, LinksBitsAndReals) {
     static uint8_t bits[3];
     static uint64_t level;
@@ -133,7 +124,8 @@ protected:
     void SetUp() override {
         DialectsTest::SetUp();
         qk_mtc_clock("top.clk", 0);
-        text = std::string(kHead) + kVars + kTail + kBody;
+        writeTrace("#0\n$dumpvars\n0c\n1e\n0d\nb0 n\n$end\n#5\n1c\nb1 n\n#10\n0c\n");
+        text = readFile("ref.vcd");
     }
     /// Has a script found as the program of a name.
     static void provide(const std::string& program, const std::string& script) {

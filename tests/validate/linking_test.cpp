@@ -4,7 +4,7 @@
 namespace {
 
 constexpr const char* kInputs = "$var wire 1 c clk $end $var wire 1 e en $end ";
-constexpr const char* kDump = " $enddefinitions $end #0 $dumpvars 0c 0e $end\n";
+constexpr const char* kInputDump = " $enddefinitions $end #0 $dumpvars 0c 0e $end\n";
 
 std::string scope(const std::string& name, const std::string& contents) {
     return "$scope module " + name + " $end " + contents + " $upscope $end ";
@@ -22,7 +22,8 @@ TEST_F(LinkingTest, NoSliceIsDriven) {
     slice->extension->range = BitRange(3, 0);
     qkLiveModel->bindExtract(slice, name("top.count")->trace);
     qk_mtc_stimulus("top.sub.slice", "tb.n");
-    writeFile("ref.vcd", scope("top", kInputs) + scope("tb", "$var wire 4 n n [3:0] $end") + kDump);
+    writeFile("ref.vcd",
+              scope("top", kInputs) + scope("tb", "$var wire 4 n n [3:0] $end") + kInputDump);
     qk_mtc("ref.vcd");
     EXPECT_THAT(said, testing::HasSubstr("unable to drive 'top.sub.slice' from trace of 'tb.n'\n"));
 }
@@ -86,7 +87,7 @@ TEST_F(LinkingTest, LoadedStateMustBeComplete) {
                                               "$var wire 8 b bus [7:0] $end"
                                               " $var wire 3 o other [2:0] $end") +
                                             scope("many", "$var wire 1 ! na $end")) +
-                               kDump);
+                               kInputDump);
     reader().start(true);
     ASSERT_EQ(reader().readHeader("state.vcd"), 1);
     said.clear();
@@ -117,8 +118,8 @@ TEST_F(LinkingTest, ForgetsWhatTheModelDropsInTheMiddle) {
     };
     writeFile("ref.vcd",
               scope("top", std::string(kInputs) + "$var reg 4 n count [3:0] $end") +
-                  scope("extra", "$var reg 4 s s [3:0] $end $var reg 100 w w [99:0] $end") + kDump +
-                  "#1 b1 s b1 w 1c\n#2 b11 s 0c\n#3 b0 w b0 s 1c\n#4 b1 w\n#5\n");
+                  scope("extra", "$var reg 4 s s [3:0] $end $var reg 100 w w [99:0] $end") +
+                  kInputDump + "#1 b1 s b1 w 1c\n#2 b11 s 0c\n#3 b0 w b0 s 1c\n#4 b1 w\n#5\n");
     qk_mtc("ref.vcd");
     EXPECT_EQ(gone, nullptr);
     EXPECT_THAT(said, testing::HasSubstr("End of Trace File Reached"));

@@ -17,7 +17,7 @@ protected:
     }
 };
 
-constexpr const char* kBody = "#0\n$dumpvars\n0c\n1e\n0d\nb0 n\n$end\n#5\n1c\nb1 n\n#9\n0c\n";
+constexpr const char* kTwoSteps = "#0\n$dumpvars\n0c\n1e\n0d\nb0 n\n$end\n#5\n1c\nb1 n\n#9\n0c\n";
 
 TEST_F(StatisticsTest, AreZeroBeforeAndStandAfterAComparison) {
     qk_mtc_stats before;
@@ -25,7 +25,7 @@ TEST_F(StatisticsTest, AreZeroBeforeAndStandAfterAComparison) {
     EXPECT_EQ(before.signals + before.comparable + before.complete, 0);
     EXPECT_EQ(proposal(0), "none");
 
-    writeTrace(kBody);
+    writeTrace(kTwoSteps);
     static qk_mtc_stats during;
     duringStep = [] {
         if (qk_cycle == 5) during = stats();
@@ -56,7 +56,7 @@ TEST_F(StatisticsTest, ProposalsAreBestFirstAndOnlyForScopesThatAreNotDriven) {
                              "$scope module half $end\n$var wire 1 c clk $end\n$upscope $end\n"
                              "$scope module wide $end\n$var wire 2 w clk [1:0] $end\n"
                              "$upscope $end\n$upscope $end\n$enddefinitions $end\n" +
-                             kBody);
+                             kTwoSteps);
     EXPECT_EQ(qk_mtc("ref.vcd"), 0);
     EXPECT_EQ(proposal(0), "top=tb.dut");
     EXPECT_EQ(proposal(1), "top=tb");
