@@ -255,6 +255,8 @@ TEST_F(ReadmemTest, DeprecatedFormCountsFromTheLowIndex) {
     EXPECT_THAT(memory, testing::ElementsAre(0, 5, 2));
     EXPECT_THAT(said, testing::StartsWith("ZEFT: qk_readmem_c: Deprecated interface:\n"));
     EXPECT_THAT(said, testing::EndsWith("elements. See qkzeft.h.\n\n"));
+    writeFile("f", "@7 1");
+    EXPECT_EQ(qk_readmem_c(2, memory, 9, 4, 3, "f", 0, 0, 0), 0) << "beyond the last of three";
 }
 
 TEST_F(ReadmemTest, MarksTheChangeListAndKeepsPolarity) {

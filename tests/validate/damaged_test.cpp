@@ -91,6 +91,7 @@ TEST_F(DamagedTest, DamagedCompressionIsADifference) {
         writeFile("bad.gz", c.contents);
         EXPECT_EQ(openFile("bad.gz"), 0);
         EXPECT_THAT(said, HasSubstr(c.said)) << c.contents.size();
+        EXPECT_EQ(qkLiveModel->reader.currentStats().damaged, 1);
     }
 }
 
