@@ -21,6 +21,7 @@
 #include "run/console_text.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/idle.h"
 #include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
@@ -226,7 +227,10 @@ int exitCommand(const char*) {
 /// Takes a value, for the sake of old scripts, and changes nothing.
 int clearsimCommand(const char*) { return 1; }
 
-void qk_takenote() {
+namespace {
+
+/// All that qk_takenote() does, when there is something to do.
+[[gnu::noinline]] void takeNote() {
     completeRegistration(true);
     if (runningFromVCD) return;  // the trace owns time
     if (qk_cycle < lastNotedTime) {
@@ -236,8 +240,19 @@ void qk_takenote() {
     }
     lastNotedTime = qk_cycle;
     qkTraceWriter->captureEntry();
+    runIsIdle = qkDatabase->isComplete() && qkTraceWriter->isIdle();
     if (isEndRequested())
         endAsRequested();
     else if (sigintCount > 0 || (qk_cycle >= stopTime && stopTime != kNoStop))
         qk_cli("cli");
+}
+
+}  // namespace
+
+void qk_takenote() {
+    const bool isDue = qk_cycle >= stopTime || (notedEndSignal | sigintCount) != 0;
+    if (!runIsIdle || isDue || qk_cycle < lastNotedTime)
+        takeNote();
+    else
+        lastNotedTime = qk_cycle;
 }

@@ -77,8 +77,7 @@ private:
 
 }  // namespace
 
-bool completeRegistration(bool fatal) {
-    if (qkDatabase && qkDatabase->complete) return true;  // asked several times in each step
+bool finishRegistration(bool fatal) {
     startRun();
     QkDatabase* const model = qkDatabase;
     if (!model->elaborated) {

@@ -17,6 +17,7 @@
 #include "netdb/store.h"
 #include "netdb/table_checks.h"
 #include "qkzeft_registration.h"
+#include "run/idle.h"
 
 struct QkModel {
     QkScope* top_scopes = nullptr;
@@ -58,6 +59,11 @@ struct QkDatabase : QkModel {
     TextStore texts;
 
     bool isComplete() const { return complete; }
+    /// Has completeRegistration() finish the database again: the hierarchy has changed.
+    void reopen() {
+        elaborated = complete = false;
+        endIdleness();
+    }
 
     // ---- Scopes and names (netdb/scopes.cpp)
 
@@ -220,8 +226,13 @@ private:
 /// That of the live model. Null before kelvo_start() and after the exit routine.
 extern QkDatabase* qkDatabase;
 
+/// The part of completeRegistration() that has something to do.
+bool finishRegistration(bool fatal);
+
 /// Finishes the database if that has not been done since the last change of the hierarchy: sorts
 /// and numbers scopes, sorts names. Starts the library if need be.
 /// @param fatal   end the process with status 1 if the licence check refuses
 /// @return whether the model is complete
-bool completeRegistration(bool fatal);
+inline bool completeRegistration(bool fatal) {
+    return (qkDatabase && qkDatabase->complete) || finishRegistration(fatal);
+}

@@ -100,7 +100,7 @@ void QkDatabase::detachModule(QkScope* scope) {
         });
     };
     rehome(rehome, scope);
-    elaborated = complete = false;
+    reopen();
 }
 
 void QkDatabase::detachTrace(QkTrace* trace) {

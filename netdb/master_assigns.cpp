@@ -7,6 +7,7 @@
 
 #include "netdb/database.h"
 #include "run/console_text.h"
+#include "run/idle.h"
 
 namespace {
 
@@ -51,6 +52,7 @@ std::vector<MasterArrayAssign*>& recordsOf(QkScope* scope) {
 void attach(MasterArrayAssign* record, QkScope* scope) {
     record->scope = scope;
     recordsOf(scope).push_back(record);
+    if (!scope) endIdleness();
 }
 
 void detach(MasterArrayAssign* record) {

@@ -18,7 +18,7 @@ const char* kelvo_module::qk_get_full_instance_name() {
 
 void kelvo_module::qk_finalize_wave() {
     completeRegistration(true);
-    if (qk_scope) applyMasterAssigns(*qk_scope);
+    if (qk_scope && qk_scope->hasCopies()) applyMasterAssigns(*qk_scope);
 }
 
 void kelvo_module::verify_instance_name() {
@@ -50,7 +50,7 @@ QkScope* kelvo_module::qk_get_scope(bool case_insensitive) {
     verify_instance_name();
     if (!qk_parent) scope = nullptr;
     QK_ASSERT_AS(qkDatabase, "qkLiveModel");
-    qkDatabase->elaborated = qkDatabase->complete = false;
+    qkDatabase->reopen();
     qkDatabase->findScopePath(scope, qk_instance_name, false, case_insensitive, true);
     QK_ASSERT(scope);
 

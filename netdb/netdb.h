@@ -273,6 +273,8 @@ public:
     std::vector<MasterArrayAssign*> masterArrayAssigns;
     ScopeActivity* activity = nullptr;  ///< counters of the scope's signals; owned
 
+    /// @return whether waves have something to copy or to report
+    bool hasCopies() const { return !masterAssigns.empty() || !masterArrayAssigns.empty(); }
     /// @return whether the scope has names beside those that the user made
     bool holdsNets() const { return nameCount > virtualCount; }
     /// @return whether every scope above this one holds no nets: empty wrappers are no levels

@@ -263,7 +263,7 @@ void QkRegistrationData::reportOpenSection() {
 namespace {
 
 /// Has the names of a section sorted, also in a scope that there was before.
-void newsOfSection() { qkDatabase->elaborated = qkDatabase->complete = false; }
+void newsOfSection() { qkDatabase->reopen(); }
 
 }  // namespace
 
@@ -386,7 +386,7 @@ void qk_register1(const char* name, int mode, ...) {
             "arguments 'idx' and 'number of elements' must  be replaced by left and right\n"
             "indices respectively. The mode value QK_array must be or'd into the mode field\n");
     QkName* const record = qkDatabase->addName(scope, local, net.mode, 0);
-    qkDatabase->elaborated = qkDatabase->complete = false;
+    qkDatabase->reopen();
     if (!qkDatabase->addNet(record, net)) {
         qkDatabase->removeName(record);
     } else if (mode & QK_invert) {

@@ -107,5 +107,5 @@ void QkDatabase::destroyScope(QkScope* scope) {
     scopesByHash.erase(
         std::find_if(from, to, [&](const auto& entry) { return entry.second == scope; }));
     delete scope;
-    elaborated = complete = false;
+    reopen();
 }

@@ -7,6 +7,8 @@
 
 #include "qkzeft_module.h"
 
+volatile std::sig_atomic_t notedEndSignal = 0;
+
 namespace {
 
 /// As with Ctrl-C at the console, the fourth signal gives up and the next one ends the process.
@@ -16,7 +18,6 @@ constexpr int kSignalsBeforeGivingUp = 4;
 /// timeout(1), may leave it at that.
 constexpr time_t kGraceSeconds = 10;
 
-volatile sig_atomic_t noted = 0;     // the first signal
 volatile sig_atomic_t received = 0;  // signals since
 volatile sig_atomic_t taken = 0;
 timer_t graceTimer;
@@ -35,11 +36,11 @@ extern "C" void noteEndSignal(int number, siginfo_t* info, void*) {
     received = received + 1;
     if (info->si_code == SI_TIMER) {
         if (!taken) {
-            signal(noted, SIG_DFL);
-            raise(noted);
+            signal(notedEndSignal, SIG_DFL);
+            raise(notedEndSignal);
         }
-    } else if (noted == 0) {
-        noted = number;
+    } else if (notedEndSignal == 0) {
+        notedEndSignal = number;
         if (number != SIGPIPE) setTimer(kGraceSeconds);
     } else if (received >= kSignalsBeforeGivingUp) {
         signal(number, SIG_DFL);
@@ -72,12 +73,12 @@ void qk_end_on_signal(int number) {
     sigaction(number, &action, nullptr);
 }
 
-int qk_end_signal() { return noted; }
+int qk_end_signal() { return notedEndSignal; }
 
-int pendingEndSignal() { return taken ? 0 : noted; }
+int pendingEndSignal() { return taken ? 0 : notedEndSignal; }
 
 void requestEnd(int signal) {
-    if (noted == 0) noted = signal;
+    if (notedEndSignal == 0) notedEndSignal = signal;
 }
 
 int takeEndSignal() {

@@ -4,6 +4,11 @@
 // in qk_takenote(), at a prompt, between the lines of a script or of a reference trace.
 #pragma once
 
+#include <csignal>
+
+/// The first of these signals, taken or not; 0 while there was none. Written by the handler.
+extern volatile std::sig_atomic_t notedEndSignal;
+
 /// @return the signal that asks for the end of the run, 0 when there is none or takeEndSignal() has
 ///         taken it
 int pendingEndSignal();

@@ -1,11 +1,13 @@
 #include "run/life.h"
 
 #include "qkzeft_module.h"
+#include "run/idle.h"
 
 bool qk_strict = true;
 void (*qk_step_fn)() = nullptr;
 void (*qk_settle_fn)() = nullptr;
 bool runningFromVCD = false;
+bool runIsIdle = false;
 
 namespace {
 
@@ -24,6 +26,9 @@ void finishRun() { life.finish(); }
 
 bool modelExists() { return isModelThere; }
 
-void setModelExists(bool exists) { isModelThere = exists; }
+void setModelExists(bool exists) {
+    isModelThere = exists;
+    endIdleness();
+}
 
 void rescaleModel(uint64_t factor) { life.refineTicks(factor); }

@@ -3,6 +3,7 @@
 
 #include "netdb/database.h"
 #include "qkzeft_run.h"
+#include "run/idle.h"
 #include "tracing/trace_writer.h"
 
 namespace {
@@ -34,6 +35,7 @@ uint32_t QkTraceWriter::slotOf(QkTrace* trace) {
 }
 
 void QkTraceWriter::activate(QkTrace* trace) {
+    endIdleness();
     forgetPlan();
     for (QkTrace* const part : trace->parts())
         part->value = loadStorage(part->address, part->elementBytes());

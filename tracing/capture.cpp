@@ -42,6 +42,11 @@ private:
 
 }  // namespace
 
+bool QkTraceWriter::isIdle() const {
+    return !active_traces && !file && !anyForced && !capturing && !coverage.isRunning() &&
+           database->unwaved.empty();
+}
+
 void QkTraceWriter::captureEntry() {
     if (!runningFromVCD) captureNow();
 }

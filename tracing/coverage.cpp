@@ -5,6 +5,7 @@
 #include "base/storage.h"
 #include "netdb/database.h"
 #include "qkzeft_registration.h"
+#include "run/idle.h"
 #include "tracing/hot_loops.h"
 
 namespace {
@@ -62,6 +63,7 @@ void ToggleCoverage::cover(QkTrace* trace, const QkName* name) {
 void ToggleCoverage::resume() {
     if (running) return;
     running = true;
+    endIdleness();
     collect();
     for (const Covered& net : covered) {
         if (!net.trace) continue;

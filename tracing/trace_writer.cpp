@@ -9,6 +9,7 @@
 #include "netdb/database.h"
 #include "qkzeft.h"
 #include "run/failure.h"
+#include "run/idle.h"
 #include "run/time.h"
 #include "tracing/trace_file.h"
 #include "tracing/writing_thread.h"
@@ -236,6 +237,7 @@ bool QkTraceWriter::open(const char* filename) {
     };
     [[maybe_unused]] static const int whenForked = pthread_atfork(prepare, nullptr, inChild);
     file = openTraceFile(filename);
+    endIdleness();
     threadUntried = true;
     return file != nullptr;
 }

@@ -74,6 +74,8 @@ public:
 
     // ---- Capture (tracing/capture.cpp)
 
+    /// @return whether captures have nothing to look at, until endIdleness() is called
+    bool isIdle() const;
     /// Makes a capture at the current time; anything that changed gets a time marker of its own.
     /// Does nothing while a reference trace drives the run, whose steps make their own.
     void captureEntry();

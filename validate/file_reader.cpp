@@ -10,6 +10,7 @@
 #include "qkzeft.h"
 #include "run/end_signal.h"
 #include "run/failure.h"
+#include "run/idle.h"
 #include "run/life.h"
 #include "run/printout.h"
 #include "run/time.h"
@@ -27,6 +28,7 @@ void QkFileReader::start(bool loading) {
     vcdModel = std::make_unique<QkVCDModel>(isStrict);
     loadingState = loading;
     runningFromVCD = !loading;
+    endIdleness();
     nDifferences = nDifferencesTotal = 0;
     tokens.start(isStrict);
     body.start(*vcdModel, isStrict, loading);
