@@ -41,6 +41,7 @@ int activeLoops = 0;
 bool stdinExhausted = false;  // for good
 bool bannerShown = false;
 bool isLastConsole = false;  // the run is over
+bool stopIsTyped = false;    // or it is the next time of the model
 uint64_t lastNotedTime = 0;  // of the latest qk_takenote()
 
 /// The letter has a script go on that was running the model.
@@ -206,6 +207,7 @@ void rescaleConsoleTimes(uint64_t factor) {
 
 int stepCommand(const char* argument) {
     stopTime = qk_cycle + 1;
+    stopIsTyped = *argument != '\0';
     if (*argument) stopTime = typedStop(qk_cycle + typedTime(argument));
     isTraceMissing();
     return 1;
@@ -213,6 +215,7 @@ int stepCommand(const char* argument) {
 
 int continueCommand(const char* argument) {
     stopTime = *argument ? typedStop(typedTime(argument)) : kNoStop;
+    stopIsTyped = true;
     if (isTraceMissing()) return 1;
     resumeRequested = stopTime == kNoStop || stopTime > qk_cycle;
     return 1;
@@ -226,6 +229,8 @@ int exitCommand(const char*) {
 
 /// Takes a value, for the sake of old scripts, and changes nothing.
 int clearsimCommand(const char*) { return 1; }
+
+uint64_t qk_next_stop() { return stopIsTyped ? stopTime : kNoStop; }
 
 namespace {
 

@@ -6,6 +6,8 @@
 #ifndef QKZEFT_CONSOLE_H
 #define QKZEFT_CONSOLE_H
 
+#include <stdint.h>
+
 #include "qkzeft_api.h"
 
 extern "C" {
@@ -43,6 +45,11 @@ QK_API int qk_loadt(const char* file);
 
 /// Tells the library that time has moved: captures changes, and opens the console when it is due.
 QK_API void qk_takenote(void);
+/// For a model that can move time to any tick, also between its events: if it calls qk_takenote()
+/// at this time, too, the console opens there instead of at its next event.
+/// @return the time, in ticks, that `step TIME` or `continue TIME` stops at, which may have passed;
+///         all ones when there is none, as after `step` without a time
+QK_API uint64_t qk_next_stop(void);
 
 /// Starts a continuous trace to a file, ending the one before. The header is written when the
 /// history first overflows or the file is closed; until then nets may be traced.
