@@ -38,6 +38,22 @@ void ValueBuffer::copyListed(int count, const uint32_t* list) {
 
 void ValueBuffer::copyAll() { std::memmove(copy, live, static_cast<size_t>(bytes)); }
 
+namespace {
+
+/// @return the number of the first byte that differs: there is one
+int64_t firstMismatch(const char* a, const char* b, int64_t count) {
+    int64_t at = 0;
+    for (uint64_t one, other; count - at > int64_t{sizeof one}; at += sizeof one) {
+        std::memcpy(&one, a + at, sizeof one);
+        std::memcpy(&other, b + at, sizeof other);
+        if (one != other) break;
+    }
+    while (a[at] == b[at]) ++at;
+    return at;
+}
+
+}  // namespace
+
 int ValueBuffer::firstDifference(int from) const {
     constexpr int64_t block = 4096;
     int64_t at = int64_t{from} * stride;
@@ -47,8 +63,7 @@ int ValueBuffer::firstDifference(int from) const {
             at += count;
             continue;
         }
-        const char* const begin = copy + at;
-        const int64_t byte = std::mismatch(begin, begin + count, live + at).first - copy;
+        const int64_t byte = at + firstMismatch(copy + at, live + at, count);
         if (byte % stride < elementBytes) return static_cast<int>(byte / stride);
         at = (byte / stride + 1) * stride;  // of another part
     }

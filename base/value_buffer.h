@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 struct QkTrace;
@@ -31,6 +32,8 @@ public:
     virtual void copyListed(int count, const uint32_t* list);
     /// Copies all elements.
     void copyAll();
+    /// @return whether the copy equals the model's storage, also between the elements
+    bool isCurrent() const { return std::memcmp(copy, live, static_cast<size_t>(bytes)) == 0; }
     /// @return the first element at or after `from` that differs, or elementCount()
     int firstDifference(int from) const;
 

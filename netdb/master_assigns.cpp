@@ -14,6 +14,8 @@ namespace {
 /// Bytes between two runs that are copied along with them.
 constexpr int64_t kWidestGap = 3;
 constexpr uint32_t kLeastListed = 10, kMostListed = 100;
+/// Fewer changes than this part of an array are copied one by one.
+constexpr uint32_t kFewOf = 8;
 
 /// @return the nearest scope from `scope` up that a module has claimed, or null
 QkScope* moduleScope(QkScope* scope) {
@@ -73,7 +75,8 @@ public:
     explicit ArrayWave(MasterArrayAssign& arrayRecord) : record(arrayRecord) {}
 
     void run() {
-        if (!QK_CHECK_AS(record.owner, "owner") || (record.list && record.count == 0)) return;
+        if (!QK_CHECK_AS(record.owner, "owner") || (record.list ? record.count == 0 : isCurrent()))
+            return;
         QkTrace* const array = record.owner;
         following = array->nTraced() > 0;
         if (record.list && record.count <= record.capacity) {
@@ -123,8 +126,19 @@ private:
 
     void applyAll() {
         if (following) findAll();
-        for (const auto& buffer : record.all)
-            if (following || !buffer->ownsShadow()) buffer->copyAll();
+        const bool isFew = changed.size() < record.owner->nel / kFewOf;
+        for (const auto& buffer : record.all) {
+            if (!buffer->ownsShadow() || (following && !isFew))
+                buffer->copyAll();
+            else if (!changed.empty())
+                buffer->copyListed(static_cast<int>(changed.size()), changed.data());
+        }
+    }
+
+    /// What is most often so of a small array.
+    bool isCurrent() const {
+        return std::all_of(record.all.begin(), record.all.end(),
+                           [](const auto& buffer) { return buffer->isCurrent(); });
     }
 
     void findAll() {
