@@ -30,8 +30,6 @@ struct CaptureBlocks {
     const uint8_t* byteOwner;    ///< by byte: pick less firstPick; not for crowded blocks
     const uint32_t* firstPick;   ///< by block, and one more
     const uint64_t* pickMask;    ///< bytes of the block that a pick stands for; some beyond
-    size_t pickCount;
-    ChangedBlock* changed;  ///< room for all
+    ChangedBlock* changed;       ///< room for all
     uint32_t* hits;  ///< picks that changed, in memory order, from [1] on; room for some beyond
-    bool dense;      ///< the last capture found many changes
 };

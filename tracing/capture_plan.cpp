@@ -168,7 +168,6 @@ void CapturePlan::makePicks(const std::vector<Piece>& pieces) {
     direction = rises ? 1 : falls ? -1 : 0;
     blocks.firstPick = firstPick.data();
     blocks.pickMask = pickMask.data();
-    blocks.pickCount = pickPosition.size();
     blocks.hits = hits.data();
 }
 

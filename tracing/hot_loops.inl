@@ -63,13 +63,24 @@ inline uint32_t* listFew(const CaptureBlocks& blocks, const ChangedBlock& change
     return out;
 }
 
+/// Where many picks of a block hit, it pays to ask all of them: one by one, each waits for the one
+/// before. A clocked model alternates between captures of many changes and of few.
+bool isDense(const CaptureBlocks& blocks, const ChangedBlock* end) {
+    constexpr int64_t kManyBytes = 3;  // of a block
+    int64_t bytes = 0;
+    for (const ChangedBlock* at = blocks.changed; at != end; ++at)
+        bytes += __builtin_popcountll(at->bytes);
+    return bytes > kManyBytes * (end - blocks.changed);
+}
+
 size_t findChanges(CaptureBlocks& blocks) {
     const ChangedBlock* const end = sweep(blocks);
+    const bool dense = isDense(blocks, end);
     uint32_t* const begin = blocks.hits + 1;
     uint32_t* out = begin;
     for (const ChangedBlock* at = blocks.changed; at != end; ++at) {
         const uint32_t block = at->block;
-        if (blocks.dense || blocks.crowded[block]) {
+        if (dense || blocks.crowded[block]) {
             out = Unit::pick(out, at->bytes, blocks.pickMask, blocks.firstPick[block],
                              blocks.firstPick[block + 1]);
             continue;
@@ -81,11 +92,7 @@ size_t findChanges(CaptureBlocks& blocks) {
         }
         out = listFew(blocks, *at, out);
     }
-    const auto count = static_cast<size_t>(out - begin);
-    // The next capture is likely to be as this one: asking every pick of a block pays when many
-    // hit.
-    blocks.dense = count > blocks.pickCount / 24;
-    return count;
+    return static_cast<size_t>(out - begin);
 }
 
 void copyBlocks(const unsigned char* from, unsigned char* to, size_t count) {
