@@ -21,9 +21,10 @@ install(FILES ${PROJECT_SOURCE_DIR}/cmake/zeftValidation.cmake DESTINATION ${pac
 
 if(TARGET qkverilate)
     set(adapter_dir ${PROJECT_SOURCE_DIR}/adapters/verilator)
-    install(TARGETS qkverilate)
-    # Compiled with each model, against the Verilator of that machine.
-    install(DIRECTORY ${adapter_dir}/runtime/ DESTINATION share/zeft/verilator)
+    install(TARGETS qkverilate zeft_verilator)
+    foreach(header qkvl qkvl_bridge qkvl_print)
+        install(FILES ${adapter_dir}/runtime/${header}.h DESTINATION share/zeft/verilator)
+    endforeach()
     install(FILES ${adapter_dir}/QkVerilate.cmake DESTINATION ${package_dir})
 endif()
 

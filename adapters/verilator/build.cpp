@@ -22,8 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kRuntimeSources[] = {"qkvl_engine.cpp", "qkvl_rows.cpp", "qkvl_storage.cpp"};
-constexpr const char* kMainSource = "qkvl_main.cpp";
 constexpr size_t kMostLeftOut = 20;
 
 /// A folder for the tree while it is not known what to call the program.
@@ -196,8 +194,6 @@ std::string Build::argumentsForUser(const std::string& className) const {
     std::string text = "--prefix " + className + ' ' + joined(commonArguments()) + '\n';
     for (const char* const file : {".vlt", "_qk.cpp"})
         text += fs::absolute(folder / fileName(file)).string() + '\n';
-    for (const char* const source : kRuntimeSources)
-        text += installation.runtime + "/" + source + '\n';
     // No quotes: each word is given alone.
     return text + joined(compilingFlags(), "-CFLAGS ") + '\n' +
            joined(installation.linking, "-LDFLAGS ") + '\n';
@@ -235,9 +231,6 @@ void Build::verilate() const {
     for (const std::string& word : options.forVerilator)
         arguments.push_back(isForCompiler(word) ? fs::absolute(word).string() : word);
     arguments.push_back(fs::absolute(folder / fileName("_qk.cpp")));
-    for (const char* const source : kRuntimeSources)
-        arguments.push_back(installation.runtime + "/" + source);
-    arguments.push_back(installation.runtime + "/" + kMainSource);
     runVerilator(arguments, Text::kShown);
 }
 

@@ -1,5 +1,6 @@
 #include "installation.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "build.h"
@@ -36,11 +37,12 @@ std::vector<std::string> wordsOf(const std::string& text) {
 }
 
 bool useArchives(const fs::path& includes, const fs::path& libraries, Installation& found) {
-    const fs::path main = libraries / "libzeft_main.a", library = libraries / "libzeft.a";
-    if (!isThere(main) || !isThere(library) || !isThere(includes / "zeft_main.h")) return false;
-    found.library = main;
+    found.linking.clear();
+    for (const char* const name : {"libzeft_verilator.a", "libzeft_main.a", "libzeft.a"})
+        found.linking.push_back(libraries / name);
+    if (!std::all_of(found.linking.begin(), found.linking.end(), isThere)) return false;
+    found.linking.insert(found.linking.end(), {"-lz", "-pthread"});
     found.compiling = {"-I" + includes.string()};
-    found.linking = {main, library, "-lz", "-pthread"};
     return true;
 }
 
@@ -57,8 +59,7 @@ bool useBuildTree(Installation& found) {
     if (!fs::equivalent(ownPath().parent_path(), QKVERILATE_BINARY_DIR, error)) return false;
     found.compiling = wordsOf(QKVERILATE_COMPILING);
     found.linking = wordsOf(QKVERILATE_LINKING);
-    found.library = found.linking.empty() ? "" : found.linking.front();
-    return isThere(found.library);
+    return !found.linking.empty() && isThere(found.linking.front());
 }
 
 bool usePkgConfig(Installation& found) {
@@ -80,10 +81,10 @@ Installation findInstallation(const std::string& prefix) {
     found.runtime = own / "share/zeft/verilator";
     if (!isThere(fs::path(found.runtime) / "qkvl.h")) found.runtime = QKVERILATE_RUNTIME;
     if (!isThere(fs::path(found.runtime) / "qkvl.h"))
-        throw BuildError{"the run time's sources are not in share/zeft/verilator beside bin"};
+        throw BuildError{"the run time's headers are not in share/zeft/verilator beside bin"};
     if (!prefix.empty()) {
         if (usePrefix(fs::absolute(prefix), found)) return found;
-        throw BuildError{"--zeft " + prefix + ": no libzeft_main.a and libzeft.a there"};
+        throw BuildError{"--zeft " + prefix + ": no libzeft_verilator.a and libzeft.a there"};
     }
     if (usePrefix(own, found) || useBuildTree(found) || usePkgConfig(found)) return found;
     throw BuildError{"the library is not found: give --zeft PREFIX"};

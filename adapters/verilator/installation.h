@@ -1,4 +1,4 @@
-// Where the run time's sources and the library are.
+// Where the run time's headers and the libraries are.
 #pragma once
 
 #include <string>
@@ -7,10 +7,9 @@
 namespace qkverilate {
 
 struct Installation {
-    std::string runtime;                 ///< folder of the run time's sources
+    std::string runtime;                 ///< folder of the run time's headers
     std::vector<std::string> compiling;  ///< flags
     std::vector<std::string> linking;    ///< files and flags
-    std::string library;                 ///< the archive of zeft_main(), to see when it changes
 };
 
 /// Looks for them: below `prefix` when it is given, below the prefix that this program is installed

@@ -122,8 +122,13 @@ constexpr const char* kHooks = R"(
 void %s___024root___eval_settle(%s___024root* root);
 
 VerilatedModel& qkvlMakeModel(VerilatedContext& context) { return *new %s(&context, "TOP"); }
-void qkvlEval(VerilatedModel& model) { static_cast<%s&>(model).eval(); }
-void qkvlEvalSettle(VerilatedModel& model) {
+bool qkvlEval(VerilatedModel& model, uint64_t time) {
+    model.contextp()->time(time);
+    static_cast<%s&>(model).eval();
+    return model.contextp()->gotFinish();
+}
+void qkvlEvalSettle(VerilatedModel& model, uint64_t time) {
+    model.contextp()->time(time);
     %s___024root___eval_settle(static_cast<%s&>(model).rootp);
 }
 void qkvlFinal(VerilatedModel& model) { static_cast<%s&>(model).final(); }
@@ -156,7 +161,7 @@ std::string tablesOf(const Design& design,
     const std::vector<int> numbers = numberRows(design);
     std::string text = "// The nets of " + design.top +
                        ", for the run time of qkverilate, which made this file.\n"
-                       "#include \"qkvl.h\"\n#include \"" +
+                       "#include \"qkvl_bridge.h\"\n#include \"" +
                        className + ".h\"\n\nnamespace {\n\n";
     addValues(text, design, numbers);
     text += "const QkvlScope scopes[] = {\n";

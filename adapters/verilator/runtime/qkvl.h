@@ -68,10 +68,31 @@ struct QkvlDesign {
 extern const QkvlDesign qkvlDesign;
 /// Makes the model, for a main() that has none yet; it lives until the process ends.
 VerilatedModel& qkvlMakeModel(VerilatedContext& context);
-void qkvlEval(VerilatedModel& model);
+/// Evaluates the model at a time in its own ticks. @return whether its design has finished
+bool qkvlEval(VerilatedModel& model, uint64_t time);
 /// Recomputes all combinational logic, whatever has changed.
-void qkvlEvalSettle(VerilatedModel& model);
+void qkvlEvalSettle(VerilatedModel& model, uint64_t time);
 void qkvlFinal(VerilatedModel& model);
+
+// What TOP_qk.cpp gets from qkvl_bridge.h.
+/// For a main() that has none yet; it lives until the process ends.
+VerilatedContext& qkvlMakeContext(int argc, char** argv);
+/// Exponents of ten, in seconds.
+int qkvlTimeUnitExponent(const VerilatedContext& context);
+int qkvlTickExponent(const VerilatedContext& context);
+uint64_t qkvlTime(const VerilatedContext& context);
+bool qkvlIsFinished(const VerilatedContext& context);
+void qkvlFinish(VerilatedContext& context);
+void qkvlSetAssertions(VerilatedContext& context, bool on);
+/// The storage of a variable.
+struct QkvlVariable {
+    unsigned char* data = nullptr;
+    size_t elementBytes = 0, bytes = 0;
+};
+/// @param scope  path of the scope, without the model's name
+/// @return without data when the model has no such variable, or not for others to see
+QkvlVariable qkvlFindVariable(const VerilatedModel& model, const VerilatedContext& context,
+                              const char* scope, const char* name);
 
 // For a main() of your own that has made the model. docs/verilator.md shows one.
 

@@ -2,6 +2,7 @@
 
 #include <qkzeft.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -11,7 +12,6 @@
 
 #include "qkvl_print.h"
 #include "qkvl_storage.h"
-#include "verilated.h"
 
 QkvlSettings qkvlSettings;
 
@@ -22,6 +22,8 @@ VerilatedContext* context = nullptr;
 kelvo_module* module = nullptr;
 QkvlPlaces places;
 bool isProbing = false;
+bool isFinished = false;  // by the design
+bool hasArrays = false;
 uint64_t writesSeen = 0;
 
 /// A $stop during the evaluation, told when it is over.
@@ -43,16 +45,18 @@ uint64_t later(uint64_t time, uint64_t ticks) {
     return ticks > UINT64_MAX - time ? UINT64_MAX : time + ticks;
 }
 
-/// A trace may have made the library's tick finer than the model's.
-uint64_t modelTime() {
-    const int digits = context->timeprecision() - qk_get_timescale_precision();
-    return digits == 0 ? qk_cycle : qk_cycle / powerOfTen(digits);
+/// Ticks of the library in one of the model's: a trace may have made the library's finer.
+uint64_t ticksPerModelTick = 1;
+
+void noteTimescale() {
+    ticksPerModelTick = powerOfTen(qkvlTickExponent(*context) - qk_get_timescale_precision());
 }
+
+uint64_t modelTime() { return ticksPerModelTick == 1 ? qk_cycle : qk_cycle / ticksPerModelTick; }
 
 // ---- Evaluating
 
 void reportStop() {
-    if (!stopped.isPending) return;
     stopped.isPending = false;
     qk_printf("%s:%d: $stop\n", stopped.file.c_str(), stopped.line);
     if (!qkvlSettings.isInteractive) {
@@ -62,14 +66,29 @@ void reportStop() {
     }
 }
 
+/// When nothing was written from outside, and the timescale is known.
+[[gnu::always_inline]] inline void evaluateOnly() {
+    isFinished = qkvlEval(*model, modelTime());
+    if (hasArrays) module->qk_finalize_wave();  // something may follow them
+    if (stopped.isPending) reportStop();
+}
+
 /// What was written from outside first reaches all logic; edges that it makes are edges.
 void evaluate() {
-    context->time(modelTime());
-    if (qk_write_count() != writesSeen) qkvlEvalSettle(*model);
-    writesSeen = qk_write_count();
-    qkvlEval(*model);
-    module->qk_finalize_wave();  // arrays that something follows
-    reportStop();
+    noteTimescale();
+    if (qk_write_count() != writesSeen) {
+        qkvlEvalSettle(*model, modelTime());
+        writesSeen = qk_write_count();
+    }
+    evaluateOnly();
+}
+
+/// The console does not open a second time: what was set there is recorded at the same time.
+void takeNote() {
+    qk_takenote();
+    if (qk_write_count() == writesSeen) return;
+    evaluate();
+    qk_takenote();
 }
 
 std::vector<unsigned char> savedState() {
@@ -100,26 +119,26 @@ void restore(const std::vector<unsigned char>& bytes) {
 
 void qkvlBeginProbe() {
     isProbing = true;
-    context->assertOn(false);
+    qkvlSetAssertions(*context, false);
 }
 
 void qkvlEndProbe() {
     isProbing = false;
-    context->assertOn(true);
+    qkvlSetAssertions(*context, true);
 }
 
 void qkvlEvaluate() {
     evaluate();
-    if (context->gotFinish()) qk_exit(0);
+    if (isFinished) qk_exit(0);
 }
 
 /// Putting a register back may be another edge where it is a clock, hence the rounds.
 void qkvlSettleState() {
     constexpr int kMostRounds = 20;
     const std::vector<unsigned char> given = savedState();
-    context->time(modelTime());
+    noteTimescale();
     for (int round = 0; round < kMostRounds; ++round) {
-        qkvlEvalSettle(*model);
+        qkvlEvalSettle(*model, modelTime());
         evaluate();
         if (isState(given)) return;
         restore(given);
@@ -127,7 +146,9 @@ void qkvlSettleState() {
     qk_printf("the state does not settle\n");
 }
 
-uint64_t qkvlTimeUnit() { return powerOfTen(context->timeunit() - qk_get_timescale_precision()); }
+uint64_t qkvlTimeUnit() {
+    return powerOfTen(qkvlTimeUnitExponent(*context) - qk_get_timescale_precision());
+}
 
 unsigned char* qkvlInput(const std::string& name) {
     for (int i = 0; i < qkvlDesign.netCount; ++i) {
@@ -157,18 +178,61 @@ void QkvlToggle::toggle() {
     isRise = !isRise;
 }
 
+// ---- Free run
+
+namespace {
+
+/// @return when the first of them changes; without any, the end of the present time unit
+uint64_t nextChange(const std::vector<QkvlToggle>& toggles, uint64_t now, uint64_t unit) {
+    if (toggles.empty()) return later(now - now % unit, unit);
+    uint64_t next = UINT64_MAX;
+    for (const QkvlToggle& toggle : toggles) next = std::min(next, toggle.next);
+    return next;
+}
+
+}  // namespace
+
+void qkvlRunFreely(uint64_t stop, std::vector<QkvlToggle> (*findToggles)()) {
+    std::vector<QkvlToggle> toggles;
+    uint64_t now = UINT64_MAX, unit = 1, next = 0;
+    for (;;) {
+        takeNote();
+        if (isFinished) return;
+        // A loaded state has moved the time, or a trace has made ticks finer, which 0 does not
+        // show.
+        if (qk_cycle != now || now == 0) {
+            now = qk_cycle;
+            noteTimescale();
+            unit = qkvlTimeUnit();
+            toggles = findToggles();
+            next = nextChange(toggles, now, unit);
+        }
+        const uint64_t pause = qk_next_stop();
+        const uint64_t time = pause > now ? std::min(pause, next) : next;
+        if (time > stop || time <= now) return;
+        qk_cycle = now = time;
+        if (time != next) continue;
+        for (QkvlToggle& toggle : toggles)
+            if (toggle.next == now) toggle.toggle();
+        next = nextChange(toggles, now, unit);
+        evaluateOnly();
+    }
+}
+
 // ---- For programs that have a main() of their own
 
 void qkvl_attach(VerilatedModel& theModel, VerilatedContext& theContext) {
     model = &theModel;
     context = &theContext;
-    qkvlEval(theModel);
+    isFinished = qkvlEval(theModel, qkvlTime(theContext));
     places = qkvlFindPlaces(theModel, theContext);
-    qk_set_timescale(qkvlDesign.top, context->timeunit(), context->timeprecision());
+    qk_set_timescale(qkvlDesign.top, qkvlTimeUnitExponent(theContext),
+                     qkvlTickExponent(theContext));
     module = &qkvlRegister(places);
     qk_step_fn = qkvlEvaluate;
     qk_settle_fn = qkvlSettleState;
-    reportStop();
+    for (const QkvlStorage& storage : places.ofRow) hasArrays |= storage.elements > 1;
+    if (stopped.isPending) reportStop();
 }
 
 void qkvl_step(uint64_t time) {
@@ -176,13 +240,7 @@ void qkvl_step(uint64_t time) {
     evaluate();
 }
 
-/// The console does not open a second time: what was set there is recorded at the same time.
-void qkvl_takenote() {
-    qk_takenote();
-    if (qk_write_count() == writesSeen) return;
-    evaluate();
-    qk_takenote();
-}
+void qkvl_takenote() { takeNote(); }
 
 // ---- What Verilator's run time calls
 
@@ -203,9 +261,9 @@ int qkvl_printf(const char* format, ...) {
 }
 
 void vl_finish(const char* file, int line, const char*) {
-    if (isProbing || context->gotFinish()) return;
+    if (isProbing || qkvlIsFinished(*context)) return;
     qk_printf("- %s:%d: Verilog $finish\n", file, line);
-    context->gotFinish(true);
+    qkvlFinish(*context);
 }
 
 void vl_stop(const char* file, int line, const char*) {

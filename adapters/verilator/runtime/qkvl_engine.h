@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "qkvl.h"
 
@@ -42,6 +43,11 @@ struct QkvlToggle {
     /// Makes the change that is due.
     void toggle();
 };
+
+/// Runs the model by its clocks until `stop`, or until its design finishes. Between their changes
+/// it visits the times that the console waits for.
+/// @param findToggles  gives the clocks, in ticks of now; called again when the time has moved
+void qkvlRunFreely(uint64_t stop, std::vector<QkvlToggle> (*findToggles)());
 
 /// Registers the design's tables with the library. Part of qkvl_attach().
 /// @return the module, which lives until the process ends

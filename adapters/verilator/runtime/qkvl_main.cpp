@@ -5,13 +5,13 @@
 #include <zeft_main.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "qkvl_engine.h"
-#include "verilated.h"
 
 namespace {
 
@@ -107,31 +107,16 @@ std::vector<QkvlToggle> findToggles() {
 // ---- What zeft_main() is told
 
 bool build() {
-    std::vector<const char*> none;
     model = &qkvlMakeModel(*context);
     qkvl_attach(*model, *context);
     return true;
 }
 
 int run(uint64_t stop) {
-    std::vector<QkvlToggle> toggles = findToggles();
+    findToggles();  // refuses what is wrong with options before anything runs
     if (isBatch && !hasStop)
         std::fprintf(stderr, "%s: runs until $finish or Ctrl-C: no --stop\n", programName);
-    for (uint64_t now = qk_cycle;;) {
-        qkvl_takenote();
-        if (context->gotFinish()) break;
-        if (qk_cycle != now) {  // a loaded state has moved it, or a trace has made ticks finer
-            now = qk_cycle;
-            toggles = findToggles();
-        }
-        uint64_t next = toggles.empty() ? now + qkvlTimeUnit() : UINT64_MAX;
-        for (const QkvlToggle& toggle : toggles) next = std::min(next, toggle.next);
-        if (next > stop || next <= now) break;
-        for (QkvlToggle& toggle : toggles)
-            if (toggle.next == next) toggle.toggle();
-        now = next;
-        qkvl_step(now);
-    }
+    qkvlRunFreely(stop, findToggles);
     qkvlFinal(*model);
     return 0;
 }
@@ -158,8 +143,7 @@ bool isGiven(int argc, char** argv, const char* letter, const char* name) {
 int main(int argc, char** argv) {
     const char* const slash = std::strrchr(argv[0], '/');
     programName = slash ? slash + 1 : argv[0];
-    context = new VerilatedContext;
-    context->commandArgs(argc, argv);
+    context = &qkvlMakeContext(argc, argv);
     isBatch = isGiven(argc, argv, nullptr, "--batch");
     hasStop = isGiven(argc, argv, nullptr, "--stop");
     qkvlSettings.isInteractive =

@@ -12,8 +12,6 @@
 #include <string>
 
 #include "qkvl_engine.h"
-#include "verilated.h"
-#include "verilated_syms.h"
 
 namespace {
 
@@ -41,20 +39,17 @@ size_t bytesFor(int width) {
 
 class Finder {
 public:
-    Finder(VerilatedModel& theModel, VerilatedContext& theContext)
-        : context(theContext), prefix(theModel.hierName() + std::string(".")) {
-        for (int i = 0; i < qkvlDesign.scopeCount; ++i)
-            scopes.push_back(context.scopeFind((prefix + scopePath(i)).c_str()));
-        ports = context.scopeFind((prefix + "TOP").c_str());
+    Finder(const VerilatedModel& theModel, const VerilatedContext& theContext)
+        : model(theModel), context(theContext) {
+        for (int i = 0; i < qkvlDesign.scopeCount; ++i) paths.push_back(scopePath(i));
     }
     /// @return the row's storage, without data when the row is not public
     QkvlStorage find(const QkvlNet& net) const;
 
 private:
-    VerilatedContext& context;
-    const std::string prefix;
-    std::vector<const VerilatedScope*> scopes;
-    const VerilatedScope* ports;
+    const VerilatedModel& model;
+    const VerilatedContext& context;
+    std::vector<std::string> paths;  ///< of scopes
 };
 
 QkvlStorage Finder::find(const QkvlNet& net) const {
@@ -63,16 +58,16 @@ QkvlStorage Finder::find(const QkvlNet& net) const {
     storage.elementBytes = bytesFor(storage.width);
     storage.elements = net.elements ? static_cast<size_t>(net.elements) : 1;
     if (!(net.flags & kQkvlPublic)) return storage;
-    const VerilatedScope* const scope =
-        isTopPort(net) ? ports : scopes[static_cast<size_t>(net.scope)];
-    const VerilatedVar* const variable = scope ? scope->varFind(net.name) : nullptr;
-    if (!variable || variable->entSize() != storage.elementBytes ||
-        variable->totalSize() != storage.bytes()) {
+    const std::string& scope = paths[static_cast<size_t>(net.scope)];
+    const QkvlVariable variable =
+        qkvlFindVariable(model, context, isTopPort(net) ? "TOP" : scope.c_str(), net.name);
+    if (!variable.data || variable.elementBytes != storage.elementBytes ||
+        variable.bytes != storage.bytes()) {
         std::fprintf(stderr, "%s: not in the compiled model; was it built from other sources?\n",
                      qkvlFullName(net));
         std::exit(2);
     }
-    storage.data = static_cast<unsigned char*>(variable->datap());
+    storage.data = variable.data;
     return storage;
 }
 
@@ -115,8 +110,8 @@ Bytes bytesOf(const QkvlStorage& storage) {
 
 class Prober {
 public:
-    Prober(VerilatedModel& theModel, std::vector<Candidate>& theCandidates)
-        : model(theModel), candidates(theCandidates) {}
+    Prober(VerilatedModel& theModel, uint64_t theTime, std::vector<Candidate>& theCandidates)
+        : model(theModel), time(theTime), candidates(theCandidates) {}
     void run();
 
 private:
@@ -124,13 +119,14 @@ private:
     bool tryAll();
 
     VerilatedModel& model;
+    const uint64_t time;
     std::vector<Candidate>& candidates;
 };
 
 /// @return false when the logic has complained: no state may be what its design takes for possible
 bool Prober::settle() {
     try {
-        qkvlEvalSettle(model);
+        qkvlEvalSettle(model, time);
     } catch (const QkvlComplaint&) {
         return false;
     }
@@ -212,7 +208,7 @@ QkvlPlaces qkvlFindPlaces(VerilatedModel& model, VerilatedContext& context) {
         places.ofRow.push_back(finder.find(row(static_cast<int>(i))));
 
     std::vector<Candidate> candidates = findCandidates(places.ofRow);
-    Prober(model, candidates).run();
+    Prober(model, qkvlTime(context), candidates).run();
     for (const Candidate& candidate : candidates) {
         const auto home = static_cast<size_t>(candidate.home);
         const bool isFound = candidate.chosen < candidate.storages.size();
@@ -223,7 +219,7 @@ QkvlPlaces qkvlFindPlaces(VerilatedModel& model, VerilatedContext& context) {
         if (isFound || holder.kind == kQkvlLatch) {
             places.state.push_back(places.ofRow[home]);
         } else {
-            places.neverWritten[home] = true;
+            places.neverWritten[home] = 1;
             std::fprintf(stderr, "%s: cannot be set in this model\n", qkvlFullName(holder));
         }
     }

@@ -18,8 +18,8 @@ struct QkvlStorage {
 
 /// What holds state, and which storage of each row is in use.
 struct QkvlPlaces {
-    std::vector<QkvlStorage> ofRow;  ///< data is null when the row has none of its own
-    std::vector<bool> neverWritten;  ///< by row: what cannot be set although it holds state
+    std::vector<QkvlStorage> ofRow;           ///< data is null when the row has none of its own
+    std::vector<unsigned char> neverWritten;  ///< by row: whether it cannot be set but holds state
     /// By row of a home: what the net is whose further names share its storage.
     std::vector<unsigned char> kindOfHome;
     std::vector<QkvlStorage> state;  ///< registers, latches and memories, each once
