@@ -17,11 +17,11 @@ compareAll() {
     done
 }
 
-mutant() { # NAME SUFFIX SED_SCRIPT TIME NET
+mutant() { # NAME SUFFIX SED_SCRIPT TIME NET [OPTION...]
     sed "$3" "$designs/$1.$2" >mutant.v
     ! cmp -s mutant.v "$designs/$1.$2" || fail "$1: no mutant by $3"
     simulate bad.vcd mutant.v "$designs/$1_tb.$2"
-    differs "$1" bad.vcd "$4" "$5" --map "$1=tb.dut"
+    differs "$1" bad.vcd "$4" "$5" --map "$1=tb.dut" "${@:6}"
 }
 
 record() { # PROGRAM TRACE OPTION...: all nets of a run by the commands of standard input
@@ -69,6 +69,7 @@ build memories "$designs/memories.sv"
 simulate good.vcd "$designs/memories.sv" "$designs/memories_tb.sv"
 agrees memories good.vcd 11 6 425 --map memories=tb.dut --script load
 agrees memories good.vcd 11 8 545 --map memories=tb.dut --script load --all-nets
+mutant memories sv 's/<= ~q48/<= q48 + 1/' 25ns memories.q48 --script load
 record memories again.vcd <<END
 $(cat load)
 validate
@@ -116,6 +117,11 @@ withoutUnknown forced.vcd >known.vcd
 "$vcdcmp" --map tb.dut.=packet. --min-vars 45 known.vcd model.vcd >compared
 ! grep -v -e 'not in the first file$' -e 'variables agree$' compared | grep -q . ||
     fail 'packet: forced' compared
+sed 's/acc\[128:0\], acc\[129\]/acc[0], acc[129:1]/' "$designs/packet.sv" >mutant.v
+simulate forced.vcd -I. mutant.v "$designs/force_tb.sv"
+withoutUnknown forced.vcd >known.vcd
+"$vcdcmp" --map tb.dut.=packet. --min-vars 45 known.vcd model.vcd >compared
+grep -q "^first difference: {(15, 'packet.acc'" compared || fail 'packet: forced mutant' compared
 
 # ---- Save and load, with a divided clock at both levels and its own clock low
 inputs=$'set clocks.d = 5\nset clocks.gate = 1'

@@ -72,6 +72,8 @@ fail [5] %Error: tasks.sv:20: Assertion failed in TOP.tasks: failed at 0
 die [5] %Error: tasks.sv:21: Assertion failed in TOP.tasks: died
 END
 runs 0 tasks -i <<END
+step 2ns
+step
 set tasks.stop = 1
 continue
 ls tasks.clk
@@ -79,12 +81,20 @@ set tasks.word = 300
 set tasks.step = 1
 exit
 END
+grep '^time=' out | sed 's/:.*//' | uniq | head -n 4 | tr '\n' ' ' >times
+[ "$(cat times)" = 'time=0ns time=2ns time=5ns time=15ns ' ] || fail "stops at $(cat times)" out
 says 'zeft> tasks.clk   c   : 1' 'zeft> 300 exceeds bit range of tasks.word' \
     'zeft> tasks.step is combinational, cannot be set'
 build tasks_small -G LIMIT=2 "$designs/tasks.sv" twice.cpp
 echo 'ls tasks.LIMIT' >script
 runs 0 tasks_small --batch +quiet --script script </dev/null
 says 'tasks.LIMIT     : 00000002'
+runs 0 tasks --batch --vcd twice.vcd +quiet +step=2 </dev/null
+differs tasks twice.vcd 5ns tasks.count
+sed -i 's/"word"/"work"/' objects/tasks_qk.cpp
+make -C objects -f Vtop.mk >make.said 2>&1 && cp objects/Vtop other || fail 'other tables' make.said
+runs 2 other </dev/null
+says 'tasks.work: not in the compiled model; was it built from other sources?'
 
 # ---- Refusals, each with a whole line of what is said; those that leave something out go on
 mkdir fake
