@@ -114,6 +114,7 @@ done <<'END'
 2|m.sv:1: the design makes its own time: give the modules below the test bench|); reg r; initial #5 r = clk;|
 2|m.sv:1: the design makes its own time: give the modules below the test bench|); reg r; always begin #5; r = clk; end|
 2|--clock x: m has no input of that name; it has clk, d|, input d);|--clock x
+2|--timing is qkverilate's to give|);|--timing
 2|verilator failed|) nonsense|
 0|m.r: left out: real|, output o); real r; always @(posedge clk) r = r + 1; assign o = r > 3;|
 0|m.q: left out: queue|); int q[$]; always @(posedge clk) q.push_back(1);|
