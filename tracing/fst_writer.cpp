@@ -28,22 +28,13 @@ constexpr unsigned kVerilogDesign = 0;
 constexpr unsigned kLz4Chains = '4';
 
 constexpr size_t kBufferBytes = 256 * 1024;
-constexpr size_t kFirstSlab = 64 * 1024;
-constexpr int kFirstPieceLog = 5, kLargestPieceLog = 13;
-constexpr size_t kMostCountBytes = 5;  // a count of times, of 32 bits
-constexpr size_t kStoreBytes = 8;      // bits of values are stored so many bytes at a time
+constexpr size_t kMostSizeBytes = 5;  // a number of 32 bits
+constexpr size_t kStoreBytes = 8;     // bits of values are stored so many bytes at a time
 constexpr size_t kChangesFieldBytes = 3 * sizeof(uint64_t);
 constexpr size_t kShortestPacked = 32;
-constexpr size_t kPiecesAhead = 8;
-constexpr int kAhead = 96, kNearAhead = 32;
+constexpr int kAhead = 32;
 
 static_assert(std::endian::native == std::endian::little, "bytes are turned round");
-
-unsigned char* storeVarint(unsigned char* out, uint32_t number) {
-    for (; number >= 0x80; number >>= 7) *out++ = static_cast<unsigned char>(number | 0x80);
-    *out++ = static_cast<unsigned char>(number);
-    return out;
-}
 
 uint64_t hashOf(const unsigned char* bytes, size_t count) {
     constexpr uint64_t odd = 0x9e3779b97f4a7c15;
@@ -73,6 +64,10 @@ void expandBits(const unsigned char* bytes, size_t count, char* out) {
         out += piece;
         count -= piece;
     }
+}
+
+bool areEqual(std::span<const unsigned char> a, std::span<const unsigned char> b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
 template <class T>
@@ -234,27 +229,22 @@ void FstWriter::beginScope(const char* name) {
 void FstWriter::endScope() { hierarchy.put(kUpscopeMark); }
 
 void FstWriter::declare(uint32_t slot, const char* name, uint32_t width) {
-    if (slot >= chains.size()) {
-        chains.resize(slot + size_t{1});
-        handles.resize(slot + size_t{1});
-    }
+    if (slot >= slots.size()) slots.resize(slot + size_t{1});
+    Slot& of = slots[slot];
+    const bool isAlias = of.kind != kUndeclared;
     hierarchy.put(kWireVariable);
     hierarchy.put(kNoDirection);
     hierarchy.putText(name);
     hierarchy.putVarint(width);
-    hierarchy.putVarint(handles[slot]);  // 0: a variable of its own
+    hierarchy.putVarint(isAlias ? of.variable.number + 1 : 0);
     ++nameCount;
-    if (handles[slot] != 0) return;
+    if (isAlias) return;
 
-    variables.push_back({slot, width, frame.size()});
-    handles[slot] = static_cast<uint32_t>(variables.size());
+    of = {chains.addVariable(width), width <= 64 ? kNarrow : kWide};
+    variables.push_back({width, frame.size()});
     geometry.putVarint(width);
     frame.append(width, 'x');
-    Chain& chain = chains[slot];
-    chain.kind = width == 1 ? kBit : width <= 64 ? kNarrow : kWide;
-    chain.valueShift = static_cast<uint8_t>(width <= 64 ? 64 - width : 0);
-    chain.valueBytes = static_cast<uint8_t>(chain.kind == kNarrow ? (width + 7) / 8 : 0);
-    chain.pieceLog = kFirstPieceLog;
+    parts.resize(std::max(parts.size(), (width + size_t{7}) / 8 + kStoreBytes));
 }
 
 void FstWriter::endDefinitions() {
@@ -319,7 +309,7 @@ void FstWriter::writeGeometry() {
 
 void FstWriter::writeTime(uint64_t time) {
     if (failure != 0 || (timeCount != 0 && time == lastTime)) return;
-    if (entries >= fullBlock) endBlock();
+    if (entries >= fullBlock || timeCount == FstChains::kMostTimes) endBlock();
     if (!hasTime) firstTime = blockBegin = time;
     hasTime = true;
     times.putVarint(timeCount == 0 ? time : time - lastTime);
@@ -332,114 +322,61 @@ void FstWriter::write(const OutputChange* change, const OutputChange* end) {
     // After a flush the time goes on.
     if (timeCount == 0 && change->slot != kTimeMarker) writeTime(lastTime);
     entries += static_cast<size_t>(end - change);
-    const size_t count = chains.size();
-    Chain* const all = chains.data();
+    const size_t count = slots.size();
+    const Slot* const all = slots.data();
     for (; change != end; ++change) {
         if (end - change > kAhead && change[kAhead].slot < count)
-            __builtin_prefetch(&all[change[kAhead].slot], 1);
-        if (end - change > kNearAhead && change[kNearAhead].slot < count)
-            __builtin_prefetch(all[change[kNearAhead].slot].put, 1);
+            __builtin_prefetch(&all[change[kAhead].slot]);
         if (change->slot >= count) continue;
-        Chain& chain = all[change->slot];
-        if (__builtin_expect((chain.kind == kBit || chain.kind == kNarrow) && change->shape == 0,
-                             1)) {
-            writeNarrow(chain, change->value);
+        const Slot& of = all[change->slot];
+        if (__builtin_expect(of.kind == kNarrow && change->shape == 0, 1)) {
+            chains.add(of.variable, timeCount - 1, change->value);
         } else if (change->slot == kTimeMarker) {
             writeTime(change->value);
-        } else if (chain.kind != kUndeclared) {
-            writePart(chain, *change);
+        } else if (of.kind != kUndeclared) {
+            writePart(of, *change);
         }
     }
 }
 
-FstWriter::Piece* FstWriter::lastPiece(const Chain& chain) {
-    return reinterpret_cast<Piece*>(chain.end - (size_t{1} << chain.pieceLog));
-}
-
-/// Ends the last piece and begins one with room for `bytes`.
-void FstWriter::grow(Chain& chain, size_t bytes) {
-    Piece* const last = chain.first ? lastPiece(chain) : nullptr;
-    int log = chain.pieceLog;
-    if (last) log = std::min(log + 1, kLargestPieceLog);
-    log = std::max(log, static_cast<int>(std::bit_width(sizeof(Piece) + bytes - 1)));
-    Piece* const next = arena.take(size_t{1} << log);
-    if (last) {
-        last->next = next;
-        last->dataEnd = chain.put;
-    } else {
-        chain.first = next;
+/// Takes a part of a value, which is passed over unless it has all its parts in order.
+void FstWriter::writePart(const Slot& of, const OutputChange& part) {
+    const uint32_t bits = part.shape & kShapeBits;
+    const bool isLast = (part.shape & kShapeLast) != 0;
+    if (part.shape & kShapeFirst) {
+        if (isLast && of.kind == kNarrow) {
+            chains.add(of.variable, timeCount - 1, part.value);
+            return;
+        }
+        partsOf = part.slot;
+        partBits = 0;
+        pendingBits = 0;
     }
-    chain.pieceLog = static_cast<uint8_t>(log);
-    chain.put = next->data();
-    chain.end = reinterpret_cast<unsigned char*>(next) + (size_t{1} << log);
-}
-
-/// Stores how many times have passed, and makes room for `bytes` of the value.
-/// @param bit  the value of a variable of one bit
-inline void FstWriter::startChange(Chain& chain, size_t bytes, uint64_t value) {
-    const size_t room = kMostCountBytes + bytes;
-    if (static_cast<size_t>(chain.end - chain.put) < room) grow(chain, room);
-    const uint32_t now = timeCount - 1;
-    const uint32_t passed = now - chain.lastTime;
-    chain.lastTime = now;
-    const bool isBit = chain.kind == kBit;
-    chain.put = storeVarint(
-        chain.put, passed << (isBit ? 2 : 1) | (isBit ? static_cast<uint32_t>(value) << 1 : 0));
-}
-
-inline void FstWriter::writeNarrow(Chain& chain, uint64_t value) {
-    startChange(chain, kStoreBytes, value);
-    const uint64_t bits = __builtin_bswap64(value << chain.valueShift);
-    std::memcpy(chain.put, &bits, sizeof bits);
-    chain.put += chain.valueBytes;
-}
-
-void FstWriter::writePart(Chain& chain, const OutputChange& part) {
-    const auto bits = part.shape & kShapeBits;
-    const bool isFirst = (part.shape & kShapeFirst) != 0, isLast = (part.shape & kShapeLast) != 0;
-    if (isFirst && isLast && chain.kind != kWide) {
-        writeNarrow(chain, part.value);
+    const uint32_t width = of.variable.width;
+    if (part.slot != partsOf || bits == 0 || bits > QK_MAXUBITS || bits > width - partBits) {
+        partsOf = kTimeMarker;
         return;
     }
-    if (isFirst) {
-        startChange(chain, 2 * kStoreBytes, 0);
-        pendingBits = 0;
-        pendingCount = 0;
-    } else if (static_cast<size_t>(chain.end - chain.put) < 2 * kStoreBytes) {
-        grow(chain, 2 * kStoreBytes);
-    }
-    if (bits == 0 || bits > QK_MAXUBITS) return;
-    if (bits > 32) pushBits(chain, part.value >> 32, static_cast<int>(bits) - 32);
-    const auto low = static_cast<int>(std::min<uint32_t>(bits, 32));
-    pushBits(chain, part.value & bitMask(low), low);
-    if (isLast && pendingCount != 0) ++chain.put;
+    if (bits > 32) pushBits(part.value >> 32, bits - 32);
+    const uint32_t low = std::min<uint32_t>(bits, 32);
+    pushBits(part.value & bitMask(static_cast<int>(low)), low);
+    if (!isLast || partBits != width) return;
+    partsOf = kTimeMarker;
+    if (width == 1)
+        chains.add(of.variable, timeCount - 1, parts[0] >> 7);
+    else
+        chains.add(of.variable, timeCount - 1, Span(parts.data(), (width + 7) / 8));
 }
 
-/// Appends 1 to 32 bits of a wide value.
-void FstWriter::pushBits(Chain& chain, uint64_t bits, int count) {
-    pendingCount += count;
-    pendingBits |= bits << (64 - pendingCount);
+/// Appends 1 to 32 bits of a value in parts.
+void FstWriter::pushBits(uint64_t bits, uint32_t count) {
+    const uint32_t begun = partBits % 8, filled = begun + count;
+    pendingBits |= bits << (64 - filled);
     const uint64_t turned = __builtin_bswap64(pendingBits);
-    std::memcpy(chain.put, &turned, sizeof turned);
-    chain.put += pendingCount / 8;
-    pendingBits <<= pendingCount / 8 * 8;
-    pendingCount %= 8;
+    std::memcpy(&parts[partBits / 8], &turned, sizeof turned);
+    pendingBits <<= filled / 8 * 8;
+    partBits += count;
 }
-
-FstWriter::Piece* FstWriter::Arena::take(size_t bytes) {
-    if (left < bytes) {
-        // The first is small, for files with little in them.
-        if (used == slabs.size()) slabs.emplace_back(used == 0 ? kFirstSlab : kHugePageBytes);
-        at = slabs[used].data();
-        left = slabs[used++].size();
-    }
-    auto* const piece = new (at) Piece;
-    at += bytes;
-    left -= bytes;
-    return piece;
-}
-
-void FstWriter::Arena::reset() { used = left = 0; }
 
 // ---- The end of a block
 
@@ -455,7 +392,7 @@ void FstWriter::endBlock() {
     fields.putNumber(traversalBytes);
     endSection(kChangesBlock, fields);
 
-    arena.reset();
+    chains.clear();
     times.clear();
     timeCount = 0;
     entries = 0;
@@ -474,16 +411,8 @@ void FstWriter::writeFrame() {
     emit(bytes);
 }
 
-void FstWriter::prefetchPiece(const Piece* piece) {
-    if (!piece) return;
-    __builtin_prefetch(piece);
-    __builtin_prefetch(reinterpret_cast<const char*>(piece) + 64);
-}
-
 void FstWriter::writeChains() {
-    size_t count = 0;
-    for (const Variable& variable : variables) count += chains[variable.slot].first != nullptr;
-    seen.assign(std::bit_ceil(2 * count + 1), Seen{0, 0});
+    seen.assign(std::bit_ceil(2 * variables.size() + 1), Seen{0, 0});
     traversalBytes = 0;
 
     FstBytes start;
@@ -492,90 +421,50 @@ void FstWriter::writeChains() {
     chainsAt = offset;
     const unsigned char kind = kLz4Chains;
     emit(bytesOf(kind));
-    for (size_t handle = 1; handle <= variables.size(); ++handle) {
-        if (handle + 2 * kPiecesAhead <= variables.size())
-            __builtin_prefetch(&chainOf(handle + 2 * kPiecesAhead));
-        if (handle + kPiecesAhead <= variables.size())
-            prefetchPiece(chainOf(handle + kPiecesAhead).first);
-        const Variable& variable = variables[handle - 1];
-        index[handle - 1] = 0;
-        const Chain& chain = chains[variable.slot];
-        if (!chain.first) continue;
-        const unsigned char* bytes = nullptr;
-        const size_t size = gather(chain, bytes);
-        index[handle - 1] = writeChain(handle, bytes, size);
-        updateFrame(variable, bytes, size);
-    }
-    for (const Variable& variable : variables) {
-        Chain& chain = chains[variable.slot];
-        if (!chain.first) continue;
-        chain.first = nullptr;
-        chain.put = chain.end = nullptr;
-        chain.lastTime = 0;
+    for (size_t group = 0; group < chains.groupCount(); ++group) {
+        size_t variable = FstChains::firstOf(group);
+        for (const Span chain : chains.chainsOf(group, timeCount)) {
+            index[variable] = chain.empty() ? 0 : writeChain(variable, chain);
+            if (!chain.empty()) updateFrame(variables[variable], chain);
+            ++variable;
+        }
     }
 }
 
 /// @return the place of the variable's chain, or minus the handle of one that has the same
-int64_t FstWriter::writeChain(size_t handle, const unsigned char* bytes, size_t size) {
-    traversalBytes += size;
-    const uint64_t hash = hashOf(bytes, size);
+int64_t FstWriter::writeChain(size_t variable, Span chain) {
+    traversalBytes += chain.size();
+    const uint64_t hash = hashOf(chain.data(), chain.size());
     const auto tag = static_cast<uint32_t>(hash >> 32);
     size_t at = hash & (seen.size() - 1);
     for (; seen[at].handle != 0; at = (at + 1) & (seen.size() - 1))
-        if (seen[at].hash == tag && isChain(chainOf(seen[at].handle), bytes, size))
+        if (seen[at].hash == tag && areEqual(chains.chain(seen[at].handle - 1), chain))
             return -static_cast<int64_t>(seen[at].handle);
-    seen[at] = {tag, static_cast<uint32_t>(handle)};
+    seen[at] = {tag, static_cast<uint32_t>(variable + 1)};
 
     const auto place = static_cast<int64_t>(offset - chainsAt);
+    const size_t size = chain.size();
     packed.resize(std::max(packed.size(), size));
-    const size_t packedSize = size >= kShortestPacked ? packer.pack(bytes, size, packed.data()) : 0;
-    unsigned char start[kMostCountBytes];
+    const size_t packedSize =
+        size >= kShortestPacked ? packer.pack(chain.data(), size, packed.data()) : 0;
+    unsigned char start[kMostSizeBytes];
     const unsigned char* const startEnd =
         storeVarint(start, static_cast<uint32_t>(packedSize ? size : 0));
     emit({start, startEnd});
-    emit(packedSize ? Span(packed.data(), packedSize) : Span(bytes, size));
+    emit(packedSize ? Span(packed.data(), packedSize) : chain);
     return place;
 }
 
 /// Takes the last value of a variable's chain for the next frame.
-void FstWriter::updateFrame(const Variable& variable, const unsigned char* bytes, size_t size) {
+void FstWriter::updateFrame(const Variable& variable, Span chain) {
     char* const out = &frame[variable.frameAt];
-    const unsigned char* last = bytes + size;
-    if (size < (variable.width + size_t{7}) / 8) return;  // a value in parts that has no end
     if (variable.width == 1) {
-        for (--last; last != bytes && last[-1] >= 0x80;) --last;
+        const unsigned char* last = &chain.back();
+        while (last != chain.data() && last[-1] >= 0x80) --last;
         *out = static_cast<char>('0' + (*last >> 1 & 1));
     } else {
-        expandBits(last - (variable.width + 7) / 8, variable.width, out);
-    }
-}
-
-/// Gives a chain's bytes in one run, which stands until the next call.
-size_t FstWriter::gather(const Chain& chain, const unsigned char*& bytes) {
-    Piece* const last = lastPiece(chain);
-    if (chain.first == last) {
-        bytes = last->data();
-        return static_cast<size_t>(chain.put - bytes);
-    }
-    gathered.clear();
-    for (Piece* piece = chain.first; piece != last; piece = piece->next)
-        gathered.insert(gathered.end(), piece->data(), piece->dataEnd);
-    gathered.insert(gathered.end(), last->data(), chain.put);
-    bytes = gathered.data();
-    return gathered.size();
-}
-
-bool FstWriter::isChain(const Chain& chain, const unsigned char* bytes, size_t size) {
-    Piece* const last = lastPiece(chain);
-    const unsigned char* const end = bytes + size;
-    for (Piece* piece = chain.first;; piece = piece->next) {
-        const auto count =
-            static_cast<size_t>((piece == last ? chain.put : piece->dataEnd) - piece->data());
-        if (count > static_cast<size_t>(end - bytes) ||
-            std::memcmp(bytes, piece->data(), count) != 0)
-            return false;
-        bytes += count;
-        if (piece == last) return bytes == end;
+        const size_t bytes = (variable.width + size_t{7}) / 8;
+        expandBits(chain.data() + chain.size() - bytes, variable.width, out);
     }
 }
 

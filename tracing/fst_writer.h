@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "base/large_memory.h"
+#include "tracing/fst_chains.h"
 #include "tracing/history.h"
 #include "tracing/lz4_block.h"
 
@@ -85,59 +86,25 @@ public:
     void fail(int reason);
 
 private:
-    enum Kind : uint8_t { kUndeclared, kBit, kNarrow, kWide };
+    enum Kind : uint8_t { kUndeclared, kNarrow, kWide };
 
-    /// A run of a chain's bytes: they follow it.
-    struct Piece {
-        Piece* next;
-        unsigned char* dataEnd;  ///< not known for the last one
-        unsigned char* data() { return reinterpret_cast<unsigned char*>(this + 1); }
-    };
-    /// A variable's changes in the block. What a change touches: half a cache line.
-    struct Chain {
-        unsigned char* put = nullptr;
-        unsigned char* end = nullptr;  ///< of the last piece
-        Piece* first = nullptr;        ///< null without a change
-        uint32_t lastTime = 0;         ///< number of the time of the last change
+    struct Slot {
+        FstVariable variable;
         Kind kind = kUndeclared;
-        uint8_t valueShift = 0;  ///< moves the highest bit to the top
-        uint8_t valueBytes = 0;  ///< behind the count of times; 0 for a bit and for wide values
-        uint8_t pieceLog = 0;    ///< size of the last piece, or of the next first one
     };
     struct Variable {
-        uint32_t slot;
         uint32_t width;
         size_t frameAt;  ///< place in the frame
     };
-    /// Memory for the chains of a block.
-    class Arena {
-    public:
-        Piece* take(size_t bytes);
-        void reset();
 
-    private:
-        std::vector<std::vector<unsigned char, LargeAllocator<unsigned char>>> slabs;
-        size_t used = 0;  ///< of the slabs
-        unsigned char* at = nullptr;
-        size_t left = 0;
-    };
-
-    void grow(Chain& chain, size_t bytes);
-    void startChange(Chain& chain, size_t bytes, uint64_t value);
-    void writeNarrow(Chain& chain, uint64_t value);
-    void writePart(Chain& chain, const OutputChange& part);
-    void pushBits(Chain& chain, uint64_t bits, int count);
+    void writePart(const Slot& of, const OutputChange& part);
+    void pushBits(uint64_t bits, uint32_t count);
 
     void endBlock();
     void writeFrame();
     void writeChains();
-    int64_t writeChain(size_t handle, const unsigned char* bytes, size_t size);
-    void updateFrame(const Variable& variable, const unsigned char* bytes, size_t size);
-    size_t gather(const Chain& chain, const unsigned char*& bytes);
-    static bool isChain(const Chain& chain, const unsigned char* bytes, size_t size);
-    static void prefetchPiece(const Piece* piece);
-    static Piece* lastPiece(const Chain& chain);
-    Chain& chainOf(size_t handle) { return chains[variables[handle - 1].slot]; }
+    int64_t writeChain(size_t variable, Span chain);
+    void updateFrame(const Variable& variable, Span chain);
     void writeIndex();
     void writeTimes();
 
@@ -158,12 +125,10 @@ private:
     uint64_t scopeCount = 0, nameCount = 0;
 
     // The block.
-    using Chains = std::vector<Chain, LargeAllocator<Chain>>;
-    Chains chains = Chains(1);            ///< by slot
-    std::vector<uint32_t> handles = {0};  ///< by slot, from 1; 0 for none
-    std::vector<Variable> variables;      ///< by handle
-    std::string frame;                    ///< values where the block begins
-    Arena arena;
+    std::vector<Slot, LargeAllocator<Slot>> slots = std::vector<Slot, LargeAllocator<Slot>>(1);
+    std::vector<Variable> variables;  ///< a variable's handle in the file is its number plus 1
+    std::string frame;                ///< values where the block begins
+    FstChains chains;
     FstBytes times;  ///< as differences
     uint32_t timeCount = 0;
     bool hasTime = false;  ///< there has been one, in the file
@@ -171,9 +136,12 @@ private:
     uint64_t blockBegin = 0;  ///< the time of the frame
     uint64_t blockCount = 0;
     const size_t fullBlock;
-    size_t entries = 0;        ///< of history, in the block
-    uint64_t pendingBits = 0;  ///< of a wide value, from the top: less than a byte
-    int pendingCount = 0;
+    size_t entries = 0;  ///< of history, in the block
+    // The value that comes in parts.
+    uint32_t partsOf = kTimeMarker;    ///< its slot; that of times without one
+    uint32_t partBits = 0;             ///< of it, so far
+    std::vector<unsigned char> parts;  ///< with room behind the longest
+    uint64_t pendingBits = 0;          ///< its last ones, from the top: less than a byte
 
     // What ends it.
     struct Seen {
@@ -181,10 +149,11 @@ private:
         uint32_t handle;  ///< 0: none
     };
     std::vector<Seen, LargeAllocator<Seen>> seen;  ///< chains written; a power of two
-    std::vector<int64_t> index;  ///< by handle: place of its chain, or minus the handle that has it
-    uint64_t chainsAt = 0;       ///< what places count from
+    std::vector<int64_t>
+        index;              ///< by variable: place of its chain, or minus the handle that has it
+    uint64_t chainsAt = 0;  ///< what places count from
     uint64_t traversalBytes = 0;  ///< of the chains of all variables, unpacked
-    std::vector<unsigned char> gathered, packed;
+    std::vector<unsigned char> packed;
     FstBytes deflated;
     Lz4Packer packer;
 

@@ -1,10 +1,12 @@
 // Waveforms of changing nets, beside other simulators' writers: plain VCD text, or gzip or FST by
 // the name of the file.
 //
-// usage: ours_vcd NETS STEPS PERCENT random|small FILE [plain|avx2|avx512|best [scattered]]
+// usage: ours_vcd NETS STEPS PERCENT random|small FILE
+//            [plain|avx2|avx512|best [sorted|scattered [WORK]]]
 //
 // Names sort as their nets lie in memory, so that the order of the waveform is that of memory, as
-// it is for the other writers; "scattered" gives names that sort otherwise.
+// it is for the other writers; "scattered" gives names that sort otherwise. WORK is how many
+// nanoseconds the model computes for each change, which are not timed.
 //
 // Prints "NAME VALUE" lines. Only captures and the end of the file are timed, not the stimulus, the
 // registration and the first dump.
@@ -54,6 +56,10 @@ void chooseUnit(const std::string& name) {
             if (loops->name == name) useVectorUnit(static_cast<VectorUnit>(unit));
 }
 
+void computeFor(uint64_t ns) {
+    for (const uint64_t from = nowNs(); nowNs() - from < ns;) continue;
+}
+
 double fileBytes(const char* path) {
     struct stat status;
     return stat(path, &status) == 0 ? static_cast<double>(status.st_size) : 0;
@@ -63,7 +69,9 @@ double fileBytes(const char* path) {
 
 int main(int argc, char** argv) {
     if (argc < 6) {
-        std::fprintf(stderr, "usage: %s NETS STEPS PERCENT random|small FILE [UNIT [scattered]]\n",
+        std::fprintf(stderr,
+                     "usage: %s NETS STEPS PERCENT random|small FILE "
+                     "[UNIT [sorted|scattered [WORK]]]\n",
                      argv[0]);
         return 2;
     }
@@ -81,10 +89,13 @@ int main(int argc, char** argv) {
     const auto setup = static_cast<double>(nowNs() - before);
     const double headBytes = fileBytes(argv[5]);
     uint64_t spent = 0;
+    const uint64_t work = argc > 8 ? std::strtoull(argv[8], nullptr, 10) : 0;
     const double stimulusNs = processorNsOf(stimulus, steps);
     const double processorBefore = processorNs();
     for (uint64_t step = 1; step <= steps; ++step) {
+        const uint64_t changesBefore = stimulus.changes;
         stimulus.step();
+        if (work != 0) computeFor(work * (stimulus.changes - changesBefore));
         ++qk_cycle;
         const uint64_t from = nowNs();
         qk_takenote();

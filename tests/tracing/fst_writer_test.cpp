@@ -114,19 +114,24 @@ protected:
 TEST_F(FstWriterTest, EveryChangeOfEveryVariableIsRead) {
     const std::vector<uint32_t> all = {1,  2,  3,  7,  8,  9,   15,  16,  17,  31,  32, 33,
                                        63, 64, 65, 71, 72, 127, 128, 129, 300, 999, 1,  1};
-    for (const size_t blockEntries : {size_t{1}, size_t{300}, FstWriter::kBlockEntries}) {
-        SCOPED_TRACE(blockEntries);
+    const struct {
+        size_t blockEntries, copies;
+    } cases[] = {{1, 1}, {300, 1}, {FstWriter::kBlockEntries, 1}, {30000, 50}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.blockEntries);
         variables.clear();
-        FstWriter writer(blockEntries);
-        ASSERT_NO_FATAL_FAILURE(declare(writer, all));
+        FstWriter writer(c.blockEntries);
+        std::vector<uint32_t> widths;
+        for (size_t i = 0; i < c.copies; ++i) widths.insert(widths.end(), all.begin(), all.end());
+        ASSERT_NO_FATAL_FAILURE(declare(writer, widths));
         time(random() % 3);
         for (size_t i = 0; i < variables.size(); ++i)  // one has no value to begin with
-            if (i != 5) change(i, randomDigits(all[i]));
+            if (i != 5) change(i, randomDigits(widths[i]));
         for (int step = 0; step < 400; ++step) {
             time(now + (random() % 2 ? 1 : random() >> (8 + random() % 55)));
             const uint64_t rare = random() % 8 + 1;
             for (size_t i = 0; i < variables.size(); ++i)
-                if (random() % rare == 0) change(i, randomDigits(all[i]));
+                if (random() % rare == 0) change(i, randomDigits(widths[i]));
             history.push_back({3, 17, 1});    // not declared: between the others,
             history.push_back({9999, 0, 1});  // and beyond them
             if (random() % 50 == 0) {
