@@ -194,12 +194,12 @@ TEST_F(ReadmemTest, SplitsValuesAmongPartsOfAnyWidth) {
                       net(0, 2, "mem", split.high, 0, 36, 0x201 | QK_array)};
     for (QkGRNet& row : rows) row.array_left = 1;
     registerNets("split", {rows[0], rows[1]});
-    writeFile("f", "1234567890abcdef012345678 8000000000000000000000001\n");
+    writeFile("f", "1234567890abcdef012345678 8000000008000000000000001\n");
     EXPECT_EQ(run("readmemh split.mem f"), "Array 'split.mem' read from file: 'f'\n");
     EXPECT_THAT(split.low, testing::ElementsAre(0x0abcdef012345678, 1));
-    EXPECT_THAT(split.high, testing::ElementsAre(0x2468acf12, 0x1000000000));
+    EXPECT_THAT(split.high, testing::ElementsAre(0x2468acf12, 0x1000000001));
     EXPECT_EQ(run("writememh split.mem out"), "Array 'split.mem' written to file: 'out'\n");
-    EXPECT_EQ(readFile("out"), "@0\n1234567890abcdef012345678\n8000000000000000000000001\n");
+    EXPECT_EQ(readFile("out"), "@0\n1234567890abcdef012345678\n8000000008000000000000001\n");
 }
 
 TEST_F(ReadmemTest, InterleavedPartsOfAnElementLieSideBySide) {
