@@ -1,9 +1,10 @@
 // Everything that a generated model, a hand-written model or a user's bench compiles against.
 //
-// The library drives one model a process, on one thread, and takes no lock. The one thread it
-// starts expands a compressed reference trace of more than 8 MiB ahead of its use: that one touches
-// nothing of the model, handles no signals, and ends with the trace. Plain functions and data words
-// have C linkage. The headers need C++11 and nothing but the standard library.
+// The library drives one model per process, on one thread, and takes no lock. It may start two
+// threads of its own (qk_trace_thread() forbids them): one writes the trace file, one expands a
+// compressed reference trace of more than 8 MiB ahead of its use. They touch nothing of the model
+// and handle no signals, and each ends with its file. Plain functions and data words have C
+// linkage. The headers need C++11 and nothing but the standard library.
 #ifndef QKZEFT_H
 #define QKZEFT_H
 

@@ -5,7 +5,7 @@
 /// Marks what the shared library exports; everything else has hidden visibility.
 #define QK_API __attribute__((visibility("default")))
 
-/// Has the compiler check a printf-like function's arguments against its format.
+/// Makes the compiler check a printf-like function's arguments against its format.
 #define QK_PRINTF_CHECKED(text, first) __attribute__((format(printf, text, first)))
 
 #endif

@@ -1,7 +1,7 @@
 // Who may use what: licences, and whether the model came from a generator that is known.
 //
 // By default everything is granted and any model is accepted; the library reads no file and asks no
-// server. A program that embeds the library may set rules of its own.
+// server. A program that embeds the library may set its own rules.
 #ifndef QKZEFT_LICENCE_H
 #define QKZEFT_LICENCE_H
 
@@ -11,7 +11,7 @@
 
 extern "C" {
 
-/// Sets who decides at the gates. A gate that refuses says "ZEFT: no licence for GATE" once, and
+/// Sets who decides at the gates. A gate that refuses prints "ZEFT: no licence for GATE" once, and
 /// refuses from then on, until a policy is set again.
 ///
 ///     gate          what a refusal does
@@ -29,9 +29,9 @@ extern "C" {
 ///                call the library. Null restores the default
 QK_API void qk_licence_policy(int (*policy)(const char* gate));
 
-/// Sets who decides whether a model's tables are those of a generator that is known. It is asked at
-/// the end of each registration section whose first generator word is not zero; on a 0 from it, the
-/// run ends with a message and status 1.
+/// Sets who decides whether a model's tables come from a known generator. It is called at the end
+/// of each registration section whose first generator word is not zero; if it returns 0, the run
+/// ends with a message and status 1.
 ///
 /// The shape of a section is a sum over its net rows in the order of their registration. It starts
 /// at 0; each row takes it through five steps `shape = (shape ^ word) * 0x9e3779b97f4a7c15` modulo

@@ -17,40 +17,40 @@ struct QkLiveModel;
 class QK_API kelvo_module {
 public:
     /// @param module_name    name of the design unit; borrowed for the object's life; may be null
-    /// @param instance_name  name or dotted path of the instance, copied; null leaves it to
-    /// qk_setup()
+    /// @param instance_name  name or dotted path of the instance, copied; null: qk_setup() sets
+    ///                       it
     explicit kelvo_module(const char* module_name = nullptr, const char* instance_name = nullptr);
 
     /// Copies all fields bit for bit: both objects then share one instance name, so only one of
     /// them may be destroyed.
     kelvo_module(const kelvo_module& other);
-    /// Copies all fields likewise; the instance name that this object had is given up.
+    /// Copies all fields likewise; the instance name that this object had is not freed.
     kelvo_module& operator=(const kelvo_module& other);
 
     /// Sets the model's initial values; empty here, for the generated class to override.
     virtual void initials();
     /// Evaluates the model once; empty here, for the generated class to override.
     virtual void step();
-    /// Takes the module's scope, and every net below it, out of the model when no enclosing scope
-    /// holds names; an open trace file is closed first. Otherwise the nets stay without the
-    /// module's storage, and have the values last recorded or 0. Where a module of the same name
+    /// Removes the module's scope, and every net below it, from the model when no enclosing scope
+    /// holds names; an open trace file is closed first. Otherwise the nets stay, without the
+    /// module's storage, with the values last recorded or 0. When a module of the same name
     /// registers them again with the same bounds, their handles, breakpoints, traced sets and
-    /// history go on.
+    /// history continue.
     virtual ~kelvo_module();
 
-    /// Names the instance, before it registers anything. Does nothing, and leaves the parent alone,
-    /// when the instance has a name already.
-    /// @param instance_name  copied; null leaves the instance nameless
-    /// @param parent         enclosing module, or null at the top; must outlive this one
+    /// Names the instance, before it registers anything. Does nothing, and does not change the
+    /// parent, when the instance has a name already.
+    /// @param instance_name  copied; null leaves the instance without a name
+    /// @param parent         enclosing module, which must outlive this one; null at the top
     void qk_setup(const char* instance_name, kelvo_module* parent);
 
-    /// @return the instance's name as adopted (it ends in '.' once the scope exists), or null.
-    ///         Owned by the module, valid until it is renamed or destroyed.
+    /// @return the instance's name (it ends in '.' once the scope exists), or null. Owned by the
+    ///         module, valid until it is renamed or destroyed
     const char* qk_get_instance_name() const;
-    /// @return the name given to the constructor, which may be null.
+    /// @return the name given to the constructor, which may be null
     const char* qk_get_module_name() const;
-    /// @return the dotted path of the module's scope; owned by the library, valid while the scope
-    /// is.
+    /// @return the dotted path of the module's scope; owned by the library, valid as long as the
+    ///         scope
     const char* qk_get_full_instance_name();
     /// Finds or creates the module's scope below that of its parent.
     /// @param case_insensitive  names of a new scope compare without regard to case
@@ -59,14 +59,15 @@ public:
     /// Called by generated code at the end of each wave: completes registration if that is due.
     void qk_finalize_wave();
     /// Gives the module's scope, which must exist, counters for its signals, all 0. Does nothing
-    /// when it has as many already.
+    /// when it has that many already.
     /// @param second  not read
     void qk_pra_info(int record_count, int second);
-    /// Counts one event on a signal, for the activity report. Ignored for a record that is not
-    /// there.
-    /// @param name         name of the signal, kept as a pointer while the scope is; not null
+    /// Counts one event on a signal, for the activity report. Ignored for a record that does not
+    /// exist.
+    /// @param name         name of the signal, not null; the pointer is kept as long as the scope
+    ///                     exists
     /// @param changed      0: counts as `nochanges`
-    /// @param zero_result  a change counts as `sz` when this is not 0, else as `snz`
+    /// @param zero_result  not 0: a change counts as `sz`, else as `snz`
     /// @param third,text,second  not read
     /// @param record       number of the signal within the module, from 0
     void qk_pra(const char* name, int changed, int zero_result, int third, const char* text,
@@ -89,37 +90,37 @@ static_assert(sizeof(kelvo_module) == 6 * sizeof(void*), "models have compiled t
 
 extern "C" {
 
-/// Builds the one model of the process if there is none, and arranges its tear-down at exit.
-/// Every other entry calls it where it needs to; calling it again does nothing. The first call
+/// Builds the one model of the process if there is none, and arranges for its destruction at exit.
+/// Other functions call it when they need a model; further calls do nothing. The first call
 /// installs a new-handler, unless the program has one: when the thread of that call runs out of
-/// memory, the process ends with a message on the standard error stream and status 1, its open
-/// trace file complete.
+/// memory, the process ends with a message on the standard error stream and status 1, and its open
+/// trace file is complete.
 QK_API void kelvo_start(void);
 
 /// Ends a run: makes a last capture, so that what changed since the last qk_takenote() is recorded,
 /// shown and tested for breakpoints; in an interactive run prints "Simulation run completed" and
-/// opens the console a last time; then closes the open trace file. Where signals have been counted
+/// opens the console a last time; then closes the open trace file. If signals have been counted
 /// (kelvo_module::qk_pra), "dump.xml" is written. Returns to the caller.
 QK_API void kelvo_finish(void);
 
 /// Ends the process with status 1 and a message on the standard error stream, unless this library
 /// can run the model.
 /// @param required_library_version  the library is version 8
-/// @param model_version  of the generator, two hexadecimal digits a part: 0x020300 is 2.3.0
+/// @param model_version  of the generator, two hexadecimal digits for each part: 0x020300 is 2.3.0
 /// @param flags          bit 0: the model needs a 32-bit library
 QK_API void qk_vercheck(int required_library_version, int model_version, int flags);
 
-/// Has Ctrl-C open the console at the next qk_takenote(). The fourth press that the console has not
-/// served gives the signal back to the handler displaced here.
+/// Makes Ctrl-C open the console at the next qk_takenote(). The fourth press that the console has
+/// not handled restores the handler that this call replaced, which gets the next one.
 QK_API void qk_sigint_install(void);
 
-/// Has a signal, such as SIGTERM, end the run at the next qk_takenote(), at a prompt or between the
-/// lines of a reference trace: the trace is completed, and qk_exit() is called with 128 and the
-/// signal's number. A model that does not get there within 10 seconds is ended by the signal
-/// itself, as it is by the fifth signal. SIGPIPE stands for the console's text: commands that a
-/// pipe has still to give run first. Does nothing for a signal that is ignored or has a handler.
+/// Makes a signal, such as SIGTERM, end the run at the next qk_takenote(), at a prompt or between
+/// the lines of a reference trace: the trace is completed, and qk_exit() is called with 128 plus
+/// the signal's number. If the model does not get there within 10 seconds, or on the fifth signal,
+/// the signal itself ends the process. SIGPIPE means that nobody reads the console's text: commands
+/// that a pipe still holds run first. Does nothing for a signal that is ignored or has a handler.
 QK_API void qk_end_on_signal(int signal);
-/// @return the first signal that has asked for the end of the run, 0 while none has
+/// @return the first signal that asked for the end of the run; 0 if none has
 QK_API int qk_end_signal(void);
 
 /// Registers one net of a hand-written model. Generated code uses QkRegistration.
@@ -132,26 +133,26 @@ QK_API void qk_register1(const char* name, int mode, ...);
 QK_API void qk_set_initial_value(uint64_t value);
 /// @param width  bits wanted, 0 to 64
 /// @param index  number of the variable, so that each gets its own value
-/// @return the power-on value of that variable under the current seed
+/// @return the power-on value of that variable for the current seed
 QK_API uint64_t qk_get_initial_value(int width, uint64_t index);
 
-/// Keeps to the letter of the system where a user would take that for a fault: true at start.
-/// False chooses what users expect instead; docs/deviations.md has the table of both. Set it before
-/// the model is made, and leave it.
+/// True at start: the library does exactly what the system defines, even where a user would take
+/// that for a fault. False chooses what users expect; docs/deviations.md lists the differences. Set
+/// it before the model is made, and do not change it later.
 QK_API extern bool qk_strict;
 
 /// One evaluation of the model, without advancing time; null until the model sets it. Only a
 /// comparison against a reference trace calls it.
 QK_API extern void (*qk_step_fn)(void);
-/// Takes up inputs and registers that have just been written from outside, which makes no clock
-/// edges, without advancing time; null at first. It is called in place of qk_step_fn after the
-/// first values of a trace, and after loadsim. When it is null, qk_step_fn is called after the
-/// first values, and nothing after loadsim.
+/// Evaluates the model after inputs and registers were written from outside, without advancing time
+/// and without clock edges; null at first. It is called instead of qk_step_fn after the first
+/// values of a trace, and after loadsim. If it is null, qk_step_fn is called after the first
+/// values, and nothing after loadsim.
 QK_API extern void (*qk_settle_fn)(void);
 
 /// @return how many values users, programs and files have written into the model's storage so far:
 ///         set, handles, readmem, loadsim, and the first values of a trace. A model that runs by
-///         itself evaluates once more at the same time when the number has moved.
+///         itself evaluates once more at the same time when this number has changed
 QK_API uint64_t qk_write_count(void);
 
 }  // extern "C"

@@ -1,12 +1,12 @@
 // Random numbers: $random and the $dist_ functions of Verilog (IEEE 1364-2005, 17.9), which draw
-// the same sequences from the same seeds as every simulator.
+// the same sequences from the same seeds as every simulator that follows the standard.
 //
-// Arguments travel as those of all system tasks: flags, the instance's path or module, the local
+// Arguments are passed as to all system tasks: flags, the instance's path or module, the local
 // scope, the count of argument pairs, and the pairs. The seed is the first pair, of size -32: a
-// pointer to the 32-bit register that each draw steps on. With any other the run ends with
-// status 1. The other arguments are integers, of which the low 32 bits count, signed; one that is
-// not given counts as 0. A parameter that a distribution cannot have gives a warning, the result 0,
-// and leaves the seed alone.
+// pointer to the 32-bit register that each draw advances. Any other size ends the run with status
+// 1. The other arguments are integers, of which the low 32 bits count, signed; one that is missing
+// counts as 0. A parameter that a distribution does not allow gives a warning and the result 0, and
+// does not change the seed.
 #ifndef QKZEFT_RANDOM_H
 #define QKZEFT_RANDOM_H
 
@@ -16,12 +16,12 @@
 
 extern "C" {
 
-/// $random: any value. Without a pair, a seed of the library's own is used, which starts at 0.
+/// $random: any value. Without a pair, the library's own seed is used, which starts at 0.
 QK_API int qkzeft_random(int flags, const void* instance, const char* scope, int ArgPairCount, ...);
-/// Sets the seed that `$random` without an argument draws from: the next number is the first of
-/// that seed (IEEE 1364-2005 17.9.1).
+/// Sets the seed that `$random` without an argument draws from: the next number is the first one of
+/// that seed (IEEE 1364-2005, 17.9.1).
 QK_API void qk_set_seed(uint32_t seed);
-/// @return the seed that qk_set_seed() was given last, 0 before
+/// @return the seed last given to qk_set_seed(); 0 if it has not been called
 QK_API uint32_t qk_seed(void);
 /// $dist_uniform(seed, start, end): from start to end, both included; start if it is not below end,
 /// without a draw.

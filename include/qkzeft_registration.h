@@ -1,10 +1,10 @@
 // The tables by which generated code declares its scopes and nets.
 //
-// One section a module, in this order: start, genid, exportk, addScopes, addNets, addExtracts,
-// addTerms, end. Tables may be given in several calls. Only one section is open at a time. A table
-// that breaks the protocol means a broken generator: the run ends with a message and status 1.
-// The rows and texts are copied; the storage that rows point at must outlive the module. A table of
-// no rows may be null.
+// Each module has one section, in this order: start, genid, exportk, addScopes, addNets,
+// addExtracts, addTerms, end. A table may be passed in several calls. Only one section is open at a
+// time. A table that breaks the protocol means a broken generator: the run ends with a message and
+// status 1. The rows and texts are copied; the storage that rows point to must outlive the module.
+// A table without rows may be null.
 #ifndef QKZEFT_REGISTRATION_H
 #define QKZEFT_REGISTRATION_H
 
@@ -50,7 +50,7 @@ struct QkGRExtract {
     int reserved;
 };
 
-/// A name that reads a net in bounds of its own: as many bits as those have, from the net's lowest.
+/// A name that reads a net with bounds of its own: that many bits, starting with the net's lowest.
 struct QkGRTerm {
     int scope;
     const char* name;
@@ -59,7 +59,7 @@ struct QkGRTerm {
     int actual;
 };
 
-// Generated code was compiled with these layouts: nothing moves, with 64-bit nor with 32-bit
+// Generated code was compiled with these layouts, so no field may move, with 64-bit or with 32-bit
 // pointers.
 #define QK_LAYOUT(row, field, offset64, offset32, size64, size32)                       \
     static_assert(offsetof(row, field) == (sizeof(void*) == 8 ? offset64 : offset32) && \
@@ -84,9 +84,9 @@ enum QkNetType {
 
 /// Bits of the mode word above the type code.
 enum QkNetMode {
-    QK_invert = 0x100,  ///< the inverted form of the net is wanted too
+    QK_invert = 0x100,  ///< the net is also needed in inverted form
     QK_parts = 0x600,   ///< either bit: one part of a net held in several variables, low part first
-    /// An array in parts: those of an element lie side by side, element after element, each in
+    /// An array in parts: the parts of an element are adjacent, element after element, each in
     /// whole words of 32 bits.
     QK_interleaved = 0x1000,
     QK_array = 0x2000  ///< an array, with element bounds
@@ -98,7 +98,7 @@ enum QkNetFlag {
     QK_flag_not_compared = 0x4,     ///< not listed as a register, not compared
     QK_flag_hidden = 0x200,         ///< not listed, not found by name
     QK_flag_replaced = 0x800,       ///< another net stands for this one
-    QK_flag_not_replaced = 0x1000,  ///< takes QK_flag_replaced back at registration
+    QK_flag_not_replaced = 0x1000,  ///< cancels QK_flag_replaced at registration
     QK_flag_shadow = 0x4000,        ///< a copy of the net whose storage the trace word names
     QK_flag_clock = 0x8000,         ///< a clock
     QK_flag_early_input = 0x10000,  ///< an input applied before the clocks
@@ -108,13 +108,14 @@ enum QkNetFlag {
 
 extern "C" {
 
-/// Has tables checked for what the protocol lets pass, for authors of generators: false at start,
-/// and set by kelvo_start() if the environment has ZEFT_CHECK_TABLES with any value but 0. Each
-/// fault prints one line with the net's name: a null address (the net is then left out; with this
-/// off, the run ends), ids of replacing nets that do not exist, bits that two rows of one name with
-/// storage of their own have both, extracts and terms of bits beyond their net, storage that
+/// For authors of generators: checks tables for faults that the protocol lets pass. False at start;
+/// kelvo_start() sets it if the environment has ZEFT_CHECK_TABLES with any value but 0. Each fault
+/// prints one line with the net's name: a null address (the net is then left out; without the
+/// check, the run ends), ids of replacing nets that do not exist, bits that two rows of one name
+/// both have in storage of their own, extracts and terms of bits beyond their net, storage that
 /// overlaps another net's without starting with it, and, when the model is first used, a section
-/// without an end(). What is faulty is registered as without the check. Set it before the tables.
+/// without an end(). Faulty rows are registered as they are without the check. Set it before the
+/// tables are passed.
 QK_API extern bool qk_check_tables;
 
 }  // extern "C"
@@ -124,25 +125,25 @@ class QK_API QkRegistration {
 public:
     /// Opens the section of `m`.
     /// @param m   the module, not null, with a module name
-    /// @param ns  scopes to come, the module's own included: 1 or more
-    /// @param nn  nets to come: 0 or more
+    /// @param ns  number of scopes that will follow, including the module's own: 1 or more
+    /// @param nn  number of nets that will follow: 0 or more
     /// @param case_insensitive  names of the module's scope compare without regard to case
     static void start(kelvo_module* m, int ns, int nn, bool case_insensitive);
-    /// Gives the generator's two words, kept on the module's scope.
+    /// Sets the generator's two words, which are kept in the module's scope.
     static void genid(kelvo_module* m, unsigned word1, unsigned word2);
-    /// Gives the generator's export word, kept on the module's scope.
+    /// Sets the generator's export word, which is kept in the module's scope.
     static void exportk(kelvo_module* m, unsigned word);
     /// Adds `count` scopes, parents before children.
     static void addScopes(kelvo_module* m, int count, const QkGRScope* rows);
     /// Adds `count` nets.
     static void addNets(kelvo_module* m, int count, const QkGRNet* rows);
-    /// Adds `count` names that read slices of nets of this section. A call, even with no rows, has
-    /// the replacements of the section carried out.
+    /// Adds `count` names that read slices of nets of this section. A call, even without rows,
+    /// carries out the replacements of the section.
     static void addExtracts(kelvo_module* m, int count, const QkGRExtract* rows);
-    /// Adds `count` names that read nets of this section in bounds of their own.
+    /// Adds `count` names that read nets of this section with bounds of their own.
     static void addTerms(kelvo_module* m, int count, const QkGRTerm* rows);
-    /// Closes the section; the counts given to start() must have been met, and where nets are
-    /// replaced, addExtracts() or addTerms() must have been called.
+    /// Closes the section. The numbers of scopes and nets must be those given to start(), and if
+    /// nets are replaced, addExtracts() or addTerms() must have been called.
     static void end(kelvo_module* m);
 
     QkRegistration& operator=(const QkRegistration&) { return *this; }

@@ -1,11 +1,11 @@
 // Handles: how a user's bench reaches the nets of a model by name.
 //
-// A handle stands for one name of the design; all look-ups of a name give the same object, which
-// counts the references given out and lives at least as long as the name. When a name goes with its
-// module, its handle stays behind as an invalid one until all references have been given back.
-// Every member answers when it is called on a null or invalid handle: values are then 0, pointers
-// null, and results 11. Use handles from the model's thread only; callbacks may
-// call anything of the library.
+// A handle represents one name of the design; all look-ups of a name return the same object, which
+// counts the references to it and lives at least as long as the name. When a name is removed with
+// its module, its handle becomes invalid, and stays until all references have been given back.
+// Every member may be called on a null or invalid handle: values are then 0, pointers null, and
+// results 11. Use handles from the model's thread only; callbacks may call any function of the
+// library.
 //
 // Results: 0 success, 1 no such element, 2 no such source, 3 the source is an array, 4 the source
 // is a virtual variable, 5 a value or range exceeds the width, 7 idle width outside 1 to 64, 8 no
@@ -27,23 +27,23 @@ struct QkName;
 
 class QK_API QkVariable {
 public:
-    /// What a breakpoint waits for. It looks at changes only: a value that is there already when
-    /// the breakpoint is set counts when it comes again.
+    /// What a breakpoint waits for. Only changes count: a value that the net already has when the
+    /// breakpoint is set does not fire it until the net takes that value again.
     enum BreakEvent { BreakOnEqual = 1, BreakOnNotEqual = 2, BreakOnChange = 3 };
     typedef void (*Callback)(QkVariable*);
 
-    // ---- Look-up. A pattern is a full name in which '*' stands for any run of characters; hidden
-    // nets, and nets that another one stands for, are passed over.
+    // ---- Look-up. A pattern is a full name in which '*' matches any run of characters; hidden
+    // nets, and nets that another one replaces, are skipped.
 
-    /// @return the handle of the one net that matches, with a reference for the caller to give back
-    ///         by Destroy(); null for none, and for two or more
+    /// @return the handle of the one net that matches, with a reference that the caller must give
+    ///         back by Destroy(); null if no net or more than one matches
     static QkVariable* GetByName(const char* pattern);
     /// Begins a walk over all nets that match, in the order of listings.
-    /// @param cookie  holds the handle that was returned; not to be changed between the calls
-    /// @return the first match, or null. The reference is given back by the next call.
+    /// @param cookie  holds the handle that was returned; must not be changed between the calls
+    /// @return the first match, or null. The next call gives its reference back
     static QkVariable* GetFirstByName(const char* pattern, QkVariable*& cookie);
     /// @return the match after the cookie's, or null, which ends the walk; also null when the
-    ///         cookie's name has gone meanwhile
+    ///         cookie's name has been removed meanwhile
     static QkVariable* GetNextByName(const char* pattern, QkVariable*& cookie);
 
     // ---- Virtual variables: catenations of slices of nets and of constant ("idle") bits, without
@@ -53,12 +53,12 @@ public:
     /// @param width  1 to 64
     /// @param value  the constant; one that does not fit the width is refused
     /// @param code   if not null, receives the result
-    /// @return the handle with a reference for the caller, or null
+    /// @return the handle, with a reference that the caller must give back, or null
     static QkVariable* CreateByName(const char* name, int width, uint64_t value,
                                     int* code = nullptr);
-    /// The same of a whole net, found as by GetByName().
+    /// The same, of a whole net, found as by GetByName().
     static QkVariable* CreateByName(const char* name, const char* source, int* code = nullptr);
-    /// The same of the bits `left` to `right` of a net, within its bounds and in its direction.
+    /// The same, of the bits `left` to `right` of a net, within its bounds and in its direction.
     static QkVariable* CreateByName(const char* name, const char* source, int left, int right,
                                     int* code = nullptr);
     /// Adds a whole net.
@@ -67,22 +67,22 @@ public:
     static int AddByName(QkVariable* variable, const char* source, int left, int right);
     /// Adds `width` constant bits, 1 to 64.
     static int AddIdleBits(QkVariable* variable, int width, uint64_t value);
-    /// Deletes a virtual variable, by its full name or the name that it was made with.
+    /// Deletes a virtual variable, by its full name or by the name given when it was made.
     static int DeleteByName(const char* name);
-    /// Deletes a virtual variable and its handle, whatever references there are. Its breakpoints
-    /// stay in the list, marked as deleted.
-    /// @param variable  null afterwards, if there was no error
+    /// Deletes a virtual variable and its handle, even if there are other references. Its
+    /// breakpoints stay in the list, marked as deleted.
+    /// @param variable  set to null, unless there was an error
     static int DeleteByPointer(QkVariable*& variable);
 
-    /// Gives back one reference. The handle stays valid while its name is there.
+    /// Gives back one reference. The handle stays valid as long as its name exists.
     static int Destroy(QkVariable* variable);
-    /// Sets the one function that is told of changes of the variables that ask for it; null for
-    /// none. @return 0
+    /// Sets the function that is called for changes of variables with SetChangeNotify(true); there
+    /// is only one; null for none. @return 0
     static int RegisterChangeNotifier(Callback notifier);
 
-    // ---- Values, in chunks of 64 bits, chunk 0 least significant. An array's index is as
-    // declared, and 0 for anything else. A write reaches every copy of the net; bits of a value
-    // above the chunk's own are cut off, and those for idle bits have no effect.
+    // ---- Values, in chunks of 64 bits, chunk 0 least significant. The index of an array is as
+    // declared; for other variables it must be 0. A write reaches every copy of the net; bits above
+    // those of the chunk are dropped, and bits written to idle bits have no effect.
 
     uint64_t GetValue();
     int SetValue(uint64_t value);
@@ -102,11 +102,11 @@ public:
     int GetDimension();
     /// @return elements of an array, else 0, whatever `which` is
     int GetBound(int which);
-    /// @return the dotted name; valid as long as the name
+    /// @return the dotted name; valid as long as the name exists
     const char* GetFullname();
-    /// @return the handle of the first visible name of the same net that is no copy of an owner
-    ///         elsewhere; this handle if there is none, null for a virtual variable. A reference
-    ///         for the caller to give back.
+    /// @return the handle of the first visible name of the same net that is not a copy of an owner
+    ///         elsewhere; this handle if there is none, null for a virtual variable. The caller
+    ///         must give the reference back
     QkVariable* GetCanonical();
     /// @return the model's storage, or null where reading it would not give the value: for slices,
     ///         virtual variables, nets held in several variables, and inverted nets
@@ -119,12 +119,12 @@ public:
     /// @return the pointer; null before one is set
     void* GetHandle();
 
-    // ---- Breakpoints. A breakpoint prints a line when it fires, and then calls its callback. The
-    // net is traced from then on.
+    // ---- Breakpoints. A breakpoint prints a line when it fires, and then calls its callback.
+    // Setting one starts to trace the net.
 
     /// @param callback  may be null
     /// @param value     compared as unsigned; copied; null counts as 0, and is usual for
-    ///                  BreakOnChange. An array's breakpoint looks at the element that changed.
+    ///                  BreakOnChange. For an array, the element that changed is compared
     /// @return 0, 5, 11, 15, 30 or 31
     int RegisterBreak(Callback callback, BreakEvent event, QkMaxuList* value);
     /// The same with `n` values of the type uint64_t, the least significant first.
@@ -134,8 +134,8 @@ public:
     int EnableBreak();
     int DisableBreak();
 
-    /// Has the notifier told of each change found by qk_takenote(), or no longer. Arrays cannot be
-    /// watched so (12).
+    /// Starts or stops calling the notifier for each change that qk_takenote() finds. Not possible
+    /// for arrays (result 12).
     int SetChangeNotify(bool on);
     bool GetChangeNotify();
 
