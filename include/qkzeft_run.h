@@ -74,8 +74,8 @@ QK_API const char* qk_time_as_string(uint64_t ticks);
 QK_API const char* qk_cycle_as_string(void);
 /// Reads a decimal with an optional unit, "2.5ns"; a bare number counts ticks. The units are s, ms,
 /// us, ns, ps and fs; all but the first may be written without their s. Leading white space and
-/// plus signs are skipped, and white space around the unit. An exact half tick rounds to even; what
-/// exceeds 64 bits wraps.
+/// plus signs are skipped, and white space around the unit. An exact half tick rounds to even if
+/// its 5 is the last digit ("500ps" rounds up); what exceeds 64 bits wraps.
 /// @param text  not null
 /// @param end   if not null, receives the place where reading stopped
 /// @return ticks; 0 when no number was read, for instance when the text begins with a minus sign
