@@ -1,4 +1,4 @@
-// The reader of numbers of at most 64 bits: works in place and allocates nothing, for it reads
+// The reader of numbers of at most 64 bits. It works in place and allocates nothing, as it reads
 // every time line of a trace.
 #include "base/characters.h"
 #include "qkzeft_run.h"

@@ -37,7 +37,7 @@ struct BitRange {
 
     /// @return whether both cover the same bits; direction is ignored. Both must be ranges.
     bool equals(const BitRange& other) const;
-    /// Extends this range by a neighbour that does not overlap it; a gap between them is swallowed.
+    /// Extends this range by another that does not overlap it; a gap between them is included.
     /// @return false, changing nothing but possibly `reversed`, when they overlap unequally
     bool join(const BitRange& other);
     /// @return the offset of `part`'s low bit inside this range; -1 when the widths are equal

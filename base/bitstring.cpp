@@ -55,7 +55,7 @@ BitString::Chunk BitString::chunkOf(std::string_view digits) {
         chunk.high = chunk.high << 1 | high;
         chunk.upper = chunk.upper << 1 | upper;
     };
-    // Gathers the low bits of eight known digits, the first one's as the highest.
+    // Collects the low bits of eight known digits, that of the first as the highest.
     const auto takeEight = [&](const char* from, int taken) {
         uint64_t eight;
         std::memcpy(&eight, from, sizeof eight);
@@ -75,7 +75,7 @@ BitString::Chunk BitString::chunkOf(std::string_view digits) {
     return chunk;
 }
 
-/// @return 64 of what fills the places to the left of a value
+/// @return 64 of the digits that fill the places to the left of a value
 BitString::Chunk BitString::extensionOf(std::string_view digits) {
     const char first = digits.empty() ? '\0' : digits.front();
     if (isKnown(first)) return Chunk{~uint64_t{0}, 0, 0};

@@ -1,7 +1,8 @@
-// A fixed-width string of the logic digits 0 1 x X z Z, paired as pending and live.
+// A fixed-width string of the logic digits 0 1 x X z Z; strings come in pairs, a pending and a live
+// one.
 //
-// Digits are kept 64 to a chunk, a bit of each in three words, so that a value is written,
-// committed and compared a chunk at a time.
+// A chunk holds 64 digits in three words, with one bit of each word for a digit, so that a value is
+// written, committed and compared a chunk at a time.
 #pragma once
 
 #include <cstdint>
@@ -15,38 +16,38 @@
 
 class BitString {
 public:
-    /// Up to 64 digits; digit i is told by bit i of each word.
+    /// Up to 64 digits; bit i of each word describes digit i.
     struct Chunk {
         uint64_t known;  ///< 0 or 1
         uint64_t high;   ///< known: 1; unknown: z rather than x
-        uint64_t upper;  ///< unknown: an upper-case letter; known: no digit at all
+        uint64_t upper;  ///< unknown: an upper-case letter; known: not a digit at all
 
         static Chunk ofKnown(uint64_t value) { return Chunk{~uint64_t{0}, value, 0}; }
     };
 
     /// All digits X.
     /// @param width  digits, 1 or more
-    /// @param place  where up to 64 digits are kept, borrowed; null: in a place of its own
+    /// @param place  storage for up to 64 digits, borrowed; null: allocates its own
     explicit BitString(int width, Chunk* place = nullptr);
     BitString(const BitString&) = delete;
     BitString& operator=(const BitString&) = delete;
 
     /// Writes `digits` into the field of `bits` digits whose lowest is digit `at`, extended to the
-    /// left by the rule of the VCD format. A negative `at` means the whole width. What is no digit
-    /// makes one that a commit asserts against.
+    /// left by the rule of the VCD format. A negative `at` means the whole width. A character that
+    /// is not a digit makes a later commit fail an assertion.
     void setDigits(std::string_view digits, int at, int bits);
     /// Writes `bits` known digits, 1 to 64, the lowest of them digit `at`.
     void setKnown(uint64_t value, int at, int bits);
-    /// Gives the whole string the known digits of a value, to the left of it zeros.
+    /// Sets the whole string to the known digits of a value, with zeros to its left.
     void setWhole(uint64_t value) {
         dirty = true;
         for (int i = 0; i < chunkCount(); ++i) chunks[i] = Chunk::ofKnown(i == 0 ? value : 0);
     }
-    /// Moves this pending string into its live partner.
+    /// Copies this pending string to its live partner.
     /// @return 2 when a digit became another known value, else 3 when a known digit became unknown,
     ///         else 1
     int commit();
-    /// Takes the digits of a string of the same width.
+    /// Copies the digits of a string of the same width.
     void copyFrom(const BitString& other);
     /// @return digit `offset`, 0 being the least significant
     char digitAt(int offset) const;
@@ -56,7 +57,7 @@ public:
     /// Appends the digits in hexadecimal, unknown ones as 0, with a size prefix unless the width is
     /// a multiple of 4. Digits above 9 print as k to p.
     void printHex(StringBuf& out) const;
-    /// Makes `live` the partner, once. Not owned.
+    /// Makes `live` the partner; to be called once. Not owned.
     void link(BitString* live);
 
     bool isDirty() const { return dirty; }
@@ -70,7 +71,7 @@ public:
     };
     Known knownAt(int at, int bits) const;
 
-    /// What a commit of some digits does to those of the partner.
+    /// What committing some digits changes in the partner.
     struct Changes {
         uint64_t becameKnown, becameUnknown, noDigits;
     };
@@ -79,7 +80,7 @@ public:
         return Changes{mask & pending.known & ~bad & (~live.known | (pending.high ^ live.high)),
                        mask & ~pending.known & live.known, mask & bad};
     }
-    /// @return as commit() does
+    /// @return the result of commit()
     static int classify(const Changes& changes) {
         QK_ASSERT_AS(changes.noDigits == 0, "0");
         return changes.becameKnown ? 2 : changes.becameUnknown ? 3 : 1;

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-/// @return whether isspace() takes it for white space
+/// @return whether it is white space according to isspace()
 inline bool isSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
 
 /// @return the first place at or after `text` that is not white space
@@ -17,7 +17,7 @@ inline const char* skipSpace(const char* text) {
 
 inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// Letters of ASCII in upper or lower case; all other characters as they are.
+/// The ASCII letter in upper or lower case; other characters unchanged.
 inline char upperCase(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; }
 inline char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
@@ -31,8 +31,7 @@ inline unsigned digitValue(char c) {
 /// @return the digit for a value up to 15, in lower case
 inline char hexDigitOf(uint64_t value) { return "0123456789abcdef"[value]; }
 
-/// @return whether a text begins with a word of lower-case letters, which it may have in either
-/// case
+/// @return whether a text begins with a word, ignoring case; the word has lower-case letters only
 inline bool beginsWithWord(std::string_view text, std::string_view word) {
     return text.size() >= word.size() &&
            std::equal(word.begin(), word.end(), text.begin(),

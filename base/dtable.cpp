@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int32_t kLightSide = 10;  // a side of so few entries is never too heavy
+constexpr int32_t kLightSide = 10;  // a side with at most this many entries is never too heavy
 
 int order(uintptr_t a, uintptr_t b) { return a < b ? -1 : a > b ? 1 : 0; }
 
@@ -40,12 +40,12 @@ void release(Dtable** t) {
     Dtable* const r = *t;
     if (!QK_CHECK(r)) return;
     std::memset(r, 0xA5, sizeof *r);
-    __asm__ volatile("" : : "r"(r) : "memory");  // or the stores, dead before a free, are dropped
+    __asm__ volatile("" : : "r"(r) : "memory");  // else the dead stores are dropped
     std::free(r);
     *t = nullptr;
 }
 
-/// Links the tree's nodes through `right`, ascending, in front of the list `tail`.
+/// Links the tree's nodes through `right`, ascending, before the list `tail`.
 /// @return the first
 Dtable* flatten(Dtable* t, Dtable* tail) {
     while (t) {
@@ -84,7 +84,7 @@ void rebuild(Dtable** t) {
     QK_ASSERT(n == Dtable_nEntries(*t));
 }
 
-/// Takes the smallest entry out of the subtree. A node that has a right side is not unlinked: the
+/// Removes the smallest entry from the subtree. A node that has a right side is not unlinked: the
 /// smallest entry of that side moves up into it.
 void moveSmallest(Dtable** t, int32_t* h, void** k, void** v) {
     QK_ASSERT(t && *t && h && k && v);
@@ -123,7 +123,7 @@ void insert(Dtable** t, int32_t h, void** key, void** value) {
     *t = r;
 }
 
-/// @return negative, zero or positive as the key stands before, at or behind the node
+/// @return negative, zero or positive if the key comes before, at or after the node
 int placeOf(const Dtable* node, int32_t h, const void* key, DtableCompare compare) {
     if (h != node->h) return h < node->h ? -1 : 1;
     return key == node->k ? 0 : compare(key, node->k);

@@ -2,7 +2,8 @@
 // that is rebuilt, not rotated.
 //
 // A table is a pointer to its root node, null when empty. It is sorted by the hash as a signed
-// number, then by the table's comparison of keys. Keys and values belong to the owner of the table.
+// number, then by the table's comparison function for keys. Keys and values belong to the owner of
+// the table.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +19,7 @@ struct Dtable {
 };
 
 using DtableCompare = int (*)(const void* a, const void* b);
-/// Given an entry and the walk's context, returns the entry's new value; null removes the entry.
+/// Receives an entry and the walk's context, returns the entry's new value; null removes the entry.
 using DtableVisit = void* (*)(int32_t h, void* k, void* v, void* context);
 
 /// Compares NUL-terminated texts bytewise: -1, 0 or 1.
@@ -26,12 +27,12 @@ int Dtable_compareStrings(const void* a, const void* b);
 /// Compares addresses: -1, 0 or 1.
 int Dtable_comparePointers(const void* a, const void* b);
 
-/// @return entries below `table`, at no cost
+/// @return the number of entries, which the table keeps
 int32_t Dtable_nEntries(const Dtable* table);
 /// @return the stored value, or null
 void* Dtable_get(const Dtable* table, int32_t h, const void* key, DtableCompare compare);
-/// Inserts, replaces or, with a null *value, deletes. *key and *value are swapped with what was
-/// stored: null for a new entry, the old pair otherwise. *key must not be null.
+/// Inserts, replaces or, with a null *value, deletes. *key and *value are exchanged with what was
+/// stored: null for a new entry, else the old pair. *key must not be null.
 void Dtable_put(Dtable** table, int32_t h, void** key, void** value, DtableCompare compare);
 /// Visits every entry once, ascending. The visit may replace the value or remove the entry.
 void Dtable_map(Dtable** table, void* context, DtableVisit visit);

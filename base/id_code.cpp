@@ -7,7 +7,7 @@ constexpr uint32_t kFirst = '!', kRadix = '~' - '!' + 1;
 }  // namespace
 
 int idCodeText(uint32_t number, char* out) {
-    // There is no digit for zero: a code of n characters counts on from the last of n - 1.
+    // There is no digit for zero: the first code of n characters follows the last one of n - 1.
     int length = 0;
     for (; number != 0; number /= kRadix) {
         --number;

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-/// Characters that the code of any number takes at most, without a terminator.
+/// Maximum length of a code, without a terminator.
 inline constexpr int kIdCodeMaxLength = 5;
 
 /// Writes the code of `number`, 1 or more, to `out` and terminates it.

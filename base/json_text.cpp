@@ -6,7 +6,7 @@
 
 namespace {
 
-/// @return the bytes of the UTF-8 character at the front (RFC 3629), 0 when there is none
+/// @return the length in bytes of the UTF-8 character at the front (RFC 3629), 0 when there is none
 size_t characterLength(std::string_view text) {
     const auto byte = [&](size_t i) {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
@@ -26,7 +26,7 @@ size_t characterLength(std::string_view text) {
     return continues(1, low, high) && continues(2) && continues(3) ? 4 : 0;
 }
 
-/// Gives visit(character) the characters one by one, as UTF-8.
+/// Calls visit(character) for each character, as UTF-8.
 template <class Visit>
 void eachCharacter(std::string_view text, Visit&& visit) {
     while (!text.empty()) {
@@ -90,7 +90,7 @@ void JsonText::newLine() {
     written.append(2 * levels.size(), ' ');
 }
 
-/// Goes to where the next member or element is to stand, and writes its key.
+/// Writes what must precede the next member or element: comma, line end, indentation, and its key.
 void JsonText::place(std::string_view key) {
     if (!isEmpty) written += ',';
     if (rowDepth != 0)

@@ -1,8 +1,8 @@
-// Writing JSON (RFC 8259) whose text is the same for the same values, so that two files can be
-// compared line by line.
+// Writes JSON (RFC 8259). Equal values give equal text, so that two files can be compared line by
+// line.
 //
-// Members stand in the order in which they are added. A container is laid out in lines of its own,
-// or, if it is begun as a row, in one line together with all that is in it.
+// Members are written in the order in which they are added. A container takes several lines, or, if
+// it is begun as a row, one line with everything in it.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +13,11 @@ class JsonText {
 public:
     enum Layout : bool { kLines, kRow };
 
-    /// Begins an object or array. @param key  of a member; empty for an element, and for the whole
+    /// Begins an object or array. @param key of a member; empty for an element and for the
+    /// outermost object
     void beginObject(std::string_view key = {}, Layout layout = kLines);
     void beginArray(std::string_view key = {}, Layout layout = kLines);
-    /// Ends what was begun last.
+    /// Ends the object or array begun last.
     void end();
 
     void add(std::string_view key, std::string_view value);
@@ -28,7 +29,7 @@ public:
     /// Adds a number with three decimals.
     void addThousandths(std::string_view key, double value);
 
-    /// @return the text, once all that was begun has ended
+    /// @return the text, after every object and array has been ended
     const std::string& text() const { return written; }
 
 private:
@@ -39,12 +40,12 @@ private:
     std::string written;
     std::string levels;   ///< closing brackets, the outermost first
     size_t rowDepth = 0;  ///< levels when a row was begun; 0: outside rows
-    bool isEmpty = true;  ///< nothing stands yet in what was begun last
+    bool isEmpty = true;  ///< the container begun last has no entries yet
 };
 
 /// @return text between quotes. Bytes that are not UTF-8 count as characters of ISO 8859-1.
 std::string jsonString(std::string_view text);
 
-/// @return text for an attribute or element of XML, with bytes as above; characters that XML cannot
-///         have become '?'
+/// @return text for an attribute or element of XML, with bytes as above; characters that XML does
+///         not allow become '?'
 std::string xmlText(std::string_view text);

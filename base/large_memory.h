@@ -1,4 +1,4 @@
-// Containers of many megabytes, whose memory is asked for as huge pages.
+// Containers of many megabytes, whose memory is requested as huge pages.
 #pragma once
 
 #include <cstddef>

@@ -15,7 +15,7 @@
 namespace {
 
 constexpr int kChunkBits = 64;
-// The most decimal digits that a chunk always holds, and ten to that power.
+// The number of decimal digits that always fit a chunk, and ten to that power.
 constexpr int kGroupDigits = 19;
 constexpr uint64_t kGroupScale = 10'000'000'000'000'000'000u;
 
@@ -32,10 +32,10 @@ struct Digits {
     size_t count = 0;
 };
 
-/// Copies the digits of `text`, which white space may surround. Only loose mode takes underscores,
-/// and none in front.
+/// Copies the digits of `text`, which white space may surround. Only loose mode accepts
+/// underscores, and not as the first character.
 /// @param name  what an assertion calls the buffer
-/// @return false when anything else stands there; true with a count of 0 for an empty text
+/// @return false when the text has anything else; true with a count of 0 for an empty text
 bool checkDigits(Text text, DigitMode mode, unsigned radix, const char* name, Digits& out) {
     while (text.begin != text.end && isSpace(*text.begin)) ++text.begin;
     while (text.begin != text.end && isSpace(text.end[-1])) --text.end;
@@ -56,7 +56,8 @@ QkMaxuList* newNode(uint64_t value, QkMaxuList* prev) {
     return node;
 }
 
-/// Multiplies the value by `scale` and adds `summand`. @return false when a node cannot be had
+/// Multiplies the value by `scale` and adds `summand`. @return false when a node cannot be
+/// allocated
 bool multiplyAdd(QkMaxuList* list, uint64_t scale, uint64_t summand) {
     for (QkMaxuList* node = list;; node = node->next) {
         const ChunkProduct product = multiplyAddChunk(node->value, scale, summand);
@@ -79,8 +80,8 @@ bool convertDecimal(const char* digits, size_t count, QkMaxuList* list) {
     return true;
 }
 
-/// Fills the zero at `list` from the low end by digits of `digitBits` bits. Leading zeros take
-/// their room as other digits do.
+/// Fills the zero at `list` from the low end with digits of `digitBits` bits. Leading zeros take
+/// space like other digits.
 bool convertBinary(const char* digits, size_t count, int digitBits, QkMaxuList* list) {
     QkMaxuList* node = list;
     int used = 0;

@@ -6,13 +6,14 @@
 /// Links of one kind of ring. `Next` and `Prev` name the member's link fields.
 ///
 /// Invariant: m->Next->Prev == m == m->Prev->Next for every member m; a lone one points at itself.
-/// A node that is in no ring has null links or points at itself, as its owner likes.
+/// A node that is in no ring has null links or points at itself, whichever its owner chooses.
 template <class T, T* T::*Next, T* T::*Prev>
 struct Ring {
     static void init(T* node) { node->*Next = node->*Prev = node; }
     static bool isLone(const T* node) { return node->*Next == node; }
 
-    /// Asserts the neighbours' links. @return whether they hold: a broken ring is left alone
+    /// Asserts the neighbours' links. @return whether they are right: a broken ring must not be
+    /// changed
     static bool checkLinks(const T* node) {
         const bool hasNext = QK_CHECK(node->*Next != nullptr);
         const bool hasPrev = QK_CHECK(node->*Prev != nullptr);
@@ -23,7 +24,8 @@ struct Ring {
     }
 
     /// Links `node`, which is in no ring, in just before `pos`: at the end when `pos` is the first
-    /// member. @return false, after an assertion, when either stands wrongly
+    /// member. @return false, after an assertion, when `node` is in a ring or the links of `pos`
+    /// are wrong
     static bool insertBefore(T* pos, T* node) {
         if (!checkLinks(pos)) return false;
         const bool isOther = QK_CHECK(pos != node);
@@ -49,7 +51,8 @@ struct Ring {
         if (append(head, node)) head = node;
     }
 
-    /// Takes `node` out of the ring at `head`; the next member succeeds a head, null a lone one.
+    /// Removes `node` from the ring at `head`. If it was the head, the next member becomes the
+    /// head, or null if it was alone.
     static void remove(T*& head, T* node) {
         const bool holds = checkLinks(node);
         T *const next = node->*Next, *const prev = node->*Prev;
@@ -65,7 +68,8 @@ struct Ring {
     static void each(T* head, Visit&& visit) {
         if (!head) return;
         T* const last = head->*Prev;
-        for (T* node = head; node;) {  // always; static analysis does not know rings
+        for (T* node = head; node;) {  // always true; for static analysis, which does not know
+                                       // rings
             T* const following = node->*Next;
             const bool isLast = node == last;
             visit(node);
@@ -74,7 +78,7 @@ struct Ring {
         }
     }
 
-    /// @return the first member for which `wanted` holds, or null
+    /// @return the first member for which `wanted` is true, or null
     template <class Wanted>
     static T* find(T* head, Wanted&& wanted) {
         for (T* node = head; node;) {

@@ -1,13 +1,13 @@
 // Reading and writing model storage.
 //
-// A value of up to 64 bits is held in 1, 2, 4 or 8 bytes by its width. Storage may be less aligned
-// than that, so every access copies bytes.
+// A value of up to 64 bits is held in 1, 2, 4 or 8 bytes, depending on its width. Storage may be
+// less aligned than that, so every access copies bytes.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
-/// Bits that one trace, one chunk or one part holds at most.
+/// The maximum number of bits of a trace, a chunk or a part.
 #define QK_MAXUBITS 64
 
 /// @return the low `width` bits set; `width` is 0 to 64

@@ -54,7 +54,7 @@ StringBuf::StringBuf(const char* text) : theStr(nullptr) {
 
 StringBuf::StringBuf(const StringBuf& other) : StringBuf(other.str()) {}
 
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a fault, which assign() tells
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a fault, which assign() reports
 StringBuf& StringBuf::operator=(const StringBuf& other) {
     assign(other.str());
     return *this;

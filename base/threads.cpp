@@ -24,7 +24,7 @@ bool allowThreads(bool allowed) { return std::exchange(allowedHere, allowed); }
 int processorCount() {
     cpu_set_t set;
     CPU_ZERO(&set);
-    // A machine with more processors than the set has room for is refused.
+    // The call fails on a machine with more processors than the set has room for.
     return sched_getaffinity(0, sizeof set, &set) == 0 ? std::max(CPU_COUNT(&set), 1) : CPU_SETSIZE;
 }
 

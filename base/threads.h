@@ -1,7 +1,7 @@
-// Threads of the library's own, which read a trace ahead or write one.
+// The library's own threads, which read a trace ahead or write one.
 //
-// They run no code of the model or of its user, and take no signals: those are for the model's
-// thread. A process that is forked off has none of them.
+// They run no code of the model or of its user, and receive no signals: those are for the model's
+// thread. A forked process has none of them.
 #pragma once
 
 #include <pthread.h>
@@ -9,11 +9,11 @@
 /// @return whether threads may be started: not after allowThreads(false), and not where the
 ///         environment has ZEFT_THREADS=0
 bool threadsAllowed();
-/// @return whether it was so before
+/// @return whether they were allowed before
 bool allowThreads(bool allowed);
 
 /// @return how many processors this process may run on, at least 1
 int processorCount();
 
-/// Starts body(argument). @return whether there was a thread to be had
+/// Starts body(argument). @return whether the thread could be started
 bool startThread(pthread_t& thread, void* (*body)(void*), void* argument);

@@ -65,7 +65,7 @@ int ValueBuffer::firstDifference(int from) const {
         }
         const int64_t byte = at + firstMismatch(copy + at, live + at, count);
         if (byte % stride < elementBytes) return static_cast<int>(byte / stride);
-        at = (byte / stride + 1) * stride;  // of another part
+        at = (byte / stride + 1) * stride;  // skips bytes of other parts
     }
     return elements;
 }

@@ -1,5 +1,5 @@
-// The library's copy of a net's or an array's storage beside the model's own, to find out which
-// elements changed, or to keep a second variable of the model equal to the first.
+// A copy of a net's or an array's storage, used to find out which elements changed, or to keep a
+// second variable of the model equal to the first.
 #pragma once
 
 #include <cstdint>
@@ -13,12 +13,12 @@ class ValueBuffer {
 public:
     /// Makes the buffer of an array.
     /// @param live    model storage of all elements; never owned
-    /// @param shadow  storage to keep up; null to have the buffer own some
+    /// @param shadow  storage to keep equal; null: the buffer allocates its own
     /// @param width   bits of an element, 1 to 64
     /// @param listed  elements are compared one by one rather than the array as a whole
-    /// @param stride  bytes from one element to the next; 0: they lie side by side. What is between
-    ///                them is copied with the whole, but not compared
-    /// @return null when memory for the shadow could not be had
+    /// @param stride  bytes from one element to the next; 0: they are adjacent. Bytes between
+    ///                elements are copied with the whole, but not compared
+    /// @return null when memory for the shadow could not be allocated
     static std::unique_ptr<ValueBuffer> make(QkTrace* header, const void* live, void* shadow,
                                              int width, uint32_t count, bool listed,
                                              int stride = 0);
@@ -26,7 +26,7 @@ public:
     ValueBuffer(const ValueBuffer&) = delete;
     ValueBuffer& operator=(const ValueBuffer&) = delete;
 
-    /// @return whether element `a`, counted in storage, differs from what was last copied
+    /// @return whether element `a`, in storage order, differs from its last copy
     virtual bool differs(int a) const;
     /// Copies the elements of a list from the model's storage; numbers beyond the end are skipped.
     virtual void copyListed(int count, const uint32_t* list);
@@ -58,5 +58,5 @@ private:
     struct Free {
         void operator()(char* block) const { std::free(block); }
     };
-    std::unique_ptr<char[], Free> owned;  // of malloc(), whose failure has a message of its own
+    std::unique_ptr<char[], Free> owned;  // from malloc(), whose failure has its own message
 };

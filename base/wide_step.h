@@ -1,5 +1,5 @@
-// One step of arithmetic on values of several chunks, also where the compiler has no 128-bit
-// integers.
+// One step of arithmetic on values of several chunks, with or without 128-bit integers of the
+// compiler.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ struct ChunkQuotient {
 
 __extension__ using Uint128 = unsigned __int128;
 
-/// @return a * b + summand, which two chunks hold
+/// @return a * b + summand, which fits two chunks
 inline ChunkProduct multiplyAddChunk(uint64_t a, uint64_t b, uint64_t summand) {
     const Uint128 product = Uint128{a} * b + summand;
     return {static_cast<uint64_t>(product), static_cast<uint64_t>(product >> 64)};
