@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Both streams are flushed after every message: a crash loses nothing that was said.
+/// Both streams are flushed after every message: a crash loses no text.
 void deliver(const char* text) {
     if (!qk_stdout || !text) return;
     std::fputs(text, qk_stdout);
@@ -47,7 +47,7 @@ __attribute__((constructor(101))) void takeStandardStreams() {
 
 void qk_printf(const char* format, ...) {
     if (!QK_CHECK(format) || !qk_prints) return;
-    // A copy of its own: the delivery may print in turn.
+    // A separate copy: the delivery may itself print.
     StringBuf message;
     va_list arguments;
     va_start(arguments, format);
@@ -113,7 +113,7 @@ char* readConsoleLine(const char* prompt) {
     if (!qk_stdin) return nullptr;
     errno = 0;
     while (!std::fgets(inputLine, sizeof inputLine, qk_stdin)) {
-        // A signal that interrupts the wait is no end of input, unless it ends the run.
+        // A signal that interrupts the wait does not mean the end of input, unless it ends the run.
         if (!std::ferror(qk_stdin) || errno != EINTR || pendingEndSignal()) return nullptr;
         std::clearerr(qk_stdin);
     }

@@ -11,11 +11,12 @@ volatile std::sig_atomic_t notedEndSignal = 0;
 
 namespace {
 
-/// As with Ctrl-C at the console, the fourth signal gives up and the next one ends the process.
+/// As with Ctrl-C at the console, the fourth signal restores the default action, and the next one
+/// ends the process.
 constexpr int kSignalsBeforeGivingUp = 4;
 
-/// A model that is caught in a loop never gets to qk_takenote(), and whoever sends SIGTERM, such as
-/// timeout(1), may leave it at that.
+/// A model that hangs in a loop never calls qk_takenote(), and the sender of SIGTERM, such as
+/// timeout(1), may send no other signal.
 constexpr time_t kGraceSeconds = 10;
 
 volatile sig_atomic_t received = 0;  // signals since
@@ -32,7 +33,7 @@ void setTimer(time_t seconds) {
 
 extern "C" void noteEndSignal(int number, siginfo_t* info, void*) {
     const int savedErrno = errno;
-    if (number == SIGPIPE) signal(SIGPIPE, SIG_IGN);  // the text that follows fails, and no more
+    if (number == SIGPIPE) signal(SIGPIPE, SIG_IGN);  // later writes fail without a signal
     received = received + 1;
     if (info->si_code == SI_TIMER) {
         if (!taken) {
@@ -48,7 +49,7 @@ extern "C" void noteEndSignal(int number, siginfo_t* info, void*) {
     errno = savedErrno;
 }
 
-/// The timer sends `number` again, which has the handler.
+/// The timer sends `number` again, which the handler handles.
 void makeTimer(int number) {
     if (hasTimer) return;
     sigevent event{};
@@ -61,14 +62,14 @@ void makeTimer(int number) {
 
 void qk_end_on_signal(int number) {
     struct sigaction action = {};
-    // Ignored, as by nohup(1), or handled by the program: that stays.
+    // A signal that is ignored, as by nohup(1), or handled by the program stays so.
     if (sigaction(number, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) ||
         action.sa_handler != SIG_DFL)
         return;
     if (number != SIGPIPE) makeTimer(number);
     action = {};
     action.sa_sigaction = noteEndSignal;
-    action.sa_flags = SA_SIGINFO;  // a wait for typed input ends
+    action.sa_flags = SA_SIGINFO;  // so that a wait for typed input ends
     sigemptyset(&action.sa_mask);
     sigaction(number, &action, nullptr);
 }

@@ -1,8 +1,8 @@
-// Why a command could not do what it was asked to.
+// Why a command failed.
 //
 // A command's handler returns 1 whether or not it succeeded, since 0 means "not recognised". So the
-// message of a failure is noted here, by whichever layer prints it, and whoever runs a command asks
-// afterwards. The first message counts: later ones tell what follows from it.
+// code that prints the message of a failure notes it here, in whichever layer, and the caller of a
+// command asks afterwards. The first message counts: later ones are consequences of it.
 #pragma once
 
 #include <string>
@@ -11,11 +11,12 @@
 /// Notes a message that has been printed, or is about to be. Its first line is kept.
 void noteFailure(std::string_view message);
 
-/// Prints the message of a failure, which may be of any length, and notes it.
-/// @return 1, the result of a handler that could not do what was asked
+/// Prints the message of a failure, of any length, and notes it.
+/// @return 1, the result of a handler that failed
 int printFailure(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-/// Collects what is noted while it exists. Inside another one it keeps its failures to itself.
+/// Collects what is noted while it exists. What is noted inside a nested one does not reach the
+/// outer one.
 class FailureWatch {
 public:
     FailureWatch();

@@ -1,7 +1,7 @@
 // Start and end of a run, for folders below the one that holds its parts together.
 //
-// That folder registers what is to be done, before the first static object of a model is
-// constructed: a model may register its nets while its own static objects are.
+// That folder registers the functions to be called, before the first static object of a model is
+// constructed: a model may register its nets while its own static objects are constructed.
 #pragma once
 
 #include <cstdint>
@@ -19,15 +19,15 @@ void startRun();
 /// Ends the run as kelvo_finish() does.
 void finishRun();
 
-/// @return whether the live model has been built; it is, from startRun() to the exit routine
+/// @return whether the live model exists, which it does from startRun() to the exit routine
 bool modelExists();
-/// Written by whoever builds the model and takes it down.
+/// Called by the code that builds and destroys the model.
 void setModelExists(bool exists);
 
-/// Has all parts of the live model that remember times count them in ticks `factor` times finer.
+/// Makes all parts of the live model that store times count them in ticks `factor` times finer.
 /// Called before the clock and the precision change.
 void rescaleModel(uint64_t factor);
 
-/// A reference trace drives the run: it moves the clock and makes the captures. Written by the
+/// A reference trace drives the run: it advances the clock and makes the captures. Written by the
 /// comparison.
 extern bool runningFromVCD;

@@ -1,12 +1,12 @@
-// What becomes of a run when memory is exhausted.
+// What happens to a run when memory is exhausted.
 //
-// The library's containers report that through operator new. A new-handler ends the process there,
-// with one message and status 1; on the way out the exit routine completes the open trace, for
-// which some memory is set aside.
+// The library's containers report that through operator new. A new-handler then ends the process,
+// with one message and status 1; the exit routine completes the open trace, for which some memory
+// is reserved.
 #pragma once
 
-/// Installs the handler, unless the program has one of its own, and sets the memory aside. The
-/// calling thread is that of the model: other threads get std::bad_alloc as ever.
+/// Installs the handler, unless the program has its own, and reserves the memory. The calling
+/// thread is that of the model: other threads get std::bad_alloc as usual.
 void prepareForOutOfMemory();
-/// Gives back the memory set aside, for the completion of traces.
+/// Frees the reserved memory, for the completion of traces.
 void releaseMemoryReserve();

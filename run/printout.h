@@ -1,8 +1,8 @@
 // Text on its way to the console.
 //
 // Every delivery by qk_prints flushes the console's streams, so text is gathered and delivered in
-// large pieces; what the user sees is the same. There is no limit on its length, as qk_printf()
-// has one: names and typed texts may be of any length.
+// large pieces; what the user sees is the same. Unlike in qk_printf(), there is no limit on its
+// length: names and typed texts may be of any length.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ public:
     Printout() = default;
     Printout(const Printout&) = delete;
     Printout& operator=(const Printout&) = delete;
-    /// Delivers what is left.
+    /// Delivers the remaining text.
     ~Printout() { deliver(); }
 
     void print(const char* format, ...) __attribute__((format(printf, 2, 3)));
@@ -24,7 +24,7 @@ public:
     /// Adds ceil(width / 4) digits in lower case, leading zeros kept.
     /// @param width  1 to 64 bits
     void addHex(int width, uint64_t value);
-    /// Marks a place where the text may be parted: delivers it if it has grown long.
+    /// Marks a place where the text may be split: delivers it if it has grown long.
     void endLine() {
         if (pending.size() >= kPieceBytes) deliver();
     }
@@ -35,11 +35,12 @@ private:
     std::string pending;
 };
 
-/// Prints one message that shows text of any length.
+/// Prints one message, which may be of any length.
 void say(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-/// Said with the name of a file whose reading has failed.
+/// Printed with the name of a file that could not be read to its end.
 inline constexpr const char* kReadFailed = "Error on read from '%s'\n";
 
-/// Closes a file that has been written. @return whether all went out; says so if not
+/// Closes a file that has been written. @return whether everything was written; prints a message if
+/// not
 bool closeWritten(std::FILE* file, const char* fileName);

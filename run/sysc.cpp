@@ -1,8 +1,9 @@
 // The timescale shared with a SystemC kernel.
 //
-// The kernel is known by one registered function that tells its resolution; without it nothing here
-// does anything. Our ticks are as fine as the kernel's or finer, as its timescale is merged into
-// ours; the conversion factor counts ours in one of its. Merging anew clears the factor.
+// The kernel is represented by one registered function that returns its resolution; without it the
+// functions here do nothing. Our ticks are as fine as the kernel's or finer, as its timescale is
+// merged into ours; the conversion factor is the number of our ticks in one of the kernel's.
+// Merging again clears the factor.
 
 #include "base/qkassert.h"
 #include "run/time.h"

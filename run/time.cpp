@@ -25,14 +25,15 @@ static_assert(std::size(kPowersOfTen) == 1 - kFinestExponent, "one power for eac
 
 bool timescaleSet = false;
 
-/// Ticks as text, kept because many messages and trace lines ask for the same time. The empty text
-/// stands for none.
+/// Ticks as text, kept because many messages and trace lines need the same time. Empty if there is
+/// none.
 struct TimeText {
     uint64_t ticks;
     char text[32];
 };
 TimeText lastTimeText;
-TimeText cycleText;  // apart, so that formatting another time leaves the current one's text alone
+TimeText cycleText;  // separate, so that formatting another time does not change the text of the
+                     // current one
 
 double ticksPerSecond() { return static_cast<double>(kPowersOfTen[-qk_timescale_precision]); }
 
@@ -40,7 +41,7 @@ int vcdUnitIndex() { return (qk_timescale_precision - kFinestExponent) / 3; }
 
 int vcdMultiplierIndex() { return (qk_timescale_precision - kFinestExponent) % 3; }
 
-/// Ticks of 10 or 100 units are shown as a fraction of the next unit.
+/// Ticks of 10 or 100 units are shown as a fraction of the next larger unit.
 int displayDecimals() { return (3 - vcdMultiplierIndex()) % 3; }
 
 int displayUnitIndex() { return vcdUnitIndex() + (displayDecimals() ? 1 : 0); }
@@ -82,7 +83,7 @@ uint64_t qk_advance_time_real(double seconds) {
 
 namespace {
 
-/// Makes the tick finer and keeps the clock where it is; a time too large for that wraps.
+/// Makes the tick finer and keeps the clock at the same time; a time too large for that wraps.
 void refinePrecision(int precision) {
     const int timescale_change = qk_timescale_precision - precision;
     QK_ASSERT(timescale_change >= 0 && timescale_change < 15);
@@ -93,13 +94,13 @@ void refinePrecision(int precision) {
     qk_timescale_precision = precision;
 }
 
-/// Drops texts in old units, and leaves the current time's in their place.
+/// Discards texts in old units, and replaces both by that of the current time.
 void renewTimeTexts() {
     lastTimeText.text[0] = cycleText.text[0] = '\0';
     qk_cycle_as_string();
 }
 
-/// Tells a caller who came too early. @return whether there is a timescale to give
+/// Prints a message if it is called too early. @return whether a timescale has been set
 bool timescaleIsKnown(const char* caller) {
     if (modelExists() && timescaleSet) return true;
     qk_printf("%s(): Model not initialised.\n", caller);
@@ -131,7 +132,7 @@ uint64_t inTicksNow(uint64_t ticks, int precision) {
 
 int qk_get_timescale_precision() {
     if (!timescaleIsKnown("qk_get_timescale_precision")) return 0;
-    qk_sc_set_timescale();  // the kernel may have fixed its resolution only now
+    qk_sc_set_timescale();  // the kernel may have determined its resolution only now
     return qk_timescale_precision;
 }
 
@@ -175,7 +176,7 @@ const char* qk_cycle_as_string() {
 
 namespace {
 
-/// A decimal where it stands in a text: the digits before the point and those behind it.
+/// A decimal number within a text: the digits before the point and those after it.
 struct Decimal {
     const char* whole;
     std::ptrdiff_t wholeCount;
@@ -193,8 +194,9 @@ struct Decimal {
             value = value * 10 + static_cast<uint64_t>(digit(i));
         return value;
     }
-    /// Whether the number rounds up when it is cut before the digit at `pos`. Only a last digit 5
-    /// is a tie: zeros of a fraction have been dropped, but those before the point still count.
+    /// Whether the number rounds up when it is truncated before the digit at `pos`. Only a 5 as the
+    /// last digit is a tie: zeros at the end of a fraction have been dropped, but those before the
+    /// point still count.
     bool roundsUp(std::ptrdiff_t pos) const {
         if (digit(pos) != 5 || pos + 1 < count()) return digit(pos) >= 5;
         return pos > 0 && digit(pos - 1) % 2 == 1;
@@ -230,7 +232,7 @@ Decimal readDecimal(const char*& at, bool& hasDigits) {
     return d;
 }
 
-/// @return the exponent of the unit at `at`; that of a tick when there is none
+/// @return the exponent of the unit at `at`; that of a tick when there is no unit
 int readUnit(const char*& at) {
     constexpr char kLetters[] = "fpnum";
     const char* const letter = *at ? std::strchr(kLetters, *at) : nullptr;

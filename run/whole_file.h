@@ -1,9 +1,9 @@
-// Files that readers find whole or not at all.
+// Files that readers find complete or not at all.
 #pragma once
 
 #include <string>
 
-/// Writes a file beside the one of this name, and puts it in its place once all of it is written. A
-/// file of that name stays as it is when that fails.
-/// @return whether it could; says so if not
+/// Writes a file under another name in the same folder, and renames it once all of it is written.
+/// If that fails, an existing file of this name does not change.
+/// @return whether it succeeded; prints a message if not
 bool writeWholeFile(const char* path, const std::string& contents);

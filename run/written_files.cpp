@@ -25,10 +25,10 @@ struct WrittenFile {
     std::FILE* text;
 };
 
-/// Never destroyed: a design may write until the very end of the process.
+/// Never destroyed: a design may write until the end of the process.
 struct WrittenFiles {
     std::vector<WrittenFile> open;
-    std::string lost;  ///< the first file that text has been lost of
+    std::string lost;  ///< the first file that lost text
 };
 
 WrittenFiles& files() {
@@ -62,7 +62,7 @@ auto find(const void* key) {
                         [&](const WrittenFile& file) { return file.key == key; });
 }
 
-/// @return who writes a file, as a message names it, or null
+/// @return who writes a file, in the words of a message, or null
 const char* writerOf(const FileId& id, bool byDesign) {
     for (const WrittenFile& file : files().open) {
         if (file.id != id) continue;
@@ -87,7 +87,7 @@ bool mayWrite(const char* path, bool byDesign) {
 
 void enterWrittenFile(const void* key, const char* path, FileWriter writer, std::FILE* text) {
     FileId id{};
-    // What is no regular file is entered for its text alone.
+    // A file that is not regular is entered only for its text.
     if (isRegularFile(path, id) || text) files().open.push_back({key, id, writer, path, text});
 }
 
@@ -97,7 +97,7 @@ void leaveWrittenFile(const void* key) {
 }
 
 bool closeWrittenText(std::FILE* text) {
-    // A stream that cannot be written out may be closed without an error.
+    // fclose() may succeed although the stream's buffer could not be written.
     const bool isEntered = find(text) != files().open.end();
     const bool isWritten = !isEntered || std::fflush(text) == 0;
     if (!isWritten) noteTextLost(text);
