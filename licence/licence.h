@@ -1,4 +1,4 @@
-// The gates of the library, and the one place that decides at them.
+// The gates of the library, and the one place that decides whether they are open.
 #pragma once
 
 #include <cstdint>
@@ -15,10 +15,10 @@ enum class Gate {
     kCount
 };
 
-/// A policy is set: gates have to ask. Written by qk_licence_policy().
+/// A policy is set: gates must ask it. Written by qk_licence_policy().
 extern bool licencePolicySet;
 
-/// Asks the policy; says once what was refused.
+/// Asks the policy; prints once what was refused.
 bool askLicencePolicy(Gate gate);
 
 /// @return whether the gate is open. Costs one branch without a policy
