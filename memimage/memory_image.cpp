@@ -1,8 +1,8 @@
 // Reading and writing memory images.
 //
-// The file is read in blocks, each ended by a NUL, so that the loops over digits need no test for
-// the block's end: they stop there as at a blank. Between the operations below `at` is at the end
-// of a block only at the end of the file.
+// The file is read in blocks, each followed by a NUL, so that the loops over digits need no test
+// for the block's end: they stop there as at a blank. Between the operations below, `at` is at the
+// end of a block only at the end of the file.
 #include "memimage/memory_image.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@
 
 namespace {
 
-/// What a character is to the reader. Below kUnknownDigit: a digit, by its value.
+/// How the reader classifies a character. Below kUnknownDigit: the value of a digit.
 enum CharacterClass : uint8_t { kUnknownDigit = 16, kUnderscore, kBlank, kOther };
 using Classes = std::array<uint8_t, 256>;
 
@@ -56,8 +56,9 @@ public:
         before = 0;
     }
     int64_t count() const { return before + used; }
-    /// Adds a run of digits. There are kMaxWordDigits readable characters behind its end.
-    /// @param limit  digits that the element holds; of more, only the last are kept
+    /// Adds a run of digits. At least kMaxWordDigits more characters after its end can be read.
+    /// @param limit  number of digits that the element holds; if there are more, only the last are
+    ///               kept
     /// @return the run's end
     const unsigned char* addRun(const unsigned char* at, const Classes& classes, int64_t limit) {
         for (;;) {
@@ -74,7 +75,7 @@ public:
         current <<= digitBits;
         ++used;
     }
-    /// Lines the value up to the right, for field().
+    /// Aligns the value to the right, for field().
     void align() {
         const int bits = used * digitBits;
         chunks.assign(1, current);
@@ -84,7 +85,7 @@ public:
             chunks.push_back(bits < QK_MAXUBITS ? word >> (QK_MAXUBITS - bits) : word);
         }
     }
-    /// @return 64 bits from bit `offset` on
+    /// @return 64 bits, starting with bit `offset`
     uint64_t field(int offset) const {
         const auto chunk = static_cast<size_t>(offset / QK_MAXUBITS);
         const int shift = offset % QK_MAXUBITS;
@@ -119,8 +120,8 @@ private:
     uint64_t chunkAt(size_t i) const { return i < chunks.size() ? chunks[i] : 0; }
 
     std::vector<uint64_t> above;   // full words, the most significant first
-    uint64_t current = 0;          // the word in work
-    int used = 0;                  // its digits
+    uint64_t current = 0;          // the word being filled
+    int used = 0;                  // number of its digits
     int64_t before = 0;            // digits before those of `current`
     std::vector<uint64_t> chunks;  // after align(), the least significant first
 };
@@ -175,7 +176,7 @@ private:
     const int64_t digitLimit;
     const bool isNarrow = width <= QK_MAXUBITS;
     const int64_t right;  ///< index of the element at one end
-    const int direction;  ///< of positions in storage, as indices ascend
+    const int direction;  ///< in which storage positions go as indices ascend
     std::vector<Part> parts;
 
     int64_t index = 0;  ///< of the next value, as declared
@@ -208,7 +209,7 @@ ImageReader::ImageReader(QkTrace* theArray, const MemoryImage& image)
         parts.push_back({part, static_cast<char*>(part->address), part->elementBytes(),
                          part->stride(), bitMask(part->width()), part->lowBit(),
                          part->invert ? bitMask(part->width()) : 0,
-                         part->sameAddr_n && copiesOf(part)});  // plain memory is in no ring
+                         part->sameAddr_n && copiesOf(part)});  // plain memory is not in a ring
     }
 }
 
@@ -259,7 +260,7 @@ bool ImageReader::refill() {
     return count > 0;
 }
 
-/// Goes on to the next `wanted`, or to the end of the file.
+/// Advances to the next `wanted`, or to the end of the file.
 void ImageReader::skipTo(char wanted) {
     do {
         const void* const found = std::memchr(at, wanted, static_cast<size_t>(end - at));
@@ -294,7 +295,7 @@ bool ImageReader::parse() {
     return true;
 }
 
-/// Goes on to the next digit, or to the end of the file.
+/// Advances to the next digit, or to the end of the file.
 bool ImageReader::skipToData() {
     while (!atEnd()) {
         const uint8_t kind = classes[*at];
@@ -354,7 +355,7 @@ bool ImageReader::readAddress() {
     return false;
 }
 
-/// Takes the digits from here on, over any '_' between them.
+/// Collects the digits that follow, skipping any '_' between them.
 void ImageReader::gatherDigits() {
     digits.clear();
     for (;;) {
@@ -378,7 +379,7 @@ bool ImageReader::hasPlace() {
     return false;
 }
 
-/// Takes values and the blanks between them.
+/// Reads values and the blanks between them.
 bool ImageReader::readNarrowValues() {
     for (;; next()) {
         gatherDigits();
@@ -432,7 +433,7 @@ void ImageReader::store() {
     ++qkWriteCount;
 }
 
-/// Has whatever follows the array's change list look at the whole of it.
+/// Marks the whole array as changed for everything that follows its change list.
 void ImageReader::noteWrites() {
     for (const Part& part : parts)
         if (part.trace->extras && part.trace->extras->arrayRecord)
