@@ -1,7 +1,7 @@
 // Operations on whole arrays.
 //
-// The element width says how many pointers follow in the argument list, and is trusted. All areas
-// but the highest have elements of 8 bytes.
+// The number of pointers in the argument list follows from the element width, which is not checked.
+// All areas except the highest have elements of 8 bytes.
 #include "qkzeft_arrays.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ struct ArgumentList {
     std::va_list list;
 };
 
-/// One word of an argument list for each chunk of an element. Few need no memory of their own.
+/// One word of an argument list for each chunk of an element. A few are stored without allocation.
 template <class Word>
 class ChunkWords {
 public:
@@ -49,13 +49,13 @@ int elementBytes(uint64_t width, uint64_t chunk) {
     return isFull ? 8 : storageBytes(topWidth(width));
 }
 
-/// @return ones at the bits of a value that a chunk of it has
+/// @return a mask of the bits that a chunk of a value has
 uint64_t chunkMask(uint64_t width, uint64_t chunk) {
     const bool isFull = chunk + 1 < chunkCount(width) || topWidth(width) == 0;
     return bitMask(isFull ? 64 : topWidth(width));
 }
 
-/// An array as its descriptor tells it.
+/// An array as described by its descriptor.
 struct Array {
     explicit Array(ArgumentList& from)
         : width(va_arg(from.list, uint64_t)),
@@ -172,7 +172,7 @@ struct ArrayPair {
     ArrayPair(ArgumentList& from, int dimensions)
         : l((skipBounds(from, dimensions), from)), r(from) {}
 
-    /// Asserts that the arrays are of one form. @return whether they are
+    /// Asserts that the arrays have the same width and count. @return whether they do
     bool match() const {
         const uint64_t chunks[] = {chunkCount(l.width), chunkCount(r.width)};
         QK_ASSERT_AS(l.elements == r.elements, "l.n_elems == r.n_elems");
@@ -222,7 +222,7 @@ int orderOfElements(const Array& l, const Array& r, uint64_t element) {
 
 /// @return `tie` for equal arrays
 int isGreater(ArgumentList& from, int no_of_dims, int tie) {
-    constexpr uint64_t kBlock = 512;  // elements to look over at once
+    constexpr uint64_t kBlock = 512;  // elements to compare at once
     QK_ASSERT(no_of_dims == 1);
     const ArrayPair arrays(from, 1);
     if (!arrays.match()) return 0;

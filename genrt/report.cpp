@@ -24,7 +24,7 @@ struct ActivityRecord {
 
 }  // namespace
 
-/// The counters of one scope, in a chain of all, newest first.
+/// The counters of one scope, in a chain of all scopes, newest first.
 struct ScopeActivity {
     ActivityRecord* records = nullptr;
     int count = 0;
@@ -36,7 +36,7 @@ namespace {
 
 ScopeActivity* newestActivity = nullptr;
 
-/// @return `text` as it can stand within the quotes of an attribute
+/// @return `text`, escaped for an attribute in quotes
 std::string escaped(const char* text) {
     std::string result;
     for (; *text; ++text) {

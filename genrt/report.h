@@ -6,11 +6,11 @@
 
 #include "netdb/listener.h"
 
-/// Writes "dump.xml" in the current directory, over any that is there; nothing when no scope has
-/// counters. Failures are told on the standard error stream.
+/// Writes "dump.xml" in the current directory and overwrites an existing one; writes nothing when
+/// no scope has counters. Failures are reported on the standard error stream.
 void writeActivityReport();
 
-/// Keeps the counters in step with the database.
+/// Updates the counters when the database changes.
 class ActivityCounters final : public DatabaseListener {
     void scopeGoes(QkScope* scope) override;
 };

@@ -1,4 +1,4 @@
-// Whether the library can run a generated model.
+// Checks whether the library can run a generated model.
 #include <cstdio>
 #include <cstdlib>
 

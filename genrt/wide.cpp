@@ -1,9 +1,9 @@
 // Shifts of wide values.
 //
 // Generated code passes the chunks of the value and the places of the result's chunks one by one,
-// and for values of some hundred bits that costs more than the shift does. So a shift reads each
-// chunk where the call has left it and stores straight to its place. As amounts vary from call to
-// call, for short values what depends on one is an index rather than a branch.
+// and for values of a few hundred bits that costs more than the shift itself. So a shift reads each
+// chunk where the call has put it and stores directly to its place. As amounts vary from call to
+// call, short values use the amount as an index, not in a branch.
 #include "genrt/wide.h"
 
 #include <algorithm>
@@ -19,10 +19,10 @@
 
 namespace {
 
-constexpr size_t kInRegisters = 4;  ///< variable arguments in registers, behind two named ones
+constexpr size_t kInRegisters = 4;  ///< variable arguments in registers, after two named ones
 
-/// Volatile, so that no two are read at once: the call has just stored each by itself, and a wider
-/// load would have to wait until both stores are done.
+/// Volatile, so that no two are read by one load: the call has just stored them separately, and a
+/// wider load would have to wait until both stores are done.
 using Argument = const volatile uint64_t;
 
 /// The variable arguments of a call, each of 64 bits.
@@ -36,9 +36,9 @@ struct Arguments {
 
 #if defined(__x86_64__) && defined(__LP64__)
 
-/// The list as the System V ABI lays it out (AMD64 supplement, 3.5.7): the registers as the
-/// function saved them, and the rest where the caller put it. With va_arg, which asks at each
-/// argument which of the two it is in, a long shift takes half as long again.
+/// The list in the layout of the System V ABI (AMD64 supplement, 3.5.7): the registers that the
+/// function saved, and the rest where the caller put it. With va_arg, which tests for each argument
+/// which of the two it is in, a long shift takes 1.5 times as long.
 class ArgumentList {
 public:
     ArgumentList(std::va_list list, size_t) {
@@ -60,7 +60,7 @@ public:
 class ArgumentList {
 public:
     ArgumentList(std::va_list list, size_t count) : copies(std::max(count, kInRegisters)) {
-        // Chunks, and as many places, which may be narrower.
+        // Chunks, and the same number of pointers, which may be narrower.
         for (size_t i = 0; i < count / 2; ++i) copies[i] = va_arg(list, uint64_t);
         for (size_t i = count / 2; i < count; ++i)
             copies[i] = reinterpret_cast<uintptr_t>(va_arg(list, uint64_t*));
@@ -78,7 +78,7 @@ uint64_t* placeOf(uint64_t argument) {
     return reinterpret_cast<uint64_t*>(static_cast<uintptr_t>(argument));
 }
 
-/// Asserts that the highest chunk of a value, `nbits` bits of it, has zeros above them.
+/// Asserts that the highest chunk of a value of `nbits` bits is zero above them.
 void checkHighest(uint64_t v, unsigned nbits) {
     QK_ASSERT(nbits > 0);
     QK_ASSERT(nbits <= QK_MAXUBITS);
@@ -86,12 +86,12 @@ void checkHighest(uint64_t v, unsigned nbits) {
                  "0 == (v & ~QK_RMASK(QK_MAXUBITS - nbits))");
 }
 
-/// @return the 64 bits from bit `part` of a chunk on, continued in the chunk above it
+/// @return 64 bits, starting with bit `part` of a chunk and continuing in the chunk above it
 uint64_t joined(uint64_t low, uint64_t high, unsigned part) {
     return low >> part | high << 1 << (63 - part);
 }
 
-/// Which bits to take out of the value with zeros on both sides of it. Two words, so that it is
+/// Which bits to extract from the value, which has zeros on both sides. Two words, so that it is
 /// passed in registers.
 struct Window {
     int64_t bit;       ///< the lowest one: negative for left shifts
@@ -104,7 +104,7 @@ template <size_t N, bool kLeft>
 void shiftShort(Arguments arguments, Window window) {
     uint64_t row[2 * N + 1];
     uint64_t* const value = row + (kLeft ? N : 0);
-    // In two pieces, as g++ makes a string instruction of more, which is slow to start.
+    // In two pieces: for one, g++ would use a string instruction, which is slow to start.
     uint64_t* const zeros = kLeft ? row : row + N;
     std::fill_n(zeros, N / 2, 0);
     std::fill_n(zeros + N / 2, N - N / 2, 0);
@@ -141,7 +141,7 @@ void shiftLong(Arguments arguments, size_t chunks, Window window) {
 }
 
 /// The shift of two chunks, the most frequent one: all arguments are in registers, and no branch
-/// depends on the amount. The check comes last, so that nothing has to be kept across it.
+/// depends on the amount. The check comes last, so that no value must be saved across it.
 template <bool kLeft>
 void shiftTwo(unsigned nbits, unsigned shift, std::va_list list) {
     // The analyzer does not see that the caller has started the list.
