@@ -1,4 +1,4 @@
-// Breakpoints and change notices: who is told when a capture finds a change.
+// Breakpoints and change notices: who is called when a capture finds a change.
 #include <algorithm>
 
 #include "base/literals.h"
@@ -11,7 +11,7 @@ namespace {
 
 /// @return whether the list has more chunks than a value of `width` bits could
 bool isTooLong(const QkMaxuList* list, int width) {
-    // A list that leads back into itself ends here, too.
+    // This also stops at a list with a cycle.
     for (int64_t bits = 0; list; list = list->next, bits += QK_MAXUBITS)
         if (bits > width) return true;
     return false;
@@ -39,7 +39,7 @@ bool isMet(const QkBreakpoint& brk, const QkName* name, int64_t index) {
 
 }  // namespace
 
-// ---- Being told
+// ---- Notification
 
 int QkHandleTable::setNotify(QkVariable* variable, bool on) {
     if (!isValid(variable)) return kInvalidHandle;
@@ -60,7 +60,7 @@ void QkHandleTable::noteChange(QkName* name, int64_t index) {
 }
 
 void QkHandleTable::fireBreaks(QkVariable* variable, int64_t index) {
-    // A callback may delete any of them, or the variable; numbers do not come back.
+    // A callback may delete any of them, or the variable; numbers are never used again.
     std::vector<unsigned> numbers;
     VariableBreaks::each(variable->brkpts, [&](const QkBreakpoint* brk) {
         if (brk->enabled) numbers.push_back(brk->number);
@@ -84,11 +84,11 @@ QkBreakpoint* QkHandleTable::find(unsigned number) const {
     return at != brks.end() && (*at)->number == number ? at->get() : nullptr;
 }
 
-/// @return why a break of the variable cannot be made or deleted now, or 0
+/// @return the reason why a break of the variable cannot be made or deleted now, or 0
 int QkHandleTable::refusal(const QkVariable* variable) {
     if (!isHandle(variable)) return kInvalidHandle;
     if (!variable->name || !isBound(variable->name)) return kNameGone;
-    // To be told of its changes the net must be traced, and the file has its list of nets already.
+    // Changes are only found in traced nets, and the file's list of nets is already written.
     return qkTraceWriter->scopesWritten && !variable->name->traced ? kSaveInProgress : 0;
 }
 
@@ -119,7 +119,7 @@ int QkHandleTable::addBreak(QkVariable* variable, QkVariable::Callback callback,
     return 0;
 }
 
-/// Takes all breakpoints from a variable. They stay in the list.
+/// Removes all breakpoints from a variable. They stay in the list.
 void QkHandleTable::detachBreaks(QkVariable* variable) {
     while (QkBreakpoint* const brk = variable->brkpts) {
         brk->variable = nullptr;

@@ -1,10 +1,11 @@
-// The handles of a model's names, their breakpoints, and who is told of changes.
+// The handles of a model's names, their breakpoints, and who is notified of changes.
 //
-// A name has at most one handle, made when it is first asked for. A handle with breakpoints, or one
-// that asks for changes, holds its name among those compared at captures, traced or not. When a
-// name goes its handle loses both, so that an invalid handle waits for nothing but its references.
+// A name has at most one handle, made when it is first requested. A handle with breakpoints, or one
+// that asks for changes, keeps its name among those compared at captures, traced or not. When a
+// name is removed, its handle loses its breakpoints and its request, so that an invalid handle only
+// waits until its references are given back.
 //
-// Handles are never freed: one that has gone has no magic number, and its memory serves again only
+// Handles are never freed: a dropped handle has no magic number, and its memory is reused only
 // after many others, so that a stale pointer in a user's code finds an invalid handle.
 #pragma once
 
@@ -59,7 +60,7 @@ using OwnedList = std::unique_ptr<QkMaxuList, FreeList>;
 struct QkBreakpoint {
     unsigned number;
     std::string var_name;
-    QkVariable* variable;  ///< null once it has gone
+    QkVariable* variable;  ///< null once it is gone
     QkVariable::Callback callback;
     QkVariable::BreakEvent event;
     bool enabled;
@@ -71,14 +72,14 @@ using VariableBreaks = Ring<QkBreakpoint, &QkBreakpoint::v_next, &QkBreakpoint::
 struct QkHandleTable final : DatabaseListener {
     // ---- Handles (handles/handles.cpp)
 
-    /// @return the handle of a name, with one reference more
+    /// @return the handle of a name, with one more reference
     QkVariable* give(QkName* name);
-    /// @return the handle of a name, or null when none has been asked for
+    /// @return the handle of a name, or null when none has been requested
     QkVariable* of(const QkName* name) const;
     const char* fullName(const QkName* name);
-    /// Takes the name from its handle.
+    /// Detaches the name from its handle.
     void nameGoes(QkName* name) override;
-    /// Takes a handle out of use at once. Its name has no handle any more.
+    /// Drops a handle at once. Its name has no handle any more.
     void drop(QkVariable* variable);
 
     static bool isHandle(const QkVariable* variable) {
@@ -89,7 +90,7 @@ struct QkHandleTable final : DatabaseListener {
     static void*& userPointer(QkVariable* variable) { return variable->handle; }
     int giveBack(QkVariable* variable);
 
-    // ---- Being told of changes (handles/breakpoints.cpp)
+    // ---- Notification of changes (handles/breakpoints.cpp)
 
     int setNotify(QkVariable* variable, bool on);
     /// Calls the notifier and tests the breakpoints of a watched name whose value has changed. What
@@ -107,14 +108,14 @@ struct QkHandleTable final : DatabaseListener {
     int deleteBreak(unsigned number);
     int enableBreak(unsigned number, bool on);
 
-    /// By rising number, which is the order of their making.
+    /// By ascending number, the order in which they were made.
     std::vector<std::unique_ptr<QkBreakpoint>> brks;
     QkVariable::Callback notifier = nullptr;
 
 private:
     static constexpr uint32_t kMagic = 0x1234feed;
     static constexpr unsigned char kHasBreaks = 1, kNotifies = 2;
-    static constexpr size_t kQuarantine = 1024;  ///< handles that have gone and do not serve again
+    static constexpr size_t kQuarantine = 1024;  ///< dropped handles that are not reused yet
 
     QkVariable* make(QkName* name);
     void setFlag(QkVariable* variable, unsigned char flag, bool on);
@@ -126,7 +127,7 @@ private:
 
     std::vector<QkVariable*> byId;  ///< by QkName::id; null without a handle
     std::unordered_map<uint32_t, std::string> fullNames;
-    std::vector<QkVariable*> made;  ///< all there are, also those that only a user knows
+    std::vector<QkVariable*> made;  ///< all handles, including those that only a user refers to
     std::deque<QkVariable*> gone;
     unsigned lastNumber = 0;  ///< of a breakpoint; numbers are not used again
 };

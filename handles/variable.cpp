@@ -1,5 +1,5 @@
-// The exported face of handles. The members answer when `this` is null: this file is compiled
-// without the assumption that it never is.
+// The exported members of handles. They can be called with a null `this`: this file is compiled
+// without the assumption that it is never null.
 #include <algorithm>
 #include <climits>
 #include <cstdarg>
@@ -20,7 +20,7 @@ Handles& handles() {
     return *qkHandles;
 }
 
-/// @return the name behind a handle, or null when it is not valid
+/// @return the name of a handle, or null when it is not valid
 QkName* nameOf(const QkVariable* variable) {
     handles();
     return Handles::isValid(variable) ? Handles::nameOf(variable) : nullptr;
@@ -34,7 +34,7 @@ bool isPlainScalar(const QkName* name) {
     return name->kind == kPlainName && trace->address && !trace->isArray();
 }
 
-/// @return whether nobody but the storage itself need know of a write
+/// @return whether a write needs to do no more than change the storage
 bool isWrittenAlone(const QkTrace* trace) {
     return !trace->extras && trace->sameAddr_n == trace && !trace->invert;
 }
@@ -78,7 +78,7 @@ int QkVariable::RegisterChangeNotifier(Callback notifier) {
 
 namespace {
 
-/// Makes a virtual variable of one element, or nothing.
+/// Makes a virtual variable of one element, or returns null.
 QkVariable* createWith(const char* name, ElementRequest request, int* code) {
     Handles& table = handles();
     int result = checkNewName(name);

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A name that could not be written to a trace file, or looks like a pattern, is none.
+/// A name that could not be written to a trace file, or looks like a pattern, is not usable.
 bool isUsableName(const char* name) {
     if (!name || !*name) return false;
     for (; *name; ++name) {
@@ -65,7 +65,7 @@ int checkNewName(const char* name) {
 int checkExtensible(const QkName* name) {
     if (!name) return kNameGone;
     if (name->kind != kVirtualName) return kNotVirtual;
-    // The file has the variable in its old width.
+    // The file declares the variable with its old width.
     return name->traced && qkTraceWriter->fileIsOpen() ? kSaveInProgress : 0;
 }
 

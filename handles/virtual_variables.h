@@ -1,7 +1,7 @@
 // Virtual variables: names that catenate slices of nets and constants.
 //
-// A virtual variable stands in the first top-level scope beside its nets. Its sources are nets with
-// storage only, so that nothing is ever read through itself.
+// A virtual variable belongs to the first top-level scope, like its nets. Only nets with storage
+// can be sources, so that no variable ever depends on itself.
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@
 
 class QkVariable;
 
-/// The most bits of a virtual variable.
+/// The maximum number of bits of a virtual variable.
 inline constexpr int kMostVirtualBits = 1 << 24;
-/// The most bits of a constant.
+/// The maximum number of bits of a constant.
 inline constexpr int kMostIdleBits = QK_MAXUBITS;
 
-/// What is asked for as an element, and what resolve() makes of it.
+/// A request for an element, and the result of resolve() for it.
 struct ElementRequest {
     bool idle = false;        ///< a constant
     bool whole = false;       ///< the bounds are the net's own; resolve() fills them in
@@ -25,7 +25,7 @@ struct ElementRequest {
     int idleWidth = 0;
     uint64_t idleValue = 0;
 
-    QkName* net = nullptr;  ///< once found, also when the rest fails
+    QkName* net = nullptr;  ///< once found, even if the rest of the request fails
     VirtualElement element = {};
 
     /// @param source  null counts as empty, which finds nothing
@@ -43,13 +43,13 @@ struct ElementRequest {
 /// Finds the net and the bits of a request for a source or for idle bits.
 /// @return 0, 2 to 5 or 7
 int resolve(ElementRequest& request);
-/// @return 0 when a virtual variable may be made under that name, else 25, 26 or 8
+/// @return 0 when a virtual variable may be given that name, else 25, 26 or 8
 int checkNewName(const char* name);
 /// @return 0 when elements may be added to the name, which may be null, else 31, 10 or 30
 int checkExtensible(const QkName* name);
 /// Adds a resolved element. @return 0, or 5 when the variable would become too wide
 int extendVirtual(QkName* name, const ElementRequest& request);
-/// Finds a virtual variable by its full name or the name that it was made with.
+/// Finds a virtual variable by its full name or by the name given when it was made.
 /// @return it, or null with `code` 8 or 10
 QkName* findVirtual(const char* given, int& code);
 /// Deletes a virtual variable and its handle. @return 0, 9, 10, 11 or 30
