@@ -137,7 +137,8 @@ size_t storeText(int size, size_t length, const char* text, void* const* places)
     for (size_t i = 0; i < chunks; ++i) {
         uint64_t chunk = 0;
         for (unsigned byte = 0; byte < 8 && left > 0; ++byte) {
-            // A character above 127 counts as a negative number, which fills what is above it.
+            // A character above 127 counts as a negative number, whose sign fills the bits above
+            // it.
             const uint64_t c = static_cast<unsigned char>(text[--left]);
             chunk |= ((c ^ 0x80) - 0x80) << (8 * byte);
         }

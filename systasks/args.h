@@ -1,4 +1,4 @@
-// Taking the arguments of a system task apart.
+// Decoding the arguments of a system task.
 //
 // An argument is a pair: a signed size word, then the value. The magnitude of the word is the width
 // in bits. A positive one is followed by the value, in chunks of 64 bits, the least significant
@@ -22,7 +22,7 @@ using OwnedText = std::unique_ptr<char, FreeBlock>;
 using OwnedChunks = std::unique_ptr<uint64_t, FreeBlock>;
 using OwnedPlaces = std::unique_ptr<void*, FreeBlock>;
 
-/// A task's call: its head and the pairs that are left.
+/// A task's call: its first parameters and the remaining pairs.
 struct TaskCall {
     const char* task;  ///< name for messages
     int flags;
@@ -33,14 +33,15 @@ struct TaskCall {
 };
 inline constexpr int kInstanceIsModule = 0x23, kNeedsTimescale = 0x21;
 
-/// @return the size without the mark of a signed value
+/// @return the size without the mark for signed values
 inline int withoutSignedMark(int size) {
     constexpr int kSignedMark = 0x40000000;
     if (size > kSignedMark) return size - kSignedMark;
     return size < -kSignedMark ? size + kSignedMark : size;
 }
 
-/// Takes the next chunk of a value, and its bits from `size`. Bits above the width are cut off.
+/// Reads the next chunk of a value, and subtracts its bits from `size`. Bits above the width are
+/// cleared.
 inline uint64_t qk_read_chunk(TaskCall& call, int& size) {
     const int bits = size > 64 || size < -64 ? 64 : size < 0 ? -size : size;
     uint64_t chunk = 0;
@@ -54,7 +55,7 @@ inline uint64_t qk_read_chunk(TaskCall& call, int& size) {
     }
     return chunk & bitMask(bits);
 }
-/// Takes the chunks of a value that are left.
+/// Skips the remaining chunks of a value.
 void qk_skip_arg(TaskCall& call, int size);
 int qk_arg_chunks(int size);
 /// Reads a value as 64-bit chunks, one more than needed.
@@ -62,10 +63,10 @@ int qk_arg_chunks(int size);
 OwnedChunks qk_read_this_arg_into_array(TaskCall& call, int size);
 /// Reads the pointers of an lvalue, one more than needed; for sizes 32 and 64, the one pointer that
 /// is passed by value.
-/// @return null for anything else, of which nothing is taken
+/// @return null for anything else, of which nothing is read
 OwnedPlaces qk_read_this_arg_ptrs(TaskCall& call, int size);
 
-/// An array as it travels after a null text.
+/// An array as it is passed after a null text.
 struct ArrayArgument {
     uint64_t width, elements, third, fourth;
     void* lowestArea;  ///< of chunk 0; null for an element of no width
@@ -75,18 +76,18 @@ ArrayArgument readArray(TaskCall& call);
 /// @return null for other widths
 OwnedText qk_read_this_arg_as_array_string(TaskCall& call);
 
-/// A text argument: one that was passed, or one made of a value.
+/// A text argument: one that was passed, or one made from a value.
 struct TextArgument {
     const char* text;  ///< null when there is none
     OwnedText owned;
 };
 TextArgument readTextArgument(TaskCall& call, int size);
-/// Reads the name of a file, or a mode. A value loses the NULs before its text, unless qk_strict
-/// is set: they become blanks then, as in any other text.
+/// Reads the name of a file, or a mode. NULs before the text of a value are dropped; if qk_strict
+/// is set, they become blanks, as in any other text.
 TextArgument readNameArgument(TaskCall& call, int size);
 /// @return the low 64 bits of a value; 0 for a text or an array
 uint64_t readInteger(TaskCall& call, int size);
-/// Takes the text, and the array behind a null, of a pair of size 0.
+/// Skips the text of a pair of size 0, or the array after a null.
 void skipText(TaskCall& call);
 
 /// Makes the text of a string value (IEEE 1364-2005, 3.6), the highest byte first, NUL as blank.
@@ -96,11 +97,12 @@ OwnedText qk_Cstr_of_Vstr(const uint64_t* chunks, int size);
 /// @return characters stored
 size_t storeText(int size, size_t length, const char* text, void* const* places);
 
-/// Prints what is wrong with a call.
+/// Prints an error in a call.
 void qk_task_error(const char* task, const char* format, ...) __attribute__((format(printf, 2, 3)));
-/// Prints what is wrong with a call, and ends the run with status 1.
+/// Prints an error in a call, and ends the run with status 1.
 void failTask(const TaskCall& call, const char* format, ...) __attribute__((format(printf, 2, 3)));
-/// Ends the run: what has been traced is written, the user has a last console, the report is made.
+/// Ends the run: writes the traces, opens a last console for an interactive user, writes the
+/// report.
 void endRun(int status);
 
 /// Starts to read a call.

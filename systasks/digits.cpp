@@ -14,7 +14,7 @@ void storeEight(char* out, uint64_t characters) {
     std::memcpy(out, &characters, sizeof characters);
 }
 
-constexpr uint64_t kOfEach = 0x0101010101010101;  // times a byte: that byte eight times
+constexpr uint64_t kOfEach = 0x0101010101010101;  // multiplied by a byte: that byte eight times
 
 /// @return the eight digits of a value, the highest in the low byte
 uint64_t hexadecimalDigits(uint32_t value) {
@@ -49,8 +49,8 @@ constexpr DecimalPairs kPairs = [] {
     return pairs;
 }();
 
-/// Writes places of kBits bits each, of which a chunk has kPlaces; expand(out, chunk) writes all of
-/// a chunk. What is wanted of an incomplete top chunk is first moved to its top.
+/// Writes places of kBits bits each, of which a chunk has kPlaces; expand(out, chunk) writes all
+/// places of a chunk. The used bits of an incomplete top chunk are first moved to its top.
 template <unsigned kBits, class Expand>
 [[gnu::always_inline]] inline char* writeChunks(char* out, const uint64_t* chunks, size_t places,
                                                 Expand&& expand) {

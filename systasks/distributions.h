@@ -1,9 +1,9 @@
-// The draws behind $random and the $dist_ functions, bit for bit those of IEEE 1364-2005, 17.9.3.
+// The draws of $random and the $dist_ functions, bit for bit those of IEEE 1364-2005, 17.9.3.
 //
-// All randomness is in the seed, a 32-bit register of the design that each draw steps on: the same
-// seed gives the same sequence in every simulator. Arithmetic is in doubles, in the order that the
-// standard has it, without contraction: what includes this is compiled so. All is inline, so that
-// the seed of a caller stays in a register: each draw waits for the one before.
+// The only state is the seed, a 32-bit register of the design that each draw advances: the same
+// seed gives the same sequence in every simulator. Arithmetic uses doubles, in the order of the
+// standard, without contraction: files that include this are compiled so. All functions are inline,
+// so that a caller's seed stays in a register, because each draw depends on the one before.
 #pragma once
 
 #include <climits>
@@ -18,7 +18,7 @@ inline double drawUnit(uint32_t& seed) {
         if (seed == 0) seed = 259341593;
         seed = 69069 * seed + 1;
         mantissa = seed >> 9;
-    } while (mantissa == 0x7fffff);               // what follows would give a little more than 1
+    } while (mantissa == 0x7fffff);               // the code below would give a little more than 1
     const uint32_t bits = mantissa | 0x3f800000;  // of a float from 1 to 2
     float f;
     std::memcpy(&f, &bits, sizeof f);
@@ -30,8 +30,8 @@ inline double drawBetween(uint32_t& seed, double low, double high) {
     return (high - low) * drawUnit(seed) + low;
 }
 
-/// Takes the next integer below, but for a whole number below 0 the one before it. What the sign
-/// is has even odds, so it must be no branch; a -0 does not come.
+/// Returns the next integer below; for a whole number below 0, that number minus 1. Both signs are
+/// equally likely, so there must be no branch on the sign; -0 does not occur.
 inline int64_t steppedDown(double value) {
     return static_cast<int64_t>(value - (0.5 - std::copysign(0.5, value)));
 }
@@ -43,11 +43,13 @@ inline int32_t drawRandom(uint32_t& seed) {
         steppedDown((x + 2147483648.0) * 2.3283064370807974e-10 * 4294967296.0 - 2147483648.0));
 }
 
-/// @return a value from `start` to `end`; `start`, with the seed untouched, unless it is below
+/// @return a value from `start` to `end`; if `start` is not below `end`, `start`, and the seed does
+///         not change
 inline int32_t drawUniform(uint32_t& seed, int32_t start, int32_t end) {
     if (start >= end) return start;
     if (start == INT_MIN && end == INT_MAX) return drawRandom(seed);
-    // The interval is open above, so that it takes one more; at INT_MAX it is moved down instead.
+    // The interval is open at its end, so that is raised by 1. If it is INT_MAX, the start is
+    // lowered by 1 instead, and 1 is added to what was drawn.
     int64_t drawn;
     if (end == INT_MAX)
         drawn = steppedDown(drawBetween(seed, static_cast<double>(start) - 1.0, end) + 1.0);
@@ -56,7 +58,7 @@ inline int32_t drawUniform(uint32_t& seed, int32_t start, int32_t end) {
     return static_cast<int32_t>(drawn < start ? start : drawn > end ? end : drawn);
 }
 
-/// Drops the fraction. A value that no integer can hold gives the least one.
+/// Drops the fraction. A value that no integer can hold gives the lowest integer.
 inline int64_t truncated(double value) {
     constexpr double kLimit = 9223372036854775808.0;
     return std::fabs(value) < kLimit ? static_cast<int64_t>(value) : INT64_MIN;

@@ -33,7 +33,7 @@ struct Tables {
 };
 
 Tables& tables() {
-    static Tables* const all = new Tables;  // a design may write until the very end of the process
+    static Tables* const all = new Tables;  // a design may write until the end of the process
     return *all;
 }
 
@@ -54,12 +54,12 @@ std::FILE* streamOf(Entry& entry, unsigned standard) {
     return entry.stream;
 }
 
-/// A descriptor that one stream belongs to.
+/// A descriptor, which denotes one stream.
 struct OpenFile {
     Entry* entry = nullptr;
     std::FILE* stream = nullptr;
 
-    /// @param fd  0 gives none: what is wrong has been said
+    /// @param fd  0: no file; the error has been reported
     explicit OpenFile(unsigned fd) : entry(fd ? descriptorEntry(fd) : nullptr) {
         if (!entry) return;
         stream = streamOf(*entry, fd & ~QK_FD);
@@ -87,7 +87,7 @@ int nextSize(TaskCall& call) {
     return withoutSignedMark(va_arg(call.list, int));
 }
 
-/// Takes an integer argument; 0 when there is none.
+/// Reads an integer argument; 0 when there is none.
 uint64_t nextInteger(TaskCall& call) {
     if (call.count <= 0) return 0;
     return readInteger(call, nextSize(call));
@@ -127,8 +127,8 @@ void writeToDescriptor(unsigned descriptor, std::string_view text) {
 
 namespace {
 
-/// @return whether fopen() may have a mode. One that chooses a character set would give a stream of
-/// wide characters, which bytes cannot be read from.
+/// @return whether a mode may be passed to fopen(). One that chooses a character set would make a
+/// stream of wide characters, from which bytes cannot be read.
 bool isMode(const char* mode) { return mode && *mode && !std::strchr(mode, ','); }
 
 /// Opens a file in the first free place of a table. @return its index, or -1
@@ -218,7 +218,7 @@ int qkzeft_fungetc(int flags, const void* instance, const char* scope, int ArgPa
         }
         c = static_cast<unsigned char>(*text.text);
     } else {
-        c = static_cast<int>(readInteger(call, size));  // -1, the end of a file, stays out
+        c = static_cast<int>(readInteger(call, size));  // -1, the end of a file, cannot be put back
     }
     const OpenFile file(readDescriptor(call));
     va_end(call.list);
@@ -252,7 +252,7 @@ int qkzeft_fgets(int flags, const void* instance, const char* scope, int ArgPair
 
 namespace {
 
-/// Takes a descriptor; a mask ends the run.
+/// Reads a descriptor; a mask ends the run.
 OpenFile positionedFile(TaskCall& call) {
     const unsigned descriptor = readDescriptor(call);
     if (descriptor == 0 || (descriptor & QK_FD)) return OpenFile(descriptor);

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// The chunks of a value, the least significant first, with a zero chunk behind the last.
+/// The chunks of a value, the least significant first, with a zero chunk after the last.
 class Value {
 public:
     Value(TaskCall& call, int size)
@@ -43,7 +43,7 @@ private:
     std::vector<uint64_t> many;
 };
 
-/// Takes a text, which no digits are printed for, or an array.
+/// Skips a text or an array, for which no digits are printed.
 /// @return whether the argument was one
 bool skipNoValue(TaskCall& call, int size) {
     if (size == 0) skipText(call);
@@ -65,7 +65,7 @@ void printPowerOfTwo(Line& line, TaskCall& call, int marked, bool suppress) {
 constexpr size_t kMostDecimalChunks = 16;
 constexpr size_t kMostDecimalDigits = 308;
 
-/// Makes a value its two's complement.
+/// Replaces a value by its two's complement.
 void negate(Value& value, size_t count, size_t bits) {
     uint64_t carry = 1;
     for (size_t i = 0; i < count; ++i) {
@@ -92,13 +92,13 @@ void printDecimal(Line& line, TaskCall& call, int marked, bool suppress) {
     if (skipNoValue(call, size)) return;
     Value value(call, size);
     const bool isSigned = size != marked;
-    // What does not fit is not looked at: the top bit is then the highest that is.
+    // Chunks that do not fit are ignored: the sign is then the highest remaining bit.
     const size_t count = std::min(value.count, kMostDecimalChunks);
     const size_t bits = std::min(value.bits, count * 64);
     const bool isNegative = isSigned && (value.chunks[count - 1] >> ((bits - 1) % 64) & 1) != 0;
     if (isNegative) negate(value, count, bits);
 
-    char buffer[kMostDecimalDigits + kDigitSlack];  // 1024 bits have a digit more than are shown
+    char buffer[kMostDecimalDigits + kDigitSlack];  // 1024 bits have one digit more than is shown
     char* const end = buffer + sizeof buffer;
     char* begin = writeDecimal(end, value.chunks, count);
     if (static_cast<size_t>(end - begin) > kMostDecimalDigits) {
@@ -146,7 +146,7 @@ void printString(Line& line, TaskCall& call, int marked) {
     line.advance(length);
 }
 
-/// What follows a '%' and needs an argument.
+/// Prints a conversion that needs an argument.
 void printConversion(Line& line, TaskCall& call, char conversion, bool suppress) {
     const auto next = [&] {
         --call.count;
@@ -178,7 +178,7 @@ bool needsArgument(char c) {
     }
 }
 
-/// Handles what follows a '%'. @return where the format goes on
+/// Handles what follows a '%'. @return where the format continues
 const char* formatConversion(Line& line, TaskCall& call, const char* at) {
     const bool suppress = *at == '0';
     if (suppress) ++at;
@@ -200,7 +200,7 @@ const char* formatConversion(Line& line, TaskCall& call, const char* at) {
     return c ? at + 1 : at;
 }
 
-/// Adds the text up to a '%' or to the end. @return where that is
+/// Adds the text up to a '%' or the end. @return the position there
 const char* addPlain(Line& line, const char* at) {
     constexpr size_t kShort = 16;  // most pieces are
     char* const out = line.room(kShort);

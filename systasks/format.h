@@ -13,10 +13,10 @@ void printDecimal(Line& line, TaskCall& call, int marked, bool suppress);
 void printOctal(Line& line, TaskCall& call, int marked, bool suppress);
 void printBinary(Line& line, TaskCall& call, int marked, bool suppress);
 
-/// Formats all pairs that are left: format strings with their values, and values alone.
+/// Formats all remaining pairs: format strings with their values, and single values.
 void formatArguments(Line& line, TaskCall& call, Printer defaultPrinter);
 
-/// Adds the current time as $timeformat wants it; the argument is taken and has no effect.
+/// Adds the current time in the form set by $timeformat; the argument is read and ignored.
 void printTime(Line& line, TaskCall& call, int marked);
 
 /// Adds the hierarchical name of the caller.

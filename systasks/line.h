@@ -1,7 +1,7 @@
 // The text that a display task builds.
 //
-// The buffer of the last task serves the next one. A delivery may call a task in turn: that one
-// finds no buffer to take and makes its own.
+// Each task reuses the buffer of the task before. Delivering text may call another task: that one
+// finds no free buffer and makes its own.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@ public:
     Line(const Line&) = delete;
     Line& operator=(const Line&) = delete;
 
-    /// Makes room for `count` characters more.
+    /// Makes room for `count` more characters.
     /// @return where they go; used up by advance()
     char* room(size_t count) {
         if (capacity - used < count) grow(count);
@@ -36,8 +36,8 @@ public:
     void add(std::string_view piece);
     void fill(size_t count, char c);
 
-    /// Ends the text. A NUL that came from a value has ended it before.
-    /// @param ending  added behind it
+    /// Ends the text. If a value contained a NUL, the text ends there.
+    /// @param ending  added at the end
     /// @return the text, ended by a NUL; valid until the next change
     std::string_view finish(std::string_view ending);
 
@@ -45,10 +45,10 @@ private:
     void grow(size_t count);
 
     struct Spare {
-        char* text;  ///< null while a task has it
+        char* text;  ///< null while a task uses it
         size_t capacity;
     };
-    static constinit Spare spare;  // never released: tasks are called until the process ends
+    static constinit Spare spare;  // never freed: tasks are called until the process ends
 
     char* text;
     size_t used = 0;

@@ -12,12 +12,13 @@ namespace {
 struct Distribution {
     const char* function;
     int32_t (*draw)(uint32_t& seed, int32_t first, int32_t second);
-    const char* warning;  ///< when the first parameter is not positive; null: it may be anything
-    uint32_t* ownSeed;    ///< for a call without arguments; null: it must have some
+    const char* warning;  ///< for a first parameter that is not positive; null: it may have any
+                          ///< value
+    uint32_t* ownSeed;    ///< for a call without arguments; null: arguments are required
 };
 
-/// What a call passes: the seed's register, null for anything else, and two parameters, 0 when they
-/// are not given.
+/// The arguments of a call: the seed's register, null if there is none, and two parameters, 0 if
+/// they are missing.
 struct Call {
     void* seed = nullptr;
     int32_t first = 0, second = 0;
@@ -34,8 +35,8 @@ Call readCall(TaskCall& task) {
     return call;
 }
 
-/// Reads arguments of the usual form, all of 32 bits without a mark. No function is given the list,
-/// so that the compiler can do without it.
+/// Reads arguments of the usual form, all of 32 bits without a mark. The list is not passed to a
+/// function, so that the compiler can optimise it away.
 /// @return whether they were of that form
 [[gnu::always_inline]] inline bool readUsualCall(va_list& list, int pairs, Call& call) {
     if (pairs < 1) return true;
@@ -73,7 +74,7 @@ int32_t failForSeed(const char* function) {
 }
 
 uint32_t ownSeed = 0;
-uint32_t firstSeed = 0;  // that the own one was set to
+uint32_t firstSeed = 0;  // the value that the own seed was set to
 
 constexpr Distribution kRandom = {"qkzeft_random",
                                   [](uint32_t& seed, int32_t, int32_t) { return drawRandom(seed); },
@@ -100,8 +101,7 @@ constexpr Distribution kErlang = {"qkzeft_erlang", drawErlang,
 
 }  // namespace
 
-// Defines a function of the interface. Arguments that are not the usual ones are read again, from a
-// list of their own.
+// Defines a function of the interface. Arguments of other forms are read again, from a second list.
 #define QK_DEFINE_DRAW(name, distribution)                                                \
     int name(int flags, const void* instance, const char* scope, int ArgPairCount, ...) { \
         Call call;                                                                        \

@@ -23,7 +23,7 @@ std::string locationOf(const TaskCall& call) {
     return std::string(line.finish(""));
 }
 
-/// Says where the run has stopped, as the task's level allows.
+/// Prints where the run has stopped, if the task's level allows it.
 void sayWhere(TaskCall& call) {
     bool isWanted = call.count <= 0;
     if (!isWanted) {
@@ -34,7 +34,7 @@ void sayWhere(TaskCall& call) {
     qk_printf("\n");
 }
 
-/// @return whether an answer to $stop asks for the end
+/// @return whether an answer to $stop requests the end of the run
 bool asksForEnd(const char* answer) {
     const char c = *answer;
     if (c != 'q' && c != '\x04') return false;

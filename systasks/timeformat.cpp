@@ -22,11 +22,11 @@ struct TimeFormat {
 };
 
 TimeFormat& timeFormat() {
-    static TimeFormat* const format = new TimeFormat;  // used until the very end of the process
+    static TimeFormat* const format = new TimeFormat;  // used until the end of the process
     return *format;
 }
 
-/// Rounds to the nearest, a tie to the even one.
+/// Rounds to the nearest, an exact half to even.
 uint64_t divideRounded(uint64_t value, uint64_t divisor) {
     const uint64_t quotient = value / divisor, rest = value % divisor;
     const uint64_t other = divisor - rest;
