@@ -103,7 +103,7 @@ int Arguments::next() {
 
 namespace {
 
-/// Takes the word of a pair: the address of a handle's cell for size -64, a number for 1 to 32.
+/// Reads the word of a pair: the address of a handle's cell for size -64, a number for 1 to 32.
 uintptr_t qk_read_unit_arg(TaskCall& call, int size) {
     if (size >= 1 && size <= 32)
         return static_cast<uintptr_t>(va_arg(call.list, unsigned) & bitMask(size));
@@ -218,7 +218,7 @@ VectorPlace Arguments::vectorPlace() {
 
 namespace {
 
-/// Reads the characters of a vector, every byte as it is.
+/// Reads the characters of a vector, with every byte unchanged.
 StringSource readVectorString(TaskCall& call, int size) {
     const size_t length = widthOf(size) / 8;
     OwnedText owned(static_cast<char*>(allocateBlock(length, "qksysvhdl:text")));

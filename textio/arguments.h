@@ -1,8 +1,8 @@
-// Taking the argument pairs of a TEXTIO call apart.
+// Decoding the argument pairs of a TEXTIO call.
 //
-// Pairs are taken in order. The first one that is not as it must be is reported and ends the run;
-// should the run go on, every later one reads as nothing, and the routine leaves when it finds
-// failed() after its last pair. Until then nothing has been stored.
+// Pairs are read in order. The first wrong one is reported and ends the run. If qk_exit returns,
+// every later pair reads as nothing, and the routine returns when it finds failed() after its last
+// pair. Until then nothing has been stored.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,7 @@ private:
     uint64_t held = 0;
 };
 
-/// A cell whose handle names a line, or is 0 for a null line.
+/// A cell whose handle denotes a line, or is 0 for a null line.
 class LineCell : public Cell {
 public:
     LineCell() = default;
@@ -45,7 +45,7 @@ public:
     }
     /// @return the line; a null one becomes empty
     TextLine& orEmpty() { return named ? *named : makeNew(); }
-    /// Has the cell name a line of its own, which is empty.
+    /// Makes the cell denote a new line, which is empty.
     TextLine& makeNew();
 
 private:
@@ -78,7 +78,7 @@ struct StringPlace {
     int size = 0;  ///< of the vector, below 0; 0 for an array
     OwnedPlaces chunks;
     char* area = nullptr;
-    /// Stores characters from the leftmost on; the others stay.
+    /// Stores characters, starting with the leftmost; the others keep their values.
     void store(std::string_view text) const;
 };
 
@@ -88,7 +88,7 @@ public:
     Arguments(TaskCall& taskCall, int least, int most);
 
     bool failed() const { return hasFailed; }
-    /// Says what is wrong with the call, and ends the run. Only the first fault counts.
+    /// Prints an error in the call, and ends the run. Only the first error counts.
     void fail(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     bool hasMore() const { return !hasFailed && call.count > 0; }
@@ -97,7 +97,7 @@ public:
     /// @return the open file, or null after a fault
     TextFile* file();
     int64_t number();
-    /// Reads a code from 0 to `most`; without one more pair it is `otherwise`.
+    /// Reads a code from 0 to `most`; if there is no further pair, returns `otherwise`.
     int code(const char* name, int most, int otherwise);
     Place smallPlace() { return placeOf(1, 32); }
     Place characterPlace() { return placeOf(8, 32); }
@@ -108,7 +108,7 @@ public:
     StringPlace stringPlace();
     /// Reads a time in ticks.
     int64_t ticks();
-    /// Takes the size of a bit vector, whose chunks are read next.
+    /// Reads the size of a bit vector, whose chunks are read next.
     int vectorSize();
     /// Reads a name or a message. One that was a vector or an array is `owned`, and may be padded.
     TextArgument text();
@@ -116,7 +116,7 @@ public:
     TaskCall& call;
 
 private:
-    /// Takes the next size. @return 0 after a fault, with failed()
+    /// Reads the next size. @return 0 after an error, with failed()
     int next();
     void refuse(int size);
     Place placeOf(int fewestBits, int mostBits);
@@ -126,7 +126,7 @@ private:
     bool hasFailed = false;
 };
 
-/// Defines the exported routines: `function` is given the call.
+/// Defines the exported routines: `function` receives the call.
 #define QK_DEFINE_TEXTIO(suffix, name, function)                                                  \
     void qksysvhdl_##suffix(int flags, const void* instance, const char* scope, int ArgPairCount, \
                             ...) {                                                                \

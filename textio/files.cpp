@@ -49,7 +49,7 @@ void setUpStandardFiles() {
     setUp(*files.put(kOutput), kStandardOutput, kWriteMode, true);
 }
 
-/// Opens a path to read; a directory is nothing to read.
+/// Opens a path for reading; fails for a directory.
 int openInput(const char* path) {
     const int input = open(path, O_RDONLY | O_CLOEXEC);
     struct stat status;
@@ -115,7 +115,7 @@ bool refill(TextFile& file) {
     return count > 0;
 }
 
-/// @return the console's next character, or EOF. A signal that interrupts the wait is no end,
+/// @return the console's next character, or EOF. A signal that interrupts the wait is not an end,
 ///         unless it ends the run
 int nextTyped() {
     if (!qk_stdin) return EOF;
@@ -179,7 +179,7 @@ bool writeLine(TextFile& file, std::string_view text) {
 
 void printLine(std::string_view text) {
     if (!qk_prints) return;
-    Line line;  // a copy: the delivery may use this line in turn
+    Line line;  // a copy: delivering the text may use this line
     char* const begin = line.room(text.size() + 2);
     char* const end = std::replace_copy(text.begin(), text.end(), begin, '\0', ' ');
     end[0] = '\n';

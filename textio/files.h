@@ -1,7 +1,7 @@
-// The text files of a design: streams of lines, which the model names by handles.
+// The text files of a design: streams of lines, which the model identifies by handles.
 //
-// File 1 is INPUT and file 2 OUTPUT. A standard file has no stream of its own: it reads qk_stdin as
-// that is at each use, or prints to the console.
+// File 1 is INPUT and file 2 OUTPUT. A standard file has no stream of its own: it reads the current
+// qk_stdin at each use, or prints to the console.
 #pragma once
 
 #include <cstddef>
@@ -22,14 +22,14 @@ struct TextFile {
     int input;          ///< descriptor of a file to read
     std::FILE* output;  ///< stream of a file to write
     char* buffer;       ///< owned; what has been read ahead, or the stream's own buffer
-    size_t at, filled;  ///< what is left of what has been read ahead
+    size_t at, filled;  ///< the unread part of the buffer
 };
 
 /// @return the file of a handle, or null
 TextFile* findFile(uint64_t handle);
 /// Opens a file. @param handle  receives its handle if it could be opened
 OpenStatus openFile(std::string_view name, FileKind kind, uint64_t& handle);
-/// Closes a file and forgets it. @return false when what was written may be lost
+/// Closes a file and removes it. @return false when written text may be lost
 bool closeFile(uint64_t handle);
 
 /// @return whether nothing is left to read; waits for input

@@ -1,4 +1,4 @@
-// Lines of text, which the model names by handles.
+// Lines of text, which the model identifies by handles.
 #pragma once
 
 #include <cstddef>
@@ -15,15 +15,15 @@ struct TextLine {
     size_t first;
 
     std::string_view rest() const { return {bytes + first, used - first}; }
-    /// Takes characters off the front.
+    /// Removes characters from the front.
     void take(size_t count) {
         first += count;
         if (first == used) clear();
     }
     void clear() { first = used = 0; }
-    /// Makes room for `count` characters more. Ends the process if the line gets longer than
-    /// 2^31 - 1 characters.
-    /// @return where they go; they count once they have been added to `used`
+    /// Makes room for `count` more characters. Ends the process if the line gets longer than 2^31 -
+    /// 1 characters.
+    /// @return where they go; they belong to the line once they have been added to `used`
     char* room(size_t count) {
         if (capacity - used < count) grow(count);
         return bytes + used;
@@ -39,5 +39,5 @@ private:
 TextLine* findLine(uint64_t handle);
 /// Makes an empty line. @param handle  receives its handle, which is not 0
 TextLine* addLine(uint64_t& handle);
-/// Frees a line; there may be none.
+/// Frees a line, if there is one.
 void removeLine(uint64_t handle);

@@ -1,4 +1,4 @@
-// The typed reads. A value leaves the line whole or not at all.
+// The typed reads. A value is removed from the line completely or not at all.
 #include <cstdint>
 #include <string_view>
 
@@ -11,22 +11,22 @@ namespace {
 
 constexpr int kShownRest = 40;  ///< characters of the line in a message
 
-/// A read's line and where it says how it went: the first pair, and the one after the value's.
+/// A read's line and its GOOD argument: the first pair, and the one after the value's.
 class Read {
 public:
     Read(Arguments& pairs, const char* typeName)
         : arguments(pairs), type(typeName), cell(pairs.line()) {}
 
-    /// Takes the last pair. @return whether the call was in order
+    /// Reads the last pair. @return whether the call was correct
     bool begin() {
         hasGood = arguments.hasMore();
         if (hasGood) good = arguments.smallPlace();
         return !arguments.failed();
     }
     std::string_view rest() const { return cell.rest(); }
-    /// Takes a value off the line.
+    /// Removes a value from the line.
     /// @param taken  its characters, or kNoValue
-    /// @return whether it is there, to be stored
+    /// @return whether there is a value, to be stored
     bool end(size_t taken) {
         const bool isFound = taken != kNoValue;
         if (hasGood) good.store(isFound ? 1 : 0);
@@ -53,7 +53,7 @@ size_t whiteBefore(std::string_view text) {
     return count;
 }
 
-// ---- Values that are numbers: a parser is given what follows the white space
+// ---- Values that are numbers: a parser receives the text after the white space
 
 using Parser = size_t (*)(std::string_view text, int64_t& value);
 
@@ -109,7 +109,7 @@ void readTime(TaskCall& call) { readNumber(call, "time", &Arguments::timePlace, 
 // ---- Bit vectors
 
 /// Finds the digits of a value. Those of more than one bit may have a single _ between them, and
-/// the first must not hold more than is left of the value.
+/// the first must fit the remaining bits of the value.
 /// @return characters, or kNoValue
 size_t spanOfDigits(std::string_view text, size_t bits, unsigned digitBits) {
     const size_t count = (bits + digitBits - 1) / digitBits;

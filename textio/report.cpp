@@ -12,12 +12,12 @@ namespace {
 
 constexpr const char* kSeverityNames[] = {"note", "warning", "error", "failure"};
 constexpr int kSeverities = std::size(kSeverityNames), kFailure = 3;
-constexpr size_t kLongestPiece = 32768;  ///< of what is printed at once
+constexpr size_t kLongestPiece = 32768;  ///< of text printed at once
 
 uint64_t counts[kSeverities];
 int stopSeverity = kFailure;
 
-/// Adds where the caller stands, unless that has no name.
+/// Adds the caller's place, unless that has no name.
 void addPlace(Line& line, const TaskCall& call) {
     Line place;
     printLocation(place, call);

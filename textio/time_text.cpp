@@ -9,8 +9,8 @@
 
 namespace {
 
-/// A unit is `factor` times 10^`exponent` femtoseconds. Unless the factor keeps a fraction from
-/// ending, it ends after as many digits.
+/// A unit is `factor` times 10^`exponent` femtoseconds. A fraction ends after that many digits,
+/// unless the factor keeps it from terminating.
 struct Unit {
     std::string_view name;
     unsigned factor;
@@ -27,15 +27,15 @@ int tickExponent() { return qk_timescale_precision - kFinestExponent; }
 
 bool isSign(char c) { return c == '+' || c == '-'; }
 
-/// @return where the digits from `at` on end
+/// @return the end of the digits that begin at `at`
 size_t endOfDigits(std::string_view text, size_t at) {
     while (at < text.size() && isDigit(text[at])) ++at;
     return at;
 }
 
-/// A decimal: digits with a point among them, and an exponent.
+/// A decimal: digits, which may contain a point, and an exponent.
 struct Decimal {
-    std::string_view digits;  ///< with the point
+    std::string_view digits;  ///< including the point
     size_t fractionDigits;
     int exponent;  ///< between -kLargestExponent - 1 and kLargestExponent + 1
     bool isNegative;
@@ -47,7 +47,7 @@ int exponentOf(std::string_view digits, bool isNegative) {
     return isNegative ? -exponent : exponent;
 }
 
-/// @return characters taken, or kNoValue
+/// @return the number of characters read, or kNoValue
 size_t parseDecimal(std::string_view text, Decimal& decimal) {
     size_t at = !text.empty() && isSign(text[0]) ? 1 : 0;
     decimal.isNegative = at == 1 && text[0] == '-';
@@ -83,7 +83,7 @@ const Unit* parseUnit(std::string_view text) {
 }
 
 /// Multiplies digits by `factor`, without the lowest `dropped` digits of the product.
-/// @return false when that takes more than 64 bits
+/// @return false when the product needs more than 64 bits
 bool multiply(std::string_view digits, size_t dropped, unsigned factor, uint64_t& product) {
     unsigned carry = 0;
     size_t kept = digits.size();
@@ -123,7 +123,7 @@ bool toTicks(const Decimal& decimal, const Unit& unit, int64_t& ticks) {
 }
 
 /// The digits of a number of units, one after the other: those of `ticks`, with the decimal point
-/// elsewhere, divided by the unit's factor as on paper.
+/// moved, divided by the unit's factor as on paper.
 class Quotient {
 public:
     Quotient(uint64_t ticks, const Unit& unit) : factor(unit.factor) {

@@ -50,10 +50,10 @@ void openCell(TaskCall& call) {
     }
 }
 
-/// Says that text may be lost, once for each file.
+/// Reports that text may be lost, once for each file.
 void reportFailedWrite(const char* task, TextFile& file) {
     if (std::exchange(file.hasFailed, true)) return;
-    const std::string name = file.name;  // a copy: who delivers the message may close the file
+    const std::string name = file.name;  // a copy: printing the message may close the file
     qk_task_error(task, "Write to file \"%s\" failed", name.c_str());
 }
 
@@ -74,7 +74,7 @@ void closeCell(TaskCall& call) {
         qk_task_error(call.task, "Write to file \"%s\" failed", name.c_str());
 }
 
-/// @return the file of the next pair if it is open for what is asked, else null
+/// @return the file of the next pair if it is open for that direction, else null
 TextFile* fileOpenFor(Arguments& arguments, bool reading) {
     TextFile* const file = arguments.file();
     if (!file || (file->kind == kReadMode) == reading) return file;
@@ -118,7 +118,7 @@ void writeFromCell(TaskCall& call) {
     if (arguments.failed()) return;
     TextLine& line = cell.orEmpty();
     const std::string_view text = line.rest();
-    line.clear();  // the characters stay where they are
+    line.clear();  // the characters are not erased
     if (!writeLine(*file, text)) reportFailedWrite(call.task, *file);
 }
 
@@ -128,7 +128,7 @@ void writeToBoth(TaskCall& call) {
     LineCell cell = arguments.line();
     if (arguments.failed()) return;
     TextLine& line = cell.orEmpty();
-    const std::string text(line.rest());  // a copy: who prints the line may change it
+    const std::string text(line.rest());  // a copy: printing the line may change it
     line.clear();
     if (!writeLine(*file, text)) reportFailedWrite(call.task, *file);
     printLine(text);

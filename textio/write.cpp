@@ -8,7 +8,7 @@
 
 namespace {
 
-/// How a value stands among blanks.
+/// How a value is padded with blanks.
 struct Layout {
     bool isLeft;
     size_t field;
@@ -20,7 +20,7 @@ Layout layoutOf(Arguments& arguments) {
     return {isLeft, static_cast<size_t>(std::max<int64_t>(field, 0))};
 }
 
-/// Adds a value of `length` characters, which `fill` writes to where they go.
+/// Adds a value of `length` characters, which `fill` writes to their place.
 template <class Fill>
 void addValue(LineCell& cell, Layout layout, size_t length, Fill fill) {
     TextLine& line = cell.orEmpty();
@@ -37,7 +37,7 @@ void addText(LineCell& cell, Layout layout, std::string_view text) {
 
 // ---- Numbers
 
-/// Writes what `format` makes of a small number.
+/// Writes the text that `format` makes of a small number.
 template <class Format>
 void writeNumber(TaskCall& call, Format format) {
     Arguments arguments(call, 2, 4);
