@@ -14,7 +14,8 @@ bool modelGone = false;
 
 namespace {
 
-/// What the exit routine leaves behind: it goes with the process, and a leak checker finds it here.
+/// The model that the exit routine does not free: it ends with the process, and a leak checker
+/// finds it here.
 [[gnu::used]] QkLiveModel* volatile abandonedModel = nullptr;
 
 void noteWatched(QkName* name, int64_t index) { qkLiveModel->handles.noteChange(name, index); }
@@ -36,7 +37,7 @@ void exitRoutine() {
     restoreSigintHandler();
 }
 
-/// Ahead of the constructors of a model's static objects, which may register nets and commands.
+/// Runs before the constructors of a model's static objects, which may register nets and commands.
 __attribute__((constructor(101))) void connectFolders() {
     registerLife({kelvo_start, kelvo_finish, rescale});
     addConsoleCommands();
@@ -48,7 +49,7 @@ __attribute__((constructor(101))) void connectFolders() {
 }  // namespace
 
 QkLiveModel::QkLiveModel() : writer(this, {printShownChange, noteWatched}) {
-    // A handle gives up its watch before the name's tracing stops.
+    // A handle must stop watching a name before tracing of the name stops.
     listeners = {&handles, &writer, &reader, &activity, this};
     recorder = &writer;
 }

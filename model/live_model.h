@@ -1,7 +1,7 @@
 // The one live model of the process: the database of the design, and the parts of the run.
 //
-// Folders below know the part that is theirs, by a pointer of its own; here all of them are made,
-// connected and taken down.
+// Each folder below has a pointer to its own part; here all parts are made, connected and
+// destroyed.
 #pragma once
 
 #include "console/console.h"
@@ -22,7 +22,7 @@ struct QkLiveModel final : QkDatabase, private DatabaseListener {
     QkConsole console;
     ActivityCounters activity;
 
-    /// Makes `model` the one that all folders work on; null leaves them none.
+    /// Makes `model` the one that all folders use; null: there is none.
     static void install(QkLiveModel* model);
 
 private:

@@ -37,7 +37,7 @@ void kelvo_module::qk_setup(const char* instance_name, kelvo_module* parent) {
 
 namespace {
 
-/// A scope goes with its module only when nothing above it holds nets.
+/// A scope is destroyed with its module only when no scope above it holds nets.
 bool mayDestroy(const QkScope* scope) {
     const QkScope* const parent = scope->parent;
     if (!parent) return true;

@@ -39,7 +39,7 @@ bool loadArray(QkTrace* array, const char* fileName) {
     return true;
 }
 
-/// Calls visit(trace, fileName) for each array until one fails. @return whether none did
+/// Calls visit(trace, fileName) for each array until one fails. @return whether none failed
 template <class Visit>
 bool eachArray(const std::string& prefix, Visit&& visit) {
     const auto fails = [&](QkTrace* trace) {
@@ -49,7 +49,7 @@ bool eachArray(const std::string& prefix, Visit&& visit) {
     return !TraceRing::find(qkDatabase->traces, fails);
 }
 
-/// Has the model add what the files cannot hold, if it has registered a command for that.
+/// Lets the model add what the files cannot hold, if it has registered a command for that.
 void extend(const char* command, const std::string& prefix) {
     std::string ignored;
     runCommandLine((std::string(command) + " " + prefix).c_str(), ignored);
