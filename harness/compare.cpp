@@ -1,4 +1,4 @@
-// The trace drives the run, and calls qk_step_fn whenever it has changed an input: that is where
+// The trace drives the run, and calls qk_step_fn whenever it has changed an input: at that point
 // options that need an open trace are carried out, progress is shown and the run is stopped.
 #include "harness/compare.h"
 
@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kDefaultThreshold = 10;
 constexpr auto kProgressInterval = std::chrono::milliseconds(250);
-constexpr unsigned kStepsPerLook = 64;  // at the clock on the wall
+constexpr unsigned kStepsPerLook = 64;  // between looks at the wall clock
 
 struct Comparison {
     const Options* options = nullptr;
@@ -29,7 +29,7 @@ struct Comparison {
     uint64_t stopTicks = UINT64_MAX;
     bool begun = false;     ///< the trace is open
     bool stopped = false;   ///< at the time that the user gave
-    bool unusable = false;  ///< what is wrong has been said
+    bool unusable = false;  ///< the reason has been printed
     bool pairsChecked = false;
     bool showsProgress = false;
     bool progressShown = false;
@@ -80,7 +80,7 @@ void printOverProgress(const char* text) {
 
 // ---- Within the run
 
-/// @return whether model and trace are linked as the options say
+/// @return whether model and trace are linked as the options request
 bool isLinkedAsAsked() {
     if (comparison.pairsChecked) return !comparison.unusable;
     comparison.pairsChecked = true;
@@ -92,7 +92,7 @@ bool isLinkedAsAsked() {
     return !comparison.unusable;
 }
 
-/// Ticks are those of the trace from here on, if they are the finer ones.
+/// From here on ticks are those of the trace, if these are finer.
 void beginTrace() {
     comparison.begun = true;
     const Options& options = *comparison.options;
@@ -152,7 +152,7 @@ void proposeMaps() {
                i == 0 ? "try" : "or", model, trace);
 }
 
-/// @return null, or why the numbers say nothing about the model
+/// @return null, or the reason why the numbers prove nothing about the model
 const char* whyUseless(const qk_mtc_stats& stats, bool linked) {
     if (!linked) return "cannot be read";
     if (stats.damaged) return "is damaged, or ends early";
@@ -169,7 +169,7 @@ const char* whyUseless(const qk_mtc_stats& stats, bool linked) {
 
 constexpr int kNetsNamed = 10;
 
-/// @param nameAt  gives the names one by one, then null
+/// @param nameAt  returns the names one by one, then null
 /// @return "3 nets NOT: a, b, c", with the first of many; empty when there are none
 std::string listOf(const char* (*nameAt)(int), const char* noun, const char* lack) {
     int count = 0;
@@ -238,7 +238,7 @@ bool isConclusive(const Options& options) {
 
 namespace {
 
-/// What differs, or agrees late, may have been applied in the wrong order.
+/// If nets differ, or agree late, inputs may have been applied in the wrong order.
 void proposeScan(const Options& options, const qk_mtc_stats& stats) {
     struct stat status;
     if (stats.differences == 0 && qk_mtc_longest_sync() == 0) return;

@@ -1,20 +1,20 @@
-// Comparing a model with a reference trace, and what that comes to.
+// Comparing a model with a reference trace, and the verdict.
 #pragma once
 
 #include "harness/options.h"
 
 namespace zeft_harness {
 
-/// Runs the comparison that the options ask for, once the model is built.
+/// Runs the comparison that the options request, after the model has been built.
 void compare(const Options& options);
 
-/// Reports what a comparison, which may have been left early, has come to.
+/// Reports the result of a comparison, which may have ended early.
 Status judge(const Options& options);
 
-/// @return whether the comparison came to its end, and what it has come to says something
+/// @return whether the comparison reached its end and its result proves something
 bool isConclusive(const Options& options);
 
-/// Takes the line of progress off the terminal, if one stands there.
+/// Removes the line of progress from the terminal, if there is one.
 void clearProgress();
 
 }  // namespace zeft_harness

@@ -28,10 +28,10 @@ Phase phase = Phase::kPreparing;
 Options options;
 void (*leaveProcess)(int) = nullptr;
 bool traceOpened = false;
-int runStatus = 0;        // that the model has given
-bool isAttended = false;  // somebody sits at a terminal, and can set right what fails
-bool hasFailed = false;   // what was asked for could not be done, which has been said
-std::string ownCommand;   // that is run here, and why it failed
+int runStatus = 0;        // as the model set it
+bool isAttended = false;  // a user at a terminal can correct what fails
+bool hasFailed = false;   // something requested could not be done, and a message was printed
+std::string ownCommand;   // the command run by this file, and why it failed
 std::string ownFailure;
 
 // ---- The ways out
@@ -40,7 +40,7 @@ const char* vcdName() { return options.vcd.empty() ? nullptr : options.vcd.c_str
 
 bool isRecording() { return !options.vcd.empty() || !options.traced.empty() || options.last; }
 
-/// What the run has come to, before its files are looked at.
+/// The outcome of the run, before its files are checked.
 int outcomeOf(Phase ended, int status, int signal) {
     if (signal != 0) {
         if (signal != SIGPIPE) complain("ended at %s: %s", qk_cycle_as_string(), strsignal(signal));
@@ -53,7 +53,7 @@ int outcomeOf(Phase ended, int status, int signal) {
     return kCouldNotRun;
 }
 
-/// @return whether all that was written has reached its file
+/// @return whether everything written has reached its file
 bool isAllWritten() {
     bool isWritten = true;
     const auto miss = [&](const char* what) {
@@ -67,8 +67,8 @@ bool isAllWritten() {
     return isWritten;
 }
 
-/// @param status  of what ends here, as its end was told
-/// @return that of the program
+/// @param status  status of the part that ends here
+/// @return the status of the program
 int conclude(int status) {
     const Phase ended = phase;
     if (ended == Phase::kOver) return status;
@@ -90,13 +90,13 @@ int conclude(int status) {
     return status;
 }
 
-/// At the last console of a run `exit` leaves its status as it is.
+/// At the last console of a run `exit` does not change its status.
 void leave(int status) {
     if (status == 0 && !options.strict) status = runStatus;
     leaveProcess(conclude(status));
 }
 
-/// Whatever calls exit() here has found that the model cannot run.
+/// Code that calls exit() at this point has found that the model cannot run.
 void atExit() {
     if (phase == Phase::kRunning || phase == Phase::kOver) return;
     clearProgress();
@@ -108,7 +108,7 @@ void atExit() {
 
 // ---- Commands that fail
 
-/// A script ends the run where nobody can go on from what failed.
+/// A failed command ends the run if there is no user who could continue.
 void noteFailedCommand(const char* file, int line, const char* command, const char* reason) {
     if (!file) {
         if (command == ownCommand) ownFailure = reason;
@@ -126,7 +126,7 @@ void noteFailedCommand(const char* file, int line, const char* command, const ch
     if (!isAttended) qk_exit(kCouldNotRun);
 }
 
-/// @return whether the command, outside scripts, did what it should
+/// @return whether the command, which is not in a script, succeeded
 bool runCommand(const char* command, const std::string& argument) {
     ownCommand = command;
     ownFailure.clear();
@@ -146,21 +146,21 @@ bool isReadable(const std::string& path) {
     return false;
 }
 
-/// A file opened later must not get the descriptor of a standard stream that was closed: what is
-/// printed would go to it.
+/// A file opened later must not get the descriptor of a closed standard stream: printed text would
+/// go to that file.
 void openStandardStreams() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(descriptor, F_GETFD) < 0 && errno == EBADF)
             static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY));
 }
 
-/// Ctrl-C opens the console where there is one to open.
+/// Ctrl-C opens the console if the run has one.
 void installSignals() {
     for (const int signal : {SIGTERM, SIGHUP, SIGPIPE}) qk_end_on_signal(signal);
     if (!isAttended && !options.interactive) qk_end_on_signal(SIGINT);
 }
 
-/// Has every look at the terminal find the end of input, also that of $stop.
+/// Makes every read from the terminal find the end of input, including that of $stop.
 bool turnBatch() {
     if (std::freopen("/dev/null", "r", stdin)) return true;
     complain("/dev/null: cannot be read");

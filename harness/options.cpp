@@ -63,7 +63,7 @@ bool setCount(const char* text, int least, std::optional<int>& value) {
     return true;
 }
 
-/// Takes what fits 32 bits, with a sign or without.
+/// Accepts what fits 32 bits, with a sign or without.
 bool setSeed(const char* text, std::optional<uint32_t>& value) {
     char* end = nullptr;
     errno = 0;
@@ -80,10 +80,10 @@ bool setReport(const char* text, std::string& value) {
     return path.ends_with(".json") || path.ends_with(".xml");
 }
 
-/// A zeft_option with a place to put what it says.
+/// A zeft_option with a function that stores its argument.
 struct Option {
     zeft_option declared;
-    bool comparing;  ///< of no use without --validate
+    bool comparing;  ///< useless without --validate
     bool (*set)(const char* argument, Options& options);
 };
 
@@ -169,25 +169,25 @@ const Option kOptions[] = {
     {{0, "version", nullptr, "show the library's version", nullptr}, false, nullptr},
 };
 
-/// All options of a program, its own first. Of what two of them share, a letter or a name, the
-/// first has it: the other has only what is left, or nothing.
+/// All options of a program, its own first. If two options share a letter or a name, it belongs to
+/// the first: the other has only the rest, or nothing.
 struct CommandLine {
     explicit CommandLine(const zeft_model& theModel);
-    /// @return the index of what getopt_long() has found
+    /// @return the index of the option that getopt_long() has found
     size_t indexOf(int found) const;
     std::string nameOf(size_t index) const;
 
     const zeft_model& model;
     const size_t own;
     std::vector<zeft_option> all;
-    // In the form that getopt_long() wants.
+    // In the form that getopt_long() needs.
     std::string letters;
     std::vector<::option> names;
 };
 
 constexpr int kFirstName = UCHAR_MAX + 1;
 
-/// An argument that is told in brackets may be left out.
+/// An argument in brackets is optional.
 int argumentKind(const zeft_option& option) {
     if (!option.argument) return no_argument;
     return option.argument[0] == '[' ? optional_argument : required_argument;

@@ -1,4 +1,4 @@
-// The command line of a model: what is asked for.
+// The command line of a model: the options that were given.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +19,11 @@ using Pair = std::pair<std::string, std::string>;
 
 struct Options {
     std::string script, reference, log, vcd, report, coverage;
-    std::string synctime, stop;  ///< as typed: a tick may get finer until they are used
+    std::string synctime, stop;  ///< as typed: the tick may get finer before they are used
     std::vector<Pair> maps, stimuli;
     std::vector<std::string> clocks, earlies, ignored, traced;
-    std::optional<bool> clockFirst;  ///< once the model is built: its own choice if none was made
+    std::optional<bool> clockFirst;  ///< after the model was built: its own choice, unless the
+                                     ///< option was given
     std::optional<int> threshold, last;
     std::optional<uint32_t> seed;
     int verbose = 0;
@@ -34,15 +35,15 @@ struct Options {
     bool complete = false;
 };
 
-/// Reads the command line and hands the model its own options. Says on the standard error stream
-/// what is wrong.
-/// @param status  receives how to leave when there is nothing to run
+/// Reads the command line and passes the model its own options. Prints errors to the standard error
+/// stream.
+/// @param status  receives the exit status when there is nothing to run
 /// @return whether there is something to run
 bool readOptions(const zeft_model& model, int argc, char** argv, Options& options, Status& status);
 
-/// Says on the standard error stream, with the program's name in front, what went wrong.
+/// Prints an error to the standard error stream, after the program's name.
 [[gnu::format(printf, 1, 2)]] void complain(const char* format, ...);
-/// The same for what is not the reason that a run fails.
+/// The same for a message that is not the reason for a failure.
 [[gnu::format(printf, 1, 2)]] void remark(const char* format, ...);
 
 }  // namespace zeft_harness

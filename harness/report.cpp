@@ -1,5 +1,4 @@
-// A report exists from the start of a run to its end and after it, so that whoever looks for it
-// finds what became of a run that was killed, too.
+// A report exists from the start of a run, so that there is one even for a run that was killed.
 #include "harness/report.h"
 
 #include <qkzeft.h>
@@ -11,7 +10,7 @@ namespace zeft_harness {
 namespace {
 
 struct RunReport {
-    std::string path;  ///< empty: none is wanted
+    std::string path;  ///< empty: none is requested
     std::string trace, model;
     std::vector<std::string> command;
     std::string verdict;

@@ -1,7 +1,7 @@
-// How the inputs of a trace are to be applied cannot be told from the trace: dumps of some
-// simulators list a time step's changes in an order that means nothing. So it is measured. Each way
-// is tried by a child process, which has the model as it is before a comparison, and answers
-// through a pipe; the model of this process stays as it is.
+// The trace does not show how its inputs must be applied: dumps of some simulators list the changes
+// of a time step in an arbitrary order. So it is found by trial. A child process tries each way,
+// with the model in its state before a comparison, and answers through a pipe; the model of this
+// process does not change.
 #include "harness/scan.h"
 
 #include <fcntl.h>
@@ -32,16 +32,17 @@ struct Input {
     uint64_t withClock = 0;
 };
 
-/// A way to apply the trace: what is to be added to the options that the user gave.
+/// A way to apply the trace: what is added to the options that the user gave.
 struct Way {
-    bool otherOrder = false;  ///< clocks first if the user's options have the order of lines
+    bool otherOrder = false;  ///< clocks first if the user's options select the order of lines, and
+                              ///< vice versa
     std::vector<std::string> clocks, earlies;
 };
 
-/// What a comparison has come to.
+/// The result of a comparison.
 struct Outcome {
     bool ran = false;
-    int signal = 0;                                    ///< that ended the child
+    int signal = 0;                                    ///< the signal that ended the child
     uint64_t differences = 0, longest = 0, until = 0;  ///< times in ticks of the child
     std::string longestText, untilText;
     std::vector<Input> inputs;
@@ -68,7 +69,7 @@ private:
     std::string textOf(const Way& way) const;
     Outcome measure(const Way& way) const;
     [[noreturn]] void compareAsChild(const Way& way, FILE* answer) const;
-    /// @return whether the way is better than the best so far, whose place it then takes
+    /// @return whether the way is better than the best so far, which it then replaces
     bool tries(const Way& way);
     void tryUnmarkedClocks();
     void tryEarlyInputs();
@@ -122,7 +123,7 @@ void Scan::compareAsChild(const Way& way, FILE* answer) const {
     _exit(std::fclose(answer) == 0 ? kAgrees : kCouldNotRun);
 }
 
-/// Reads the child's answer. @return whether it is whole
+/// Reads the child's answer. @return whether it is complete
 bool readAnswer(FILE* from, Outcome& outcome) {
     char* line = nullptr;
     size_t room = 0;
@@ -155,7 +156,7 @@ Outcome Scan::measure(const Way& way) const {
     Outcome outcome;
     int ends[2];
     if (pipe(ends) != 0) return outcome;
-    std::fflush(nullptr);  // or the child would write it, too
+    std::fflush(nullptr);  // otherwise the child would write it, too
     const pid_t child = fork();
     FILE* const stream = child < 0 ? nullptr : fdopen(ends[child == 0], child == 0 ? "w" : "r");
     close(ends[child != 0]);
@@ -220,14 +221,14 @@ void Scan::tryEarlyInputs() {
             isBetter |= tries(way);
         }
     }
-    // One that does not help by itself may do so together with others.
+    // An input that does not help alone may help together with others.
     if (best.outcome.isPerfect() || candidates.size() < 2) return;
     Way way = withClocksFirst(best.way, options);
     way.earlies = candidates;
     if (tries(way)) dropNeedless(&Way::earlies);
 }
 
-/// Leaves out of the best way each net without which it is as good.
+/// Removes each net from the best way without which it is as good.
 void Scan::dropNeedless(std::vector<std::string> Way::*list) {
     const std::vector<std::string> nets = best.way.*list;
     for (const std::string& net : nets) {
@@ -276,7 +277,7 @@ Status Scan::run() {
             complain("--scan: the model ended by signal %d", best.outcome.signal);
             return kCouldNotRun;
         }
-        compare(options);  // for what it has to say
+        compare(options);  // for its messages
         judge(options);
         return kCouldNotRun;
     }
