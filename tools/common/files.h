@@ -1,4 +1,4 @@
-// Files and folders, as whole texts.
+// Reading and writing whole files, and making folders.
 #pragma once
 
 #include <optional>
@@ -8,7 +8,7 @@ namespace regress {
 
 /// @return the contents, or nothing, with errno set
 std::optional<std::string> readFile(const std::string& path);
-/// Writes a file that readers find whole or not at all. Throws Failure.
+/// Writes a file that readers find complete or not at all. Throws Failure.
 void writeFile(const std::string& path, const std::string& contents);
 /// Makes a folder and those above it. Throws Failure.
 void makeFolder(const std::string& path);

@@ -8,11 +8,11 @@
 
 namespace regress {
 
-/// @param format  what the member `format` must be; null: there is none
+/// @param format  the required value of the member `format`; null: the file has no such member
 /// Throws Failure, with file and line.
 nlohmann::json parseFile(const std::string& path, const char* format);
 
-/// Gives read(value) the file's value. Throws Failure when it lacks what that looks for.
+/// Calls read(value) with the file's value. Throws Failure if members that it needs are missing.
 template <class Read>
 void readJson(const std::string& path, const char* format, Read&& read) {
     const nlohmann::json value = parseFile(path, format);

@@ -7,7 +7,7 @@
 
 namespace coverage {
 
-/// Bits of one net as digits, the highest first: a 1 for each bit that did.
+/// Bits of one net as digits, the highest first: a 1 for each bit that rose or fell.
 struct Net {
     std::string name, range;
     std::string rose, fell;
@@ -27,14 +27,15 @@ struct File {
 /// Throws Failure, with file and line.
 File read(const std::string& path);
 
-/// Adds what `other` has seen. Throws Failure when it is of another model.
+/// Merges the bits of `other` into `file`. Throws Failure when it comes from another model.
 /// @param path  of `other`, for messages; `first` that of `file`
 void merge(File& file, const std::string& first, const File& other, const std::string& path);
 
 /// @return the text of a file
 std::string textOf(const File& file);
 
-/// @return part of whole in percent, with one decimal, rounded down: 100.0 only if it is all
+/// @return part of whole in percent, with one decimal, rounded down, so that only the whole gives
+///         100.0
 std::string percent(size_t part, size_t whole);
 
 }  // namespace coverage

@@ -32,7 +32,7 @@ constexpr const char* kHelp =
     "\n"
     "Exit status: 0, or 2 when a file cannot be read, or is of another model.\n";
 
-/// The words of the command line, options with an argument taken out.
+/// The words of the command line; options are removed from it with their arguments.
 class Words {
 public:
     Words(int argc, char** argv) : words(argv, argv + argc) {}
@@ -51,7 +51,7 @@ public:
         }
         return value;
     }
-    /// @return what is left
+    /// @return the remaining words
     std::vector<std::string> files() const {
         for (const std::string& word : words)
             if (word.starts_with("-")) throw Failure("unknown option " + word);

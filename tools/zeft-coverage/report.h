@@ -1,4 +1,4 @@
-// What a coverage file says, for people.
+// Reports on a coverage file, for human readers.
 #pragma once
 
 #include <string>
@@ -8,13 +8,13 @@
 namespace coverage {
 
 struct ReportOptions {
-    std::string scope;   ///< only what is below; empty: all
-    double below = 101;  ///< only scopes and nets with less than so many percent
+    std::string scope;   ///< only nets below it; empty: all
+    double below = 101;  ///< only scopes and nets below this percentage
 };
 
-/// @return a table by scope, and the nets that are not covered whole
+/// @return a table by scope, and the nets that are not completely covered
 std::string textReport(const File& file, const ReportOptions& options);
-/// @return the same as one page of HTML, with nothing beside it
+/// @return the same as one self-contained page of HTML
 std::string htmlReport(const File& file, const ReportOptions& options);
 
 }  // namespace coverage

@@ -12,7 +12,7 @@ namespace regress {
 
 namespace {
 
-/// Reads the words of a list, and knows in which line it is.
+/// Reads the words of a list, and keeps the line number.
 class Reader {
 public:
     Reader(const std::string& thePath, const std::string& theText) : path(thePath), text(theText) {}
@@ -43,7 +43,7 @@ private:
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
-/// @return whether a word follows in the line
+/// @return whether a word follows in this line
 bool Reader::skipBlanks() {
     while (!atEnd()) {
         if (text.compare(at, 2, "\\\n") == 0)
@@ -101,7 +101,7 @@ bool isName(std::string_view name) {
            std::all_of(name.begin(), name.end(), isFine);
 }
 
-/// @return whether a command writes its report to a place of its own
+/// @return whether a command writes its report to a file of its own choice
 bool hasReport(const std::vector<std::string>& command) {
     bool isPlaced = false, isGiven = false;
     for (const std::string& word : command) {

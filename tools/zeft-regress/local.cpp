@@ -1,5 +1,5 @@
-// On this machine xargs keeps as many comparisons running as are wanted. It starts this program
-// once for each, which writes the name of what has ended to a pipe.
+// On this machine xargs keeps the requested number of comparisons running. It starts this program
+// once for each, which writes the name to a pipe when its comparison has ended.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -41,7 +41,7 @@ void LocalRun::note(const std::string& name) {
     progress.show(done, failed);
 }
 
-/// Reads the names of what has ended until all writers are gone.
+/// Reads the names of comparisons that have ended, until all writers have closed the pipe.
 void LocalRun::follow(int pipe, pid_t xargs) {
     std::string name;
     bool isEnding = false;
@@ -101,7 +101,7 @@ void LocalRun::run() {
         const int status = runAll(names);
         const auto left = regression.unfinished();
         if (left.empty() || caughtSignal() != 0) return;
-        // xargs gives up when a child is killed: whatever it was running then will not end.
+        // xargs ends when a child is killed: comparisons that it was running then have no result.
         bool goesOn = false;
         std::string why = "xargs ended with " + statusText(status);
         for (const std::string& name : left) {

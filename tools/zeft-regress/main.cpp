@@ -1,4 +1,4 @@
-// zeft-regress: runs a list of comparisons, and sums up what came of them.
+// zeft-regress: runs a list of comparisons, and summarises the results.
 #include <getopt.h>
 #include <sys/wait.h>
 
@@ -77,11 +77,11 @@ int readCount(const char* option, const char* text, int least) {
     return static_cast<int>(count);
 }
 
-/// What the command line asks for.
+/// What the command line requests.
 enum class Asked { kRun, kHelpText, kVersionText, kUsageText };
 
 Asked readOptions(int argc, char** argv, Options& options) {
-    // What follows --slurm is not for us.
+    // Arguments after --slurm are for sbatch.
     int own = 1;
     while (own < argc && std::strcmp(argv[own], "--slurm") != 0) ++own;
     options.slurm = own < argc;

@@ -29,7 +29,7 @@ void catchSignals() {
     for (const int number : kEndSignals) {
         struct sigaction action = {};
         if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) continue;
-        action.sa_handler = noteSignal;  // a wait ends
+        action.sa_handler = noteSignal;  // interrupts a wait
         sigemptyset(&action.sa_mask);
         action.sa_flags = 0;
         sigaction(number, &action, nullptr);
@@ -49,7 +49,7 @@ pid_t start(const std::vector<std::string>& command, const Streams& streams, boo
     sigset_t none;
     sigemptyset(&none);
     posix_spawnattr_setsigmask(&attributes, &none);
-    sigset_t usual;  // not ignored, as it is here
+    sigset_t usual;  // so that the child does not ignore signals that this program ignores
     sigemptyset(&usual);
     sigaddset(&usual, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes, &usual);
@@ -92,7 +92,7 @@ std::string outputOf(const std::vector<std::string>& command, int& status,
     const pid_t child = start(command, {in[0], out[1], out[1]}, false);
     close(in[0]);
     close(out[1]);
-    // Texts given are shorter than a pipe holds.
+    // Inputs are short enough to fit the pipe.
     if (write(in[1], input.data(), input.size()) < 0) errno = 0;
     close(in[1]);
     std::string text;

@@ -10,18 +10,18 @@
 
 namespace regress {
 
-/// Where a child's standard streams go. Negative: as this program's.
+/// Descriptors for a child's standard streams. Negative: those of this program.
 struct Streams {
     int input = -1, output = -1, error = -1;
 };
 
-/// Starts a program, which is looked for in PATH. Descriptors that are to stay out of it are closed
+/// Starts a program, which is searched for in PATH. Descriptors that it must not inherit are closed
 /// on exec.
-/// @param ownGroup  in a process group of its own, which the terminal's Ctrl-C does not reach
-/// @return its number. Throws Failure.
+/// @param ownGroup  in a separate process group, which does not receive the terminal's Ctrl-C
+/// @return its process id. Throws Failure.
 pid_t start(const std::vector<std::string>& command, const Streams& streams, bool ownGroup);
 
-/// @return the status that waitpid() gives
+/// @return the status from waitpid()
 int waitFor(pid_t child);
 
 /// @return "exit status 3" or "signal 9 (Killed)"
@@ -31,7 +31,7 @@ std::string statusText(int status);
 std::string outputOf(const std::vector<std::string>& command, int& status,
                      const std::string& input = "");
 
-/// Has SIGINT, SIGTERM and SIGHUP noted from here on.
+/// From here on SIGINT, SIGTERM and SIGHUP are only noted.
 void catchSignals();
 /// @return the first signal that was noted, or 0
 int caughtSignal();

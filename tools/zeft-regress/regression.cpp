@@ -12,7 +12,7 @@ namespace regress {
 
 namespace {
 
-/// @return whether the latest run of this very command came to an end that counts
+/// @return whether the latest run of exactly this command ended with a valid result
 bool isDone(const Folder& folder, const std::vector<std::string>& command) {
     const auto result = folder.result();
     if (!result || result->status == kFailed || folder.command() != command) return false;

@@ -1,4 +1,4 @@
-// A list of comparisons, what is to run of it, and what came of it.
+// A list of comparisons, those that are to run, and their results.
 #pragma once
 
 #include <string>
@@ -15,8 +15,8 @@ struct Options {
     std::string junit;  ///< empty: in the folder of the results
     std::string rerun;  ///< the comparison to run again; empty: all are run
     int jobs = 0;       ///< 0: one for each processor
-    int last = 10000;   ///< changes of a model that are kept; 0: none
-    int timeout = 0;    ///< seconds that one may take; 0: any time
+    int last = 10000;   ///< changes that a model keeps; 0: none
+    int timeout = 0;    ///< seconds that one may take; 0: no limit
     bool resume = false;
     bool verbose = false;
     bool slurm = false;
@@ -25,12 +25,12 @@ struct Options {
 
 class Regression {
 public:
-    /// Reads the list, and prepares the folders of what is to run. Throws Failure.
+    /// Reads the list, and prepares the folders of the comparisons that are to run. Throws Failure.
     explicit Regression(const Options& theOptions);
     Folder folder(const std::string& name) const { return {options.results, name}; }
     /// @return those of `pending` without a result so far
     std::vector<std::string> unfinished() const;
-    /// Gives one that did not end a result, with the reason why not.
+    /// Writes a result for one that did not end, with the reason.
     void giveUp(const std::string& name, const std::string& reason) const;
 
     const Options& options;
@@ -38,18 +38,19 @@ public:
     std::vector<std::string> pending;  ///< names of those that are to run, in order
 };
 
-/// Runs what is pending on this machine, by xargs. What does not run has no result.
+/// Runs the pending comparisons on this machine, by xargs. Those that do not run have no result.
 /// @return the signal that ended it, or 0
 int runLocally(const Regression& regression);
 
-/// Runs what is pending as one job array. What does not run has a result with Slurm's reason.
-/// @return the signal that ended it, or 0. Throws Failure when Slurm does not take the job.
+/// Runs the pending comparisons as one job array. Those that do not run have a result with Slurm's
+/// reason.
+/// @return the signal that ended it, or 0. Throws Failure when Slurm does not accept the job
 int runBySlurm(const Regression& regression);
-/// Runs those comparisons that are for one task of the array.
+/// Runs the comparisons that belong to one task of the array.
 /// @return exit status
 int runSlurmTask(const std::string& results, int timeout);
 
-/// One line on a terminal, on the error stream, that shows how far it is.
+/// A line that shows the progress on the error stream, if that is a terminal.
 class Progress {
 public:
     explicit Progress(size_t theTotal);
@@ -64,8 +65,8 @@ private:
     const long long begin;  ///< seconds
 };
 
-/// Prints what came of all, and writes it as JUnit's XML.
-/// @return the status of all
+/// Prints the results of all, and writes them as JUnit's XML.
+/// @return the exit status for all
 Status conclude(const Regression& regression);
 
 }  // namespace regress

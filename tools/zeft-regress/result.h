@@ -1,6 +1,6 @@
-// What became of one comparison, and the folder that holds it.
+// The result of one comparison, and the folder that holds it.
 //
-// Below the folder of all results each comparison has one of its name:
+// In the folder of all results each comparison has a folder with its name:
 //
 //     command.json  what was run
 //     report.json   written by the model, from its start on
@@ -42,11 +42,11 @@ public:
     Folder(const std::string& results, const std::string& name) : path(results + "/" + name) {}
     std::string file(const char* name) const { return path + "/" + name; }
 
-    /// Removes what an earlier run has left, and notes what is to run. Throws Failure.
+    /// Removes the files of an earlier run, and writes what is to run. Throws Failure.
     void prepare(const Entry& entry) const;
-    /// @return what was to run, or nothing
+    /// @return the command that was to run, or nothing
     std::optional<std::vector<std::string>> command() const;
-    /// @return what the latest run has come to, or nothing
+    /// @return the result of the latest run, or nothing
     std::optional<Result> result() const;
     void write(const Result& result) const;
     bool hasResult() const;

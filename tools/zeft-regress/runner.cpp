@@ -19,23 +19,23 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kSecondsToEnd = 15;  // that a model gets after SIGTERM
+constexpr int kSecondsToEnd = 15;  // that a model has after SIGTERM
 
-/// A model that runs, and how it is brought to an end.
+/// A running model, and how it is ended.
 class Model {
 public:
     Model(pid_t theChild, int timeout) : child(theChild), secondsLeft(timeout) {}
-    /// @return the status that waitpid() gives
+    /// @return the status from waitpid()
     int wait();
     bool isTimedOut = false;
-    int endSignal = 0;  ///< that this program got meanwhile
+    int endSignal = 0;  ///< that this program received meanwhile
 
 private:
     void endBy(int signal, int secondsMore);
 
     const pid_t child;
-    int secondsLeft;  ///< until the next step to its end; 0: any time
-    int sent = 0;     ///< signal that was sent last
+    int secondsLeft;  ///< until the next signal is sent to it; 0: no limit
+    int sent = 0;     ///< the signal sent last
 };
 
 void Model::endBy(int signal, int secondsMore) {
@@ -44,7 +44,7 @@ void Model::endBy(int signal, int secondsMore) {
     secondsLeft = secondsMore;
 }
 
-/// SIGCHLD and the signals that end this program are blocked: each wait takes one.
+/// SIGCHLD and the signals that end this program are blocked: each wait accepts one.
 int Model::wait() {
     sigset_t awaited;
     sigemptyset(&awaited);
@@ -73,7 +73,7 @@ int Model::wait() {
     }
 }
 
-/// Signals that a wait takes, blocked for as long as this exists.
+/// Blocks the signals that a wait accepts, for as long as this exists.
 class BlockedSignals {
 public:
     BlockedSignals() {
@@ -90,7 +90,7 @@ private:
     sigset_t before;
 };
 
-/// What exit status and report say together.
+/// The result according to exit status and report.
 Result resultOf(int status, const Folder& folder, bool isTimedOut, int timeout) {
     Result result;
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -125,7 +125,7 @@ Result run(const Folder& folder, int timeout) {
     close(nothing);
     close(log);
     const int status = model.wait();
-    if (model.endSignal != 0) raise(model.endSignal);  // is noted once it is no more blocked
+    if (model.endSignal != 0) raise(model.endSignal);  // is noted when it is no longer blocked
     return resultOf(status, folder, model.isTimedOut, timeout);
 }
 

@@ -1,6 +1,6 @@
-// By Slurm all comparisons are one job array. Its tasks are as many as the cluster allows, and each
-// runs every so-manieth comparison. Results come by the file system; what Slurm knows of a task
-// explains those that are missing.
+// With Slurm all comparisons are one job array. It has as many tasks as the cluster allows; with N
+// tasks, each runs every Nth comparison. Results come through the file system; Slurm's state of a
+// task explains missing ones.
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,9 +21,9 @@ namespace regress {
 
 namespace {
 
-constexpr const char* kTasks = "/tasks";  // below the results: the names, a line each
+constexpr const char* kTasks = "/tasks";  // below the results: the names, one per line
 
-/// @return the words of an output, parted by one character
+/// @return the words of an output, which one character separates
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts;
     std::istringstream stream(text);
@@ -39,7 +39,7 @@ long numberIn(const std::string& text, long otherwise) {
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
-/// What Slurm says of one task of the array.
+/// Slurm's state of one task of the array.
 struct Task {
     std::string state, reason, node;
 
@@ -62,10 +62,10 @@ public:
     explicit JobArray(const Regression& theRegression)
         : regression(theRegression), progress(regression.pending.size()) {}
     void submit();
-    /// Waits until no task is left, or a signal comes.
+    /// Waits until no task is left, or a signal arrives.
     void wait();
     void cancel();
-    /// Gives those without a result Slurm's reason.
+    /// Writes Slurm's reason as the result of those without one.
     void explain() const;
 
 private:
@@ -78,8 +78,8 @@ private:
     Progress progress;
     std::string job;
     size_t taskCount = 0;
-    std::map<long, Task> tasks;  ///< what was last seen of each, by its number
-    std::string lost;            ///< why Slurm was not asked any longer; empty: it was
+    std::map<long, Task> tasks;  ///< the last known state of each, by its number
+    std::string lost;            ///< why Slurm is no longer asked; empty while it is
     std::vector<std::string> waiting;
     size_t failed = 0;
 };
@@ -119,12 +119,12 @@ void JobArray::submit() {
 }
 
 /// Asks Slurm for the states of all tasks.
-/// @return whether any is left
+/// @return whether any task is left
 bool JobArray::look() {
     int status = 0;
     const std::string text =
         outputOf({"squeue", "-h", "-r", "-t", "all", "-j", job, "-o", "%K|%T|%r|%N"}, status);
-    // A job that has ended is forgotten after a while.
+    // Slurm forgets a job some time after its end.
     if (status != 0 && text.find("Invalid job id") != std::string::npos) return false;
     if (status != 0) {
         lost = "Slurm does not answer: " + firstLine(text);
@@ -177,7 +177,7 @@ void JobArray::wait() {
         nanosleep(&pause, nullptr);
 }
 
-/// Ends all tasks, and lets them write what became of their models.
+/// Ends all tasks, and lets them write the results of their models.
 void JobArray::cancel() {
     int status = 0;
     outputOf({"scancel", job}, status);
@@ -185,7 +185,7 @@ void JobArray::cancel() {
     for (int tries = 0; tries < 20 && look(); ++tries) nanosleep(&pause, nullptr);
 }
 
-/// @param place  of a comparison among those that are pending
+/// @param place  of a comparison among the pending ones
 std::string JobArray::reasonOf(size_t place) const {
     const auto task = tasks.find(static_cast<long>(place % taskCount));
     if (!lost.empty()) return lost;

@@ -1,4 +1,4 @@
-// What came of all: a table for people, JUnit's XML for servers.
+// The summary of all results: a table for human readers, JUnit's XML for servers.
 #include <algorithm>
 #include <cstdio>
 #include <optional>
@@ -10,7 +10,7 @@ namespace regress {
 
 namespace {
 
-/// One comparison, as it is shown.
+/// One comparison, as it is printed.
 struct Row {
     std::string name;
     Result result;
@@ -54,7 +54,7 @@ void print(const std::vector<Row>& rows, bool isVerbose) {
 
 // ---- JUnit
 
-/// @return text for XML 1.0, which has no place for control characters
+/// @return text for XML 1.0, which does not allow control characters
 std::string xmlText(const std::string& text) {
     std::string escaped;
     for (const char c : text) switch (c) {
