@@ -1,13 +1,15 @@
-// Benchmarks beside a limit: what the machine allows for the same work, measured in the same run.
+// Benchmarks relative to a limit, the fastest that the machine allows for the same work, measured
+// in the same run.
 //
-// Times mean nothing from one run to the next on a shared machine; a ratio taken in one run does.
+// On a shared machine, times cannot be compared between runs; a ratio taken in one run is
+// meaningful.
 #pragma once
 
 #include <benchmark/benchmark.h>
 
 #include <chrono>
 
-/// Runs `limit` and `ours` in turn and reports the time of `ours`, and how fast it was beside the
+/// Runs `limit` and `ours` in turn and reports the time of `ours`, and its speed relative to the
 /// limit: 1 is the limit's own speed.
 template <class Ours, class Limit>
 void compareWithLimit(benchmark::State& state, Ours&& ours, Limit&& limit) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The interface of a shift that only copies: what the call alone costs.
+/// Has the interface of a shift, but only copies: the cost of the call alone.
 void copyChunks(unsigned bits, unsigned amount, ...) {
     uint64_t value[64];
     va_list list;
@@ -21,7 +21,7 @@ void copyChunks(unsigned bits, unsigned amount, ...) {
     va_end(list);
 }
 
-// Read at each call, lest the compiler make a version of its own for each width.
+// Read at each call, so that the compiler does not make a version for each width.
 volatile WideShift copies = copyChunks;
 volatile WideShift shiftsLeft = qk_wide_shift_left64;
 volatile WideShift shiftsRight = qk_wide_shift_right64;
@@ -112,7 +112,7 @@ void BM_FillArray(benchmark::State& state) {
 }
 BENCHMARK(BM_FillArray)->Arg(1000)->Arg(100000)->Arg(1000000)->UseManualTime();
 
-/// Two arrays that differ in no element, in the order that asks for every one.
+/// Two equal arrays, so that every element must be compared.
 void BM_OrderArrays(benchmark::State& state) {
     const auto count = static_cast<uint64_t>(state.range(0));
     const Memory left(count), right(count);

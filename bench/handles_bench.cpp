@@ -1,4 +1,4 @@
-// Handles and breakpoints beside what they should cost: nothing, or a load.
+// Handles and breakpoints compared with what they should cost: nothing, or a load.
 #include "bench/compare.h"
 #include "bench/peers/stimulus.h"
 #include "model/live_model.h"
@@ -136,7 +136,7 @@ void BM_WaveWithBreaksElsewhere(benchmark::State& state) {
         for (QkVariable* v : handles) v->RegisterBreak(nullptr, QkVariable::BreakOnChange, nullptr);
         const std::chrono::duration<double> time = timeWaves();
         for (QkVariable* v : handles) v->UnregisterBreak();
-        qk_save("/dev/null");  // the history need not grow
+        qk_save("/dev/null");  // so that the history does not grow
         ours += time;
         state.SetIterationTime(time.count());
     }

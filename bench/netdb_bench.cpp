@@ -77,9 +77,9 @@ BENCHMARK(BM_Register)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
-/// As many modules with a net each, below one that has a net too: made, traced, and destroyed, but
-/// for the first round made again under the names of those before, beside one insertion a module
-/// into a hash table of the standard library.
+/// Modules with one net each, below one that has a net too: made, traced and destroyed, after the
+/// first round with the names of those before; compared with one insertion for each module into a
+/// hash table of the standard library.
 void BM_Modules(benchmark::State& state) {
     const auto count = static_cast<size_t>(state.range(0));
     std::vector<std::string> names;
@@ -158,7 +158,7 @@ void BM_PatternWalk(benchmark::State& state) {
 BENCHMARK(BM_PatternWalk)->Arg(10000)->Arg(100000)->Arg(1000000)->UseManualTime();
 
 /// A wave that copies 10,000 nets from their owners, beside one copy of the same bytes.
-/// @param state  range 0: bytes from a net to the next, 4 when they lie together
+/// @param state  range 0: bytes from one net to the next; 4: they are adjacent
 void BM_CopyOwners(benchmark::State& state) {
     constexpr size_t count = 10000;
     const auto stride = static_cast<size_t>(state.range(0));
@@ -196,7 +196,7 @@ void BM_CopyOwners(benchmark::State& state) {
 BENCHMARK(BM_CopyOwners)->Arg(4)->Arg(16)->UseManualTime();
 
 /// Waves with eight noted writes to a traced array, beside the same writes to a plain one and an
-/// entry of 16 bytes for each. The cost is to be the same for arrays of all sizes.
+/// entry of 16 bytes for each. The cost should be the same for arrays of all sizes.
 void BM_TracedArray(benchmark::State& state) {
     constexpr uint32_t writes = 8;
     constexpr int waves = 1000;

@@ -20,8 +20,8 @@ namespace {
 
 constexpr size_t kNetsOfScope = 1000;
 
-/// Designs of scopes with 1000 nets each, whose state is kept in memory: a disk would be all that
-/// is measured.
+/// Designs of scopes with 1000 nets each, whose state is kept in memory: with a disk, only the disk
+/// would be measured.
 class LargeDesign {
 public:
     explicit LargeDesign(size_t count) : stimulus(count, 100, false) {

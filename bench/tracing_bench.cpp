@@ -16,7 +16,7 @@
 
 namespace {
 
-/// The name of a file in memory: a disk would be all that is measured.
+/// The name of a file in memory: with a disk, only the disk would be measured.
 const char* fileInMemory() {
     static const std::string name =
         "/proc/self/fd/" + std::to_string(memfd_create("tracing_bench.vcd", 0));
@@ -98,8 +98,8 @@ BENCHMARK(BM_IdleStep)
     ->ArgsProduct({{2000, 100000, 1000000}, {kPlainUnit, kAvx2Unit, kAvx512Unit}})
     ->UseManualTime();
 
-/// Changes written as text, beside write(2) of the same text ready-made. `range(1)` is the share of
-/// the nets that change in a step, in percent; `range(2)` tells values with few digits.
+/// Changes written as text, beside write(2) of the same text made before. `range(1)` is the share
+/// of the nets that change in a step, in percent; `range(2)` is 1 for values with few digits.
 void BM_VcdText(benchmark::State& state) {
     const auto count = static_cast<size_t>(state.range(0));
     const auto share = static_cast<double>(state.range(1));

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// The name of a file in memory: a disk would be all that is measured.
+/// The name of a file in memory: with a disk, only the disk would be measured.
 const char* fileInMemory() {
     static const std::string name =
         "/proc/self/fd/" + std::to_string(memfd_create("validate_bench.vcd", 0));
@@ -74,7 +74,8 @@ size_t readLineEnds(const char* path) {
     return bytes;
 }
 
-/// `range(1)` tells values with few digits; `range(2)` nets that are compared, and all differ.
+/// `range(1)` is 1 for values with few digits; `range(2)` is 1 for nets that are compared and all
+/// differ.
 void BM_Replay(benchmark::State& state) {
     ReplayedDesign design(static_cast<size_t>(state.range(0)), state.range(1) != 0,
                           state.range(2) != 0);

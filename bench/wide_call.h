@@ -1,4 +1,5 @@
-// Calls of the wide shifts as generated code makes them: each chunk and each place by itself.
+// Calls of the wide shifts as generated code makes them: with each chunk and each place as an
+// argument.
 #pragma once
 
 #include <cstddef>

@@ -1,9 +1,9 @@
-// How the draws of random numbers are measured on every side.
+// How draws of random numbers are measured in all programs.
 #pragma once
 
 #include "bench/peers/stimulus.h"
 
-inline uint32_t sum = 0;  // of all draws, so that none is left out
+inline uint32_t sum = 0;  // of all draws, so that none is optimised away
 
 template <class Draw>
 void measure(const char* name, size_t count, Draw&& draw) {

@@ -2,9 +2,9 @@
 //
 // usage: ours_read FILE [driven|compared|unlinked]
 //
-// The model has the nets that FILE declares, of up to 128 bits. The trace drives them all, or it
-// drives one and the others are compared and differ, or the model has but one of them. Prints
-// "NAME VALUE" lines: the rate from the opening to the end, of FILE and of the same compressed, and
+// The model has the nets that FILE declares, of up to 128 bits. The trace drives all of them; or it
+// drives one, and the others are compared and differ; or the model has only one of them. Prints
+// "NAME VALUE" lines: the rates from opening to the end for FILE and for a compressed copy, and
 // that of gzread alone.
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -64,7 +64,7 @@ struct Net {
     int width;
 };
 
-/// @return what a header declares: its lines have one declaration each
+/// @return the nets that a header declares, one per line
 std::vector<Net> declaredNets(const std::string& text) {
     std::vector<Net> nets;
     std::vector<std::string> scopes;
@@ -83,7 +83,7 @@ std::vector<Net> declaredNets(const std::string& text) {
     return nets;
 }
 
-/// One module a scope, each net in 16 bytes of its own.
+/// One module for each scope; each net has its own 16 bytes.
 struct Model {
     explicit Model(const std::vector<Net>& nets) : storage(2 * nets.size()) {
         std::map<std::string, std::vector<QkGRNet>> rowsOf;
@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::string_view kind = argc > 2 ? argv[2] : "driven";
-    qk_strict = false;  // as zeft_main() has it
+    qk_strict = false;  // as in zeft_main()
     std::string text = contentsOf(argv[1]);
     std::vector<Net> nets = declaredNets(text);
     if (nets.empty()) return 1;

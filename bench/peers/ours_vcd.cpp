@@ -40,7 +40,7 @@ void registerNets(Stimulus& stimulus, bool scattered) {
     QkRegistration::end(&top);
 }
 
-/// Changes a net of its own until the history overflows, which writes the head of the file and the
+/// Changes a separate net until the history overflows, which writes the header of the file and the
 /// initial values.
 void writeHead() {
     while (!qkLiveModel->writer.scopesWritten) {

@@ -1,4 +1,4 @@
-// How wide shifts by amounts that vary are measured on every side.
+// How wide shifts by amounts that vary are measured in all programs.
 #pragma once
 
 #include "bench/peers/stimulus.h"

@@ -1,5 +1,5 @@
-// What the programs that stand beside other simulators' run-time code share: the clock, the result
-// line, the memory in use, and a design of nets of mixed widths that change at random.
+// What the programs share that are compared with other simulators' run-time code: the clock, the
+// result line, the memory in use, and a design of nets of mixed widths that change at random.
 //
 // The nets, their layout and their changes are those of the other programs, so that all write the
 // same waveform.
@@ -24,14 +24,14 @@ inline uint64_t nowNs() {
 
 inline void result(const char* name, double value) { std::printf("%s %.6g\n", name, value); }
 
-/// @return the most memory that the process has had resident, in bytes
+/// @return the maximum resident memory of the process so far, in bytes
 inline double peakBytes() {
     rusage usage;
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<double>(usage.ru_maxrss) * 1024;
 }
 
-/// @return the time that all threads of the process have run
+/// @return the processor time of all threads of the process
 inline double processorNs() {
     timespec time;
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);

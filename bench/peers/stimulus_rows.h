@@ -6,8 +6,8 @@
 #include "bench/peers/stimulus.h"
 #include "qkzeft.h"
 
-/// Appends the rows of net `i`: one, or for a net of more than 64 bits one a part, the low one
-/// first.
+/// Appends the rows of net `i`: one, or for a net of more than 64 bits one for each part, the low
+/// one first.
 /// @param name  must outlive the registration
 inline void appendRows(std::vector<QkGRNet>& rows, Stimulus& stimulus, size_t i, int scope,
                        const char* name) {

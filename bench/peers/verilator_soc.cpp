@@ -1,5 +1,5 @@
-// The example's processor as Verilator compiles it, in the shortest loop there is:
-// verilator_soc CYCLES IMAGE [VCD]
+// The example's processor as Verilator compiles it, in the shortest possible loop: verilator_soc
+// CYCLES IMAGE [VCD]
 #include <cstdlib>
 #include <memory>
 
