@@ -1,5 +1,6 @@
 // A test bench for the model of examples/soc, written by a user of the library: it finds nets by
-// name, loads the program, watches, stops at, forces and checks values, and its exit status tells.
+// name, loads the program, watches and forces values, stops at and checks them, and returns an exit
+// status.
 //
 // usage: soc_bench [OPTION]... [IMAGE]
 #include <qkzeft.h>
@@ -43,7 +44,7 @@ void check(bool good, const char* what) {
     failures += good ? 0 : 1;
 }
 
-/// A net that must be there.
+/// A net that must exist.
 QkVariable* net(const char* name) {
     QkVariable* const found = QkVariable::GetByName(name);
     if (!found) {
@@ -70,7 +71,7 @@ bool load(const char* path) {
     return count > 0;
 }
 
-// ---- What the callbacks know
+// ---- State of the callbacks
 
 QkVariable* txData = nullptr;
 QkVariable* ram = nullptr;
@@ -90,10 +91,10 @@ uint32_t crc32(const std::vector<uint32_t>& words) {
     return ~crc;
 }
 
-/// Told of each change of the request line, which turns over for each character.
+/// Called for each change of the request line, which toggles for each character.
 void takeCharacter(QkVariable*) { text += static_cast<char>(txData->GetValue()); }
 
-/// The report of a round begins, so its words are in order in memory.
+/// The report of a round begins, so the words in memory are sorted now.
 void checkMemory(QkVariable* sent) {
     std::vector<uint32_t> words;
     for (int i = 0; i < 9 + static_cast<int>(lamps->GetValue() % 8); ++i)
@@ -101,14 +102,14 @@ void checkMemory(QkVariable* sent) {
     wasSorted = true;
     for (size_t i = 1; i < words.size(); ++i) wasSorted = wasSorted && words[i - 1] <= words[i];
     expectedCrc = crc32(words);
-    ram->SetArrayValue(0, 0);  // the program is about to tell the least word
-    sent->UnregisterBreak();   // one round will do
+    ram->SetArrayValue(0, 0);  // the program is about to report the lowest word
+    sent->UnregisterBreak();   // one round is enough
 }
 
 void countFull(QkVariable*) { ++timesFull; }
 void countImpossible(QkVariable*) { ++timesFullAndEmpty; }
 
-// ---- What zeft_main() is told
+// ---- What zeft_main() needs
 
 const char* image = nullptr;
 Device* device = nullptr;
@@ -140,7 +141,7 @@ int run(uint64_t stop) {
     net("soc.tx_req")->SetChangeNotify(true);
     txData->RegisterBreak(checkMemory, QkVariable::BreakOnEqual, 1, uint64_t{'s'});
 
-    // Both flags of the FIFO side by side, so that one breakpoint sees them together.
+    // Both flags of the FIFO in one variable, so that one breakpoint can test both.
     int code = 0;
     QkVariable* const flags = QkVariable::CreateByName("flags", "soc.fifo_full", &code);
     if (code == 0) code = QkVariable::AddByName(flags, "soc.fifo_empty");
@@ -150,7 +151,7 @@ int run(uint64_t stop) {
         flags->RegisterBreak(countImpossible, QkVariable::BreakOnEqual, 1, uint64_t{3});
     }
 
-    // What the breakpoints print when they fire is not wanted here.
+    // Drops what the breakpoints print when they fire.
     void (*const prints)(const char*) = qk_prints;
     qk_prints = nullptr;
     device->runUntil(stop < 110000 ? stop : 110000);

@@ -49,7 +49,7 @@ void fir::step() {
 }
 
 void fir::clock() {
-    // Element 0 of (0 to 4) stands last.
+    // Element 0 of (0 to 4) is stored last.
     if (*load) {
         memmove(taps + 1, taps, sizeof taps - sizeof *taps);
         taps[0] = *sample;

@@ -1,4 +1,4 @@
-// Model of fir_tb.vhd: what its process does with files, lines and reports is calls of the library.
+// Model of fir_tb.vhd: its process uses files, lines and reports by calls of the library.
 //
 // usage: fir_tb [-i]     -i opens the console before the run
 #include <stdio.h>
@@ -123,7 +123,7 @@ void fir_tb::loadTaps() {
     load = 0;
 }
 
-/// Reads a line. @return whether it holds a sample that is to come
+/// Reads a line. @return whether it holds a sample for a later time
 bool fir_tb::readSample() {
     qksysvhdl_readline(0, "fir_tb", nullptr, 2, kCell, &samples, kCell, &l);
     if (qksysvhdl_line_length(0, "fir_tb", nullptr, 1, kCell, &l) == 0) return false;

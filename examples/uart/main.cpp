@@ -1,4 +1,4 @@
-// A bench of one's own around a model that Verilator made, with the console and waveforms. Built by
+// A user's own bench around a model that Verilator made, with the console and waveforms. Built by
 // qkverilate --tables and verilator, as docs/verilator.md shows.
 #include <qkzeft.h>
 

@@ -67,7 +67,7 @@ void cpu::clock() {
         return;
     }
 
-    // From the last stage to the first, so that each takes what the one before it held.
+    // From the last stage to the first, so that each receives what the one before it held.
     if (mem_valid) retired = static_cast<int32_t>(static_cast<uint32_t>(retired) + 1);
     wb_write = mem_valid & mem_writes;
     wb_rd = mem_rd;

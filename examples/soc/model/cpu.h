@@ -1,5 +1,5 @@
 // Model of rtl/cpu.v, with its alu and regfile dissolved into it, in the form that the generator
-// emits. Nets of dissolved instances carry the instance's name in front.
+// emits. Names of nets of dissolved instances begin with the instance's name.
 #ifndef SOC_CPU_H
 #define SOC_CPU_H
 

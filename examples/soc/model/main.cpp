@@ -20,7 +20,7 @@ const uint64_t kNever = UINT64_MAX;
 uint64_t cyclesToRun = 120000;
 const char* image = nullptr;
 
-/// Turns the level of the serial line, a sample a clock cycle, into lines of text.
+/// Turns the level of the serial line, sampled once per clock cycle, into lines of text.
 class Receiver {
 public:
     void sample(bool level) {
@@ -39,7 +39,7 @@ public:
         ++count;
     }
 
-    /// Prints what has come since the last end of a line.
+    /// Prints the text received since the last end of a line.
     void flush() {
         if (characters != 0) printLine();
     }
@@ -47,7 +47,7 @@ public:
     /// $fopen of the log
     void open() { log = qkzeft_fopen(0, "tb", nullptr, 1, 0, "serial.log"); }
 
-    // What has come of a character and of a line, for the state of the simulation.
+    // The part of a character and of a line received so far, for the state of the simulation.
     void save(FILE* file) const {
         fprintf(file, "%d %d %u %d", receiving, count, bits, characters);
         for (int i = 0; i < characters; ++i) fprintf(file, " %u", unsigned{text[i]});
@@ -94,7 +94,7 @@ private:
     int count = 0;      // cycles since the start bit was seen
     unsigned bits = 0;  // stop bit and data bits
     int32_t log = 0;    // channel
-    uint8_t text[128];  // of the line that is coming
+    uint8_t text[128];  // of the current line
     int32_t characters = 0;
 };
 
@@ -125,7 +125,7 @@ struct ResetChange {
 };
 const ResetChange kResetChanges[] = {{42, 1}, {20003, 0}, {20263, 1}, {kNever, 1}};
 
-// The console may open when values are recorded. What its user writes is evaluated at this time.
+// The console may open when values are recorded. Values written there are evaluated at this time.
 void Bench::record() {
     qk_takenote();
     if (qk_write_count() == evaluatedWrites) return;
@@ -158,7 +158,7 @@ void Bench::run(uint64_t end) {
     }
 }
 
-// The receiver is in no net: savesim and loadsim have it saved in a file of its own.
+// The receiver is not in a net: savesim and loadsim use a separate file for it.
 FILE* openReceiverFile(const char* prefix, const char* mode) {
     char name[512];
     const int length = snprintf(name, sizeof name, "%s.receiver", prefix);
@@ -179,14 +179,14 @@ int loadReceiver(const char* prefix) {
     return 1;
 }
 
-/// $readmemh(image, dut.u_rom.words, 0, 255); what is wrong with it ends the run.
+/// $readmemh(image, dut.u_rom.words, 0, 255); an error in it ends the run.
 void loadImage(const char* path, uint32_t* words) {
     const uint64_t width = 32, count = soc::kRomWords, left = soc::kRomWords - 1, right = 0;
     qkzeft_readmemh(0, "tb", nullptr, 4, 0, path, 0, static_cast<const char*>(nullptr), 0, width,
                     count, left, right, words, 32, 0u, 32, 255u);
 }
 
-// ---- What zeft_main() is told
+// ---- What zeft_main() needs
 
 bool build() {
     theBench = new Bench;  // until the process ends

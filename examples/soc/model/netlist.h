@@ -5,9 +5,9 @@
 // the module around them are plain scopes of it. Their ports are plain nets, in the storage of what
 // they are connected to, or inputs through the same pointer as the input around them.
 //
-// Nets that the design has and the model has not are rows all the same: with the id of the net that
-// stands for them, negative if that is their inverse; or, when they are slices of another net or
-// ports connected to it, rows of the tables of slices and terms.
+// Nets of the design that the model does not have still have rows: with the id of the net that
+// replaces them, negative if that is their inverse; or, if they are slices of another net or ports
+// connected to it, rows in the tables of slices and terms.
 #ifndef SOC_NETLIST_H
 #define SOC_NETLIST_H
 

@@ -34,7 +34,7 @@ public:
     uint64_t trail_0[8];  // [0:7], so element 7 first
     uint64_t trail_1[8];
 
-    // copies of nets of the enclosing module, which the library keeps up
+    // copies of nets of the enclosing module, which the library updates
     uint8_t rst_n;
     uint32_t addr;
     uint32_t wdata;

@@ -1,5 +1,6 @@
 // Model of rtl/soc.v, in the form that the generator emits. The memories, the timer, the FIFO, the
-// clock divider and the link are dissolved into it: their nets carry the instance's name in front.
+// clock divider and the link are dissolved into it: names of their nets begin with the instance's
+// name.
 #ifndef SOC_SOC_H
 #define SOC_SOC_H
 
@@ -18,8 +19,8 @@ public:
     /// Registers the module and its children, after qk_setup().
     void qk_netlist();
     void initials() override;
-    /// Evaluates the design at the present values of its inputs: acts on an edge of clk since the
-    /// call before, and settles all nets.
+    /// Evaluates the design with the current values of its inputs: acts on an edge of clk since the
+    /// previous call, and settles all nets.
     void step() override;
 
     static const int kRomWords = 256;

@@ -29,7 +29,7 @@ public:
     uint8_t baud;
     uint8_t busy;
     uint8_t start;
-    uint8_t rst_n;  // a copy, which the library keeps up
+    uint8_t rst_n;  // a copy, which the library updates
 
     sync2 u_req_sync;
 };

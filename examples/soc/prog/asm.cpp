@@ -1,4 +1,5 @@
-// Assembler for the processor of this example: makes a memory image, a word a line in hexadecimal.
+// Assembler for the processor of this example: makes a memory image, with one hexadecimal word per
+// line.
 //
 //   soc_asm SOURCE IMAGE
 //
@@ -66,7 +67,7 @@ struct Error : std::runtime_error {
 
 bool isNameChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
 
-/// Cuts the text behind a '#' that is not inside quotes, and blanks at both ends.
+/// Removes a '#' that is not inside quotes, the text after it, and blanks at both ends.
 std::string clean(const std::string& text) {
     size_t end = 0;
     for (bool quoted = false; end < text.size() && (quoted || text[end] != '#'); ++end) {
@@ -274,7 +275,7 @@ private:
         return static_cast<uint32_t>(number(s, s.operands[0], 0, kMaxBytes / 4)) - s.address / 4;
     }
 
-    /// Instructions that stand for one or two others.
+    /// Instructions that are replaced by one or two others.
     bool encodePseudo(const Statement& s) {
         const std::vector<std::string>& op = s.operands;
         const auto as = [&](const char* name, std::vector<std::string> operands) {
@@ -312,7 +313,7 @@ private:
             emit(bits(value, 11, 0) << 20 | rd << 7 | 0x13);
             return;
         }
-        // The low part is added as a signed number, so the high part may have to be one more.
+        // The low part is added as a signed number, so the high part may need to be one greater.
         emit(bits(value + 0x800, 31, 12) << 12 | rd << 7 | 0x37);
         const uint32_t low = bits(value, 11, 0);
         if (low != 0) emit(low << 20 | rd << 15 | rd << 7 | 0x13);
