@@ -28,7 +28,7 @@ if(TARGET qkverilate)
     install(FILES ${adapter_dir}/QkVerilate.cmake DESTINATION ${package_dir})
 endif()
 
-# The modules find their prefix from where they lie, so that an installed tree can be moved.
+# The modules find their prefix from their own location, so that an installed tree can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH pkgconfig_prefix /${pkgconfig_dir} /)
 foreach(module zeft zeft-main)

@@ -10,12 +10,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 
 set(export_map ${PROJECT_SOURCE_DIR}/cmake/exported.map)
-# A model for 32 bits asks for the library by a name of its own.
+# A 32-bit library has a different name.
 set(ZEFT_NAME zeft)
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     set(ZEFT_NAME zeft_32)
 endif()
-# The version of the interface that models are compiled against, which qk_vercheck() tells, too.
+# The version of the interface that models are compiled against; qk_vercheck() knows it, too.
 set(ZEFT_ABI 8)
 add_library(zeft_shared SHARED $<TARGET_OBJECTS:zeft_objects>)
 set_target_properties(zeft_shared PROPERTIES
@@ -24,8 +24,8 @@ set_target_properties(zeft_shared PROPERTIES
 target_link_options(zeft_shared PRIVATE -Wl,--version-script=${export_map} -Wl,-z,defs)
 target_link_libraries(zeft_shared PRIVATE ZLIB::ZLIB Threads::Threads)
 
-# GNU's own, also beside clang. The groups of inline functions are dissolved: a local member of a
-# group that the linker drops in favour of a user's copy would leave a dangling reference.
+# The GNU linker, even with clang. The groups of inline functions are dissolved: a local member of a group
+# that the linker drops in favour of a user's copy would leave a dangling reference.
 find_program(ZEFT_LD NAMES ld.bfd REQUIRED)
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" AND CMAKE_SIZEOF_VOID_P EQUAL 4)
     set(ld_machine -m elf_i386)  # ld takes the machine it runs on

@@ -1,4 +1,4 @@
-# Warnings for our own targets. The presets make them errors; a compiler that we have not met may know more.
+# Warnings for our own targets. The presets make them errors; an unknown compiler may warn about more.
 option(ZEFT_WERROR "Make warnings errors" OFF)
 function(zeft_warnings target)
     target_compile_options(${target} PRIVATE

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Sourced by the other scripts: need PACKAGE... installs what is missing of Debian's packages.
+# Sourced by the other scripts: need PACKAGE... installs missing Debian packages.
 
 need() {
     if ! command -v dpkg-query >/dev/null; then
