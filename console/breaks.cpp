@@ -46,7 +46,7 @@ bool readNumber(BreakRequest& request) {
     return true;
 }
 
-/// Says why a break could not be had.
+/// Prints why a breakpoint could not be set.
 void sayError(int code, const BreakRequest& request, const UserHandle& handle) {
     const char* const operand = request.rest;
     const char* const fullName = handle ? handle->GetFullname() : request.word.c_str();
@@ -93,7 +93,7 @@ void listBreaks() {
     }
 }
 
-/// Has the run stop at the time of the change.
+/// Makes the run stop at the time of the change.
 void stopHere(QkVariable*) { stopTime = qk_cycle; }
 
 int addBreak(const BreakRequest& request, const UserHandle& handle) {
@@ -105,7 +105,7 @@ int addBreak(const BreakRequest& request, const UserHandle& handle) {
         if (!parseValue(request.rest, list)) return kBadConstant;
         value.reset(list);
     }
-    // A number of a breakpoint names no net, which this refuses.
+    // The number of a breakpoint is not the name of a net, so this refuses it.
     const int code = qkHandles->addBreak(handle.get(), stopHere, event, value.get());
     if (code) return code;
     const unsigned number = qkHandles->brks.back()->number;

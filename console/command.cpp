@@ -162,7 +162,7 @@ int qk_cli(const char* line) {
 QkCommand* qk_register_cmd(const char* name, const char* help, int kind, CommandHandler handler) {
     QkCommand* const previous = firstCommand;
     if (!QK_CHECK(name && handler)) return previous;
-    // The list owns it for good.
+    // The list owns it forever.
     firstCommand = new QkCommand{0,       duplicate(name, "command"),
                                  kind,    kListed,
                                  kAlways, help ? duplicate(help, "command") : nullptr,

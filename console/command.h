@@ -1,9 +1,9 @@
 // The command table.
 //
-// One list: the registered commands, newest first, then the built-in rows in their order of help,
-// which their numbers give: the folders above add rows of their own. Look-up takes the first row of
-// a name, so a registered command shadows a built-in one, and rows that only carry a further line
-// of help may follow the row that runs.
+// One list: the registered commands, newest first, then the built-in rows in the order of help,
+// which is that of their numbers, as folders above add rows, too. Look-up takes the first row of a
+// name, so a registered command shadows a built-in one, and rows that only have another line of
+// help may follow the row that runs.
 #pragma once
 
 #include <span>
@@ -19,10 +19,10 @@ inline constexpr bool kListed = true, kFurther = false;       ///< QkCommand::li
 inline constexpr bool kAlways = false, kValidateOnly = true;  ///< QkCommand::validateOnly
 
 struct QkCommand {
-    int place;                 ///< of a built-in row among them, no two of which have the same
+    int place;                 ///< position of a built-in row, different for each
     std::string_view command;  ///< static text, or owned by the list for a registered command
     int argumentKind;
-    bool listed;           ///< a row of its own, not a further form of another
+    bool listed;           ///< a command of its own, not another form of one
     bool validateOnly;     ///< help shows the row only while a comparison runs
     const char* helptext;  ///< null for none; not shown when it begins with '#'
     CommandHandler handler;
@@ -30,9 +30,9 @@ struct QkCommand {
     QkCommand* next = nullptr;
 };
 
-/// Adds built-in rows, which have to last. Called before the constructors of a model's static
-/// objects, which may register commands.
-/// @param rows  by rising place
+/// Adds built-in rows, which must exist for the whole process. Called before the constructors of a
+/// model's static objects, which may register commands.
+/// @param rows  by ascending place
 void addBuiltIns(std::span<QkCommand> rows);
 /// Adds those of this folder.
 void addConsoleCommands();
@@ -42,7 +42,7 @@ void addConsoleCommands();
 int runCommandLine(const char* line, std::string& reason);
 
 /// Calls qk_command_failed, if it is set and there is a reason.
-/// @param script  null for a command that no script holds
+/// @param script  null for a command outside scripts
 void reportFailedCommand(const char* script, int lineNumber, const char* line,
                          const std::string& reason);
 

@@ -1,6 +1,6 @@
-// What commands ask of a comparison with a reference trace.
+// What console commands need to know about a comparison with a reference trace.
 //
-// The comparison is in a folder above, which registers its answers before the first command.
+// The comparison is in a folder above, which registers these functions before the first command.
 #pragma once
 
 class Printout;
@@ -18,9 +18,9 @@ struct ComparisonAnswers {
     /// Prints the nets of either side that have no partner on the other. A trace is open.
     void (*listUnmatched)(const char* pattern);
     bool (*isTraceOpen)();
-    /// How much the comparison says: the level of the command `verbose`.
+    /// How much the comparison prints: the level of the command `verbose`.
     int (*verbosity)();
-    /// Names are traced now that were not, or no longer.
+    /// Called when the set of traced names has changed.
     void (*noteTraced)();
 };
 

@@ -1,6 +1,6 @@
 // Handlers of the built-in commands.
 //
-// A handler is given the text behind the command's word, never null, without white space at either
+// A handler receives the text after the command's word, never null, without white space at either
 // end. It returns 0 for "not recognised" and 1 for everything else, a user's error included.
 #pragma once
 

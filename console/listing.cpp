@@ -52,7 +52,7 @@ struct Request {
 
 // ---- Reading the command line
 
-/// @return the text behind the options, or null when one is wrong
+/// @return the text after the options, or null when one is wrong
 const char* readOptions(const char* text, Letters& options) {
     if (*text == '-') {
         for (++text; *text && !isSpace(*text); ++text) {
@@ -171,7 +171,7 @@ void printLines(Printout& out, const std::vector<QkName*>& names, const Request&
     }
 }
 
-/// Tells what was searched. The ready line of the prompt ends the line.
+/// Prints what was searched. The ready line of the prompt ends the line.
 void printNothingFound(Printout& out, Letters options) {
     int names = 0, outOfSync = 0, inputs = 0, clocks = 0, matched = 0, registers = 0;
     NameRing::each(qkDatabase->names, [&](const QkName* name) {
@@ -216,7 +216,7 @@ void printWired(Printout& out, const QkName* asked) {
     if (!printed) out.add("\n    (none found)\n");
 }
 
-/// Sends console text to a file alone, for as long as it exists.
+/// Sends console text only to a file, for as long as it exists.
 class Diversion {
 public:
     explicit Diversion(FILE* file) : console(qk_stdout), log(logStream) {

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Takes the next word off `text`; words stand between blanks and tabs.
+/// Removes the next word from `text`; blanks and tabs separate words.
 std::string takeWord(std::string& text) {
     text.erase(0, text.find_first_not_of(" \t"));
     std::string word = text.substr(0, text.find_first_of(" \t"));

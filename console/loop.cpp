@@ -34,17 +34,17 @@ const char* currentPrompt = kPrompt;
 
 namespace {
 
-/// Loops that may stand on one another, as `cli` is a command like any other.
+/// Maximum number of nested loops, as `cli` is a command like any other.
 constexpr int kMaxLoops = 100;
 
 int activeLoops = 0;
-bool stdinExhausted = false;  // for good
+bool stdinExhausted = false;  // and stays so
 bool bannerShown = false;
 bool isLastConsole = false;  // the run is over
 bool stopIsTyped = false;    // or it is the next time of the model
 uint64_t lastNotedTime = 0;  // of the latest qk_takenote()
 
-/// The letter has a script go on that was running the model.
+/// In strict mode, a script that was running the model continues.
 void serveSigint() {
     if (sigintCount == 0) return;
     qk_printf("^C\n");
@@ -78,13 +78,13 @@ void recordHistory(const char* command) {
     HistoryRing::append(qkConsole->history, new HistoryEntry{nullptr, nullptr, StringBuf(command)});
 }
 
-/// By the letter the run goes on, and can be stopped no more.
+/// In strict mode the run continues, and cannot be stopped any more.
 void noteEndOfInput() {
     stopTime = kNoStop;
     stdinExhausted = true;
     if (qk_strict) return;
     if (!isInputTyped()) {
-        // There is no prompt any more: what would open one ends the run.
+        // There is no prompt any more: signals that would open one end the run.
         for (const int signal : {SIGINT, SIGTERM, SIGHUP}) qk_end_on_signal(signal);
     } else if (isLastConsole) {
         qk_printf("\n");
@@ -94,7 +94,7 @@ void noteEndOfInput() {
     }
 }
 
-/// Serves what is pending, or else one line of input. @return whether the loop goes on
+/// Handles what is pending, or else one line of input. @return whether the loop continues
 bool runPass() {
     serveSigint();
     if (runPendingScripts()) {
@@ -102,7 +102,8 @@ bool runPass() {
         stopTime = 0;
         serveSigint();
     }
-    // After SIGPIPE, what a pipe has still to give runs unheard, up to the next qk_takenote().
+    // After SIGPIPE, the remaining commands of a pipe run without output, until the next
+    // qk_takenote().
     if (pendingEndSignal() != 0 && (pendingEndSignal() != SIGPIPE || isInputTyped())) {
         endAsRequested();
         return false;
@@ -126,7 +127,7 @@ bool runPass() {
     return stopTime <= qk_cycle;
 }
 
-/// Without a trace, a comparison has nothing to run along: the prompt comes back.
+/// Without a trace, a comparison cannot run: the prompt is shown again.
 bool isTraceMissing() {
     if (!runningFromVCD || comparison().isTraceOpen()) return false;
     printFailure("ZEFT Validate: Trace file not open\n");
@@ -134,7 +135,7 @@ bool isTraceMissing() {
     return true;
 }
 
-/// @return kNoTime when the text is no time. The letter has no message for that
+/// @return kNoTime when the text is not a time. Strict mode has no message for that
 uint64_t typedTime(const char* text) {
     const uint64_t time = parseConsoleTime(text);
     if (time != kNoTime) return time;
@@ -144,7 +145,7 @@ uint64_t typedTime(const char* text) {
     return time;
 }
 
-/// A time that was typed never means "no stop": the prompt comes back instead.
+/// A time that was typed never means "no stop": the prompt is shown again instead.
 uint64_t typedStop(uint64_t time) { return time == kNoStop ? 0 : time; }
 
 }  // namespace
@@ -153,11 +154,11 @@ bool enterConsole() {
     qkConsole->interactive = true;
     QK_ASSERT_AS(qk_stdin != nullptr, "qk_stdin != 0");
     if (stdinExhausted || !qk_stdin) {
-        stopTime = kNoStop;  // a breakpoint may have moved it, and nobody could move it on
+        stopTime = kNoStop;  // a breakpoint may have moved it, and no prompt could move it again
         return false;
     }
     stopTime = 0;
-    // An inner loop does just what the outer one would do next: there is no need for many.
+    // An inner loop does exactly what the outer one would do next: many are not needed.
     if (activeLoops == kMaxLoops) return false;
     ++activeLoops;
     while (runPass()) continue;
@@ -180,7 +181,7 @@ bool isEndRequested() {
 void endAsRequested() {
     const int signal = takeEndSignal();
     stopTime = kNoStop;
-    qkConsole->interactive = false;  // nobody is to be asked
+    qkConsole->interactive = false;  // no prompt must open
     runStatus = 128 + signal;
     finishRun();
     qk_exit(runStatus);
@@ -221,13 +222,13 @@ int continueCommand(const char* argument) {
     return 1;
 }
 
-/// At the last console the run's own status stands, but for the letter.
+/// At the last console the exit status is that of the run, except in strict mode.
 int exitCommand(const char*) {
     qk_exit(qk_strict ? 0 : runStatus);
     return 0;
 }
 
-/// Takes a value, for the sake of old scripts, and changes nothing.
+/// Accepts a value, for old scripts, and changes nothing.
 int clearsimCommand(const char*) { return 1; }
 
 uint64_t qk_next_stop() { return stopIsTyped ? stopTime : kNoStop; }
@@ -237,7 +238,7 @@ namespace {
 /// All that qk_takenote() does, when there is something to do.
 [[gnu::noinline]] void takeNote() {
     completeRegistration(true);
-    if (runningFromVCD) return;  // the trace owns time
+    if (runningFromVCD) return;  // the trace controls time
     if (qk_cycle < lastNotedTime) {
         const char* const now = qk_cycle_as_string();
         qk_printf("Warning, time now=%s, previous time was %s\n", now,

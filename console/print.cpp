@@ -19,8 +19,8 @@ constexpr int kRowColumns = 70;
 /// @return bits of the most significant 64-bit chunk, 1 to 64
 int topChunkBits(int width) { return (width - 1) % 64 + 1; }
 
-/// Prints all digits of a trace, or of an array's element, in one go.
-/// @param element  counts elements in storage; 0 for a scalar
+/// Prints all digits of a trace, or of an array's element, at once.
+/// @param element  in storage order; 0 for a scalar
 void printDigits(Printout& out, const QkTrace* trace, uint32_t element) {
     const bool isWide = trace->bits && trace->header == trace;
     if (!isWide) {
@@ -35,7 +35,7 @@ void printDigits(Printout& out, const QkTrace* trace, uint32_t element) {
     for (auto chunk = chunks.rbegin() + 1; chunk != chunks.rend(); ++chunk) out.addHex(64, *chunk);
 }
 
-/// Prints the width of a value whose first digit stands for less than four bits.
+/// Prints the width of a value whose first digit has fewer than four bits.
 void printWidth(Printout& out, int width) {
     const int top = topChunkBits(width);
     if (top != 1 && top % 4 != 0) out.print("%d'h", width);
@@ -55,8 +55,8 @@ void printPartial(Printout& out, const QkName* name) {
         out.addHex(digits, readChunk(name, chunk, 0));
 }
 
-/// Prints a name that has bits of its own, from the most significant end. The remainder below the
-/// last whole 64 bits has digits of its own.
+/// Prints a name that has its own bits, from the most significant end. The remainder below the last
+/// whole 64 bits has separate digits.
 void printBits(Printout& out, const QkName* name) {
     const BitRange& range = name->range();
     for (int done = 0; done < range.width;) {
@@ -69,7 +69,8 @@ void printBits(Printout& out, const QkName* name) {
     }
 }
 
-/// Prints the elements from `from` to `to`, which lie in the array and run in its direction.
+/// Prints the elements from `from` to `to`, which are within the array's bounds and in its
+/// direction.
 void printRows(Printout& out, const QkTrace* array, int64_t from, int64_t to, char separator) {
     const int step = array->arrayStep();
     const int columns = (array->width() + 3) / 4 + 1;
@@ -112,7 +113,7 @@ void printArray(Printout& out, const QkTrace* array, int64_t from, int64_t to, c
     }
 }
 
-/// Reads an index. One that no array can have stays out of every array's bounds.
+/// Reads an index. One that no array can have stays outside every array's bounds.
 /// @return where reading stopped, or null when there is no number
 const char* readIndex(const char* text, int64_t& index) {
     text = skipSpace(text);

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Runs a function on an argument's two words, which blanks part.
+/// Calls a function with the two words of an argument, which blanks separate.
 int withTwoWords(const char* argument, const char* usage,
                  int (*function)(const char*, const char*)) {
     const std::string_view text(argument);

@@ -20,7 +20,7 @@
 
 namespace {
 
-/// Open scripts at most. Each may run inside a line of the one below it.
+/// Maximum number of open scripts. Each may run inside a line of the one below it.
 constexpr size_t kMaxNesting = 100;
 
 struct LoadtFile {
@@ -29,7 +29,7 @@ struct LoadtFile {
     LoadtFile(const LoadtFile&) = delete;
     LoadtFile& operator=(const LoadtFile&) = delete;
 
-    /// A directory opens like a file, and fails when it is read.
+    /// A directory can be opened like a file; reading it fails.
     bool isAtEnd() const { return std::feof(fp) || std::ferror(fp); }
 
     std::string name;
@@ -38,7 +38,7 @@ struct LoadtFile {
     bool inLine = false;  ///< the next piece belongs to the last line, which is a long one
 };
 
-// The last one is the top. A script taken off the stack lives on while one of its lines runs.
+// The last one is the top. A script removed from the stack exists as long as one of its lines runs.
 std::vector<std::shared_ptr<LoadtFile>> loadtFileStack;
 int activeRunners = 0;
 
@@ -58,14 +58,15 @@ void runLine(LoadtFile& script) {
     reportFailedCommand(script.name.c_str(), lineNumber, line, reason);
 }
 
-/// Looks at signals between two lines. @return whether no more lines are to run
+/// Checks for signals between two lines. @return whether no more lines must run
 bool mustStop() {
     if (sigintCount > 0) abandonScripts();  // the prompt comes next
     if (pendingEndSignal() != 0 && pendingEndSignal() != SIGPIPE) endAsRequested();
     return sigintCount > 0;
 }
 
-/// Runs scripts until a line moves the stop time or asks to resume, or `base` are left.
+/// Runs scripts until a line moves the stop time or requests to resume, or only `base` scripts are
+/// left.
 void runScripts(size_t base) {
     ++activeRunners;
     const uint64_t stopBefore = stopTime;

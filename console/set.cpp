@@ -62,7 +62,7 @@ void store(const UserHandle& handle, int index, const QkMaxuList* value) {
     }
 }
 
-/// The model recomputes such a net, or it has one value for ever.
+/// The model recomputes such a net, or it is constant.
 bool isNeverWritten(const UserHandle& handle) {
     const QkTrace* const trace = QkHandleTable::nameOf(handle.get())->trace;
     return trace && trace->flags & QK_flag_never_write;

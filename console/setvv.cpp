@@ -1,7 +1,7 @@
 // setvv: virtual variables, catenations of slices of nets and of constants.
 //
-// All elements are read and found before anything is made or added, so that a command that fails
-// leaves the model as it was.
+// All elements are read and found before anything is made or added, so that a failed command
+// changes nothing.
 #include <cerrno>
 #include <cinttypes>
 #include <climits>
@@ -29,7 +29,7 @@ constexpr const char* kNoNameText = "failure: no name is specified for the PV\n"
 
 // ---- Reading elements
 
-/// What stands before the next of `stops`, without white space around it.
+/// The text before the next of `stops`, without white space around it.
 std::string takeUpTo(const char*& text, const char* stops) {
     const size_t length = std::strcspn(text, stops);
     std::string_view taken(text, length);
@@ -44,14 +44,14 @@ bool readInt(const std::string& text, int& value) {
     errno = 0;
     const long number = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || *end != '\0') return false;
-    // A number that no bound or width can be stays out of all of them.
+    // A number that cannot be a bound or a width stays outside all of them.
     value = errno || number > INT_MAX ? INT_MAX
             : number < INT_MIN        ? INT_MIN
                                       : static_cast<int>(number);
     return true;
 }
 
-/// Reads "<pattern>)" behind a width. Says what is wrong with it.
+/// Reads "<pattern>)" after a width. Prints an error if it is wrong.
 bool readIdleBits(const char*& text, const std::string& width, ElementRequest& element) {
     const std::string pattern = takeUpTo(++text, ")");
     const bool isClosed = *text == ')';
@@ -76,7 +76,7 @@ bool readIdleBits(const char*& text, const std::string& width, ElementRequest& e
     return true;
 }
 
-/// Reads "<msb>:<lsb>]" behind a net. Says what is wrong with it.
+/// Reads "<msb>:<lsb>]" after a net. Prints an error if it is wrong.
 bool readSlice(const char*& text, ElementRequest& element) {
     const std::string left = takeUpTo(++text, ":],");
     const bool hasRight = *text == ':';
@@ -99,7 +99,7 @@ bool readSlice(const char*& text, ElementRequest& element) {
     return true;
 }
 
-/// Reads an element up to the comma behind it, or the end. Says what is wrong with it.
+/// Reads an element up to the comma after it, or the end. Prints an error if it is wrong.
 bool readElement(const char*& text, ElementRequest& element) {
     text = skipSpace(text);
     const char* const start = text;
@@ -112,7 +112,7 @@ bool readElement(const char*& text, ElementRequest& element) {
         if (!readSlice(text, element)) return false;
     }
     text = skipSpace(text);
-    if (*text && *text != ',') {  // no element, and no net either
+    if (*text && *text != ',') {  // not an element, and not a net either
         text = start;
         element = ElementRequest::ofNet(takeUpTo(text, ",").c_str());
     }
@@ -171,8 +171,8 @@ void sayNameError(int code, const std::string& name) {
 
 // ---- The three forms
 
-/// Reads and finds all elements. Says what is wrong with one.
-/// @param width  bits that the variable has before
+/// Reads and finds all elements. Prints an error if one is wrong.
+/// @param width  bits that the variable already has
 std::optional<std::vector<ElementRequest>> readElements(const char* text, int width) {
     std::vector<ElementRequest> elements;
     for (;;) {

@@ -1,8 +1,8 @@
 // Ctrl-C.
 //
-// The handler only counts; the command loop serves the count. A model that is stuck never gets to
-// the loop, so the fourth press that nobody has served gives the signal back, and the next one does
-// what it did before, which mostly ends the process.
+// The handler only counts; the command loop handles the count. A model that hangs never gets to the
+// loop, so the fourth unhandled press restores the previous handler, and the next press has its
+// usual effect, which mostly ends the process.
 #include <cerrno>
 #include <csignal>
 
@@ -40,7 +40,7 @@ void qk_sigint_install() {
     sigintCount = 0;
     struct sigaction ours = {};
     ours.sa_handler = countSigint;
-    ours.sa_flags = SA_RESTART;  // a press at the prompt leaves the line being typed alone
+    ours.sa_flags = SA_RESTART;  // a press at the prompt does not affect the line being typed
     sigemptyset(&ours.sa_mask);
     if (sigaction(SIGINT, &ours, &displaced) == 0) isInstalled = 1;
 }

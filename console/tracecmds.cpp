@@ -1,4 +1,4 @@
-// Choosing what history records and what the console shows, and the commands of trace files.
+// Commands that choose what is recorded and what is shown, and those of trace files.
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -27,7 +27,7 @@ namespace {
 struct Selection {
     const char* pattern;
     bool stimuli = false;
-    bool matched = false;  ///< by a comparison; without one, no name is
+    bool matched = false;  ///< compared; without a comparison, no name is
 
     bool isRestricted() const { return stimuli || matched; }
     bool takes(const QkName* name) const {
@@ -36,7 +36,7 @@ struct Selection {
     }
 };
 
-/// An argument whose options are not all known is a pattern as it stands.
+/// An argument with an unknown option is a pattern, unchanged.
 Selection readSelection(const char* argument) {
     Selection selection{argument};
     if (*argument != '-') return selection;
@@ -49,7 +49,7 @@ Selection readSelection(const char* argument) {
     return selection;
 }
 
-/// Takes note of names that are traced now or no longer.
+/// Announces that the set of traced names has changed.
 void noteTraced() {
     qkTraceWriter->captureEntry();
     if (runningFromVCD) comparison().noteTraced();
@@ -64,7 +64,7 @@ void showChanges(QkName* name) {
     widen(qkConsole->showScopeWidth, name->scope->fullName.str());
 }
 
-/// Where a comparison says much, reports the other names of a name's storage.
+/// If a comparison is verbose, reports the other names of a name's storage.
 void reportSameStorage(const QkName* name) {
     if (!runningFromVCD || comparison().verbosity() < 2) return;
     const FullName asked(name);
@@ -75,7 +75,8 @@ void reportSameStorage(const QkName* name) {
     });
 }
 
-/// Traces what the argument selects; with `showRestricted` a selection by options is shown too.
+/// Traces the names that the argument selects; with `showRestricted` a selection by options is
+/// shown too.
 void traceNames(const char* argument, bool showRestricted) {
     QkTraceWriter& writer = *qkTraceWriter;
     if (writer.scopesWritten) {

@@ -1,4 +1,4 @@
-// Nets as the user names them in commands.
+// Nets that the user names in commands.
 #pragma once
 
 #include <string>
@@ -24,7 +24,7 @@ private:
     QkVariable* variable;
 };
 
-/// Cuts a net's name off the start of `text`. It ends at white space, at one of `stops` and at a
-/// '['; but scopes and nets may have brackets in their names, so of several ends at a bracket the
-/// first counts that makes it name a net, and the very first if none does.
+/// Removes a net's name from the start of `text`. It ends at white space, at one of `stops` or at a
+/// '['. As scopes and nets may have brackets in their names, it ends at the first bracket that
+/// makes it the name of a net, or at the first of all if none does.
 std::string takeNetName(const char*& text, const char* stops);

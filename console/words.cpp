@@ -14,7 +14,7 @@ Assignment splitAssignment(const char* argument) {
     Assignment result;
     const char* at = skipSpace(argument ? argument : "");
     for (; isWordCharacter(*at); ++at) result.left += *at;
-    if (*at) ++at;  // what ends the left word is dropped, whatever it is
+    if (*at) ++at;  // the character that ends the left word is dropped, whatever it is
     while (isSpace(*at) || *at == '=' || *at == '/') ++at;
     for (; isWordCharacter(*at) || (*at == '/' && !result.right.empty()); ++at)
         result.right += *at == '/' ? '.' : *at;

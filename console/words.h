@@ -1,4 +1,4 @@
-// Words of a command line. White space is what isspace() takes for it.
+// Words of a command line. White space is as in isspace().
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 /// The first word of a text and what follows it.
 struct FirstWord {
-    std::string_view word;  ///< empty when the text is, or begins with white space
-    const char* rest;       ///< behind the word and the white space that follows it
+    std::string_view word;  ///< empty when the text is empty or begins with white space
+    const char* rest;       ///< after the word and the white space that follows it
 };
 
 inline FirstWord firstWord(const char* text) {
@@ -18,7 +18,7 @@ inline FirstWord firstWord(const char* text) {
     return {std::string_view(text, static_cast<std::size_t>(end - text)), skipSpace(end)};
 }
 
-/// Cuts the word at the start of `text` off: what runs to white space or one of `stops`.
+/// Removes the word at the start of `text`, which ends at white space or one of `stops`.
 inline std::string takeWord(const char*& text, const char* stops = "") {
     const std::string_view all(text), ends(stops);
     size_t length = 0;
@@ -35,7 +35,7 @@ struct Assignment {
     std::string right;  ///< a path with slashes becomes a dotted one
 };
 
-/// Splits two words of letters, digits and ".-_$" with blanks, '=' or '/' between them. What is
-/// missing is empty.
+/// Splits two words of letters, digits and ".-_$" with blanks, '=' or '/' between them. A missing
+/// word is empty.
 /// @param argument  null counts as empty
 Assignment splitAssignment(const char* argument);
