@@ -34,7 +34,7 @@ bool locate(const QkTrace* trace, int64_t index, int64_t bit, int count, Field& 
     return field.offset >= 0 && field.offset + count <= range.width;
 }
 
-/// What of a field one part holds.
+/// The piece of a field that one part holds.
 struct Piece {
     int count;
     int shift;  ///< bits of the part below the piece
@@ -55,7 +55,7 @@ bool eachPiece(Trace* trace, const Field& field, Visit&& visit) {
     return top >= field.offset + field.count;
 }
 
-/// @return the bit of the trace that stands behind bit `bit` of the name
+/// @return the bit of the trace that is bit `bit` of the name
 int64_t bitOfTrace(const QkName* name, int64_t bit) {
     if (name->kind == kPlainName) return bit;
     const BitRange& own = name->extension->range;
@@ -148,7 +148,7 @@ int writeBits(QkName* name, int64_t index, int64_t bit, int count, uint64_t valu
 
 namespace {
 
-/// The bits of a chunk, in the name's own numbers.
+/// The bits of a chunk, in the name's bit numbers.
 struct ChunkBits {
     int64_t bit;
     int count;  ///< 0 when the chunk lies beyond the width

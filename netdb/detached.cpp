@@ -1,10 +1,10 @@
 // Modules that are destroyed while nets above them stay, and made again.
 //
-// The nets of such a module are detached: their names stay, on traces whose storage is the
-// library's own, so that nothing reads what the module had. A detached trace has detached names
-// only, and is in no index of addresses. When a module claims the scope again, its tables make new
-// names beside the detached ones; at the end of its section each detached name takes the place of
-// the new one of its text.
+// The nets of such a module are detached: their names stay, on traces whose storage belongs to the
+// library, so that nothing reads the module's storage. A detached trace has only detached names,
+// and is in no index of addresses. When a module claims the scope again, its tables make new names
+// beside the detached ones; at the end of its section each detached name replaces the new one with
+// the same text.
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Has a part hold its own value. One in no capture has the value 0.
+/// Makes a part hold its own value. A part that is not captured has the value 0.
 void useOwnStorage(QkTrace* part) {
     SameAddress::init(part);
     part->detached = true;
@@ -26,14 +26,14 @@ void useOwnStorage(QkTrace* part) {
         part->address = &part->value;
         return;
     }
-    // Pages that nobody touches cost nothing.
+    // Untouched pages cost nothing.
     part->extras->ownStorage.reset(
         static_cast<char*>(std::calloc(part->nel, static_cast<size_t>(part->elementBytes()))));
     part->address = part->extras->ownStorage.get();
     if (!part->address) failAllocation("malloc", "net database");
 }
 
-/// What a net is no longer: a comparison leaves it out, and no owner is looked for.
+/// Flags that a detached net loses: a comparison leaves it out, and no owner is looked for.
 constexpr uint32_t kLostFlags = QK_flag_register | QK_flag_shadow;
 
 bool isLiving(const QkTrace* trace) {
@@ -43,7 +43,7 @@ bool isLiving(const QkTrace* trace) {
             std::any_of(trace->extras->exnames.begin(), trace->extras->exnames.end(), isThere));
 }
 
-/// @return what is copied from the storage of a part
+/// @return the traces that are copied from the storage of a part
 std::vector<QkTrace*> copiesFrom(QkTrace* part) {
     const CopyGroup* const group = copiesOf(part);
     if (!group || !SameAddress::find(part, [](const QkTrace* trace) { return trace->copied; }))
@@ -77,7 +77,8 @@ void QkDatabase::detachModule(QkScope* scope) {
     announce(&DatabaseListener::storageMoves);
     std::vector<QkName*> gone;
     detachScope(scope, gone);
-    // A net that others have a name for stays as it is. The module's names of it move away.
+    // A net for which other modules have a name stays as it is. The module's names for it move
+    // away.
     PointerTable<QkTrace, QkTrace> standIns;
     for (QkName* name : gone) {
         QkTrace* const trace = name->trace;
@@ -122,7 +123,7 @@ void QkDatabase::detachStorage(QkTrace* part, bool isActive) {
         part->extras->traceWord = nullptr;
     }
     leaveAddress(part);
-    dropAtAddress(former);  // inverted forms that no name has asked for
+    dropAtAddress(former);  // inverted forms that no name uses
     if (!isActive) part->value = 0;
     useOwnStorage(part);
     part->flags &= ~kLostFlags;
@@ -187,7 +188,7 @@ bool sameElements(const QkTrace* a, const QkTrace* b) {
            a->arrayRight() == b->arrayRight();
 }
 
-/// @return whether what a user has asked for of the one name can be had of the other
+/// @return whether handles, breakpoints and traces of one name can be moved to the other
 bool agree(const QkName* name, const QkName* fresh) {
     const bool isSlice = name->isSlice();
     if (isSlice != fresh->isSlice() || (isSlice && name->kind != fresh->kind)) return false;
@@ -199,8 +200,8 @@ bool sameForm(const QkTrace* a, const QkTrace* b) {
            sameRange(a->range, b->range) && sameElements(a, b);
 }
 
-/// @return whether a detached trace may take the storage of one that is all the open section's own,
-///         and that nobody has asked anything of
+/// @return whether a detached trace may take the storage of one that belongs only to the open
+///         section and is not used for anything yet
 bool mayAdopt(const QkTrace* trace, const QkTrace* fresh) {
     if (!trace->detached || fresh->detached || fresh->ntrace != 0 || fresh->vcdSlot != 0 ||
         !sameForm(trace, fresh))
@@ -317,7 +318,7 @@ void QkDatabase::renewNames(QkScope* const* scopes, int count) {
         if (scopes[i]) scopes[i]->inSection = false;
 }
 
-/// Drops what a module made again has no rows for, down to where other modules begin.
+/// Removes names for which a module made again has no rows, down to the scopes of other modules.
 void QkDatabase::dropDetached(QkScope* scope) {
     if (!scope->detached || scope->claimed || scope->inSection) return;
     ScopeNames::each(scope->allNames, [&](QkName* name) {

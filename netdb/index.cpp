@@ -46,7 +46,7 @@ size_t HashIndex::slotOf(uint32_t hash, uint32_t id) const {
 
 void HashIndex::remove(uint32_t hash, uint32_t id) {
     size_t hole = slotOf(hash, id);
-    // Entries behind the hole move up as long as that does not take them past their home.
+    // Entries after the hole move up, unless that would move them before their home slot.
     for (size_t at = next(hole); slots[at].id != kNone; at = next(at)) {
         const size_t distance = (at - home(slots[at].hash)) & (capacity - 1);
         if (distance >= ((at - hole) & (capacity - 1))) {

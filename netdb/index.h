@@ -1,16 +1,16 @@
 // Hash indexes of the net database.
 //
-// An index maps hashes to record numbers. It has no order of its own: what a user sees comes from
-// the rings. A slot holds the whole hash, so that a probe seldom looks at a record that is not
-// wanted, and growing looks at none.
+// An index maps hashes to record numbers. It has no order of its own: the user sees the order of
+// the rings. A slot holds the whole hash, so that a probe rarely reads a wrong record, and growing
+// reads none.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
-/// Open addressing, linear probing, at most three quarters full. One hash may stand in it any
-/// number of times. The low bits of a hash are its place: hashes that count up stand side by side.
+/// Open addressing, linear probing, at most three quarters full. A hash may occur any number of
+/// times. The low bits of a hash are its place, so consecutive hashes have adjacent places.
 class HashIndex {
 public:
     HashIndex() = default;
@@ -19,13 +19,13 @@ public:
     HashIndex& operator=(const HashIndex&) = delete;
 
     void insert(uint32_t hash, uint32_t id);
-    /// Takes out the entry of this hash and number, which is there.
+    /// Removes the entry of this hash and number, which must exist.
     void remove(uint32_t hash, uint32_t id);
-    /// Replaces the number in the entry of this hash and number, which is there.
+    /// Replaces the number in the entry of this hash and number, which must exist.
     void replace(uint32_t hash, uint32_t id, uint32_t newId);
-    /// Makes room for `count` entries more.
+    /// Makes room for `count` more entries.
     void reserve(size_t count);
-    /// Has the place of a hash fetched from memory, before it is wanted.
+    /// Prefetches the place of a hash.
     void prefetch(uint32_t hash) const {
         if (capacity != 0) __builtin_prefetch(&slots[home(hash)], 1);
     }
@@ -58,15 +58,15 @@ private:
     size_t used = 0;
 };
 
-/// Hash of an address. Nets stand close together in memory and mostly come in that order, so the
-/// addresses of one cache line have neighbouring places in an index.
+/// Hash of an address. Nets are close together in memory and mostly registered in that order, so
+/// the addresses of one cache line have neighbouring places in an index.
 inline uint32_t hashAddress(const void* address) {
     const uint64_t bits = reinterpret_cast<uintptr_t>(address);
     const uint64_t line = (bits >> 6) * uint64_t{0x9E3779B97F4A7C15};
     return static_cast<uint32_t>(line >> 37) << 5 | (bits >> 1 & 31);
 }
 
-/// Hash for look-up by name, letters folded to upper case; continues `hash`.
+/// Hash for look-up by name, letters converted to upper case; continues `hash`.
 uint32_t foldedHashFrom(uint32_t hash, const char* text);
 uint32_t foldedHashFrom(uint32_t hash, const char* text, size_t length);
 inline constexpr uint32_t kFoldedHashStart = 0x811C9DC5;

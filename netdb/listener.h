@@ -7,8 +7,8 @@ class QkScope;
 struct QkName;
 struct QkTrace;
 
-/// A part that keeps records of its own about names, traces or scopes. QkDatabase::listeners says
-/// in which order the parts are called. None may change the hierarchy meanwhile.
+/// A part that keeps its own records about names, traces or scopes. QkDatabase::listeners
+/// determines the order in which the parts are called. None may change the hierarchy meanwhile.
 class DatabaseListener {
 public:
     /// A name is about to be removed. It still is in all rings and indexes.
@@ -19,13 +19,14 @@ public:
     virtual void scopeGoes(QkScope* /*scope*/) {}
     /// The net of a trace is about to lose its storage. Its names stay.
     virtual void netDetaches(QkTrace* /*trace*/) {}
-    /// The storage of traces is about to move: the values last seen have to be in QkTrace::value.
+    /// The storage of traces is about to move: the values last seen must be stored in
+    /// QkTrace::value.
     virtual void storageMoves() {}
-    /// A name that is no virtual variable is about to leave its trace for another.
+    /// A name that is not a virtual variable is about to leave its trace for another.
     virtual void nameLeaves(QkName* /*name*/) {}
     /// It has arrived there.
     virtual void nameArrives(QkName* /*name*/, QkTrace* /*from*/) {}
-    /// Values of the model have been found to stand in further places.
+    /// Copies of values have been found in further places.
     virtual void copiesFound() {}
     /// An element of an array that something follows has changed. Only QkDatabase::recorder is
     /// called, as arrays may change at each wave. @param index  as declared

@@ -14,7 +14,7 @@ bool sameCharacter(char a, char b, bool ignoreCase) {
     return a == b || (ignoreCase && folded(a) == folded(b));
 }
 
-/// The full names of a walk, of which consecutive ones mostly share the scope.
+/// Makes the full names of a walk; consecutive names are mostly in the same scope.
 class FullNameWalk {
 public:
     const char* of(const QkName* name) {
@@ -38,8 +38,8 @@ private:
 }  // namespace
 
 bool matchesPattern(const char* text, const char* pattern, bool ignoreCase) {
-    // On a mismatch only the last '*' need take one character more: what an earlier one took was
-    // already the least that it could.
+    // On a mismatch only the last '*' must match one more character: earlier ones already match as
+    // few as possible.
     const char* afterStar = nullptr;
     const char* resume = nullptr;
     for (;;) {
@@ -99,7 +99,7 @@ std::vector<QkName*> QkDatabase::matching(const char* pattern) const {
     if (!std::strchr(pattern, '*')) {
         eachOfFullName(pattern, [&](QkName* name) { found.push_back(name); });
         if (found.size() <= 1) return found;
-        found.clear();  // several: the walk puts them in order
+        found.clear();  // several: the walk finds them in order
     }
     FullNameWalk fullNames;
     NameRing::each(names, [&](QkName* name) {
@@ -111,18 +111,18 @@ std::vector<QkName*> QkDatabase::matching(const char* pattern) const {
 
 namespace {
 
-/// @return whether a look-up for one object may give the name
+/// @return whether a look-up for one object may return the name
 bool isCandidate(const QkName* name) {
     return !(name->netFlags & (QK_flag_hidden | QK_flag_replaced)) && !name->readsCopy;
 }
 
-/// @return whether it may give the name where nothing else matches
+/// @return whether it may return the name if nothing else matches
 bool isSecondChoice(const QkName* name) {
     return !qk_strict && (name->netFlags & QK_flag_replaced) &&
            !(name->netFlags & QK_flag_hidden) && !name->readsCopy;
 }
 
-/// Names of which one is wanted.
+/// Names of which one is to be chosen.
 struct Choice {
     QkName* one = nullptr;
     int count = 0;
@@ -168,7 +168,7 @@ QkName* QkDatabase::findCandidate(const char* pattern, const QkName* after) cons
     }
     FullNameWalk fullNames;
     for (QkName* name = after ? after->next : names; name; name = name->next) {
-        if (after && name == names) return nullptr;  // round the ring
+        if (after && name == names) return nullptr;  // once around the ring
         after = name;
         if (isCandidate(name) &&
             matchesPattern(fullNames.of(name), pattern, name->scope->caseInsensitive))

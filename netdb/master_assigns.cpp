@@ -40,7 +40,7 @@ MasterArrayAssign* QkDatabase::arrayRecordAt(void* cell) {
 }
 
 void QkDatabase::releaseArrayRecord(MasterArrayAssign* record) {
-    // The cell is left as it is: it may have gone with its module's storage.
+    // The cell is not written: it may have been destroyed with its module's storage.
     if (--record->users == 0) arrayRecords.erase(record->cell);
 }
 
@@ -88,7 +88,7 @@ public:
         report(array);
     }
 
-    /// Reports changes outside a wave. What is to be copied, and the list, wait for one.
+    /// Reports changes outside a wave. Copying, and clearing the list, wait for the next wave.
     void look() {
         QkTrace* const array = record.owner;
         if (!array || array->nTraced() == 0) return;
@@ -101,16 +101,16 @@ public:
 
 private:
     void report(QkTrace* array) const {
-        // The record may change under what a report sets off.
+        // Reporting may change the record.
         const uint64_t removals = qkDatabase->removals;
         for (const uint32_t element : changed) {
-            if (removals != qkDatabase->removals) return;  // the array may have gone
+            if (removals != qkDatabase->removals) return;  // the array may have been removed
             qkDatabase->recorder->elementChanged(array, array->indexOf(element));
         }
     }
 
     void applyListed() {
-        // An element that was written twice no longer differs when its turn comes again.
+        // An element that was written twice no longer differs the second time.
         for (int i = 0; i < record.count; ++i) {
             const uint32_t element = record.list[static_cast<size_t>(i)];
             if (following && anyDiffers(static_cast<int>(element))) changed.push_back(element);
@@ -187,7 +187,7 @@ void QkDatabase::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void*
     }
     if (record->all.empty()) followed.push_back(record);
     if (record->cell && !record->list) makeList(*record, part->nel);
-    ArrayWave(*record).run();  // what has been written so far is for the older buffers
+    ArrayWave(*record).run();  // earlier writes belong to the older buffers
     std::unique_ptr<ValueBuffer> buffer =
         ValueBuffer::make(part->header, part->address, to, part->width(), part->nel,
                           record->list != nullptr, part->stride());
@@ -212,7 +212,7 @@ namespace {
 
 template <class Wanted>
 void lookAtEach(const std::vector<MasterArrayAssign*>& records, Wanted&& wanted) {
-    // What is told of a change may add and remove records.
+    // Reporting a change may add and remove records.
     for (size_t i = 0; i < records.size(); ++i)  // NOLINT(modernize-loop-convert)
         if (wanted(records[i])) ArrayWave(*records[i]).look();
 }
@@ -228,7 +228,7 @@ void QkDatabase::lookAtArrays(const QkTrace* header) const {
                [&](const MasterArrayAssign* record) { return !header || record->owner == header; });
 }
 
-/// Erases the buffers that read or keep up the storage at `address` and for which isOut() holds.
+/// Erases the buffers that read or update the storage at `address` and for which isOut() is true.
 template <class IsOut>
 void QkDatabase::eraseBuffers(const void* address, IsOut&& isOut) {
     const auto [from, to] = listsByStorage.equal_range(address);
@@ -462,8 +462,7 @@ void copy(const MasterAssign& assign) {
 }  // namespace
 
 void applyMasterAssigns(QkScope& scope) {
-    // What is told of a change may add records.
-    // NOLINTNEXTLINE(modernize-loop-convert)
+    // Reporting a change may add records. NOLINTNEXTLINE(modernize-loop-convert)
     for (size_t i = 0; i < scope.masterArrayAssigns.size(); ++i)
         ArrayWave(*scope.masterArrayAssigns[i]).run();
     for (const MasterAssign& assign : scope.masterAssigns) copy(assign);

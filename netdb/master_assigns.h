@@ -1,9 +1,10 @@
 // Copies of a net in several places of the model, kept equal by the library.
 //
-// A design instance may hold a net in a variable of its own beside the variable of the net's owner
-// in an enclosing module. The generated code writes the owner; after each wave the library copies
-// it to the others. Arrays have a list of the elements written since the last wave, in which the
-// generated code notes its writes, so that tracing and copying cost by the writes.
+// An instance may hold a net in its own variable, in addition to the variable of the net's owner in
+// an enclosing module. The generated code writes the owner; after each wave the library copies it
+// to the others. Arrays have a list of the elements written since the last wave, in which the
+// generated code notes its writes, so that the cost of tracing and copying depends on the number of
+// writes.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +24,7 @@ struct CopyGroup {
     void remove(const QkTrace* trace);
 };
 
-/// One run of bytes to copy at each wave.
+/// A run of bytes to copy at each wave.
 struct MasterAssign {
     char* to;
     const char* from;
@@ -40,7 +41,7 @@ struct MasterArrayAssign {
     int32_t count = 0;     ///< entries in use; above `capacity`: the whole array counts as changed
     int32_t capacity = 0;  ///< the list has room for one more
     std::unique_ptr<uint32_t[]>
-        list;  ///< element numbers, in storage; null until something listens
+        list;  ///< element numbers, in storage order; null until something listens
 
     QkScope* scope = nullptr;  ///< applies the record; null until something listens
     void* cell = nullptr;      ///< generated code's place of the handle; null for a private record
@@ -51,14 +52,14 @@ struct MasterArrayAssign {
     void note(uint32_t element) {
         if (list && count <= capacity) list[static_cast<uint32_t>(count++)] = element;
     }
-    /// Has the whole array count as changed.
+    /// Marks the whole array as changed.
     void overflow() { count = capacity + 1; }
 };
 
-/// Does a scope's copies, and reports changes of its traced arrays.
+/// Carries out a scope's copies, and reports changes of its traced arrays.
 void applyMasterAssigns(QkScope& scope);
 
 // ---- Copies of one value in several places of the model
 
-/// @return the other places of the trace's storage, or null when it stands alone
+/// @return the group of the trace's storage, or null when it has no copies
 CopyGroup* copiesOf(QkTrace* trace);

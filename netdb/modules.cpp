@@ -24,7 +24,7 @@ void kelvo_module::qk_finalize_wave() {
 void kelvo_module::verify_instance_name() {
     if (qk_name_verified) return;
     qk_name_verified = 1;
-    // Dots alone name no scope.
+    // A name of dots only is not a scope.
     if (!qk_instance_name || !qk_instance_name[std::strspn(qk_instance_name, ".")]) {
         qk_parent = nullptr;
         std::free(qk_instance_name);
@@ -42,7 +42,7 @@ void kelvo_module::verify_instance_name() {
 
 QkScope* kelvo_module::qk_get_scope(bool case_insensitive) {
     if (qk_scope) return qk_scope;
-    // A nameless module is at the top, whatever parent it was given.
+    // A module without a name is at the top, whatever its parent.
     const auto parentScope = [&] {
         return qk_parent ? qk_parent->qk_get_scope(case_insensitive) : nullptr;
     };
@@ -54,7 +54,7 @@ QkScope* kelvo_module::qk_get_scope(bool case_insensitive) {
     qkDatabase->findScopePath(scope, qk_instance_name, false, case_insensitive, true);
     QK_ASSERT(scope);
 
-    // Another instance of this name got there first: take the first free name below it.
+    // Another instance has claimed this name already: use the first free name below it.
     QkScope* const named = scope;
     for (int k = named->uniqueTaken; scope->module; named->uniqueTaken = ++k) {
         const size_t room = std::strlen(qk_instance_name) + 40;

@@ -158,8 +158,7 @@ QkName* QkDatabase::addVirtual(const char* localName) {
     name->kind = kVirtualName;
     name->extension = new NameExtension;
     name->extension->range.width = 0;
-    // A trace of its own, in no ring: code that looks at a name's trace finds a net without
-    // storage.
+    // A separate trace, in no ring: code that reads a name's trace finds a net without storage.
     uint32_t id;
     QkTrace* const trace = traceStore.make(id);
     trace->id = id;
@@ -185,7 +184,7 @@ void QkDatabase::leaveSources(QkName* name) {
     --name->scope->virtualCount;
 }
 
-/// What virtual variables read of a trace that goes becomes zero bits.
+/// Bits that virtual variables read from a removed trace become zero.
 void QkDatabase::dropReaders(QkTrace* trace) {
     if (!trace->extras) return;
     for (QkName* variable : trace->extras->pvnames)
@@ -197,7 +196,7 @@ void QkDatabase::dropReaders(QkTrace* trace) {
 
 namespace {
 
-/// A name with what decides its place, so that most comparisons stay within the array.
+/// A name with the data that determines its place, so that most comparisons stay within the array.
 struct SortKey {
     uint64_t start;  // stimulus or not, then the first characters, big-endian
     QkName* name;
@@ -218,7 +217,7 @@ SortKey sortKey(QkName* name) {
 
 bool before(const SortKey& a, const SortKey& b) {
     if (a.start != b.start) return a.start < b.start;
-    if (a.start & 0xff) {  // no end of text among the first characters
+    if (a.start & 0xff) {  // the text does not end within the first characters
         const int order = std::strcmp(a.name->name + kKeyCharacters, b.name->name + kKeyCharacters);
         if (order != 0) return order < 0;
     }
@@ -231,7 +230,7 @@ void QkDatabase::sortNames(QkScope* scope, std::vector<QkName*>& sorted) {
     std::vector<SortKey> keys;
     keys.reserve(static_cast<size_t>(scope->nameCount));
     ScopeNames::each(scope->allNames, [&](QkName* name) { keys.push_back(sortKey(name)); });
-    // Tables mostly come in a good order, and the ring is newest first.
+    // Tables are mostly in a good order already, and the ring is newest first.
     std::reverse(keys.begin(), keys.end());
     if (!std::is_sorted(keys.begin(), keys.end(), before))
         std::sort(keys.begin(), keys.end(), before);

@@ -5,8 +5,8 @@
 // whose parts are traces of their own. Several names may share one trace, and several traces may
 // share one address.
 //
-// A million nets are ordinary, so both records are kept small: what few of them need stands in
-// NameExtension and TraceExtras, made on demand.
+// A million nets are common, so both records are kept small: rare fields are in NameExtension and
+// TraceExtras, which are made on demand.
 #pragma once
 
 #include <cstdint>
@@ -26,32 +26,34 @@ struct QkName;
 struct ScopeActivity;
 struct QkTrace;
 
-/// The most bits of a net in parts, and of a name that reads one.
+/// The maximum number of bits of a net in parts, and of a name that reads one.
 inline constexpr int kMostNetBits = 1 << 24;
 
-/// What a name reads through. Extracts and virtual variables have code and range of their own.
+/// How a name reads its value. Extracts and virtual variables have their own identifier code and
+/// range.
 enum NameKind : uint8_t { kPlainName = 0, kTermName = 1, kExtractName = 2, kVirtualName = 3 };
 
 /// A run of bits of a virtual variable: a slice of a net, or a constant.
 struct VirtualElement {
     int width;
-    QkTrace* trace;  ///< null for a constant, and once the net has gone
+    QkTrace* trace;  ///< null for a constant, and after the net was removed
     int offset;      ///< of the slice's low bit from the low end of the trace's value
     uint64_t idle;   ///< the constant; 0 for a slice
     int above = 0;   ///< bits of the elements before it
 };
 
-/// What names of kind 1 to 3 have beside the common fields.
+/// Additional fields of names of kinds 1 to 3.
 struct NameExtension {
     BitRange range;                        ///< the name's own bounds, kinds 1 to 3
     int offset = 0;                        ///< kind 2: low bit of the slice within its trace
-    uint32_t vcdSlot = 0;                  ///< slices: place in the trace writer, 0 for none yet
+    uint32_t vcdSlot = 0;                  ///< slices: place in the trace writer, 0 if there is
+                                           ///< none yet
     int holds = 0;                         ///< slices: reasons to compare it at captures
     std::vector<uint64_t> recorded;        ///< slices, compared: the chunks as last seen
     std::vector<VirtualElement> elements;  ///< kind 3: the most significant first
 };
 
-// What a look-up reads stands first.
+// The fields that a look-up reads come first.
 struct QkName {
     const char* name;  ///< local name, in the model's text store
     QkScope* scope;
@@ -69,7 +71,7 @@ struct QkName {
     bool readsCopy : 1;                         ///< the trace is a copy of an owner elsewhere
     bool notifies : 1;                          ///< its handle asks for changes
     bool hasBreaks : 1;                         ///< its handle has breakpoints
-    bool partial : 1;                           ///< kind 1 of another width than its net: a slice
+    bool partial : 1;                           ///< kind 1 with another width than its net: a slice
     bool detached : 1;                          ///< waits for its module to be made again
     QkName *next, *prev;                        ///< ring QkModel::names
     QkName *same_scope_next, *same_scope_prev;  ///< ring QkScope::allNames
@@ -79,8 +81,8 @@ struct QkName {
     bool isHidden() const;
     /// @return the bounds that the user sees: the trace's for a plain name, else the name's own
     const BitRange& range() const;
-    /// @return whether the value is a slice, or several, of what traces hold. Slices are compared,
-    ///         recorded and written on their own
+    /// @return whether the value is one or more slices of traces. Slices are compared, recorded and
+    ///         written separately
     bool isSlice() const { return kind >= kExtractName || partial; }
     int chunkCount() const { return (range().width + QK_MAXUBITS - 1) / QK_MAXUBITS; }
     /// @return whether a handle follows its changes
@@ -95,7 +97,7 @@ struct TraceExtras {
     int arrayLeft = 0;  ///< element bounds as declared
     int arrayRight = 0;
     const void* traceWord = nullptr;            ///< storage of the owner that this net is a copy of
-    MasterArrayAssign* arrayRecord = nullptr;   ///< the change list in generated code's cell
+    MasterArrayAssign* arrayRecord = nullptr;   ///< the change list in the cell of generated code
     CopyGroup* copies = nullptr;                ///< shared by its members
     size_t copyPlace = 0;                       ///< among them
     const void* formerAddress = nullptr;        ///< of a detached owner of copies
@@ -132,13 +134,13 @@ private:
 };
 
 struct QkTrace {
-    // The first 64 bytes are what writing a value touches.
+    // Writing a value touches only the first 64 bytes.
     void* address;  ///< the model's storage; null for a header
     BitRange range;
     QkTrace* header;  ///< of this part; a trace of one part is its own
     QkTrace* bits;    ///< header: the first part; part: the next one; null for a trace of one part
     TraceExtras* extras;  ///< owned; null for most
-    uint32_t flags;       ///< net flags; a header gathers those of its parts
+    uint32_t flags;       ///< net flags; a header has those of all its parts
     uint32_t nel;         ///< elements of an array, else 0
     int32_t ntrace;       ///< reasons to compare it: traced and watched names that read this trace
     int32_t nshow;        ///< shown names, and those whose handles ask for changes
@@ -148,22 +150,22 @@ struct QkTrace {
     QkTrace *a_next, *a_prev;          ///< ring QkTraceWriter::active_traces, null outside it
     QkName* names;                     ///< head of the ring of names bound to this trace
     uint32_t changed;                  ///< sticky: a capture saw a change
-    int32_t nrecord;        ///< traced names that are no slices: they have its changes recorded
+    int32_t nrecord;        ///< traced names that are not slices: reasons to record its changes
     int32_t nbreak;         ///< names with breakpoints that read this trace
     uint32_t vcdSlot;       ///< place in the trace writer, 0 for none yet
     uint32_t id;            ///< number in the store
     bool invert;            ///< reads the storage inverted
     bool isPart;            ///< registered as a part: the mode had QK_parts
-    bool detached : 1;      ///< its names wait for their module; the storage is the library's own
-    bool copied : 1;        ///< some copy was found to have this as its owner
+    bool detached : 1;      ///< its names wait for their module; the library owns the storage
+    bool copied : 1;        ///< a copy was found that has this as its owner
     bool orphan : 1;        ///< a copy whose owner has been detached
     bool resolved : 1;      ///< its owner has been looked for
-    bool ignored : 1;       ///< never compared with a reference trace, by the user's wish
+    bool ignored : 1;       ///< never compared with a reference trace, as the user requested
     bool forceCompare : 1;  ///< a top-level output: compared whatever its flags
-    /// An array's part: the other parts of an element lie beside it.
+    /// An array's part: the other parts of an element are adjacent to it.
     bool isInterleaved : 1;
 
-    /// @return whether the value stands in parts, which have traces of their own
+    /// @return whether the value is in parts, which have their own traces
     bool isHeader() const { return isPart && !address; }
     bool isArray() const { return nel != 0; }
     /// @return whether this is a copy of a net whose owner is elsewhere
@@ -193,7 +195,7 @@ struct QkTrace {
     int stride() const {
         return isInterleaved ? (header->range.width + 31) / 32 * 4 : elementBytes();
     }
-    /// @return the value in storage, in this trace's polarity; `element` counts elements in storage
+    /// @return the value in storage, in this trace's polarity; `element` is in storage order
     uint64_t readStorage(uint32_t element = 0) const {
         const uint64_t raw = loadStorage(
             static_cast<const char*>(address) + uint64_t{element} * static_cast<unsigned>(stride()),
@@ -205,7 +207,7 @@ struct QkTrace {
         const int64_t offset = distanceFromRight(index);
         return offset >= 0 && offset < nel;
     }
-    /// @return the place in storage of the element at `index`, which is within the bounds
+    /// @return the place in storage of the element at `index`, which must be within the bounds
     uint32_t elementOf(int64_t index) const {
         return static_cast<uint32_t>(distanceFromRight(index));
     }
@@ -222,7 +224,7 @@ private:
     }
 };
 
-/// Closes messages about broken or mismatched generated code.
+/// The end of messages about broken or mismatched generated code.
 inline constexpr const char* kSupportContact =
     "Please send this text to your support contact for ZEFT.\n";
 
@@ -233,15 +235,15 @@ using TraceRing = Ring<QkTrace, &QkTrace::next, &QkTrace::prev>;
 using SameAddress = Ring<QkTrace, &QkTrace::sameAddr_n, &QkTrace::sameAddr_p>;
 using ActiveTraces = Ring<QkTrace, &QkTrace::a_next, &QkTrace::a_prev>;
 
-/// Holds the names that registration has made but not bound. In no ring of traces. It reads as a
-/// bit that is 0.
+/// Holds the names that registration has made but not bound. It is in no ring of traces, and reads
+/// as a bit that is 0.
 extern QkTrace gDummyTrace;
 
-/// @return some name that reads a trace, the first bound to it if there is one, or null
+/// @return a name that reads a trace, the first bound to it if there is one, or null
 const QkName* anyName(const QkTrace* trace);
 
-/// Asserts that a name is bound. Between the rows of a section those that wait for the net which
-/// replaces them are not. @return whether it is
+/// Asserts that a name is bound. Within a section, names that wait for the net that replaces them
+/// are not. @return whether it is
 bool isBound(const QkName* name);
 
 class QkScope {
@@ -254,7 +256,7 @@ public:
     QkScope* parent;                           ///< null at the top
     QkScope *next = nullptr, *prev = nullptr;  ///< ring of siblings, or QkModel::top_scopes
     QkScope* children = nullptr;
-    int number = 0;  ///< given at completion, from 1
+    int number = 0;  ///< assigned at completion, from 1
     bool caseInsensitive;
     QkName* allNames = nullptr;
     int nameCount = 0;
@@ -267,17 +269,18 @@ public:
     bool claimed = false;            ///< `module` has been set, now or before
     bool detached = false;           ///< names in it may wait for their module to be made again
     bool inSection = false;          ///< of the open section, which makes a module again
-    int uniqueTaken = 0;             ///< modules have claimed the children qk_unique0 below this
+    int uniqueTaken = 0;             ///< modules have claimed the children from qk_unique0 to below
+                                     ///< this
     uint32_t hash;                   ///< of the full name and a dot; each name's continues it
-    std::vector<MasterAssign> masterAssigns;  ///< by rising `to` once complete
+    std::vector<MasterAssign> masterAssigns;  ///< by ascending `to` once complete
     std::vector<MasterArrayAssign*> masterArrayAssigns;
     ScopeActivity* activity = nullptr;  ///< counters of the scope's signals; owned
 
     /// @return whether waves have something to copy or to report
     bool hasCopies() const { return !masterAssigns.empty() || !masterArrayAssigns.empty(); }
-    /// @return whether the scope has names beside those that the user made
+    /// @return whether the scope has names other than those that the user made
     bool holdsNets() const { return nameCount > virtualCount; }
-    /// @return whether every scope above this one holds no nets: empty wrappers are no levels
+    /// @return whether no scope above this one holds nets: empty wrappers do not count as levels
     bool isTopLevel() const;
 };
 
@@ -302,7 +305,8 @@ private:
 
 // ---- Values through traces and names
 
-/// What qk_write_count() returns: whoever writes values for a user or from a file counts them here.
+/// The result of qk_write_count(): code that writes values for a user or from a file counts them
+/// here.
 extern uint64_t qkWriteCount;
 
 /// Reads `count` bits, 0 to 64, from bit number `bit` (the lowest wanted, in declared numbering).
@@ -310,8 +314,8 @@ extern uint64_t qkWriteCount;
 /// @param out    receives the bits, right-aligned
 /// @return 0, or 1 when an index or a bit lies outside
 int readBits(const QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t* out);
-/// Writes the same bits, to every copy of the value in its own polarity, and has the change lists
-/// of arrays know.
+/// Writes the same bits, to every copy of the value in its own polarity, and notes them in the
+/// change lists of arrays.
 int writeBits(QkTrace* trace, int64_t index, int64_t bit, int count, uint64_t value);
 /// The same through a name, in the name's own bit numbers.
 int readBits(const QkName* name, int64_t index, int64_t bit, int count, uint64_t* out);
@@ -321,7 +325,7 @@ int writeBits(QkName* name, int64_t index, int64_t bit, int count, uint64_t valu
 /// @param index  array index as declared; 0 for a scalar
 /// @return the bits; 0 beyond the width and for a failed read
 uint64_t readChunk(const QkName* name, int chunk, int64_t index);
-/// Writes it; bits of `value` above those of the chunk are cut off.
+/// Writes the chunk; bits of `value` above those of the chunk are dropped.
 /// @return 0, or 1 when the chunk or the index lies outside
 int writeChunk(QkName* name, int chunk, int64_t index, uint64_t value);
 
@@ -329,7 +333,7 @@ int writeChunk(QkName* name, int chunk, int64_t index, uint64_t value);
 int readVirtualBits(const QkName* name, int64_t bit, int count, uint64_t* out);
 int writeVirtualBits(QkName* name, int64_t bit, int count, uint64_t value);
 
-/// Calls visit(QkTrace*) for each trace that the name reads: a virtual variable's once for each
+/// Calls visit(QkTrace*) for each trace that the name reads: for a virtual variable once for each
 /// slice.
 template <class Visit>
 void eachSource(const QkName* name, Visit&& visit) {
@@ -357,5 +361,5 @@ void eachNameOfStorage(const QkName* name, Visit&& visit) {
 
 // ---- Look-up
 
-/// Matches a whole text against a pattern in which '*' stands for any run of characters.
+/// Matches a whole text against a pattern in which '*' matches any run of characters.
 bool matchesPattern(const char* text, const char* pattern, bool ignoreCase);

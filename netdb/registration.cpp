@@ -26,7 +26,7 @@ const char* instanceName(const kelvo_module* m) {
 
 /// Ends the run with a message.
 [[noreturn]] __attribute__((format(printf, 1, 2))) void fail(const char* format, ...) {
-    static std::string text;  // never freed: the end of the process does not come back here
+    static std::string text;  // never freed: the process ends here
     text.clear();
     std::va_list arguments;
     va_start(arguments, format);
@@ -46,7 +46,7 @@ QkRegistrationData::QkRegistrationData(kelvo_module* m, int scopeCount, int netC
     ns = std::max(ns, 1);
     nn = std::max(nn, 0);
     const auto scopes = static_cast<size_t>(ns), nets = static_cast<size_t>(nn);
-    // Cleared pages cost nothing until a row touches them.
+    // Zero pages cost nothing until a row touches them.
     pscopes = static_cast<QkScope**>(std::calloc(scopes, sizeof *pscopes));
     pnames = static_cast<QkName**>(std::calloc(nets + 1, sizeof *pnames));
     lowIndices = static_cast<int*>(std::calloc(nets + 1, sizeof *lowIndices));
@@ -74,7 +74,7 @@ void QkRegistrationData::abandon(const QkScope* scope) {
         return;
     delete open;
     open = nullptr;
-    // Names that wait for their replacement would be taken for those of the next section.
+    // Otherwise names that wait for their replacement would seem to be those of the next section.
     while (gDummyTrace.names) qkDatabase->removeName(gDummyTrace.names);
 }
 
@@ -197,7 +197,7 @@ void QkRegistrationData::prefetch(const QkGRNet& row) const {
 
 namespace {
 
-/// Where a row makes a name of its own, looks for another of the same text in its scope.
+/// If a row makes a name of its own, checks for another with the same text in its scope.
 void checkNew(const QkGRNet& row, const QkScope* scope, const char* localName) {
     const QkName* const other = qkDatabase->findInScope(scope, localName);
     if (other && other->trace->address != row.address)
@@ -262,7 +262,7 @@ void QkRegistrationData::reportOpenSection() {
 
 namespace {
 
-/// Has the names of a section sorted, also in a scope that there was before.
+/// Makes the names of a section be sorted, also in a scope that existed before.
 void newsOfSection() { qkDatabase->reopen(); }
 
 }  // namespace
@@ -283,10 +283,10 @@ void QkRegistration::start(kelvo_module* m, int ns, int nn, bool case_insensitiv
 
 namespace {
 
-/// How far ahead of the row in hand the indexes' places are fetched.
+/// How many rows ahead the places in the indexes are prefetched.
 constexpr int kRowsAhead = 12;
 
-/// Every entry but start() passes here first.
+/// Every function except start() calls this first.
 QkRegistrationData* enter(kelvo_module* m, QkRegistrationData* data, RegistrationState target) {
     QK_ASSERT(m);
     if (!qkDatabase || !data)
@@ -304,7 +304,7 @@ QkRegistrationData* needSection(kelvo_module* m, QkRegistrationData* data) {
     return data;
 }
 
-/// Asserts that a table which has rows is there. An empty one need not be. @return whether it is
+/// Asserts that a table with rows is not null. @return whether it is valid
 bool hasRows(int count, const void* rows, const char* table) {
     QK_ASSERT_AS(count <= 0 || rows, table);
     return count > 0 && rows;

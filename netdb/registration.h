@@ -6,9 +6,9 @@
 #include "netdb/database.h"
 #include "qkzeft_registration.h"
 
-/// A net that another one replaces, until all nets of the section are in.
+/// A net that another one replaces, until all nets of the section have been added.
 struct NetReplacement {
-    QkName* pReplaced;  ///< still on gDummyTrace; null once the name is dropped
+    QkName* pReplaced;  ///< still on gDummyTrace; null after the name was removed
     int replacementId;  ///< id of the replacing net, negative if inverted
     QkDatabase::NetStorage net;
 };
@@ -40,23 +40,22 @@ struct QkRegistrationData {
     void moveTo(RegistrationState target);
     void addScope(const QkGRScope& row);
     void addNet(const QkGRNet& row);
-    /// Fetches from memory what addNet() of the row will want.
+    /// Prefetches the memory that addNet() will need for the row.
     void prefetch(const QkGRNet& row) const;
     void addExtract(const QkGRExtract& row);
     void addTerm(const QkGRTerm& row);
     /// The module's name for messages.
     const char* name() const;
-    /// Gives up the open section, if there is one and `scope`, which is about to go, is one of its
-    /// scopes.
+    /// Abandons the open section, if `scope`, which is about to be removed, is one of its scopes.
     static void abandon(const QkScope* scope);
-    /// Reports a section that is open, once.
+    /// Reports an open section, once.
     static void reportOpenSection();
 
 private:
     void closeScopes();
     void closeNets();
     void finish();
-    /// What the rows of extracts and terms have in common.
+    /// The common fields of extract and term rows.
     struct Reader {
         const char* what;  ///< for messages
         NameKind kind;
@@ -69,6 +68,6 @@ private:
     void addReader(const Reader& reader);
     /// Removes a name of the section that could not be bound; nothing when it has a trace.
     void drop(QkName* record);
-    /// Binds a replaced net to what stands for it, or drops its name with a warning.
+    /// Binds a replaced net to the net that replaces it, or removes its name with a warning.
     void apply(const NetReplacement& replacement);
 };

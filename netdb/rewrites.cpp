@@ -1,5 +1,5 @@
-// Names that the generator optimised away: nets that others replace, and names that read a net that
-// is left through a narrowed view.
+// Names that the generator optimised away: nets that others replace, and names that read a
+// remaining net, or a part of it.
 #include "netdb/registration.h"
 
 #include <cstdlib>
@@ -19,12 +19,12 @@ QkTrace* partHolding(QkTrace* header, int bit) {
 
 void QkRegistrationData::apply(const NetReplacement& replacement) {
     QkName* const replaced = replacement.pReplaced;
-    // Dropped or bound with another row of its name.
+    // Removed, or bound with another row of its name.
     if (!replaced || replaced->trace != &gDummyTrace) return;
     const bool inverted = replacement.replacementId < 0;
     const int64_t id = inverted ? -int64_t{replacement.replacementId} : replacement.replacementId;
     const int64_t index = id - 1;
-    // An id of one past the last net names nothing either.
+    // The id after that of the last net is not a net either.
     if (index < 0 || index >= nn || !pnames[index]) {
         qk_printf(
             "warning: Net Registration: Ignoring rewrite rule for net: %s\n"
@@ -92,7 +92,7 @@ void QkRegistrationData::addReader(const Reader& reader) {
         std::exit(1);
     }
     QkName* const actual = pnames[index];
-    if (!actual) return;  // dropped with a warning
+    if (!actual) return;  // removed with a warning
     uint32_t mode = actual->mode;
     if (mode & QK_flag_not_replaced)
         mode &= ~static_cast<uint32_t>(QK_flag_replaced | QK_flag_not_replaced);

@@ -1,8 +1,8 @@
-// Where the database keeps its records and texts.
+// Memory for the records and texts of the database.
 //
 // Records never move, so rings may link them, and each has a number, so indexes may hold 32 bits
 // instead of a pointer. A model with a million nets spends most of its start on the first touch of
-// this memory: large blocks are asked for as huge pages.
+// this memory: large blocks are requested as huge pages.
 #pragma once
 
 #include <bit>
@@ -14,8 +14,8 @@
 
 #include "base/memory.h"
 
-/// Records of one type, numbered from 0. Blocks double in size: record `id` stands in block
-/// log2(id + 64) - 6.
+/// Records of one type, numbered from 0. Blocks double in size: record `id` is in block log2(id +
+/// 64) - 6.
 template <class T>
 class Store {
 public:
@@ -41,7 +41,7 @@ public:
         }
         return new (at(id)) T{};
     }
-    /// Gives a record's place back. The record has been taken out of every ring and index.
+    /// Frees a record's place. The record must have been removed from every ring and index.
     void release(uint32_t id) { freed.push_back(id); }
 
     T* at(uint32_t id) const {
@@ -60,7 +60,7 @@ private:
     uint32_t used = 0;
 };
 
-/// Texts of names. A text's room is a multiple of 8 bytes and is used again once it is released.
+/// Texts of names. The space of a text is a multiple of 8 bytes and is reused after it is released.
 class TextStore {
 public:
     TextStore() = default;
@@ -73,9 +73,9 @@ public:
     void release(const char* text);
 
 private:
-    static constexpr size_t kLargest = 256;  // longer texts have a block of their own
+    static constexpr size_t kLargest = 256;  // longer texts have separate blocks
     std::vector<char*> blocks;
-    char* free_[kLargest / 8 + 1] = {};  // by room, linked through their first bytes
+    char* free_[kLargest / 8 + 1] = {};  // by size, linked through their first bytes
     char* at = nullptr;
     size_t left = 0;
 };

@@ -38,7 +38,7 @@ bool needsExtras(const QkDatabase::NetStorage& net) {
 uint32_t elementCount(const QkDatabase::NetStorage& net) {
     if (!(net.mode & QK_array)) return 0;
     const int64_t distance = int64_t{net.arrayLeft} - net.arrayRight;
-    // Elements are counted in ints: what lies beyond is out of reach.
+    // Elements are counted in ints: elements beyond INT_MAX cannot be reached.
     return static_cast<uint32_t>(std::min<int64_t>(std::abs(distance) + 1, INT_MAX));
 }
 
@@ -142,13 +142,13 @@ uint64_t totalBytes(int width, uint32_t elements) {
     return uint64_t{std::max(elements, 1u)} * static_cast<unsigned>(storageBytes(width));
 }
 
-/// Puts the address of a port's storage in the place of the address of its pointer.
+/// Replaces the address of a port's pointer by the address of its storage.
 void followPort(QkDatabase::NetStorage& net) {
     if (net.address && isPort(net.mode) && !(net.mode & QK_array))
         std::memcpy(&net.address, net.address, sizeof net.address);
 }
 
-/// Makes the range as the trace has it. @return whether the row tells storage of one trace
+/// Adjusts the range to that of the trace. @return whether the row gives storage of one trace
 bool settleRange(QkDatabase::NetStorage& net) {
     if ((net.mode & 0xff) == QK_type_integer) net.range = BitRange(31, 0);
     const bool isPart = (net.mode & QK_parts) != 0;
@@ -168,7 +168,7 @@ QkTrace* sameForm(QkTrace* ring, const QkDatabase::NetStorage& net) {
 
 namespace {
 
-/// Compares the bits of a further row of a name with those of the rows before.
+/// Compares the bits of another row of a name with those of earlier rows.
 void checkRows(const QkName* name, const QkTrace* added) {
     for (const QkTrace* const part : name->trace->parts())
         checkOverlap(name, added->range, part->range);
@@ -194,7 +194,7 @@ QkTrace* QkDatabase::addStored(QkTrace* existing, QkName* name, NetStorage net) 
     const bool unbound = name->trace == &gDummyTrace;
     QkTrace* const ring = existing ? existing : tracesAt(net.address);
     if (QkTrace* const match = sameForm(ring, net)) {
-        // A further name of a net in parts stands for the whole of it.
+        // Another name of a net in parts is a name of the whole net.
         if (unbound) bindName(name, match->header);
         return match->header;
     }

@@ -5,15 +5,15 @@
 
 namespace {
 
-/// What of the wanted bits one element holds.
+/// The piece of the requested bits that one element holds.
 struct Piece {
     const VirtualElement* element;
     int count;
     int below;  ///< bits of the element below the piece
 };
 
-/// Calls visit(Piece) for each element that holds some of the wanted bits, top bits first, until it
-/// returns other than 0.
+/// Calls visit(Piece) for each element that holds some of the requested bits, top bits first, until
+/// a result is not 0.
 /// @return the first such result; 1 when a bit lies outside
 template <class Visit>
 int eachPiece(const QkName* name, int64_t bit, int count, Visit&& visit) {
@@ -36,7 +36,7 @@ int eachPiece(const QkName* name, int64_t bit, int count, Visit&& visit) {
     return 0;
 }
 
-/// @return the number that the trace gives to the piece's lowest bit
+/// @return the trace's number for the piece's lowest bit
 int64_t bitOfSource(const Piece& piece) {
     return piece.element->trace->range.bitAt(int64_t{piece.element->offset} + piece.below);
 }
