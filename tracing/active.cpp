@@ -12,7 +12,7 @@ void countTraced(QkScope* scope, int by) {
     for (; scope; scope = scope->parent) scope->tracedCount += by;
 }
 
-/// Takes a slice's value as what was last seen.
+/// Stores a slice's value as the one last seen.
 void readSlice(const QkName* name) {
     std::vector<uint64_t>& recorded = name->extension->recorded;
     recorded.resize(static_cast<size_t>(name->chunkCount()));
@@ -144,11 +144,12 @@ void QkTraceWriter::settle(const QkName* name) {
         for (const QkTrace* const part : trace->parts())
             changed |= loadStorage(part->address, part->elementBytes()) != part->value;
     });
-    // With a plan the values last seen stand in its image, and a capture is cheap.
+    // With a plan the values last seen are in its image, and a capture is cheap.
     if (compared && (planValid || changed)) captureNow();
 }
 
-// The initial entry of what was traced before is of an earlier time: the value then is a change.
+// For a net that was traced before, the initial entry belongs to an earlier time: the value is then
+// recorded as a change.
 
 void QkTraceWriter::recordStart(QkTrace* trace) {
     forgetPlan();

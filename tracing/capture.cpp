@@ -1,4 +1,5 @@
-// Captures: what changed since the last one goes into history, in the order of the active ring.
+// Captures: changes since the last one are recorded in the history, in the order of the active
+// ring.
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -15,7 +16,7 @@ static_assert(std::endian::native == std::endian::little,
 
 namespace {
 
-/// The 8 bytes at an offset of the image; it has room behind its end.
+/// The 8 bytes at an offset of the image, which has room after its end.
 inline uint64_t imageWord(const unsigned char* image, uint32_t offset) {
     uint64_t word;
     std::memcpy(&word, image + offset, sizeof word);
@@ -28,7 +29,7 @@ inline uint64_t imageValue(const unsigned char* image, uint32_t offset, int unus
     return word & ~uint64_t{0} >> unusedBits;
 }
 
-/// Holds a flag up for a time, also when what is called meanwhile throws.
+/// Sets a flag as long as it exists, even if an exception is thrown meanwhile.
 class Raised {
 public:
     explicit Raised(bool& word) : flag(word) { flag = true; }
@@ -58,7 +59,7 @@ void QkTraceWriter::captureNow() {
 }
 
 void QkTraceWriter::captureChanges() {
-    if (capturing) return;  // code called from a capture asks for another
+    if (capturing) return;  // code called from a capture requests another
     if (file && file->hasFailed()) file->tellFailure();
     const Raised whileCapturing(capturing);
     if (coverage.isRunning()) coverage.look();
@@ -94,7 +95,7 @@ void QkTraceWriter::markForced() {
 }
 
 void QkTraceWriter::record(size_t count) {
-    // The positions lie scattered over more memory than the near caches hold.
+    // The positions are scattered over more memory than the first caches hold.
     constexpr size_t ahead = 10;
     const uint32_t* const list = plan.changed();
     const CapturePosition* const positions = plan.positions();
@@ -157,11 +158,11 @@ void QkTraceWriter::recordSlowly(uint32_t position) {
         recordAt(position);
         at.slow = true;
     }
-    // A trace in several parts is read as a whole by slices; its parts may be read alone, too.
+    // Slices may read a trace in several parts as a whole, or its parts alone.
     markReaders(trace);
     for (const QkTrace* part = inParts ? trace->bits : nullptr; part; part = part->bits)
         markReaders(part);
-    // What is recorded again need not have changed.
+    // A value that is recorded again may not have changed.
     if ((trace->nshow == 0 && trace->nbreak == 0) || !plan.takeTold(at)) return;
     closeTail();
     reportChange(at.slot, 0);
@@ -195,12 +196,12 @@ void QkTraceWriter::markReaders(const QkTrace* trace) {
     for (QkName* name : trace->extras->pvnames) mark(name);
 }
 
-// ---- Telling of changes
+// ---- Reporting changes
 //
-// Printing, notifiers and breakpoints call code of the user, which may come back to the library and
-// even take names out of the model.
+// Printing, notifiers and breakpoints call code of the user, which may call the library again and
+// even remove names from the model.
 
-/// Tells those concerned of a change of the trace of `slot`, name by name.
+/// Reports a change of the trace of `slot` to its listeners, name by name.
 /// @param index  of the element that changed, as declared; 0 for a scalar
 void QkTraceWriter::reportChange(uint32_t slot, int64_t index) {
     std::vector<QkName*> concerned;
@@ -268,7 +269,8 @@ void QkTraceWriter::stampTime() {
 
 void QkTraceWriter::markTime() {
     const bool isStart = !scopesWritten && initialbs.empty() && eventbs.empty();
-    lastTime = qk_cycle;  // what the marker pushes out of the history may record initial values
+    lastTime = qk_cycle;  // entries that the marker pushes out of the history may record initial
+                          // values
     if (isStart) {
         startTime = qk_cycle;
         return;
@@ -276,7 +278,7 @@ void QkTraceWriter::markTime() {
     if (put == putEnd) nextTail();
     tail->noteMarker(static_cast<int>(put - tail->changes));
     *put++ = OutputChange{kTimeMarker, 0, qk_cycle};
-    lastTime = qk_cycle;  // the head of a file clears it
+    lastTime = qk_cycle;  // writing the header of a file clears it
 }
 
 // ---- The newest bucket
@@ -319,11 +321,12 @@ void QkTraceWriter::appendBucket(BucketRing& ring) {
     ring.append(std::move(bucket));
 }
 
-/// Takes the oldest bucket, or a spare one, for use as the newest when the history is long enough.
+/// Removes the oldest bucket when the history is long enough. @return an empty bucket for use as
+/// the newest, or null
 std::unique_ptr<ChangeBucket> QkTraceWriter::makeRoom() {
     keptCount += eventbs.newest().count();
     if (file || qk_strict) {
-        // The head of a file is not written between the names that one command starts to trace.
+        // The header of a file is not written between the names that one command starts to trace.
         const bool headWaits = starting && file && !scopesWritten;
         return eventbs.size() < bucketLimit() || headWaits ? nullptr : flushFull();
     }

@@ -1,5 +1,5 @@
 // The memory that a capture compares, as its inner loops see it: plain pointers, because the loops
-// are compiled for several vector units and must not bring along functions that others could use.
+// are compiled for several vector units and must not contain functions that other files could use.
 #pragma once
 
 #include <cstddef>
@@ -26,10 +26,12 @@ struct CaptureBlocks {
     const CaptureRun* runsEnd;
     unsigned char* image;        ///< blocks, at a multiple of kBlockBytes, and 8 bytes beyond
     const uint64_t* ownedBytes;  ///< by block: bytes that belong to a part
-    const uint8_t* crowded;      ///< by block: parts overlap, or are too many for byteOwner
-    const uint8_t* byteOwner;    ///< by byte: pick less firstPick; not for crowded blocks
+    const uint8_t* crowded;      ///< by block: its parts overlap, or there are too many for
+                                 ///< byteOwner
+    const uint8_t* byteOwner;    ///< by byte: pick minus firstPick; not for crowded blocks
     const uint32_t* firstPick;   ///< by block, and one more
-    const uint64_t* pickMask;    ///< bytes of the block that a pick stands for; some beyond
+    const uint64_t* pickMask;    ///< the bytes of its block that belong to a pick; room for some
+                                 ///< beyond
     ChangedBlock* changed;       ///< room for all
     uint32_t* hits;  ///< picks that changed, in memory order, from [1] on; room for some beyond
 };

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr unsigned kLargestOwner = 255;  // picks of a block that byteOwner can tell apart
+constexpr unsigned kLargestOwner = 255;  // picks of a block that byteOwner can distinguish
 constexpr size_t kPickSlack = 16;        // a vector of picks may be read past the last one
 
 uintptr_t addressOf(const CapturePart& part) {
@@ -40,7 +40,7 @@ std::vector<uint32_t> byAddress(const std::vector<CapturePart>& parts) {
     const auto below = [&](uint32_t a, uint32_t b) {
         return addressOf(parts[a]) < addressOf(parts[b]);
     };
-    // New traces go in at the head of the ring, so that the order is often the reverse.
+    // New traces are inserted at the head of the ring, so the order is often reversed.
     if (!std::is_sorted(order.begin(), order.end(), below)) {
         std::reverse(order.begin(), order.end());
         if (!std::is_sorted(order.begin(), order.end(), below))
@@ -49,7 +49,7 @@ std::vector<uint32_t> byAddress(const std::vector<CapturePart>& parts) {
     return order;
 }
 
-/// The bytes of the block at `block` that lie in [address, address + bytes), a bit each.
+/// The bytes of the block at `block` that are in [address, address + bytes), one bit each.
 uint64_t bytesWithin(uintptr_t block, uintptr_t address, size_t bytes) {
     const uint64_t ones = (uint64_t{1} << bytes) - 1;  // at most 8
     return address >= block ? ones << (address - block) : ones >> (block - address);
@@ -57,7 +57,7 @@ uint64_t bytesWithin(uintptr_t block, uintptr_t address, size_t bytes) {
 
 }  // namespace
 
-/// A part and one of the blocks that it lies in.
+/// A part and one of the blocks that contain it.
 struct CapturePlan::Piece {
     uint32_t block;
     uint32_t position;
@@ -104,7 +104,8 @@ void CapturePlan::addTrace(QkTrace* trace) {
     all.push_back(at);
 }
 
-/// Covers all parts with blocks, by rising address, and gives each part its place in the image.
+/// Covers all parts with blocks, by ascending address, and assigns each part its place in the
+/// image.
 std::vector<CapturePlan::Piece> CapturePlan::findBlocks() {
     std::vector<Piece> pieces;
     pieces.reserve(parts.size() + parts.size() / 8);
@@ -171,7 +172,7 @@ void CapturePlan::makePicks(const std::vector<Piece>& pieces) {
     blocks.hits = hits.data();
 }
 
-/// Finds out which bytes of each block belong to parts, and to which.
+/// Determines which bytes of each block belong to which parts.
 void CapturePlan::describeBlocks() {
     const size_t count = firstPick.size() - 1;
     changedBlocks.resize(count + 1);

@@ -26,7 +26,7 @@ std::string hexOf(const std::string& digits) {
     return hex;
 }
 
-/// @return what the model is called: its first scope
+/// @return the name of the model: its first scope
 std::string modelName() {
     const QkScope* const top = qkDatabase->top_scopes;
     return top ? top->fullName.str() : "";

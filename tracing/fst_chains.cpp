@@ -16,7 +16,7 @@ constexpr size_t kPiece = 16;  // bytes of values are copied so many at a time
 unsigned char* FstChains::Arena::take(size_t bytes) {
     bytes = (bytes + alignof(Chunk) - 1) / alignof(Chunk) * alignof(Chunk);
     while (left < bytes) {
-        // The first is small, for files with little in them.
+        // The first is small, for small files.
         if (used == slabs.size()) {
             const size_t size = std::max(used == 0 ? kFirstSlab : kHugePageBytes, bytes);
             slabs.push_back({nullptr, size});

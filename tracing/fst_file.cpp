@@ -10,7 +10,7 @@
 
 bool QkFstFile::open() { return writer.open(name()); }
 
-/// Calls body(). For want of memory the writer fails, as its state is not to be trusted then.
+/// Calls body(). If memory is exhausted, the writer fails, as its state may be inconsistent.
 template <class Body>
 void QkFstFile::guard(Body&& body) {
     try {

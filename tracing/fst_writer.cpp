@@ -77,8 +77,8 @@ std::span<const unsigned char> bytesOf(const T& first, size_t count = 1) {
 
 constexpr int kZlibWindow = 15, kGzipWindow = 16 + 15;
 
-/// Packs by zlib and gives the result to take(span), piece by piece.
-/// @return whether there was memory
+/// Packs with zlib and passes the result to take(span), piece by piece.
+/// @return whether there was enough memory
 template <class Take>
 bool deflateInto(Take&& take, std::span<const unsigned char> bytes, int window, int strategy) {
     constexpr int level = 4, memoryLevel = 8;
@@ -127,7 +127,7 @@ void FstBytes::putVarint(uint64_t number) {
 void FstBytes::putSignedVarint(int64_t number) {
     for (bool isLast = false; !isLast; number >>= 7) {
         const auto low = static_cast<unsigned>(number & 0x7f);
-        isLast = number >> 6 == 0 || number >> 6 == -1;  // what is left repeats the sign
+        isLast = number >> 6 == 0 || number >> 6 == -1;  // the rest repeats the sign
         put(isLast ? low : low | 0x80);
     }
 }
@@ -176,7 +176,7 @@ void FstWriter::emit(Span bytes) {
     }
 }
 
-/// Writes over what has been written.
+/// Overwrites bytes that have been written.
 void FstWriter::patch(uint64_t at, Span bytes) {
     drain();
     if (failure != 0) return;
@@ -184,7 +184,7 @@ void FstWriter::patch(uint64_t at, Span bytes) {
     if (written != static_cast<ssize_t>(bytes.size())) fail(written < 0 ? errno : EIO);
 }
 
-/// @param fieldBytes  of what is known at the section's end only
+/// @param fieldBytes  bytes of fields that are known only at the end of the section
 void FstWriter::beginSection(size_t fieldBytes) {
     sectionAt = offset;
     FstBytes start;
@@ -202,7 +202,7 @@ void FstWriter::endSection(unsigned type, const FstBytes& fields) {
     patch(sectionAt, start);
 }
 
-/// @return the bytes packed by zlib, or as they are if that is no longer
+/// @return the bytes packed by zlib, or unpacked if that is not longer
 FstWriter::Span FstWriter::smallerOf(Span bytes, int strategy) {
     deflated.clear();
     const auto take = [&](Span piece) { deflated.put(piece); };
@@ -254,7 +254,7 @@ void FstWriter::endDefinitions() {
     index.resize(variables.size());
 }
 
-/// Without times until there is a block of changes and the file ends.
+/// Has no times until there is a block of changes and the file is being closed.
 FstBytes FstWriter::head() const {
     FstBytes fields;
     fields.putNumber(blockCount ? firstTime : 0);
@@ -274,7 +274,7 @@ FstBytes FstWriter::head() const {
     putField(version, kVersionBytes);
     putField(date, kDateBytes);
     fields.put(kVerilogDesign);
-    fields.putNumber(0);  // what times count from
+    fields.putNumber(0);  // the origin of times
 
     FstBytes block;
     block.put(kHeadBlock);
@@ -319,7 +319,7 @@ void FstWriter::writeTime(uint64_t time) {
 
 void FstWriter::write(const OutputChange* change, const OutputChange* end) {
     if (failure != 0 || change == end) return;
-    // After a flush the time goes on.
+    // After a flush the time continues.
     if (timeCount == 0 && change->slot != kTimeMarker) writeTime(lastTime);
     entries += static_cast<size_t>(end - change);
     const size_t count = slots.size();
@@ -401,7 +401,7 @@ void FstWriter::endBlock() {
 }
 
 void FstWriter::writeFrame() {
-    // Bits look random or repeat: a search for longer matches finds little.
+    // Bits look random or repeat: searching for longer matches finds little.
     const Span bytes = smallerOf(bytesOf(*frame.data(), frame.size()), Z_RLE);
     FstBytes sizes;
     sizes.putVarint(frame.size());
@@ -455,7 +455,7 @@ int64_t FstWriter::writeChain(size_t variable, Span chain) {
     return place;
 }
 
-/// Takes the last value of a variable's chain for the next frame.
+/// Copies the last value of a variable's chain to the next frame.
 void FstWriter::updateFrame(const Variable& variable, Span chain) {
     char* const out = &frame[variable.frameAt];
     if (variable.width == 1) {

@@ -1,19 +1,18 @@
 // FST files: the compact waveform format of GTKWave.
 //
-// A file is a row of blocks, each a type and a length: a head, the hierarchy, the widths of its
-// variables, then blocks of changes. Numbers are big-endian, or in groups of seven bits, the lowest
-// first. A block of changes has
+// A file is a sequence of blocks, each with a type and a length: a header, the hierarchy, the
+// widths of its variables, then blocks of changes. Numbers are big-endian, or in groups of seven
+// bits, the lowest first. A block of changes has
 //
 //   - the frame: every variable's value where the block begins, a character a bit;
 //   - chains: the changes of one variable, each as the number of times since its last change and
-//     its value. A chain like that of an earlier variable stands only once;
-//   - an index of where each variable's chain stands;
-//   - the table of times.
+//     its value. A chain that equals that of an earlier variable is stored only once;
+//   - an index of the place of each variable's chain; - the table of times.
 //
-// While a block is being written it has a type that readers stop at, and the head has no times
-// until the file is closed: of a file that is cut short all blocks but the last can be read.
+// While a block is being written it has a type at which readers stop, and the header has no times
+// until the file is closed: of an incomplete file all blocks but the last can be read.
 //
-// Nothing here knows the database or the model: a writer may belong to any one thread.
+// Nothing here depends on the database or the model: a writer may belong to any one thread.
 #pragma once
 
 #include <cstddef>
@@ -57,7 +56,7 @@ public:
     FstWriter(const FstWriter&) = delete;
     FstWriter& operator=(const FstWriter&) = delete;
 
-    /// @return whether it could; errno tells why not
+    /// @return whether it could be opened; else errno has the reason
     bool open(const char* path);
 
     // ---- The head, in this order; then the changes
@@ -66,23 +65,24 @@ public:
     void setHead(const char* version, const char* date, int timescale);
     void beginScope(const char* name);
     void endScope();
-    /// Declares a variable, or one more name of what `slot` has been declared for.
+    /// Declares a variable, or another name for the variable of `slot`.
     /// @param slot   not kTimeMarker
     /// @param width  at least 1, the same for all names of a slot
     void declare(uint32_t slot, const char* name, uint32_t width);
     void endDefinitions();
 
-    /// Takes changes and times in the order of history; slots without a variable are passed over.
+    /// Writes changes and times in the order of history; slots without a variable are skipped.
     void write(const OutputChange* change, const OutputChange* end);
     void writeTime(uint64_t time);
 
-    /// Ends a block, so that all that was taken can be read. @return whether all went out so far
+    /// Ends a block, so that everything written can be read. @return whether there was no error so
+    /// far
     bool flush();
     /// Completes the file. @return whether all went out
     bool close();
     /// @return errno of the first call that failed, or 0
     int error() const { return failure; }
-    /// Takes nothing more, for want of memory or whatever `reason` is.
+    /// Stops writing; `reason` is as in errno.
     void fail(int reason);
 
 private:
@@ -131,7 +131,7 @@ private:
     FstChains chains;
     FstBytes times;  ///< as differences
     uint32_t timeCount = 0;
-    bool hasTime = false;  ///< there has been one, in the file
+    bool hasTime = false;  ///< the file has had one
     uint64_t firstTime = 0, lastTime = 0;
     uint64_t blockBegin = 0;  ///< the time of the frame
     uint64_t blockCount = 0;
@@ -143,9 +143,9 @@ private:
     std::vector<unsigned char> parts;  ///< with room behind the longest
     uint64_t pendingBits = 0;          ///< its last ones, from the top: less than a byte
 
-    // What ends it.
+    // The end of a block.
     struct Seen {
-        uint32_t hash;    ///< what the place in the table does not say of it
+        uint32_t hash;    ///< the part of the hash that the place in the table does not give
         uint32_t handle;  ///< 0: none
     };
     std::vector<Seen, LargeAllocator<Seen>> seen;  ///< chains written; a power of two
@@ -161,6 +161,6 @@ private:
     int file = -1;
     int failure = 0;
     std::vector<unsigned char> buffer;
-    uint64_t offset = 0;  ///< in the file, of what comes next
+    uint64_t offset = 0;  ///< in the file, of the next byte
     uint64_t sectionAt = 0;
 };

@@ -1,4 +1,4 @@
-// History: entries, the buckets that hold them, and what an entry's slot stands for.
+// History: entries, the buckets that hold them, and the slots that entries refer to.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@ struct QkTrace;
 
 inline constexpr int kBucketEntries = 1000;
 
-/// Buckets that a bounded history has at least.
+/// Minimum number of buckets of a bounded history.
 inline constexpr int kLeastBuckets = 10;
 
 /// The slot of an entry that is a time.
@@ -39,7 +39,7 @@ struct ChangeBucket {
     /// Entries that do not count as changes of nets: times, parts but the first, array elements.
     int uncounted = 0;
     int uncountedBefore = 0;  ///< those before the first marker
-    size_t slotCount = 0;     ///< when it was full: all its slots are below
+    size_t slotCount = 0;     ///< set when it is full: all its slots are below
     OutputChange changes[kBucketEntries];
 
     void noteMarker(int index) {
@@ -51,7 +51,7 @@ struct ChangeBucket {
         ++uncounted;
     }
     bool hasMarker() const { return lastMarker >= 0; }
-    /// @return changes of nets before the first marker, which there is, that are not consumed
+    /// @return changes of nets before the first marker, which must exist, that are not consumed
     int countBeforeMarker() const { return firstChange == 0 ? firstMarker - uncountedBefore : 0; }
     /// @return changes of nets that are not consumed; consumed is nothing, or all before the marker
     int count() const {
@@ -87,7 +87,7 @@ private:
     size_t count = 0;
 };
 
-/// What is known of a thing that is traced, for all things ever traced.
+/// Data about everything that has ever been traced.
 struct SlotTable {
     SlotTable() { add(nullptr); }
 
@@ -96,7 +96,7 @@ struct SlotTable {
         owners.push_back(Owner{owner, 0, false});
         return static_cast<uint32_t>(owners.size() - 1);
     }
-    /// @return the number of the slot's identifier code, which it keeps for good
+    /// @return the number of the slot's identifier code, which never changes
     uint32_t codeOf(uint32_t slot) {
         uint32_t& code = owners[slot].code;
         if (code == 0) code = ++lastCode;
@@ -105,10 +105,10 @@ struct SlotTable {
 
     struct Owner {
         QkTrace* trace;  ///< null once the trace is gone
-        uint32_t code;   ///< number of the identifier code, 0 until one is given
+        uint32_t code;   ///< number of the identifier code, 0 until one is assigned
         bool forced;     ///< recorded at the next capture whether or not it differs
     };
-    /// The slot has no single initial entry: it is that of an array.
+    /// The slot has no single initial entry, because it belongs to an array.
     static constexpr uint32_t kNoInitial = ~uint32_t{0};
 
     std::vector<uint32_t> initial;  ///< number of the first initial entry, from 1; 0 without

@@ -38,7 +38,7 @@ size_t sameBytes(const unsigned char* a, const unsigned char* b, const unsigned 
     return static_cast<size_t>(b - start);
 }
 
-/// The part of a length that its four bits of the token do not hold.
+/// Writes the part of a length that does not fit its four bits of the token.
 unsigned char* putLength(unsigned char* out, size_t length) {
     for (; length >= 255; length -= 255) *out++ = 255;
     *out++ = static_cast<unsigned char>(length);
@@ -77,7 +77,7 @@ void Lz4Packer::forget() {
 
 size_t Lz4Packer::pack(const unsigned char* in, size_t size, unsigned char* out) {
     if (size <= kNoMatchBegins || size > kMostPlaces / 2) return 0;
-    // Places of earlier blocks lie before the origin: the table need not be cleared.
+    // Places in earlier blocks are before the origin, so the table need not be cleared.
     if (origin > kMostPlaces - static_cast<uint32_t>(size)) forget();
     const uint32_t base = origin;
     origin += static_cast<uint32_t>(size);
@@ -95,7 +95,7 @@ size_t Lz4Packer::pack(const unsigned char* in, size_t size, unsigned char* out)
         const uint32_t before = place;
         place = here;
         if (before < base || here - before > kFarthest || load32(in + (before - base)) != four) {
-            at += 1 + (misses++ >> 5);  // what does not repeat is passed over ever faster
+            at += 1 + (misses++ >> 5);  // data without repetitions is skipped faster and faster
             continue;
         }
         const unsigned char* from = in + (before - base);

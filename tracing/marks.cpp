@@ -6,7 +6,7 @@
 
 namespace {
 
-/// What a name counts for on the trace that it reads.
+/// What a name adds to the counters of the trace that it reads.
 struct Marks {
     explicit Marks(const QkName* name)
         : holds(name->traced + name->isWatched()),
@@ -45,7 +45,7 @@ void QkTraceWriter::nameArrives(QkName* name, QkTrace* from) {
     countOn(name, &QkTrace::nshow, marks.shows);
     countOn(name, &QkTrace::nbreak, marks.breaks);
     if (name->isSlice()) {
-        // The new trace's storage counts as seen: what the slice has there may be new.
+        // The new trace's storage counts as seen, but the slice's value there may be new.
         if (marks.holds != 0 && takeChange(name) && name->traced) recordSlice(name, eventbs);
     } else if (name->traced && name->trace->nrecord++ == 0) {
         recordStart(name->trace);

@@ -1,8 +1,8 @@
-// The whole state of the model as a VCD file, beside whatever is being traced.
+// The whole state of the model as a VCD file, independent of what is being traced.
 //
-// The file has every scalar at its present value in one dump section, then the time, and no
-// history. Values are the bits of the model's storage: an inverted net has its stored bits, as does
-// the net that it is the inverse of.
+// The file has the current value of every scalar in one dump section, then the time, and no
+// history. Values are the bits of the model's storage: an inverted net and the net that it is the
+// inverse of both have the stored bits.
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -28,7 +28,7 @@ class StateDump {
 public:
     StateDump(QkTraceFile& traceFile, SlotTable& slotTable) : file(traceFile), slots(slotTable) {}
 
-    /// The time stands at the end: a file without it has been cut short.
+    /// The time comes last: a file without it is incomplete.
     void write() {
         file.writeHead();
         writeScopes(qkDatabase->top_scopes);
@@ -65,7 +65,7 @@ private:
     }
 
     void add(const QkTrace* trace) {
-        if (trace->vcdSlot == 0) return;  // no name of it is declared
+        if (trace->vcdSlot == 0) return;  // none of its names is declared
         const bool inParts = trace->firstPart() != trace;
         for (const QkTrace* const part : trace->parts()) {
             const int width = part->width();

@@ -1,9 +1,9 @@
-// A file that history goes to: VCD text, plain or gzip, or FST.
+// A file that history is written to: VCD text, plain or gzip, or FST.
 //
-// The head is written first, by the model's thread: writeHead() to endDefinitions(). Then come the
-// initial values and the changes. What a file needs to write these it has taken from the
-// declarations, so that they may be another thread's work; two threads never use a file at once. A
-// file that fails takes no more, and the failure is reported once.
+// The model's thread writes the header first: writeHead() to endDefinitions(). Then come the
+// initial values and the changes. The file has copied what it needs for these from the
+// declarations, so that another thread can write them; two threads never use a file at once. After
+// a failure nothing more is written, and the failure is reported once.
 #pragma once
 
 #include <atomic>
@@ -43,24 +43,24 @@ public:
     virtual void write(const OutputChange* begin, const OutputChange* end, size_t slotCount) = 0;
 
     /// Writes what is buffered, so that the file can be read.
-    /// @return whether all that was written so far went out
+    /// @return whether everything so far was written
     bool sync();
-    /// Writes what is buffered, closes the file and prints where the waveform went. The destructor
-    /// closes the file without a word.
-    /// @return whether all that was written went out
+    /// Writes what is buffered, closes the file and prints its name. The destructor closes the file
+    /// without a message.
+    /// @return whether everything was written
     bool close();
 
-    /// Takes nothing more, for a reason that errno would have.
+    /// Stops writing; `reason` is as in errno.
     void fail(int reason);
     bool hasFailed() const { return error != 0; }
-    /// Prints why the file failed, if it did, the first time.
+    /// Prints why the file failed, if it did, at the first call.
     void tellFailure();
     const char* name() const { return path.str(); }
 
 protected:
     virtual void flush() = 0;
     virtual void closeStream() = 0;
-    /// Prints where the waveform went.
+    /// Prints the name of the file.
     virtual void report() const = 0;
 
 private:
@@ -84,5 +84,5 @@ std::string dateText();
 /// @return the end of what was added, which is not terminated
 char* addBounds(char* out, const QkName* name);
 inline constexpr int kBoundsBytes = 32;
-/// @return the bits of the value that history has for a name
+/// @return the number of bits that history records for a name
 int recordedWidth(const QkName* name);

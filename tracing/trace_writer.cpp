@@ -1,4 +1,4 @@
-// History: the rings of buckets, and how they reach a file.
+// History: the rings of buckets, and how they are written to a file.
 #include "tracing/trace_writer.h"
 
 #include <pthread.h>
@@ -34,7 +34,7 @@ std::unique_ptr<ChangeBucket> QkTraceWriter::flushOldest(BucketRing& ring) {
     consume(ring.oldest(), ring.oldest().nChanges);
     std::unique_ptr<ChangeBucket> taken = ring.takeOldest();
     if (!ring.empty()) {
-        // The changes of one time stay together, even when they run over into the next bucket.
+        // The changes of one time stay together, even if they continue in the next bucket.
         ChangeBucket& next = ring.oldest();
         if (next.firstChange < next.firstMarker)
             consume(next, std::min(next.nChanges, next.firstMarker));
@@ -44,11 +44,11 @@ std::unique_ptr<ChangeBucket> QkTraceWriter::flushOldest(BucketRing& ring) {
 }
 
 int QkTraceWriter::bucketLimit() const {
-    // Into a file the history always runs through a few buckets.
+    // A history that is written to a file always has a few buckets.
     return file ? std::max(maxeventbs, kLeastBuckets) : maxeventbs;
 }
 
-/// Drops the oldest times, if as many changes are left as the user wants to have kept.
+/// Drops the oldest times, if at least as many changes remain as the user wants to keep.
 void QkTraceWriter::dropOldest() {
     if (!findOldest()) return;
     const int64_t dropped = oldestCount + eventbs.nth(oldestBuckets).countBeforeMarker();
@@ -81,7 +81,7 @@ uint32_t QkTraceWriter::initialCount() {
            static_cast<uint32_t>(initialbs.newest().nChanges);
 }
 
-/// Gives the values of entries that are dropped to the initial entries of their nets.
+/// Moves the values of dropped entries to the initial entries of their nets.
 void QkTraceWriter::moveToInitial(ChangeBucket& bucket, int end) {
     noteStart(bucket, end);
     uint32_t count = initialCount();
@@ -109,7 +109,8 @@ void QkTraceWriter::noteStart(const ChangeBucket& bucket, int end) {
         startTime = bucket.changes[bucket.lastMarker].value;
 }
 
-/// Writes a bucket that has left its ring, or has it written. @return an empty one, or null
+/// Writes a bucket that was removed from its ring, or passes it to the thread. @return an empty
+/// one, or null
 std::unique_ptr<ChangeBucket> QkTraceWriter::write(std::unique_ptr<ChangeBucket> bucket) {
     QK_ASSERT(scopesWritten);
     noteStart(*bucket, bucket->nChanges);
@@ -141,7 +142,7 @@ void QkTraceWriter::foldChange(const OutputChange& change) {
     } else if (slots.initial[change.slot] == 0) {
         recordFirst(trace);
     } else {
-        // The change is lost: the right value comes back with the next capture.
+        // The change is lost: the next capture records the right value.
         owner.forced = anyForced = true;
     }
 }
@@ -209,7 +210,7 @@ void QkTraceWriter::writeScope(const QkScope* scope) {
 }
 
 void QkTraceWriter::writeVariable(const QkName* name) {
-    // Names of one trace share its code; a slice has a code of its own.
+    // Names of one trace share its code; a slice has its own code.
     const uint32_t slot = name->isSlice() ? name->extension->vcdSlot : slotOf(name->trace);
     file->declare(slot, name, slots.codeOf(slot));
 }
@@ -228,7 +229,8 @@ void QkTraceWriter::writeInitial() {
 // ---- Files
 
 bool QkTraceWriter::open(const char* filename) {
-    // The copy of a thread that is at work would leave behind what it has in hand.
+    // A thread does not exist in the child, and data that it is working on would be inconsistent
+    // there.
     const auto prepare = [] {
         if (qkTraceWriter && qkTraceWriter->writing) qkTraceWriter->writing->wait();
     };
@@ -244,7 +246,7 @@ bool QkTraceWriter::open(const char* filename) {
 
 namespace {
 
-/// What belongs to the process that this one was forked from. A leak checker finds it here.
+/// The file that belongs to the parent of this forked process. A leak checker finds it here.
 [[gnu::used]] QkTraceFile* volatile othersFile = nullptr;
 [[gnu::used]] WritingThread* volatile othersThread = nullptr;
 

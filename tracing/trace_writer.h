@@ -1,9 +1,9 @@
 // Value-change capture: what changed at each step, held in history buckets, written as VCD.
 //
-// The model writes its nets into its own memory and calls nobody. At each capture the writer
-// compares the storage of every active trace with an image of what it last saw. A change becomes an
-// entry in a ring of buckets of 1000; a bucket that overflows is written to the open file or, in
-// memory only, dropped from the oldest end.
+// The model writes its nets to its own memory without calling the library. At each capture the
+// writer compares the storage of every active trace with an image of what it last saw. A change
+// becomes an entry in a ring of buckets of 1000; a bucket that overflows is written to the open
+// file or, in memory only, dropped from the oldest end.
 #pragma once
 
 #include <cstddef>
@@ -24,12 +24,12 @@ struct QkDatabase;
 struct QkName;
 struct QkTrace;
 
-/// What is called when a capture has found a change. It may come back to the library, and even take
-/// names out of the model.
+/// Functions that are called when a capture has found a change. They may call the library again,
+/// and even remove names from the model.
 struct ChangeListeners {
-    /// Of a shown name. @param index  of an array's element, as declared; 0 for a scalar
+    /// For a shown name. @param index of an array's element, as declared; 0 for a scalar
     void (*shown)(const QkName* name, int64_t index);
-    /// Of a name that a handle watches.
+    /// For a name that a handle watches.
     void (*watched)(QkName* name, int64_t index);
 };
 
@@ -53,23 +53,23 @@ public:
 
     /// Adds a name that is not traced to the traced set and records its value.
     void startTracing(QkName* name);
-    /// Takes a traced name out of the traced set.
+    /// Removes a traced name from the traced set.
     void stopTracing(QkName* name);
-    /// Has each change of a traced name printed, or no longer.
+    /// Starts or stops printing each change of a traced name.
     void setShow(QkName* name, bool on);
-    /// Has a name compared at captures, traced or not, until as many calls of release(). The first
-    /// takes its value as seen.
+    /// Makes captures compare a name, traced or not, until release() has been called as often. The
+    /// first call stores its value as the one last seen.
     void hold(QkName* name);
     void release(QkName* name);
     /// Adds to a counter of all traces that the name reads: QkTrace::nshow or nbreak.
     void countOn(QkName* name, int32_t QkTrace::*counter, int by);
-    /// Takes note of an element added to a virtual variable. What was recorded of it so far is not
-    /// written any more, as it had another width: its tracing starts anew.
+    /// Called when an element was added to a virtual variable. What was recorded of it so far is
+    /// not written any more, because it had another width: its tracing starts again.
     /// @param source         the element's trace, or null
     /// @param shows, breaks  what the variable counts in nshow and nbreak of each source
     void noteElement(QkName* name, QkTrace* source, int shows, int breaks);
-    /// Makes a capture if what the name reads has changed since the last one: those who waited for
-    /// that are told, and those to come are not.
+    /// Makes a capture if what the name reads has changed since the last one: watchers registered
+    /// before this call are notified; later ones are not.
     void settle(const QkName* name);
 
     // ---- Capture (tracing/capture.cpp)
@@ -79,7 +79,7 @@ public:
     /// Makes a capture at the current time; anything that changed gets a time marker of its own.
     /// Does nothing while a reference trace drives the run, whose steps make their own.
     void captureEntry();
-    /// Makes the last capture of a run, and has the open file hold all that was recorded.
+    /// Makes the last capture of a run, and writes everything recorded to the open file.
     void captureLast();
     /// One comparison pass over the active traces.
     void captureChanges();
@@ -90,26 +90,28 @@ public:
     bool traceTo(const char* filename);
     /// Writes all history to a file and closes it. @return whether it could be opened
     bool save(const char* filename);
-    /// Writes what is left of the history and closes the open file, if there is one.
+    /// Writes the rest of the history and closes the open file, if there is one.
     void closeFile();
-    /// Has a thread write the open file from its next full bucket on, if threads are allowed.
+    /// Makes a thread write the open file, starting with the next full bucket, if threads are
+    /// allowed.
     void tryThread();
-    /// Ends the thread that writes the open file, if there is one: the caller's writes it then.
+    /// Ends the thread that writes the open file, if there is one: afterwards the caller's thread
+    /// writes it.
     void stopThread();
     /// Prints how long the run has waited for such threads so far, if it has.
     void reportWaiting() const;
-    /// In a process that was forked off: leaves the open file to the one that opened it.
+    /// In a forked process: leaves the open file to the parent, which opened it.
     void leaveFile();
-    /// Counts the times of the history in ticks `factor` times finer. A file whose head has been
+    /// Counts the times of the history in ticks `factor` times finer. A file whose header has been
     /// written is closed first, with a message: it cannot have two timescales.
     void rescaleTimes(uint64_t factor);
-    /// @return whether nothing was lost of the file that was closed last
+    /// @return whether the file closed last was written completely
     bool isWritten() const { return lastWritten; }
 
     // ---- State (tracing/state_dump.cpp)
 
-    /// Writes the values of all nets but arrays to a file of their own. History and the open file
-    /// are left alone. @return whether all was written; messages tell why not
+    /// Writes the values of all nets except arrays to a separate file. History and the open file do
+    /// not change. @return whether all was written; messages tell why not
     bool saveState(const char* filename);
 
 private:
@@ -121,13 +123,13 @@ private:
         forgetPlan();
         coverage.storageMoves();
     }
-    /// Takes what a name counts for from its trace. It stays traced, shown and watched.
+    /// Subtracts what a name counts for from its trace. It stays traced, shown and watched.
     void nameLeaves(QkName* name) override;
-    /// Gives that to the trace that it has now.
+    /// Adds that to its new trace.
     void nameArrives(QkName* name, QkTrace* from) override;
     void elementChanged(QkTrace* array, int64_t index) override;
-    /// Gives the identifier code and the history of a trace that only slices read any more to
-    /// another, unless that has its own.
+    /// Moves the identifier code and the history of a trace that now only slices read to another,
+    /// unless that has its own.
     void moveSlot(QkTrace* from, QkTrace* to);
 
     // Active traces.
@@ -146,10 +148,10 @@ private:
     uint32_t slotOf(QkTrace* trace);
     void forgetPlan();
 
-    // Recording. Between openTail() and closeTail() `put` runs through the newest event bucket, so
-    // that the common entry is one store; its nChanges is right outside them only.
+    // Recording. Between openTail() and closeTail() `put` points into the newest event bucket, so
+    // that a common entry is one store; its nChanges is not valid in between.
     void markTime();
-    /// Records the time, outside them, if it has moved on.
+    /// Records the time if it has moved. Not between openTail() and closeTail().
     void stampTime();
     void addChange(BucketRing& ring, const OutputChange& change);
     void appendBucket(BucketRing& ring);
@@ -165,7 +167,7 @@ private:
     void recordSlowly(uint32_t position);
     void reportChange(uint32_t slot, int64_t index);
     void markReaders(const QkTrace* trace);
-    /// Takes a slice's value as what was last seen. @return whether it differs from what that was
+    /// Stores a slice's value as the one last seen. @return whether it has changed
     static bool takeChange(const QkName* name);
     void reportSlices();
     void reportSlices(const std::vector<QkName*>& active);
@@ -198,15 +200,15 @@ private:
     ChangeListeners listeners;
     std::unique_ptr<QkTraceFile> file;
     std::unique_ptr<WritingThread> writing;  ///< writes the buckets of the file, if it runs
-    bool threadUntried = false;              ///< no thread has been asked for yet
+    bool threadUntried = false;              ///< no thread has been requested yet
     uint64_t waited = 0;                     ///< ns, for the threads of files that are closed
     bool lastWritten = true;
     BucketRing eventbs;      ///< changes and time markers
-    BucketRing initialbs;    ///< values that things had when their tracing began
-    uint64_t startTime = 0;  ///< the time that the initial values stand for
+    BucketRing initialbs;    ///< values that nets had when their tracing began
+    uint64_t startTime = 0;  ///< the time of the initial values
     uint64_t lastTime = 0;   ///< the time of the latest recording; all ones after a header
 
-    // Of circular memory, but in strict mode.
+    // For circular memory, not used in strict mode.
     int64_t keptCount = 0;    ///< changes of nets in full event buckets, without an open file
     int oldestBuckets = 0;    ///< buckets known to hold the oldest times only
     int64_t oldestCount = 0;  ///< changes of nets in them
@@ -223,7 +225,7 @@ private:
     bool planValid = false;
     bool capturing = false;
     bool starting = false;   ///< a name's first value is being recorded
-    bool anyForced = false;  ///< some slot asks to be recorded at the next capture
+    bool anyForced = false;  ///< some slot must be recorded at the next capture
     bool anyDirty = false;   ///< some slice reads a trace that changed in this capture
 
     ChangeBucket* tail = nullptr;
@@ -231,5 +233,5 @@ private:
     OutputChange* putEnd = nullptr;
 };
 
-/// That of the live model; null without one.
+/// The writer of the live model; null if there is none.
 extern QkTraceWriter* qkTraceWriter;

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr size_t kBufferBytes = 512 * 1024;
-constexpr size_t kBlockBytesOut = 256 * 1024;  // what leaves at a time, at least
+constexpr size_t kBlockBytesOut = 256 * 1024;  // minimum size of a write
 
 class QkVcdPlainFile final : public QkVcdFile {
 public:
@@ -49,7 +49,7 @@ public:
     ~QkVcdGzipFile() override { closePut(); }
     bool open() override {
         // The default level would make tracing wait for zlib: this one is about five times as fast
-        // for a file at most a third larger.
+        // and makes files at most a third larger.
         gzfp = gzopen(name(), "wb1R");
         if (gzfp) gzbuffer(gzfp, 128 * 1024);
         return gzfp != nullptr;
@@ -161,7 +161,7 @@ uint64_t vcdTail(uint32_t code, bool isVector) {
     return tail;
 }
 
-// Designs have very many variables: no formatting by printf here.
+// Designs have very many variables: formatting with printf would be too slow.
 void QkVcdFile::declare(uint32_t slot, const QkName* name, uint32_t code) {
     if (slot >= tails.size()) tails.resize(slot + size_t{1});
     tails[slot] = vcdTail(code, recordedWidth(name) != 1);

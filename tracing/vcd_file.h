@@ -1,6 +1,6 @@
-// VCD files: the text around the changes, and the two streams that it goes to.
+// VCD files: the text around the changes, and the two kinds of stream.
 //
-// Text gathers in one buffer and leaves in large blocks.
+// Text is collected in one buffer and written in large blocks.
 #pragma once
 
 #include <cstddef>
@@ -29,30 +29,30 @@ public:
 protected:
     void flush() override;
     void closeStream() override;
-    /// @return whether all went out; errno tells why not
+    /// @return whether everything was written; else errno has the reason
     virtual bool put(const char* text, size_t bytes) = 0;
-    /// Has what was put reach the file. @return whether it could
+    /// Flushes what was put to the file. @return whether that succeeded
     virtual bool flushPut() = 0;
     /// @return whether the stream, if open, closed without an error
     virtual bool closePut() = 0;
 
 private:
     void puts(const char* text);
-    /// Makes room for `bytes` more, at most kBufferBytes.
+    /// Makes room for `bytes` more, which is at most kBufferBytes.
     void makeRoom(size_t bytes);
     void putBuffer();
     void check(bool done);
 
-    /// What vcdTail() gives, by slot; 0 where the file declares nothing: those entries are passed
-    /// over.
+    /// Results of vcdTail(), by slot; 0 if the file does not declare the slot: such entries are
+    /// skipped.
     std::vector<uint64_t> tails;
     VcdTextState state;
     std::vector<char> buffer;
     size_t used = 0;
 };
 
-/// @return what ends a value line: "\n" and what precedes it, a blank for vectors and the code. In
-///         eight bytes with its length in the last, so that one store writes it
+/// @return the end of a value line: a blank for vectors, the code, and "\n". In eight bytes, the
+///         last of which has its length, so that one store writes it
 uint64_t vcdTail(uint32_t code, bool isVector);
 
 std::unique_ptr<QkTraceFile> makePlainFile(const char* filename);

@@ -83,7 +83,8 @@ void WritingThread::run() {
     }
 }
 
-/// Sleeps while there is little to do from bucket `number` on. Nothing to do then means the end.
+/// Sleeps while there is little to do, starting with bucket `number`. If there is nothing to do
+/// afterwards, the thread ends.
 void WritingThread::sleep(uint32_t number) {
     asleep = true;
     for (;;) {

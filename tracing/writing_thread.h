@@ -1,8 +1,8 @@
 // A thread that writes the full buckets of history to a file, while the model runs on.
 //
-// A bucket that is given belongs to the thread until it comes back, written and empty. At most
-// kQueuedBuckets are on their way; who gives one more waits. Both sides wake each other rarely: the
-// thread sleeps until there is some work, and who waits goes on when there is some room.
+// A bucket that is given belongs to the thread until it is returned, written and empty. At most
+// kQueuedBuckets are waiting; giving one more waits. Both sides wake each other rarely: the thread
+// sleeps until there is enough work, and a waiting caller continues when there is enough room.
 #pragma once
 
 #include <pthread.h>
@@ -18,17 +18,18 @@ class QkTraceFile;
 
 class WritingThread {
 public:
-    /// @param file  outlives the thread, and is the thread's but between wait() and give()
-    /// @return null where no thread is allowed, or of use, or to be had
+    /// @param file  must outlive the thread; only the thread uses it, except between wait() and
+    ///              give()
+    /// @return null when a thread is not allowed, useless, or cannot be started
     static std::unique_ptr<WritingThread> start(QkTraceFile& file);
-    /// Ends the thread when all is written.
+    /// Ends the thread when everything is written.
     ~WritingThread();
     WritingThread(const WritingThread&) = delete;
     WritingThread& operator=(const WritingThread&) = delete;
 
     /// Gives a bucket to be written. @return an empty one, or null
     std::unique_ptr<ChangeBucket> give(std::unique_ptr<ChangeBucket> bucket);
-    /// Waits until all is written.
+    /// Waits until everything is written.
     void wait();
     /// @return how long give() has waited for room
     uint64_t waitedNs() const { return waited; }
@@ -53,12 +54,13 @@ private:
     // Numbers of buckets; they wrap.
     std::atomic<uint32_t> given = 0;
     std::atomic<uint32_t> written = 0;
-    std::atomic<uint32_t> awaited = 0;  ///< the number written that somebody waits for
+    std::atomic<uint32_t> awaited = 0;  ///< how many buckets must be written before the waiting
+                                        ///< caller continues
     std::atomic<uint32_t> urgent = 0;   ///< up to here, the thread does not sleep
     std::atomic<uint32_t> wakings = 0;
     std::atomic<bool> asleep = false;
     std::atomic<bool> ending = false;
 };
 
-/// Writes a bucket's changes, as far as there is memory.
+/// Writes a bucket's changes. If memory is exhausted, the file fails.
 void writeBucket(QkTraceFile& file, const ChangeBucket& bucket);
