@@ -1,4 +1,4 @@
-// What commands of the console ask of a comparison.
+// What console commands need to know about a comparison.
 #include <string>
 
 #include "console/comparison.h"

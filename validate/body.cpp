@@ -68,7 +68,7 @@ QkVCDId* BodyReader::readValueLine(std::string_view first, std::string_view& val
         value = first.substr(1);
         const size_t stray = findStray(value, isReal ? kRealDigits : kBitDigits);
         if (stray != std::string_view::npos) return failAtDigit(value, stray);
-        // The next token may come with a new block, or spill, over this one.
+        // Reading the next token may overwrite this one.
         if (!tokens.isTokenAhead()) {
             valueText = value;
             value = valueText;
@@ -91,7 +91,7 @@ QkVCDId* BodyReader::readValueLine(std::string_view first, std::string_view& val
         return nullptr;
     }
     if (isReal && !id->isReal) {
-        // A real for a variable that is none: of its characters only these are digits.
+        // A real for a variable that is not a real: of its characters only these are digits.
         const size_t stray = findStray(value, kBitDigits);
         if (stray != std::string_view::npos) return failAtDigit(value, stray);
     }

@@ -28,18 +28,19 @@ public:
     /// @param strict   takes the strict dialect only
     /// @param loading  the values are saved state
     void start(QkVCDModel& model, bool strict, bool loading);
-    /// Reads a dump of all values up to its end, and applies it.
-    /// @param expectDumpvars  it is the first of the file: a time and `$dumpvars` come first; out
-    ///                        of strict mode the first value begins it, wherever that is
+    /// Reads and applies a dump of all values, up to its end.
+    /// @param expectDumpvars  it is the first of the file: a time and `$dumpvars` precede it; if
+    ///                        not in strict mode, it begins with the first value, wherever that is
     /// @return 1 or 0
     int readInitialValues(bool expectDumpvars);
     /// Moves the simulated time.
     /// @return false with a message; in strict mode, bad times are passed over with one
     bool readTimeLine(std::string_view token);
-    /// Reads what is left of a value line.
+    /// Reads the rest of a value line.
     /// @param first       its first token
     /// @param value       receives the digits, valid until the next token is read
-    /// @param passedOver  receives whether the line is a constant's, of no concern; may be null
+    /// @param passedOver  receives whether the line belongs to a constant and is skipped; may be
+    ///                    null
     /// @return the code's record, or null with a message or for a constant
     QkVCDId* readValueLine(std::string_view first, std::string_view& value, bool* passedOver);
 
@@ -55,7 +56,7 @@ public:
     bool readDump(bool isFirst);
 
     uint64_t timeMultiplier = 1;          ///< ticks of the model in one of the trace
-    std::optional<uint64_t> pausedSince;  ///< the time of a $dumpoff that is in force
+    std::optional<uint64_t> pausedSince;  ///< the time of the current $dumpoff
     bool isDamaged() const { return damaged; }
 
 private:

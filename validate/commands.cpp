@@ -25,7 +25,7 @@
 
 namespace {
 
-/// Bits of net flags that tell of a generator whose models a trace can drive.
+/// Net flags that only generators set whose models a trace can drive.
 constexpr uint32_t kCompatibleFlags =
     QK_flag_register | QK_flag_clock | QK_flag_early_input | QK_flag_step_input;
 static_assert(kCompatibleFlags == 0x00038023);
@@ -45,7 +45,7 @@ const char* orEmpty(const char* text) { return text ? text : ""; }
 
 const char* onOrOff(bool on) { return on ? "on" : "off"; }
 
-/// Reads a switch; what is neither on nor off is on.
+/// Reads a switch; anything but on and off counts as on.
 bool readSwitch(const char* text) {
     std::string word(text);
     for (char& c : word) c = lowerCase(c);
@@ -75,7 +75,7 @@ int qk_mtc(const char* filename) {
     currentPrompt = kValidatePrompt;
     const bool isNamed = filename && *filename;
     if (!isNamed) qkConsole->interactive = true;
-    if (!qkConsole->interactive) stopTime = kNoStop;  // there is nobody to stop for
+    if (!qkConsole->interactive) stopTime = kNoStop;  // no user is at a prompt
     int result = qkConsole->interactive;
     if (isNamed) result = validate.openTrace(filename);
     if (!result) validate.closeValidate();
@@ -99,7 +99,7 @@ int qk_mtc_ignore(const char* pattern) {
 
 namespace {
 
-/// Marks driven nets, also for the trace in hand. @return how many match
+/// Marks driven nets, also for the open trace. @return how many match
 int markInputs(const char* pattern, bool on, uint32_t flag, bool QkVCDId::*mark, const char* what) {
     QkFileReader& validate = reader();
     int count = 0;
@@ -162,7 +162,7 @@ void listMappings(const QkFileReader& validate) {
     if (!any) out.add("\t(none)\n");
 }
 
-/// Opens the trace in hand anew, so that a mapping takes effect.
+/// Reopens the open trace, so that a mapping takes effect.
 void reopen(QkFileReader& validate) {
     const std::string path = validate.tokens.path();
     validate.close();
@@ -280,7 +280,7 @@ int qk_mtc_synctime_real(double seconds) {
 
 namespace {
 
-/// @return the setting before. The model need not be complete yet.
+/// @return the previous setting. The model need not be complete yet
 bool setClockFirst(bool on) {
     QkFileReader& validate = *qkReader;
     const bool before = std::exchange(validate.clockFirst, on);

@@ -1,8 +1,8 @@
-// How the console comes to know of comparisons.
+// Registers comparisons with the console.
 #pragma once
 
 /// Adds the commands of a comparison to those of the console.
 void addValidateCommands();
 
-/// Registers what other commands ask of a comparison.
+/// Registers the functions by which other commands query a comparison.
 void registerAnswers();

@@ -15,7 +15,7 @@ int nOutOfSync = 0;
 
 namespace {
 
-/// As the debugging lines have them.
+/// As printed in debugging lines.
 constexpr const char* kStateIdentifiers[] = {
     "DoNotCompare", "Parked", "ValuesMatch", "WaitingForVCDChange", "WaitingForLiveModelChange",
     "OutOfSync",    "Destroy"};
@@ -47,11 +47,11 @@ enum ReportTime : uint8_t { kAtEntry, kAtEvent };       ///< into the state; of 
 enum Loudness : uint8_t { kAlwaysSaid, kSaidIfVerbose };
 enum Count : uint8_t { kNoDifference, kDifference };
 
-/// What a report has to say, beside its first line, to those who want it verbose.
+/// What a verbose report prints after its first line.
 enum class Details : uint8_t {
     kNone,
     kValues,          ///< both values
-    kTraceDisagrees,  ///< the model changed, then the trace, otherwise
+    kTraceDisagrees,  ///< the model changed, then the trace changed differently
     kTraceChangedTwice,
     kModelChangedTwice,
     kModelDisagrees,
@@ -77,7 +77,7 @@ struct QkVCDTrace::Transition {
     Loudness loudness = kAlwaysSaid;
 };
 
-// Where no row fits, nothing happens.
+// If no row fits, nothing happens.
 
 // clang-format off
 const QkVCDTrace::Transition QkVCDTrace::kVCDTransitions[] = {
@@ -129,7 +129,7 @@ void QkVCDTrace::apply(const Transition* rows, size_t count, bool matches, uint6
     }
 }
 
-/// What a report tells in sentences, and the two values that disagree.
+/// The sentences of a report, and the two values that disagree.
 struct QkVCDTrace::Story {
     struct Sentence {
         const char* when;
@@ -139,7 +139,7 @@ struct QkVCDTrace::Story {
     };
     std::vector<Sentence> sentences;
     std::string trace, model;
-    size_t marked = 0;  ///< the sentence whose value is the later one of the two
+    size_t marked = 0;  ///< index of the sentence that has the later one of the two values
 };
 
 /// @param time  of the event
@@ -204,7 +204,7 @@ QkVCDTrace::Story QkVCDTrace::storyOf(const Transition& row, uint64_t time) cons
     return story;
 }
 
-/// @return a 1 for each digit that both values know, and differently
+/// @return a 1 for each digit that is known and different in both values
 std::string QkVCDTrace::unequalDigits(const Story& story) const {
     std::string marked = digitsOf(live, &LiveChunk::compared);
     for (size_t i = 0; i < marked.size(); ++i) {
@@ -220,7 +220,7 @@ void QkVCDTrace::report(const Transition& row, uint64_t time) const {
     Printout out;
     const uint64_t now = row.reportTime == kAtEvent ? time : lastStateChange;
     out.print("Time: %s: %s: %s\n", qk_time_as_string(now), row.text, name.c_str());
-    // Strict mode, and who asks for it at the prompt, have binary digits alone.
+    // Only binary digits in strict mode, and if the user has requested it at the prompt.
     const bool inBinary = qk_strict || qkReader->detailsInBinary;
     if (row.details == Details::kNone || (inBinary && !verbose)) return;
 
@@ -286,7 +286,7 @@ void QkVCDTrace::noteLiveUpdate() {
 }
 
 void QkVCDTrace::reportSyncTimeout() {
-    // A wait may end in equal values: two changes at one time leave it as it is.
+    // A wait may end with equal values: two changes at one time do not end it.
     if (QK_CHECK_AS(state == WaitingForVCDChange || state == WaitingForLiveModelChange, "0"))
         apply(kTimeouts, std::size(kTimeouts), matchesLiveModel(), qk_cycle, lastStateChange);
     else
@@ -346,7 +346,7 @@ void QkVCDTrace::setState(CompareState next, uint64_t time) {
 
 void QkVCDTrace::settleState() {
     if (!liveTrace || state == Parked) return;
-    lastStateChange = qk_cycle;  // no wait has lasted until now
+    lastStateChange = qk_cycle;  // otherwise a wait would seem to have lasted until now
     setState(ValuesMatch, qk_cycle);
     readLive();
     forgetChange();
@@ -355,7 +355,7 @@ void QkVCDTrace::settleState() {
 void QkVCDTrace::makeStimulus() {
     isStimulus = true;
     if (state == DoNotCompare) return;
-    setState(ValuesMatch, qk_cycle);  // out of every ring and count
+    setState(ValuesMatch, qk_cycle);  // removes it from every ring and count
     state = DoNotCompare;
 }
 
@@ -371,7 +371,7 @@ void QkVCDTrace::unpark() {
     readLive();
     for (int at = 0; at < vcdBits.width(); at += 64) {
         const LiveChunk& chunk = live[at / 64];
-        // The digits stand for the storage: those of an inverted part are turned back.
+        // The digits are those of the storage: the digits of an inverted part are inverted again.
         vcdBits.setKnown(chunk.now ^ ~chunk.compared, at, std::min(64, vcdBits.width() - at));
     }
     previousValue.copyFrom(vcdBits);

@@ -1,12 +1,12 @@
 // Comparing the running model with a reference trace, net by net.
 //
-// Each net that the trace and the model both have is a QkVCDTrace. It is told of two streams of
-// events, changes of the value in the trace and changes of the value in the model, which may be out
-// of step by some time. A difference is therefore not two unequal values at one moment but one of
-// the rows of the tables in compare.cpp.
+// Each net that the trace and the model both have is a QkVCDTrace. It receives two streams of
+// events, changes of the value in the trace and changes of the value in the model, which may be
+// apart by some time. A difference is therefore not two unequal values at one moment but one of the
+// rows of the tables in compare.cpp.
 //
-// Lists are in the order of a run: `all` from the oldest, `active` likewise, `pending` in the order
-// of the trace's lines, the waiting ring in the order in which the waits began.
+// Lists are ordered as a run produces them: `all` and `active` from the oldest, `pending` in the
+// order of the trace's lines, the waiting ring in the order in which the waits began.
 #pragma once
 
 #include <cstdint>
@@ -22,10 +22,10 @@ struct QkTrace;
 struct QkVCDTraces;
 
 enum CompareState : uint8_t {
-    DoNotCompare,         ///< for good: no comparison is possible, or the trace drives the net
-    Parked,               ///< switched off for now
-    ValuesMatch,          ///< model and trace agree
-    WaitingForVCDChange,  ///< the model changed first; the trace must follow
+    DoNotCompare,               ///< never: no comparison is possible, or the trace drives the net
+    Parked,                     ///< switched off for now
+    ValuesMatch,                ///< model and trace agree
+    WaitingForVCDChange,        ///< the model changed first; the trace must follow
     WaitingForLiveModelChange,  ///< the trace changed first; the model must follow
     OutOfSync,                  ///< a difference was counted, and the values are still unequal
     Destroy                     ///< never entered
@@ -53,7 +53,7 @@ public:
     bool isStimulus = false;
     bool isPending = false;            ///< waits to be committed
     CommitGroup group = kOtherInputs;  ///< QkVCDTraces::regroup() sets it
-    bool traceChanged = false;         ///< the trace gave it another known value after a dump
+    bool traceChanged = false;         ///< the trace assigned it another known value after a dump
 
 protected:
     /// The model's value, 64 digits of it.
@@ -67,7 +67,7 @@ protected:
         : state(initially), narrowWidth(width <= 64 ? static_cast<uint8_t>(width) : uint8_t{0}) {}
 
     uint8_t narrowWidth;            ///< 0: more than 64 digits
-    uint32_t directCode = kNoCode;  ///< whose record may hold the value
+    uint32_t directCode = kNoCode;  ///< the code whose record may hold the value
     BitString::Chunk pendingChunk{};
     BitString::Chunk vcdChunk{};
     LiveChunk narrow{};
@@ -75,7 +75,7 @@ protected:
 };
 
 struct alignas(64) QkVCDTrace : ComparedValue {
-    /// @param width  digits of the net in the trace: those of the net in the model
+    /// @param width  digits of the net, the same number in trace and model
     QkVCDTrace(QkVCDTraces* traces, QkTrace* trace, int width);
     ~QkVCDTrace();
     QkVCDTrace(const QkVCDTrace&) = delete;
@@ -83,14 +83,15 @@ struct alignas(64) QkVCDTrace : ComparedValue {
 
     // ---- Events
 
-    /// The trace gives the net's digits `offset` to `offset` + `bits` - 1 a value. It waits in
+    /// The trace assigns a value to the net's digits `offset` to `offset` + `bits` - 1. It waits in
     /// QkVCDTraces::pending; several writes in one time step make one change.
-    /// @param value    digits, extended to the left; an empty text leaves the digits as they are
-    /// @param initial  within a dump of all values: it counts for a net that is not compared, too
+    /// @param value    digits, extended to the left; an empty text changes no digits
+    /// @param initial  within a dump of all values: it is also stored for a net that is not
+    ///                 compared
     void setPendingVC(std::string_view value, int offset, int bits, bool initial);
-    /// The pending value becomes the trace's. A net that is driven takes it.
+    /// The pending value becomes the trace's value, and that of a driven net.
     void commitPendingVC(bool initial);
-    /// The trace's value has changed. @param known  to another 0 or 1 in some digit
+    /// The trace's value has changed. @param known some digit has become another 0 or 1
     void noteVCDUpdate(bool known);
     /// The model's value has changed.
     void noteLiveUpdate();
@@ -103,39 +104,39 @@ struct alignas(64) QkVCDTrace : ComparedValue {
 
     /// Enters a state; DoNotCompare is never left.
     void setState(CompareState next, uint64_t time);
-    /// Counts as equal from here, whatever the values, unless it is parked.
+    /// From here on the net counts as equal, whatever its values, unless it is parked.
     void settleState();
-    /// Makes the trace drive the net, which is not compared any more.
+    /// Makes the trace drive the net, which is no longer compared.
     void makeStimulus();
     void retire();
-    /// Takes up the comparison of a parked net, with the model's value as the trace's.
+    /// Resumes the comparison of a parked net, with the model's value as that of the trace.
     void unpark();
     /// @return whether every known digit of the trace is that of the model
     bool matchesLiveModel() const;
     /// Reads the model's storage. @return whether the value differs from what was last read
     bool readLive();
-    /// Makes the value last read the one before, too.
+    /// Makes the previous value equal to the value last read.
     void forgetChange();
     /// @return the model's value as digits, and the one before it was last read
     std::string liveText() const { return digitsOf(live, &LiveChunk::now); }
     std::string previousLiveText() const { return digitsOf(live, &LiveChunk::before); }
-    /// @return the digits of what is in the model's storage now
+    /// @return the digits of the current value in the model's storage
     std::string storageText() const;
     bool isComparable() const { return state != DoNotCompare; }
     bool isMatched() const { return state > Parked; }
 
     uint64_t lastStateChange = 0;
-    QkTrace* liveTrace;                     ///< null once the net has gone
-    QkVCDTrace* waitingToSync_n = nullptr;  ///< ring of those that wait; null outside it
+    QkTrace* liveTrace;                     ///< null once the net was removed
+    QkVCDTrace* waitingToSync_n = nullptr;  ///< ring of waiting nets; null outside it
     QkVCDTrace* waitingToSync_p = nullptr;
     uint64_t maxSyncToVCD = 0;  ///< longest wait for the trace, and for the model
     uint64_t maxSyncToLive = 0;
     bool lostSync = false;          ///< has been out of sync
     uint32_t differenceNumber = 0;  ///< 1 + its place in ComparisonRecord::differences; 0: none yet
     QkVCDTraces* const owner;
-    BitString pendingBits;    ///< what becomes the trace's value
+    BitString pendingBits;    ///< the next value of the trace
     BitString vcdBits;        ///< the trace's value
-    BitString previousValue;  ///< what it was before the last commit
+    BitString previousValue;  ///< the trace's value before the last commit
     std::string name;         ///< the shortest of the net's full names
 
 private:
@@ -168,19 +169,19 @@ private:
     friend struct QkVCDTraces;
 };
 
-/// Those that wait for the other side, the longest waiting first.
+/// Nets that wait for the other side, the longest waiting first.
 using WaitingRing = Ring<QkVCDTrace, &QkVCDTrace::waitingToSync_n, &QkVCDTrace::waitingToSync_p>;
 extern QkVCDTrace* waitingToSync;
-/// How many are OutOfSync.
+/// How many nets are OutOfSync.
 extern int nOutOfSync;
 
 /// Ends the waits that have lasted longer than the user allows.
 void checkSyncTimeouts();
 
-/// @return whether a net can be compared: neither ignored nor an array, and a clocked register or a
-///         net that is compared in any case
+/// @return whether a net can be compared: it is neither ignored nor an array, and it is a clocked
+///         register or a net that is always compared
 bool isComparable(const QkTrace* trace);
 
-/// Gives a net of the model those digits that are 0 or 1; the others leave it as it is.
+/// Writes those digits that are 0 or 1 to a net of the model; the others do not change it.
 /// @param initial  within a dump of all values; debugging lines report it
 void writeBitString(QkTrace* trace, const BitString& bits, bool initial);

@@ -31,9 +31,10 @@ pid_t spawn(const char* program, const char* options, const char* path, int outp
         posix_spawn_file_actions_destroy(&actions);
         return 0;
     }
-    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);  // it may be 0
+    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);  // the descriptor may be 0
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    // Ctrl-C is for the model, whose process group this leaves; a broken pipe ends the program.
+    // Ctrl-C is for the model only, so the child leaves its process group; a broken pipe ends the
+    // child.
     sigset_t none, all;
     sigemptyset(&none);
     sigfillset(&all);
@@ -67,8 +68,9 @@ const Conversion* conversionOf(const std::string& path) {
 std::unique_ptr<Converter> Converter::start(const Conversion& conversion, const std::string& path) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
-    fcntl(ends[0], F_SETPIPE_SZ, kPipeBytes);  // fewer turns; the default will do
-    // A name that begins with '-' is no option.
+    fcntl(ends[0], F_SETPIPE_SZ, kPipeBytes);  // fewer switches between the processes; the default
+                                               // size also works
+    // A name that begins with '-' must not look like an option.
     const std::string file = path.front() == '-' ? "./" + path : path;
     const pid_t child = spawn(conversion.program, conversion.options, file.c_str(), ends[1]);
     const int error = errno;
@@ -87,9 +89,9 @@ Converter::Converter(const char* program, int output, pid_t process)
 Converter::~Converter() {
     if (fd >= 0) close(fd);
     if (child == 0 || parent != getpid()) return;
-    // Nothing but a child that has not been waited for is sure to have this number.
+    // Only a child that has not been waited for is certain to have this process id.
     if (waitpid(child, nullptr, WNOHANG) != 0) return;
-    kill(child, SIGKILL);  // all that it could still do is to write
+    kill(child, SIGKILL);  // it could only continue to write
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
 }

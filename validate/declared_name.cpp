@@ -12,7 +12,7 @@ struct Bounds {
     char bracket;
     int left, right;
     bool isRange;  ///< two numbers
-    bool isApart;  ///< from what precedes it
+    bool isApart;  ///< separated from the text before it
 
     bool fits(int width) const { return isRange && BitRange(left, right).width == width; }
     std::string text() const {
@@ -27,7 +27,7 @@ void skipBlanks(std::string_view& text) {
 
 void dropBlanks(std::string_view& text) { text = text.substr(0, text.find_last_not_of(' ') + 1); }
 
-/// Takes an integer from the front, and the blanks around it. @return whether there is one that
+/// Removes an integer and the blanks around it from the front. @return whether there is one that
 /// fits
 bool takeNumber(std::string_view& text, int& number) {
     skipBlanks(text);
@@ -51,8 +51,8 @@ bool takeWord(std::string_view& text, std::string_view word) {
     return true;
 }
 
-/// Takes bounds from the end of a text, and the blanks before them.
-/// @param name  characters at the front that stay
+/// Removes bounds, and the blanks before them, from the end of a text.
+/// @param name  number of characters at the front that are not bounds
 bool takeBounds(std::string_view& text, size_t name, Bounds& bounds) {
     if (text.size() <= name || (text.back() != ']' && text.back() != ')')) return false;
     bounds.bracket = text.back() == ']' ? '[' : '(';

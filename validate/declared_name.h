@@ -1,4 +1,5 @@
-// Names of variables as simulators write them: escaped or not, with their bounds glued on or apart.
+// Names of variables as simulators write them: escaped or not, with bounds directly after the name
+// or separate.
 #pragma once
 
 #include <string>
@@ -10,23 +11,23 @@
 struct DeclaredName {
     std::string name;  ///< empty: the text is not a name with bounds
     BitRange range;
-    /// '[' or '(' when this may be a bit of a wider net, `name` is that net's, and `range` the bit;
-    /// else 0
+    /// '[' or '(' when this may be a bit of a wider net: `name` is then the name of that net, and
+    /// `range` the bit; else 0
     char bitBracket = 0;
 
     /// @return the name of a bit of `net` as it was declared
     static std::string ofBit(const std::string& net, int index, char bracket);
 };
 
-/// Takes `q [7:0]`, `q[7:0]`, `q(7 downto 0)`, `q[3]`, `m [3] [7:0]` and the like apart. Bounds
-/// that stand apart, or that fit the width, are those of the net; any other index belongs to the
-/// name, as that of an element. A name that begins with a backslash ends at white space, unless a
-/// second backslash at the end of a word, or just before bounds, closes it.
-/// @param text   words, with one blank between two of them
+/// Parses `q [7:0]`, `q[7:0]`, `q(7 downto 0)`, `q[3]`, `m [3] [7:0]` and the like. Bounds that are
+/// separate from the name, or that fit the width, are those of the net; any other index belongs to
+/// the name, like that of an element. A name that begins with a backslash ends at white space,
+/// unless a second backslash at the end of a word, or just before bounds, closes it.
+/// @param text   words, separated by one blank
 /// @param width  as declared, at least 1
 DeclaredName parseDeclaredName(std::string_view text, int width);
 
-/// @return a name without what makes it an escaped one: a backslash at its beginning, and the
+/// @return a name without the characters that escape it: a backslash at its beginning, and the
 ///         backslash or blank that ends it
 std::string_view unescaped(std::string_view name);
 /// @return whether a name has other characters than letters, digits, `_` and `$`

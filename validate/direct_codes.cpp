@@ -1,15 +1,15 @@
-// Codes whose values go to one net whole, and the values of nets that are only driven.
+// Codes whose values are whole values of one net, and the values of nets that are only driven.
 //
-// While the record of a code drives, it has the value of its QkVCDTrace: everything else that reads
-// or writes that value settles it first. A value with an unknown digit does so, too; the record
-// takes the net up again when all its digits are known.
+// While the record of a code drives, it holds the value of its QkVCDTrace: all other code that
+// reads or writes that value calls settle() first. So does a value with an unknown digit; the
+// record takes over the net again when all its digits are known.
 #include "netdb/database.h"
 #include "tracing/trace_writer.h"
 #include "validate/vcd_traces.h"
 
 namespace {
 
-/// @return the place of a net that a store there is all to write, or null
+/// @return the place of a net that one store writes completely, or null
 void* plainStorage(QkTrace* live, int width) {
     if (width > QK_MAXUBITS || live->width() != width || live->isArray()) return nullptr;
     if ((live->flags & QK_flag_never_write) || live->firstPart() != live) return nullptr;
@@ -41,7 +41,7 @@ void QkVCDTraces::addDirectCode(uint32_t number, const DirectCode& code, QkVCDTr
     }
 }
 
-/// Has the record of a code drive its net, if it can.
+/// Makes the record of a code drive its net, if possible.
 void QkVCDTraces::takeUp(uint32_t number) {
     if (!codesValid || number == QkVCDTrace::kNoCode || number >= codes.size()) return;
     QkVCDTrace* const trace = codeTraces[number];
@@ -71,7 +71,7 @@ void QkVCDTraces::settle(QkVCDTrace* trace) {
 void QkVCDTraces::settleAll() {
     if (!codesValid) return;
     codesValid = false;
-    for (const uint32_t number : pendingDriven) settle(codeTraces[number]);  // in their order
+    for (const uint32_t number : pendingDriven) settle(codeTraces[number]);  // in this order
     pendingDriven.clear();
     for (QkVCDTrace* const trace : codeTraces)
         if (trace) settle(trace);
@@ -84,7 +84,7 @@ void QkVCDTraces::commitDriven() {
         if (i + ahead < pendingDriven.size())
             __builtin_prefetch(codes[pendingDriven[i + ahead]].storage, 1);
         DirectCode& code = codes[pendingDriven[i]];
-        // A code that has been settled stands in the list for nothing.
+        // A code that has been settled is still in the list, but not pending.
         if (!std::exchange(code.isPending, false) || code.pending == code.value) continue;
         code.value = code.pending;
         droveAny = true;

@@ -177,7 +177,7 @@ void QkFileReader::endValidate() {
 
 namespace {
 
-/// @return false when there is nobody to ask
+/// @return false when no prompt can open
 bool openConsole() { return runPendingScripts() || enterConsole(); }
 
 }  // namespace
@@ -199,7 +199,7 @@ int QkFileReader::runValidate() {
         } else if (!qkConsole->interactive && tokens.atEnd()) {
             endValidate();
         } else if (!qkConsole->interactive && TraceRun::timeIsUp()) {
-            stopTime = kNoStop;  // nobody could move the run on
+            stopTime = kNoStop;  // no prompt could move it again
         }
         nDifferencesTotal += nDifferences;
         nDifferences = 0;
@@ -230,7 +230,7 @@ bool QkFileReader::runPass(bool& pause) {
     return good;
 }
 
-/// Stepping on clocks needs one; unless the user asked for it, it turns itself off without.
+/// Stepping on clocks needs a clock; without one, it is switched off unless the user requested it.
 bool QkFileReader::hasClocks(bool& pause) {
     if (!stepsInOrder() || vcdModel->traces.countClockStimuli() > 0) return true;
     if (!steponclockRequested) {

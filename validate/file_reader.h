@@ -27,8 +27,8 @@ public:
 
     // ---- A trace
 
-    /// Begins anew with an empty QkVCDModel.
-    /// @param loading  to take over saved state, without a comparison
+    /// Starts with an empty QkVCDModel.
+    /// @param loading  to load saved state, without a comparison
     void start(bool loading);
     /// Opens a file and reads its declarations. @return 1, or 0 with a message
     int readHeader(const char* path);
@@ -37,16 +37,16 @@ public:
     void addStimulusMap(const StimulusMap& map) { linker().addStimulusMap(map); }
     int findStimuli() { return linker().findStimuli(); }
     bool fileIsOpen() const { return tokens.input() != nullptr; }
-    /// Closes the file, and forgets all of the trace.
+    /// Closes the file, and removes everything about the trace.
     void close();
 
     // ---- A comparison
 
-    /// Opens a trace, links it and brings the model to its first values. @return 1, or 0 with
+    /// Opens a trace, links it and applies its first values to the model. @return 1, or 0 with
     /// messages
     int openTrace(const char* path);
-    /// Ends the comparison, in an interactive run only that of this file. During a pass of the run
-    /// it waits for the end of the pass.
+    /// Ends the comparison, in an interactive run only that of this file. During a pass, it ends at
+    /// the end of the pass.
     void closeValidate();
     /// Runs the model along the trace until a stop. @return 1, or 0 when a pass failed
     int runValidate();
@@ -60,7 +60,7 @@ public:
 
     // ---- Saved state (validate/load_state.cpp)
 
-    /// Gives the nets of the model the values in a file, and the model its time. @return 1, or 0
+    /// Loads the values in a file into the nets of the model, and sets its time. @return 1, or 0
     /// with messages
     int loadState(const char* path);
 
@@ -69,7 +69,7 @@ public:
     int nDifferences = 0;       ///< since the last pause
     int nDifferencesTotal = 0;  ///< before it
     std::unique_ptr<QkVCDModel> vcdModel;
-    std::unique_ptr<InputSample> sample;  ///< ends comparisons early; null: it does not
+    std::unique_ptr<InputSample> sample;  ///< ends comparisons early; null: they run to the end
     TraceTokens tokens;
     BodyReader body;
     TraceRun run;
@@ -92,5 +92,5 @@ private:
     bool readState();
 };
 
-/// That of the live model; null without one.
+/// The reader of the live model; null if there is none.
 extern QkFileReader* qkReader;

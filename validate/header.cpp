@@ -74,7 +74,7 @@ int HeaderReader::skipDumparray() {
 
 namespace {
 
-/// @return the width to take for a declared one of 0, or 0 when there is none
+/// @return the width for a declaration of width 0, or 0 when there is none
 int defaultWidth(const std::string& kind) {
     return kind == "parameter" ? 32 : kind == "time" ? 64 : kind == "event" ? 1 : 0;
 }
@@ -142,7 +142,8 @@ private:
 
 }  // namespace
 
-/// Reads what may follow a variable's name, up to its `$end`. The range stays when that is nothing.
+/// Reads what may follow a variable's name, up to its `$end`. If that is nothing, the range does
+/// not change.
 int HeaderReader::readBitSelect(BitRange& range) {
     constexpr const char* expected = "expected bit-select or $end";
     constexpr const char* badlyFormed = "badly formed bit-select";
@@ -179,7 +180,7 @@ int HeaderReader::parseVCDtimescale() {
     return 1;
 }
 
-/// Takes the unit of the trace from a text such as " 10 ns"; one that is wrong is passed over.
+/// Sets the unit of the trace from a text such as " 10 ns"; a wrong one is ignored with a message.
 void HeaderReader::setTimescale(const std::string& text) {
     const char* const told = skipSpace(text.c_str());
     const char* at = told;

@@ -56,6 +56,6 @@ private:
     const bool isStrict;
     uint64_t& timeMultiplier;
     QkVCDScope* currentScope = nullptr;
-    std::vector<QkVCDScope*> outerScopes;  ///< what each open $scope is to go back to
+    std::vector<QkVCDScope*> outerScopes;  ///< the scope to return to from each open $scope
     std::optional<PendingBit> pendingBit;
 };

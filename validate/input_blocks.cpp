@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t kSlackBytes = 16;
 
-// Without branches, for compilers to make vectors of.
+// Without branches, so that compilers can vectorise it.
 void blankOut(char* bytes, size_t count) {
     for (size_t i = 0; i < count; ++i) {
         const char c = bytes[i];
@@ -25,7 +25,7 @@ void blankOut(char* bytes, size_t count) {
     }
 }
 
-/// Cuts a block at its first NUL.
+/// Truncates a block at its first NUL.
 void cutAtNul(InputBlock& block) {
     const char* const bytes = block.bytes.get();
     const void* const nul = std::memchr(bytes, '\0', static_cast<size_t>(block.count));
@@ -60,7 +60,7 @@ std::unique_ptr<ReadAhead> ReadAhead::start(gzFile gz) {
 }
 
 bool ReadAhead::startThread() {
-    // A lack of memory is no reason to end the run here.
+    // Exhausted memory must not end the run here.
     const std::new_handler handler = std::set_new_handler(nullptr);
     const bool hasMemory = spare.allocate();
     std::set_new_handler(handler);

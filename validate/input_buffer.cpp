@@ -47,7 +47,7 @@ std::unique_ptr<VcdInputBuffer> VcdInputBuffer::open(const char* path,
 VcdInputBuffer::~VcdInputBuffer() { closeInput(); }
 
 void VcdInputBuffer::closeInput() {
-    converter = nullptr;  // which ends a read under way
+    converter = nullptr;  // which ends a current read
     ahead = nullptr;
     if (gz) gzclose(gz);
     gz = nullptr;

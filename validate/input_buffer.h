@@ -1,9 +1,8 @@
-// The input of a reference trace, in large blocks: a token is what stands between their blanks and
-// line ends.
+// The input of a reference trace, in large blocks; blanks and line ends separate its tokens.
 //
-// A compressed file of more than a block is expanded by a thread of its own, as that takes longer
-// than what follows; so is the output of another program. Other pipes and terminals have none: it
-// would wait for input that nobody asked for.
+// A separate thread expands a compressed file of more than one block, as that takes longer than the
+// rest of the work; it also reads the output of another program. Other pipes and terminals have no
+// thread: it would wait for input that is not needed yet.
 #pragma once
 
 #include <cstdint>
@@ -25,17 +24,17 @@ public:
 
     /// Reads the next block over the one before. @return false at the end of input
     bool refill();
-    /// @return what kept the input from being read to its end, once it is exhausted; null: nothing
+    /// @return once the input is exhausted: why it could not be read to its end, or null
     const char* failure() const { return problem.empty() ? nullptr : problem.c_str(); }
     bool atEnd() const { return cur == end && !gz; }
     /// @return whether the file is damaged: compressed data that ends early or cannot be expanded,
     ///         or a NUL
     bool isDamaged() const { return damaged; }
-    /// @return bytes of the file in front of `cur`, as near as can be told
+    /// @return approximate number of bytes of the file before `cur`
     uint64_t position() const;
     uint64_t fileBytes() const { return size; }
 
-    const char* cur = nullptr;  ///< next character; behind `end` stands a blank
+    const char* cur = nullptr;  ///< next character; there is a blank at `end`
     const char* end = nullptr;
 
 private:
@@ -52,6 +51,6 @@ private:
     std::unique_ptr<ReadAhead> ahead;
     bool isRegular = false;
     bool damaged = false;
-    uint64_t size = 0;                      ///< of the file; 0 if it is none
-    uint64_t blockBegin = 0, blockEnd = 0;  ///< where the block in hand lies in it
+    uint64_t size = 0;                      ///< of the file; 0 if it is not a file
+    uint64_t blockBegin = 0, blockEnd = 0;  ///< place of the current block in the file
 };

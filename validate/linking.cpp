@@ -19,7 +19,7 @@ constexpr int kMostListed = 20;
 class ShortList {
 public:
     explicit ShortList(const char* heading) : title(heading) {}
-    /// @return whether the list goes on
+    /// @return whether the list continues
     bool add(const char* text) {
         if (count == 0) say("%s", title);
         if (count++ == kMostListed) {
@@ -83,7 +83,7 @@ void ModelLinker::reportMissingScopes(QkScope* liveRing) const {
 }
 
 /// Links the pairs that the user gave, whatever their order; then the scopes above them by
-/// position, as high up as both hierarchies reach and no pair was given; then what lies below by
+/// position, as far up as both hierarchies reach and no pair was given; then the scopes below by
 /// name.
 void ModelLinker::applyScopeMaps() {
     std::vector<QkVCDScope*> mapped;
@@ -131,7 +131,7 @@ int ModelLinker::linkModel() {
     return 1;
 }
 
-/// @return the net of the model that a name of the trace stands for, or null
+/// @return the net of the model for a name of the trace, or null
 QkName* ModelLinker::findPartner(uint32_t number) {
     const QkVCDName& name = vcdModel.names[number];
     const QkScope* const liveS = name.scope->linked;
@@ -190,7 +190,7 @@ QkVCDTrace* ModelLinker::addTrace(QkVCDName* name, const TraceUse& use) {
     vcdModel.usesChanged();
     for (QkVCDVar* const var : name->vcdVars) {
         QkVCDId& id = *var->vcdId;
-        // Nets that share a code share its values: what one of them needs holds for all.
+        // Nets that share a code share its values: if one of them needs them, all do.
         id.linked = true;
         id.isStimulus |= use.isStimulus;
         id.isClock |= use.isClock;
@@ -234,8 +234,8 @@ void ModelLinker::addStimulusMap(const StimulusMap& map) {
     }
 }
 
-/// Makes a name of the trace the only source of a net's values. A net that the name drove is driven
-/// no more unless the user has named it, too; one that is compared with it stays so.
+/// Makes a name of the trace the only source of a net's values. A net that the name drove is no
+/// longer driven unless the user has given it, too; one that is compared with it stays compared.
 void ModelLinker::linkStimulus(QkVCDName* name, QkName* live) {
     const auto isMappedTo = [&](const QkName* net, const QkVCDName* source) {
         return std::any_of(options.stimulusMaps.begin(), options.stimulusMaps.end(),
@@ -244,7 +244,7 @@ void ModelLinker::linkStimulus(QkVCDName* name, QkName* live) {
                            });
     };
     if (name->linked == live) return;
-    // What the trace has for the net's other names would go to the same storage.
+    // Values that the trace has for the net's other names would be written to the same storage.
     TraceNames::each(live->trace->names, [&](const QkName* alias) {
         const QkVCDName* const partner = vcdModel.partnerOf(alias);
         if (partner && !isMappedTo(alias, partner)) vcdModel.unlink(alias);

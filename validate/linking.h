@@ -1,5 +1,5 @@
-// Pairing what a trace declares with the model: scopes by name, names within paired scopes by bit
-// range; then which nets are compared, and which the trace drives.
+// Pairs the declarations of a trace with the model: scopes by name, names within paired scopes by
+// name and bit range; then determines which nets are compared, and which the trace drives.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ public:
     int findStimuli();
 
 private:
-    /// What becomes of a linked net, beside that it is compared if it can be.
+    /// How a linked net is used, apart from being compared if possible.
     struct TraceUse {
         bool isStimulus = false, isClock = false, isEarlyInput = false, isStepInput = false;
     };

@@ -1,8 +1,8 @@
-// Taking over saved state: each value of the file goes to the storage of its net at once, and
+// Loading saved state: each value of the file is written to the storage of its net at once, and
 // nothing is compared.
 //
-// Traces of other origin will do when they have all nets: the last value of each counts. A file
-// without a time leaves the model's as it is.
+// Other traces can be loaded if they have all nets: the last value of each counts. A file without a
+// time does not change the model's time.
 #include <string_view>
 
 #include "console/console.h"
@@ -15,8 +15,8 @@ int QkFileReader::loadState(const char* path) {
     start(true);
     bool done = readHeader(path) && linkModel();
     if (done) {
-        // The pass must not end before the file does. A stop time that a failure leaves behind
-        // would be that of another state.
+        // The pass must not end before the file does. After a failure the old stop time would
+        // belong to another state.
         const uint64_t stop = stopTime;
         stopTime = kNoStop;
         vcdModel->bindVariables();

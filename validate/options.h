@@ -14,7 +14,7 @@ struct MappedScope {
     std::string path;  ///< in the trace
 };
 
-/// A net of the model that the trace is to drive.
+/// A net of the model that the user wants the trace to drive.
 struct StimulusMap {
     QkName* live;
     std::string path;  ///< full name in the trace
@@ -23,12 +23,12 @@ struct StimulusMap {
 struct ComparisonOptions {
     int threshold = 10;            ///< differences at which the run stops, -1 for no limit
     int verbose = 0;               ///< level
-    bool detailsInBinary = false;  ///< asked for by the command `verbose`
+    bool detailsInBinary = false;  ///< requested by the command `verbose`
     bool verbosestep = false;
     uint64_t synctime = 0;  ///< ticks that model and trace may be apart; 0: until the end
     bool steponclock = true;
-    bool steponclockRequested = false;  ///< the user has asked for it
-    bool clockFirst = false;  ///< within a time step clocks come first: it overrides steponclock
+    bool steponclockRequested = false;  ///< requested by the user
+    bool clockFirst = false;  ///< within a time step clocks come first; overrides steponclock
     bool timeExecution = false;
     std::list<MappedScope> mappedScopes;  ///< newest first
     std::list<StimulusMap> stimulusMaps;

@@ -1,8 +1,8 @@
-// The value lines of a trace that need no thought: most of it.
+// Fast path for simple value lines, which are most of a trace.
 //
-// Such a line stands whole in the block in hand, has digits and a short code, and its value goes to
-// one net whole, or nowhere. What such lines say is handed over some lines later, while the nets'
-// records are on their way from memory. Everything else is left to the reading of tokens.
+// Such a line is completely in the current block, has digits and a short code, and its value is a
+// whole value of one net, or unused. The values are passed on some lines later, while the nets'
+// records are being prefetched. All other lines are read token by token.
 #include <array>
 #include <string_view>
 
@@ -16,13 +16,13 @@
 namespace {
 
 constexpr int kKnownDigits = 64;
-/// Lines that are read before the first of them is looked at again.
+/// Number of lines that are read before the first of them is passed on.
 constexpr size_t kBatchLines = 16;
 
 struct PlainValue {
     bool isKnown;             ///< all digits are 0 or 1, and there are at most 64
     uint64_t known;           ///< if so: the value
-    std::string_view digits;  ///< if not; in the block in hand
+    std::string_view digits;  ///< if not; in the current block
     size_t count;             ///< of the digits
 };
 
@@ -30,11 +30,11 @@ struct PlainLine {
     PlainValue value;
     size_t code;        ///< its number
     const char* begin;  ///< its first character
-    const char* end;    ///< the blank or line end behind the code
+    const char* end;    ///< the blank or line end after the code
     int number;         ///< of the line
 };
 
-/// Values on their way to their nets, in the order of their lines.
+/// Values not yet passed to their nets, in the order of their lines.
 class ValueQueue {
 public:
     explicit ValueQueue(QkVCDTraces& receivers) : traces(receivers) {}
@@ -74,7 +74,7 @@ inline const char* readKnown(const char* at, PlainValue& value) {
         uint64_t eight;
         std::memcpy(&eight, at, sizeof eight);
         eight ^= zeros;
-        // Gathers the low bit of each byte, the first byte's as the highest.
+        // Collects the low bit of each byte, that of the first byte as the highest.
         const uint64_t bits = (eight & ones) * 0x8040201008040201 >> 56;
         if (const uint64_t others = eight & ~ones) {
             const int count = __builtin_ctzll(others) / 8;
@@ -88,7 +88,7 @@ inline const char* readKnown(const char* at, PlainValue& value) {
     return at;
 }
 
-/// @param at  behind the `b`. @return the blank behind the digits, or null
+/// @param at  after the `b`. @return the blank after the digits, or null
 inline const char* parseVector(const char* at, PlainValue& value) {
     const char* const begin = at;
     at = readKnown(at, value);
@@ -174,7 +174,7 @@ void TraceRun::readPlainLines() {
                 continue;
             }
             QkVCDTrace* const trace = traces.traceOf(number);
-            if (code.storage) traces.settle(trace);  // later lines are to come later
+            if (code.storage) traces.settle(trace);  // to keep the order of lines
             values.add(trace, line.value);
         }
     }

@@ -17,7 +17,7 @@ std::string boundsText(const BitRange& range) {
                : "none";
 }
 
-/// @return why two nets of one place are no pair
+/// @return why two nets at the same place are not a pair
 std::string whyDifferent(const QkName* live, const QkVCDName& name) {
     if (live->trace->isArray()) return "an array in the model";
     if (live->kind == kExtractName) return "a slice in the model";

@@ -1,4 +1,4 @@
-// Why nets take no part in a comparison, or only in name.
+// Why nets are not compared, or only in name.
 #pragma once
 
 #include <string>
@@ -12,5 +12,5 @@ struct QkVCDName;
 std::string whyNotLinked(const QkVCDModel& vcdModel, const QkName* live);
 std::string whyNotLinked(const QkVCDName& name);
 
-/// Lists nets that a summary counts, and of which the comparison says little.
+/// Lists nets that a summary counts, but about which the comparison proves little.
 void summariseDoubts(const QkVCDModel& vcdModel, Printout& out);

@@ -8,8 +8,8 @@
 
 namespace {
 
-/// Lists what has no partner. The names of a scope without one follow each other, and make one
-/// entry.
+/// Lists scopes and nets without a partner. The names of a scope without one are consecutive, and
+/// make one entry.
 class UnlinkedList {
 public:
     explicit UnlinkedList(std::vector<ComparisonRecord::Unlinked>& theEntries)

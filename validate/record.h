@@ -1,4 +1,5 @@
-// What a comparison leaves for its report. The trace's own records are gone when it has closed.
+// The results of a comparison, for its report. The trace's own records are deleted when it is
+// closed.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +17,7 @@ struct ComparisonRecord {
         std::string trace, model;  ///< digits
         uint64_t count;
     };
-    /// A net that was apart from the trace for some time.
+    /// A net that differed from the trace for some time.
     struct Wait {
         std::string net;
         uint64_t longest;  ///< ticks
@@ -25,7 +26,7 @@ struct ComparisonRecord {
     struct Unlinked {
         std::string path;
         std::string reason;
-        uint64_t nets;  ///< of a scope; 0: it is a net
+        uint64_t nets;  ///< number of nets of a scope; 0: it is a net
     };
 
     std::string trace;                    ///< as it was given
@@ -36,7 +37,7 @@ struct ComparisonRecord {
     std::vector<Unlinked> modelOnly;     ///< in the order of listings
     std::vector<Unlinked> traceOnly;     ///< in the order of the trace's declarations
 
-    /// Takes over what the open comparison has come to so far.
+    /// Copies the results of the open comparison so far.
     /// @param path  of the trace
     void gather(const QkVCDModel& vcdModel, const std::string& path);
     /// Counts times in ticks `factor` times finer.

@@ -1,5 +1,5 @@
-// A comparison as a file: JSON for programs of one's own, or JUnit's XML for servers that collect
-// tests. Both are made from what the reader keeps of the latest comparison.
+// A comparison as a file: JSON for a user's programs, or JUnit's XML for servers that collect
+// tests. Both are made from the reader's record of the latest comparison.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ constexpr const char* kFormat = "zeft-report 1";
 
 using Difference = ComparisonRecord::Difference;
 
-/// What both forms of a report have.
+/// The contents of both forms of a report.
 struct Report {
     qk_mtc_run run;
     const QkFileReader* reader;  ///< null without a model
@@ -44,7 +44,7 @@ double secondsOf(const timeval& time) {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
-/// What a comparison has come to where nobody has judged it.
+/// The verdict on a comparison if the caller has given none.
 void judge(qk_mtc_run& run, const qk_mtc_stats& stats, bool isLinked) {
     const bool isUseless = !isLinked || stats.damaged || stats.driven == 0 || stats.compared == 0;
     run.status = isUseless ? 2 : stats.differences != 0 ? 1 : stats.complete ? 0 : 2;

@@ -13,7 +13,8 @@
 
 namespace {
 
-/// @return the top level's outputs that no comparison leaves out, whether or not a trace has them
+/// @return the top-level outputs that are not excluded from comparisons, whether or not a trace has
+///         them
 std::unordered_set<const QkTrace*> outputTraces() {
     std::unordered_set<const QkTrace*> outputs;
     NameRing::each(qkDatabase->names, [&](const QkName* name) {
@@ -57,7 +58,7 @@ void ComparisonResults::countLinks(const QkVCDModel& vcdModel, const ComparisonO
     longestSync = 0;
 }
 
-/// Hidden nets are left out: nobody could look for them in a trace.
+/// Hidden nets are left out: users do not know them.
 void ComparisonResults::findMissingNets(const QkVCDModel& vcdModel,
                                         const std::vector<const QkTrace*>& notComparedTraces) {
     notCompared.clear();
@@ -99,7 +100,7 @@ void ComparisonResults::countChanges(const QkVCDModel& vcdModel) {
 
 namespace {
 
-/// How well a scope of the trace would do for one of the model.
+/// How well a scope of the trace matches one of the model.
 struct Fit {
     const QkVCDScope* scope;
     int inputs = 0, ports = 0, names = 0;
@@ -120,8 +121,8 @@ std::vector<Fit> fitsOf(const QkVCDModel& vcdModel, const QkScope* liveScope) {
     std::vector<Fit> fits;
     for (const auto& [scope, fit] : byScope)
         if (fit.inputs > 0) fits.push_back(fit);
-    // A bench declares nets of the ports' names, too: the scope with more of the insides is better,
-    // and of two that have as much the deeper one.
+    // A bench also declares nets with the names of ports: the scope with more of the internal nets
+    // is better, and of two with the same number the deeper one.
     std::sort(fits.begin(), fits.end(), [](const Fit& a, const Fit& b) {
         if (a.ports != b.ports) return a.ports > b.ports;
         if (a.names != b.names) return a.names > b.names;

@@ -78,7 +78,7 @@ bool TraceRun::readLines() {
     return true;
 }
 
-/// @return false when there are as many differences as the user wants
+/// @return false when the limit of differences is reached
 bool TraceRun::reportProgress() {
     if (comparison.threshold != -1 && static_cast<unsigned>(comparison.nDifferences) >=
                                           static_cast<unsigned>(comparison.threshold))
@@ -114,7 +114,7 @@ bool TraceRun::readTime(std::string_view token) {
     return true;
 }
 
-/// Steps the model if the lines of a time step ask for it.
+/// Steps the model if the lines of a time step require it.
 bool TraceRun::finishTimeStep() {
     if (comparison.clockFirst) {
         if (!stepClockFirst()) return false;
@@ -139,8 +139,8 @@ bool TraceRun::readValue(std::string_view token) {
     return true;
 }
 
-/// Inputs that stand before the first clock in a time step reach the model before it, and clocks in
-/// succession reach it together.
+/// Inputs before the first clock in a time step reach the model before it, and consecutive clocks
+/// reach it together.
 bool TraceRun::applyInClockOrder(QkVCDId& id, std::string_view value) {
     if (id.isClock) {
         if (earlyInputs && !stepModel("apply early inputs")) return false;
@@ -161,7 +161,7 @@ bool TraceRun::canStep() const {
     return qk_step_fn != nullptr;
 }
 
-/// Has the model evaluated, by qk_step_fn or another function of it. It cannot move the time.
+/// Evaluates the model, by qk_step_fn or another of its functions, which cannot change the time.
 void TraceRun::evaluate(void (*function)(), const char* reason) {
     if (comparison.areStepsSaid()) qk_printf("Time: %s: Step (%s)\n", qk_cycle_as_string(), reason);
     const bool wasRunning = isRunning;
@@ -190,7 +190,7 @@ int TraceRun::settleModel(const char* reason) {
 }
 
 /// Ends a time step whose order of lines does not count: early inputs reach the model first, then
-/// clocks, then all other inputs. What it makes of them is looked at once.
+/// clocks, then all other inputs. Its changes are looked for only once.
 bool TraceRun::stepClockFirst() {
     constexpr struct {
         CommitGroup group;
@@ -210,7 +210,7 @@ bool TraceRun::stepClockFirst() {
 
 void TraceRun::regroup() {
     if (!comparison.vcdModel) return;
-    // What waits has to reach the model in the other order, too.
+    // Pending values must reach the model in the new order, too.
     if (vcdTraces().isGrouped() != comparison.clockFirst && vcdTraces().isInputPending())
         stepNeeded = true;
     vcdTraces().regroup(comparison.clockFirst);

@@ -27,7 +27,7 @@ public:
     int stepModel(const char* reason);
     /// Has the model take up inputs and registers that were written from outside. @return likewise
     int settleModel(const char* reason);
-    /// Applies the order of inputs that is in force, and the flags of nets, to the trace in hand.
+    /// Applies the current order of inputs, and the flags of nets, to the open trace.
     void regroup();
     /// @return whether the model has reached the time at which the user wants it to stop
     static bool timeIsUp();
@@ -60,8 +60,9 @@ private:
     QkFileReader& comparison;
     TraceTokens& tokens;
     BodyReader& body;
-    // What the current time step of the trace has come to.
-    bool stepNeeded = false;    ///< an input changed: the model is to be stepped at its end
+    // State of the current time step of the trace.
+    bool stepNeeded = false;    ///< an input changed: the model must be stepped at the end of the
+                                ///< time step
     bool earlyInputs = false;   ///< an input changed that must reach the model before the clock
     bool clockPending = false;  ///< a clock's value waits to be committed
 

@@ -12,13 +12,13 @@
 
 namespace {
 
-/// @return the name by which a user marks a driven net: that of the port
+/// @return the name by which a user marks a driven net, that of the port
 std::string nameOf(const QkVCDTrace& trace) {
     const QkName* const port = TraceNames::find(trace.liveTrace->names, isStimulus);
     return port ? FullName(port).c_str() : trace.name;
 }
 
-using Steps = std::vector<uint32_t>;  // rising
+using Steps = std::vector<uint32_t>;  // ascending
 
 Steps common(const Steps& a, const Steps& b) {
     Steps both;
@@ -63,7 +63,7 @@ bool InputSample::endStep() {
         if (found == indexes.end()) continue;
         Input& input = all[found->second];
         inputs = true;
-        // Marks may have come since the opening.
+        // Nets may have been marked since the trace was opened.
         input.isClock = (one.trace->liveTrace->flags & QK_flag_clock) != 0;
         input.isEarly = (one.trace->liveTrace->flags & QK_flag_early_input) != 0;
         clock |= input.isClock;

@@ -1,5 +1,5 @@
 // What the inputs in a part of a trace do: which of them change together with a clock, and which
-// look like clocks without being marked as such. Values of the model play no part in it.
+// look like clocks without being marked as such. Values of the model are not used.
 #pragma once
 
 #include <cstdint>
@@ -21,18 +21,18 @@ public:
         std::vector<uint32_t> steps = {};  ///< numbers of the time steps in which it changes
     };
 
-    /// @param steps  ends with so many time steps in which a clock changes; without clocks, any
-    ///               input
-    /// @param until  ends with the time step at this time, or the first one after it
+    /// @param steps  the sample ends after this number of time steps in which a clock (without
+    ///               clocks, any input) changes
+    /// @param until  it ends with the time step at this time, or the first one after it
     InputSample(uint32_t steps, uint64_t until) : mostSteps(steps), lastTime(until) {}
 
-    /// Begins anew, with the inputs of a trace that has been linked.
+    /// Starts with the inputs of a linked trace.
     void start(const QkVCDTraces& traces);
-    /// A value comes for a net; the net has that of before.
+    /// Called before a net gets a new value.
     void touch(const QkVCDTrace* trace);
     /// The values of a time step have been committed. @return whether the sample ends here
     bool endStep();
-    /// Draws the conclusions. The traces may go afterwards.
+    /// Computes the results. The traces may be deleted afterwards.
     void finish();
 
     const std::vector<Input>& inputs() const { return all; }
@@ -48,7 +48,7 @@ private:
     std::vector<Input> all;
     std::unordered_map<const QkVCDTrace*, size_t> indexes;  ///< in `all`
     std::vector<Touched> touched;                           ///< in this time step, each once
-    uint32_t step = 0;                                      ///< number of the time step in hand
+    uint32_t step = 0;                                      ///< number of the current time step
     std::vector<uint32_t> clockSteps;                       ///< in which a clock changes
     std::vector<uint32_t> inputSteps;                       ///< in which any input changes
     std::vector<uint32_t> loneSteps;  ///< in which registers change, and no clock does

@@ -121,7 +121,7 @@ bool TraceTokens::skipBlanks() {
 }
 
 void TraceTokens::endToken(char terminator) {
-    // A message about the token names its own line.
+    // A message about the token must have the token's line.
     lineEndPending = terminator == '\n';
 }
 

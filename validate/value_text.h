@@ -1,11 +1,12 @@
-// Values of one net as people compare them: below each other, and with marks where they differ.
+// Values of one net in a form that is easy to compare: below each other, with marks where they
+// differ.
 #pragma once
 
 #include <string>
 #include <vector>
 
 /// Formats values of one width. Up to 8 digits stay binary; more become hexadecimal, as in
-/// 70'h2_0123_4567_89ab_cdef, without the zeros that all of the values begin with. A hexadecimal
+/// 70'h2_0123_4567_89ab_cdef, without leading zeros that all of the values share. A hexadecimal
 /// digit is x or z when all its bits are, X or Z when some are.
 class ValueText {
 public:
@@ -26,6 +27,6 @@ private:
     int hexDigits = 0;  ///< 0: binary
 };
 
-/// @param digits  as above
+/// @param digits  as in ValueText()
 /// @return a hexadecimal literal such as 12'h0ff, with all digits of the width, whatever that is
 std::string hexLiteral(const std::string& digits);

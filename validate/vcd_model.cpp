@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Codes with lower numbers are found in a table, others by their text.
+/// Codes with lower numbers are looked up in a table, others by their text.
 constexpr size_t kShortCodes = size_t{1} << 20;
 
 /// @return the number of a code, whose characters are all printable
@@ -78,7 +78,7 @@ QkVCDScope* QkVCDModel::findOrCreateChild(QkVCDScope* scope, std::string_view na
     QkVCDScope& made = scopeStore.emplace_back();
     made.name = name;
     made.parent = scope;
-    longestScope = std::max(longestScope, name.size() + 3);  // however it is escaped
+    longestScope = std::max(longestScope, name.size() + 3);  // room for any form of escaping
     (scope ? scope->children : topScopes).push_back(&made);
     scopesByPlace.emplace(Place{scope, made.name}, &made);
     scopesNoCase.emplace(Place{scope, made.name}, &made);
@@ -112,7 +112,7 @@ QkVCDScope* QkVCDModel::findChild(const QkVCDScope* scope, const std::string& na
 }
 
 QkVCDScope* QkVCDModel::findScope(std::string_view path) const {
-    // Unless dots part names, each beginning of what is left of the path may be a name.
+    // If names may contain dots, every prefix of the rest of the path may be a name.
     struct Step {
         QkVCDScope* scope;
         std::string_view rest;
@@ -275,7 +275,7 @@ void QkVCDModel::splitBits(uint32_t number) {
     const char bracket = std::exchange(name->bitBracket, 0);
     BitRange scalar(0, 0);
     scalar.isRange = false;
-    bool isFirst = true;  // it takes the record
+    bool isFirst = true;  // it uses the record
     for (auto bit = bits.begin(); bit != bits.end(); isFirst = false) {
         QkVCDVar* const var = *bit;
         ++bit;
@@ -296,7 +296,7 @@ void QkVCDModel::splitBits(uint32_t number) {
 
 namespace {
 
-/// @return the offset of a variable's low digit, when the bits of its name go from the left
+/// @return the offset of a variable's low digit, when the bits of its name are paired from the left
 int offsetByPosition(const QkVCDVar& var) {
     const QkVCDName& name = *var.vcdName;
     BitRange whole = name.range;
@@ -448,7 +448,7 @@ void QkVCDVar::setVCDValue(std::string_view value, bool initial) {
     if (vcdTrace) {
         vcdTrace->setPendingVC(value, offset, range.width, initial);
     } else if (initial && !value.empty()) {
-        // Linked, but neither compared nor driven: it takes its first value all the same.
+        // Linked, but neither compared nor driven: it still receives its first value.
         BitString bits(live->width());
         bits.setDigits(value, offset, range.width);
         writeBitString(live, bits, initial);

@@ -2,7 +2,7 @@
 // them.
 //
 // A code may serve several variables, and a name may be declared in several pieces. A value line
-// knows only the code: QkVCDId leads to all the nets that it concerns without a search.
+// has only the code: QkVCDId leads to all nets of the code without a search.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +25,8 @@ struct QkTrace;
 struct QkVCDId;
 struct QkVCDName;
 
-/// Short codes are numbered without a gap: 1 to 94 for one character, and so on, the first
-/// character counting least.
+/// Short codes are numbered without gaps: 1 to 94 for one character, and so on, the first character
+/// least significant.
 constexpr size_t kCodeBase = 94, kLongestShortCode = 4;
 
 struct QkVCDScope {
@@ -36,17 +36,17 @@ struct QkVCDScope {
     QkScope* linked = nullptr;          ///< of the model
     int nameCount = 0;
 
-    /// @return the dotted path. It is not kept: scopes may be nested any deep.
+    /// @return the dotted path. It is not stored: scopes can nest arbitrarily deep
     std::string fullName() const;
 };
 
-/// One $var: the bits of a name that a code stands for.
+/// One $var: the bits of a name that belong to a code.
 struct QkVCDVar {
     BitRange range;
     QkVCDId* vcdId;
     QkVCDName* vcdName;
     int offset = 0;                  ///< of the low digit within the linked net, once bound
-    QkVCDTrace* vcdTrace = nullptr;  ///< what compares or drives the net, if anything does
+    QkVCDTrace* vcdTrace = nullptr;  ///< compares or drives the net; null if nothing does
     bool bound = false;              ///< its place in the linked net is known
     QkVCDVar* nextOfName = nullptr;
     QkVCDVar* nextOfId = nullptr;
@@ -96,19 +96,19 @@ struct QkVCDName {
     BitRange range;
     QkName* linked = nullptr;
     VarChain<& QkVCDVar::nextOfName> vcdVars = {};
-    /// '[' or '(' when all of it was declared bit by bit as `q[3]`, `q[2]` and so on, else 0
+    /// '[' or '(' when it was declared bit by bit as `q[3]`, `q[2]` and so on, else 0
     char bitBracket = 0;
     bool hasDirection = false;  ///< a declared range gives it
 
     std::string fullName() const;
-    /// @return whether its values have digits that a net can take
+    /// @return whether its values have digits that can be written to a net
     bool hasDigits() const;
-    /// @return whether its bits go to those of a net from the left, whatever their numbers: the
-    ///         bounds of the two differ
+    /// @return whether its bits are paired with those of a net from the left, whatever their
+    ///         numbers, because the bounds differ
     bool isLinkedByPosition() const;
 };
 
-/// What the values of a code are when it is not declared as a plain net.
+/// The kind of a code's values.
 enum class ValueKind : uint8_t { kDigits, kReal, kString, kEvent, kNoWidth };
 
 struct QkVCDId {
@@ -117,14 +117,14 @@ struct QkVCDId {
     bool isClock = false;
     bool isEarlyInput = false;
     bool isStepInput = false;
-    bool isReal;               ///< in strict mode; its values go nowhere
-    bool isParameter = false;  ///< a constant: no variable, no values
+    bool isReal;               ///< in strict mode; its values are not used
+    bool isParameter = false;  ///< a constant, which has no values
     ValueKind kind = ValueKind::kDigits;
     int width;
     std::string vcdId;
     VarChain<& QkVCDVar::nextOfId> sameId = {};
 
-    /// Hands a value to the nets behind all variables of the code. Reals go nowhere.
+    /// Passes a value to the nets of all variables of the code. Reals are not used.
     void setVCDValue(std::string_view value, bool initial);
 };
 
@@ -141,16 +141,17 @@ struct VarDeclaration {
 };
 
 struct QkVCDModel {
-    /// @param strict  a dot in the name of a scope or variable parts it; else it is one name
+    /// @param strict  a dot in the name of a scope or variable divides it; else it is part of the
+    ///                name
     explicit QkVCDModel(bool strict) : isStrict(strict) {}
 
-    /// @return the scope at a dotted path below `scope` (null: the top), made if need be
+    /// @return the scope at a dotted path below `scope` (null: the top), made if needed
     QkVCDScope* findOrCreateScope(QkVCDScope* scope, std::string_view path, bool ignoreCase);
-    /// @return the one of this name below `scope` (null: the top), made if need be
+    /// @return the one of this name below `scope` (null: the top), made if needed
     QkVCDScope* findOrCreateChild(QkVCDScope* scope, std::string_view name);
-    /// @return whether it could: a code has one width
+    /// @return false if the code already has another width
     bool addVariable(const VarDeclaration& declared);
-    /// Makes each bit of a name a name of its own, `name[3]` and so on.
+    /// Makes each bit of a name a separate name, `name[3]` and so on.
     /// @param number  of the name in `names`
     void splitBits(uint32_t number);
     void addParameter(std::string_view code);
@@ -160,11 +161,11 @@ struct QkVCDModel {
     QkVCDScope* findScope(std::string_view path) const;
     QkVCDName* findName(std::string_view fullName);
     const QkVCDName* findName(const QkVCDScope* scope, std::string_view name) const;
-    /// @return whether names may hold dots and be escaped
+    /// @return whether names may contain dots and be escaped
     bool hasLooseNames() const { return !isStrict; }
     /// Makes QkVCDTraces::codes by the numbers of short codes, unless they are valid.
     void findDirectCodes();
-    /// Tells that variables are to be bound anew, and direct codes found anew.
+    /// Call it when variables must be bound again, and direct codes found again.
     void usesChanged();
     /// Finds the place of every variable in the net that it is linked to, if links have changed.
     void bindVariables();
@@ -173,11 +174,11 @@ struct QkVCDModel {
     QkVCDName* partnerOf(const QkName* name) const;
     QkVCDScope* partnerOf(const QkScope* scope) const;
     void link(QkVCDName* name, QkName* live);
-    /// @return a further record with the variables of a name, which may have a link of its own. It
-    ///         is not in `names`.
+    /// @return another record with the variables of a name, which may have a different link. It is
+    ///         not in `names`
     QkVCDName* duplicate(const QkVCDName& name);
     void link(QkVCDScope* scope, QkScope* live);
-    /// Forgets records of the model that are about to be deleted.
+    /// Removes links to records of the model that are about to be deleted.
     void unlink(const QkName* live);
     void unlink(const QkScope* live);
 
@@ -231,7 +232,7 @@ private:
     ByText<QkVCDId*> longCodes;
     HashIndex namesByPlace;  ///< numbers in `names`
     std::unordered_map<Place, QkVCDScope*, PlaceHash> scopesByPlace;
-    /// The first of those that differ in case alone.
+    /// The first of the scopes that differ only in case.
     std::unordered_map<Place, QkVCDScope*, PlaceHashNoCase, EqualNoCase> scopesNoCase;
     std::vector<QkVCDName*> partners;  ///< by QkName::id
     PointerTable<QkScope, QkVCDScope> scopePartners;

@@ -78,7 +78,7 @@ QkVCDTrace::~QkVCDTrace() {
     if (state == OutOfSync) --nOutOfSync;
 }
 
-/// Takes the shortest of the net's names; those that another net has replaced come last.
+/// Chooses the shortest of the net's names; names that another net has replaced come last.
 void QkVCDTrace::chooseName() {
     const QkName* chosen = nullptr;
     const auto length = [](const QkName* candidate) {
@@ -181,7 +181,8 @@ void QkVCDTrace::setPendingVC(std::string_view value, int offset, int bits, bool
     owner->enqueue(this);
 }
 
-/// Fetches what the commits of some traces behind the `at`th will touch, a step nearer each time.
+/// Prefetches the memory that commits of some traces after the `at`th will touch, one step further
+/// for nearer ones.
 void QkVCDTraces::prefetchAhead(size_t at) const {
     constexpr size_t own = 24, net = 12;
     if (at + own < pending.size()) __builtin_prefetch(pending[at + own], 1);
@@ -199,7 +200,7 @@ void QkVCDTraces::commitPending(bool initial) {
     commitDriven();
     commitList(pendingFirst, initial);
     commitList(pending, initial);
-    // What the trace drives comes before what the model makes of it.
+    // Values from the trace are recorded before the model's reaction to them.
     if (droveTraced) qkTraceWriter->captureChanges();
 }
 
@@ -219,11 +220,11 @@ bool QkVCDTraces::commitGroup(CommitGroup group) {
     if (qkReader->verbose > 3) qk_printf("Commit Pending Changes:\n");
     if (group == kOtherInputs) {
         commitDriven();
-        commitList(pendingFirst, false);  // what was regrouped while it waited
+        commitList(pendingFirst, false);  // traces that changed their group while they waited
         commitList(pending, false);
         return droveAny;
     }
-    // Whoever takes the texts that are printed may remove traces.
+    // Printing may call code that removes traces.
     for (size_t i = 0; i < pendingFirst.size(); ++i)  // NOLINT(modernize-loop-convert)
         if (pendingFirst[i]->group == group) commit(pendingFirst[i], false);
     std::erase_if(pendingFirst, [](const QkVCDTrace* trace) { return !trace->isPending; });
@@ -259,13 +260,14 @@ void QkVCDTraces::commit(QkVCDTrace* trace, bool initial) {
     takeUp(trace->directCode);
 }
 
-/// BitString::commit() of the pending value, which keeps the trace's for reports if it is compared.
+/// BitString::commit() of the pending value. Keeps the trace's previous value for reports if it is
+/// compared.
 inline int QkVCDTrace::commitBits() {
     if (narrowWidth == 0) {
         if (isComparable()) previousValue.copyFrom(vcdBits);
         return pendingBits.commit();
     }
-    // The three strings would each be one more line of memory.
+    // Each of the three strings would touch another cache line.
     previousChunk = vcdChunk;
     const int change =
         BitString::classify(BitString::changesOf(pendingChunk, vcdChunk, bitMask(narrowWidth)));
@@ -289,8 +291,8 @@ void QkVCDTrace::commitPendingVC(bool initial) {
         if (isStimulus) {
             ++nChanges;
             owner->droveAny |= drives;
-            // A shown change is printed here, before what the next commit has to say, unless the
-            // model may have been evaluated since the last capture.
+            // A shown change is printed here, before messages of the next commit, unless the model
+            // may have been evaluated since the last capture.
             const bool isCaptured = initial || !owner->grouped;
             if (isCaptured && liveTrace->nshow > 0)
                 qkTraceWriter->captureChanges();
@@ -310,7 +312,7 @@ std::string debugName(const QkTrace* trace) {
     return trace->names ? FullName(trace->names).c_str() : "NO NAMES";
 }
 
-/// Tells of one place that a value goes to.
+/// Prints one place to which a value is written.
 void tellPlace(const char* loop, const QkTrace* place) {
     say("QkTrace::writeBitString(): %s: (%s) t->flags=0x%04X t->invert=%d\n", loop,
         debugName(place).c_str(), place->flags, place->invert);
@@ -337,8 +339,8 @@ void writeBitString(QkTrace* trace, const BitString& bits, bool initial) {
     if (neverWrite || trace->isArray()) return;
     if (bits.width() != trace->width()) return;
     qkWriteCount += initial;
-    // Digits of saved state, and in strict mode all, are those of the storage. Otherwise the net is
-    // to read what the trace says.
+    // Digits of saved state, and in strict mode all digits, are those of the storage. Otherwise the
+    // net must read as in the trace.
     const bool ofStorage = trace->invert && (qk_strict || reader.loadingState);
     eachPart(trace, [&](QkTrace* part, int offset) {
         const int width = part->width();
@@ -371,7 +373,7 @@ void QkVCDTraces::scanLiveChanges() {
     if (qkTraceWriter->active_traces || qkTraceWriter->coverage.isRunning())
         qkTraceWriter->captureChanges();
     if (!planValid) {
-        // What changed since the traces were last read is not in the images.
+        // Changes since the traces were last read are not in the images.
         std::erase_if(active, [](const QkVCDTrace* trace) { return !trace->liveTrace; });
         std::vector<QkTrace*> watched;
         for (const QkVCDTrace* trace : active) watched.push_back(trace->liveTrace);
@@ -403,7 +405,7 @@ void QkVCDTraces::beginPause() {
     for (QkVCDTrace* const trace : waiting) {
         trace->checkEndState();
         if (trace->state == OutOfSync) continue;
-        // It changed just now, and what followed is not known.
+        // It has just changed, and later changes are not known.
         trace->setState(Parked, qk_cycle);
         trace->unpark();
     }
@@ -443,7 +445,7 @@ QkVCDTraceStore::~QkVCDTraceStore() {
 void* QkVCDTraceStore::place() {
     constexpr size_t size = sizeof(QkVCDTrace), alignment = alignof(QkVCDTrace);
     if (next == end) {
-        // Doubled each time: few nets take little, and many are few blocks.
+        // Doubled each time: few nets need little memory, and many need few blocks.
         blockSize = blockSize == 0 ? 64 * size : 2 * blockSize;
         void* block = allocateBlock(blockSize + alignment, "reference trace");
         blocks.push_back(block);

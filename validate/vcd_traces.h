@@ -13,14 +13,14 @@
 class InputSample;
 struct QkTrace;
 
-/// Memory for traces, in large blocks: each value line goes to another, at random.
+/// Memory for traces, in large blocks: each value line uses another one, at random.
 class QkVCDTraceStore {
 public:
     QkVCDTraceStore() = default;
     ~QkVCDTraceStore();
     QkVCDTraceStore(const QkVCDTraceStore&) = delete;
     QkVCDTraceStore& operator=(const QkVCDTraceStore&) = delete;
-    /// @return a place for one more
+    /// @return memory for another one
     void* place();
 
     struct Destroy {
@@ -34,21 +34,22 @@ private:
     size_t blockSize = 0;
 };
 
-/// What a value line needs of its code when all its values go to one net whole, or nowhere.
+/// What a value line needs to know about its code if all its values are whole values of one net, or
+/// unused.
 ///
 /// A net of up to 64 digits that is only driven has no states, so while all its digits are known
-/// its value is kept here and nowhere else: a value line touches this record, and later the
-/// storage.
+/// its value is only kept here: a value line touches this record, and later the storage.
 struct alignas(32) DirectCode {
-    uint64_t value = 0;       ///< the trace's, if the code drives
-    uint64_t pending = 0;     ///< what becomes it, if it waits to be committed
-    void* storage = nullptr;  ///< the model's, one store wide; null: the code does not drive
-    int32_t nChanges = 0;     ///< not yet added to those of the net
-    uint16_t width = 0;       ///< of the code; 0: more is to be done than a hand-over
+    uint64_t value = 0;       ///< the trace's value, if the code drives
+    uint64_t pending = 0;     ///< the next value, if it waits to be committed
+    void* storage = nullptr;  ///< the model's storage, written by one store; null: the code does
+                              ///< not drive
+    int32_t nChanges = 0;     ///< changes not yet added to those of the net
+    uint16_t width = 0;       ///< of the code; 0: its values need more than this record
     bool isStimulus : 1 = false;
     bool isEarlyInput : 1 = false;
     bool isStepInput : 1 = false;
-    bool isConcern : 1 = false;  ///< the values go to a net
+    bool isConcern : 1 = false;  ///< the values are used by a net
     bool isPending = false;
 };
 static_assert(sizeof(DirectCode) == 32, "two share a cache line");
@@ -60,20 +61,19 @@ struct QkVCDTraces {
     QkVCDTraces(const QkVCDTraces&) = delete;
     QkVCDTraces& operator=(const QkVCDTraces&) = delete;
 
-    /// @return that of a net of the model, or null
+    /// @return the one of a net of the model, or null
     QkVCDTrace* find(const QkTrace* trace) const;
-    /// Makes that of a net that has none, and watches it.
+    /// Makes one for a net that has none, and watches it.
     QkVCDTrace* add(QkTrace* trace, int width);
-    /// Forgets that of a net that is neither compared nor driven any more.
+    /// Removes the one of a net that is neither compared nor driven any more.
     void remove(const QkTrace* trace);
-    /// Takes a net that is about to be deleted out of the comparison.
+    /// Removes a net that is about to be deleted from the comparison.
     void retire(const QkTrace* trace);
 
-    /// Gives a net a value from the trace all of whose digits are known, as setPendingVC() does;
-    /// digits to its left are 0.
+    /// Like setPendingVC(), for a value with known digits only; digits to its left are 0.
     void setPendingKnown(QkVCDTrace* trace, uint64_t value);
 
-    // ---- Codes whose values go to one net whole, or nowhere (validate/direct_codes.cpp)
+    // ---- Codes whose values are whole values of one net, or unused (validate/direct_codes.cpp)
 
     /// By the number of a code, valid while `codesValid`. The model fills it by addDirectCode().
     std::vector<DirectCode> codes;
@@ -88,34 +88,35 @@ struct QkVCDTraces {
         pendingDriven.push_back(number);
     }
     QkVCDTrace* traceOf(uint32_t number) const { return codeTraces[number]; }
-    /// Gives the trace back what the record of a code holds of it.
+    /// Moves the state that the record of a code holds back to the trace.
     void settle(QkVCDTrace* trace);
     void settleAll();
 
-    /// Gives all pending values to their traces, in the order of their arrival.
+    /// Commits all pending values to their traces, in the order in which they arrived.
     void commitPending(bool initial);
-    /// Gives those of one group to their traces. Nothing is captured: the model is looked at when
-    /// all groups have been committed. @return whether a driven net changed
+    /// Commits those of one group. Nothing is captured: changes of the model are found when all
+    /// groups have been committed. @return whether a driven net changed
     bool commitGroup(CommitGroup group);
-    /// Chooses whether groups are committed apart, by the flags that nets have now.
+    /// Sets whether groups are committed separately, by the current flags of nets.
     void regroup(bool apart);
     bool isGrouped() const { return grouped; }
     /// @return whether a driven net waits to be committed
     bool isInputPending() const;
-    /// Finds out what changed in the model since the last time.
+    /// Finds out what has changed in the model since the last call.
     void scanLiveChanges();
-    /// Ends a dump of all values: what is compared counts as equal from here.
+    /// Ends a dump of all values: from here on all compared nets count as equal.
     void endDump();
-    /// Reports what is unequal when the trace pauses, and waits for nothing more.
+    /// Reports nets that differ when the trace pauses, and ends all waits.
     void beginPause();
-    /// Ends a dump of all values after a pause: as endDump(), but counts go on.
-    /// @return what it gave a value
+    /// Ends a dump of all values after a pause: like endDump(), but counts continue.
+    /// @return the nets that received a value
     std::vector<QkVCDTrace*> takeDump();
-    /// Writes the values to the model once more; what is compared counts as equal from here.
+    /// Writes the values to the model again; from here on all compared nets count as equal.
     void takeAgain(const std::vector<QkVCDTrace*>& given);
-    /// Reports what is unequal now that the trace has ended.
+    /// Reports nets that differ at the end of the trace.
     void endOfTrace();
-    /// Decides anew what is watched: what is comparable or traced, and not ignored.
+    /// Determines again which nets are watched: those that are comparable or traced, and not
+    /// ignored.
     void updateMonitoring();
     void summarise();
     int countClockStimuli() const;
@@ -124,11 +125,11 @@ struct QkVCDTraces {
     std::vector<std::unique_ptr<QkVCDTrace, QkVCDTraceStore::Destroy>> all;
     std::vector<QkVCDTrace*> active;
     std::vector<QkVCDTrace*> pending;
-    std::vector<QkVCDTrace*> pendingFirst;  ///< those of the groups before the last
+    std::vector<QkVCDTrace*> pendingFirst;  ///< traces of the groups before the last
     bool monitorTracedOnly = false;
     int monitoredCount = 0;         ///< nets that can be compared
     int longestName = 0;            ///< columns
-    InputSample* sample = nullptr;  ///< is shown every value that comes; null: nobody is
+    InputSample* sample = nullptr;  ///< receives every value; null: there is no sample
 
 private:
     void noteChange(QkVCDTrace* trace);
@@ -142,11 +143,11 @@ private:
     std::vector<QkVCDTrace*> byTrace;  ///< by QkTrace::id
     CapturePlan plan;                  ///< of `active`
     bool planValid = false;
-    std::vector<QkVCDTrace*> codeTraces;  ///< by the number of a code; null: of no concern
-    std::vector<uint32_t> pendingDriven;  ///< numbers of codes; those not `isPending` do not count
+    std::vector<QkVCDTrace*> codeTraces;  ///< by the number of a code; null: unused
+    std::vector<uint32_t> pendingDriven;  ///< numbers of codes; ignored if not `isPending`
     bool droveTraced = false;             ///< a commit wrote to a net that is traced
-    bool droveAny = false;                ///< a commit gave a driven net another value
-    bool grouped = false;                 ///< groups are committed apart
+    bool droveAny = false;                ///< a commit changed a driven net
+    bool grouped = false;                 ///< groups are committed separately
 
     friend struct QkVCDTrace;
 };
