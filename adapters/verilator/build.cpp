@@ -1,4 +1,5 @@
-// The build: the tree is read once for the tables, and compiled with them the second time.
+// The build: Verilator runs twice, first to read the tree for the tables, then to compile the
+// design with them.
 #include "build.h"
 
 #include <unistd.h>
@@ -24,7 +25,7 @@ namespace fs = std::filesystem;
 
 constexpr size_t kMostLeftOut = 20;
 
-/// A folder for the tree while it is not known what to call the program.
+/// A folder for the tree while the name of the program is not known.
 class ScratchFolder {
 public:
     ScratchFolder() {
@@ -72,9 +73,9 @@ private:
 
     const Options& options;
     Installation installation;
-    std::string version;  ///< as Verilator prints it
+    std::string version;  ///< as printed by Verilator
     int versionMajor = 0, versionMinor = 0;
-    std::string top;  ///< module, once it is known
+    std::string top;  ///< the top module, once it is known
     fs::path output, folder;
     Design design;
 };
@@ -99,7 +100,7 @@ void Build::readVersion() {
 std::vector<std::string> Build::commonArguments() const {
     std::vector<std::string> arguments = {"-Wno-fatal"};
     if (!options.lint) arguments.insert(arguments.end(), {"-Wno-lint", "-Wno-style"});
-    // Structures are vectors, also those that are not declared so.
+    // Structures are vectors, even if they are not declared as packed.
     if (isAtLeast(5, 6)) arguments.emplace_back("--structs-packed");
     const auto isTimescale = [](const std::string& word) {
         return word.starts_with("--timescale");
@@ -163,7 +164,7 @@ void Build::report() const {
     for (const std::string& warning : design.warnings) complain(warning);
 }
 
-/// Leaves a file alone that has the text: what is made of it is current then.
+/// Does not write a file that already has the text, so that files made from it stay current.
 void writeFile(const fs::path& file, const std::string& text) {
     std::string before;
     if (readFile(file, before) && before == text) return;
@@ -189,12 +190,13 @@ void Build::writeTables() const {
     if (options.tables) writeFile(folder / fileName("_qk.f"), argumentsForUser(className));
 }
 
-/// What a user's own call of Verilator needs beside the sources and a main(): a file for its -f.
+/// The arguments that a user's own call of Verilator needs besides the sources and a main(), as a
+/// file for its -f.
 std::string Build::argumentsForUser(const std::string& className) const {
     std::string text = "--prefix " + className + ' ' + joined(commonArguments()) + '\n';
     for (const char* const file : {".vlt", "_qk.cpp"})
         text += fs::absolute(folder / fileName(file)).string() + '\n';
-    // No quotes: each word is given alone.
+    // No quotes are needed: each word is a separate argument.
     return text + joined(compilingFlags(), "-CFLAGS ") + '\n' +
            joined(installation.linking, "-LDFLAGS ") + '\n';
 }
@@ -210,7 +212,7 @@ std::vector<std::string> Build::compilingFlags() const {
     return flags;
 }
 
-/// C++ of the user, which make looks for in the folder it runs in.
+/// C++ files of the user, which make would look for in the folder it runs in.
 bool isForCompiler(const fs::path& word) {
     constexpr std::string_view kSuffixes[] = {".cpp", ".cc", ".cxx", ".c", ".o", ".a", ".so"};
     const std::string suffix = word.extension();
@@ -251,7 +253,7 @@ void Build::showAllArrays() const {
 }
 
 void Build::make() const {
-    // The library may have changed, which the rules do not see.
+    // The make rules do not notice a change of the library.
     fs::remove(folder / "Vtop");
     const unsigned processors = std::max(std::thread::hardware_concurrency(), 1u);
     const std::string jobs =
@@ -265,7 +267,7 @@ void Build::make() const {
 }
 
 void Build::putInPlace() const {
-    // A program that is running cannot be written, but replaced.
+    // A running program cannot be overwritten, but replaced.
     const fs::path fresh = output.string() + ".new";
     std::error_code error;
     fs::copy_file(folder / "Vtop", fresh, fs::copy_options::overwrite_existing, error);
@@ -310,14 +312,14 @@ void Build::stamp() const {
     writeRule();
 }
 
-/// For a make or Ninja that has called: what the program was made of.
+/// Writes the dependencies of the program, for the make or Ninja that called.
 void Build::writeRule() const {
     std::string text = stampFile().string() + ' ' + output.string() + ':';  // Ninja knows the first
     for (const std::string& file : sources()) text += " \\\n  " + file;
     std::ofstream(folder / "qkverilate.d") << text << '\n';
 }
 
-/// Nothing has changed, but whoever called took the program for out of date.
+/// Nothing has changed, but the caller considered the program out of date.
 void Build::stayAsBuilt() const {
     std::error_code error;
     for (const fs::path& file : {output, stampFile()})

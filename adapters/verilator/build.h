@@ -5,12 +5,12 @@
 
 namespace qkverilate {
 
-/// What stopped a build; for the user.
+/// Why a build failed, for the user.
 struct BuildError {
     std::string text;
 };
 
-/// Builds what the options ask for. Throws BuildError, DesignError or TreeError.
+/// Builds what the options request. Throws BuildError, DesignError or TreeError.
 void build(const Options& options);
 
 }  // namespace qkverilate

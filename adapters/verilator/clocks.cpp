@@ -8,7 +8,7 @@ namespace qkverilate {
 namespace {
 
 /// Follows a net through connections and plain assignments.
-/// @return where it comes from
+/// @return the net that it comes from
 int originOf(const Design& design, int net) {
     std::set<int> seen;
     while (seen.insert(net).second) {

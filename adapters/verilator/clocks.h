@@ -12,8 +12,8 @@ struct ClockUse {
     int net;
 };
 
-/// Marks the inputs that clocks come from, and those that the user names. Notes clocks that come
-/// from logic. Throws DesignError.
+/// Marks the inputs that are the origin of clocks, and those that the user names. Adds notes about
+/// clocks that logic makes. Throws DesignError.
 void markClocks(Design& design, const std::vector<ClockUse>& uses, const DesignOptions& options);
 
 }  // namespace qkverilate

@@ -1,5 +1,4 @@
-// From the tree to scopes and nets: the hierarchy is walked once, with what is known of each
-// module.
+// From the tree to scopes and nets: walks the hierarchy once, using the facts about each module.
 #include "design.h"
 
 #include <algorithm>
@@ -40,7 +39,8 @@ Kind kindOf(const VarFacts& facts, const Type& type, Direction direction) {
         const bool isWritten = facts.otherwise || facts.connected || direction == Direction::kInput;
         return atEdge || facts.latched || !isWritten ? Kind::kMemory : Kind::kNet;
     }
-    // What a loop counts in has no value that both simulators agree on, unless it is kept.
+    // A loop counter has no value on which simulators agree, unless it keeps its value between
+    // runs.
     if (facts.edgeDelayed || (atEdge && (!type.isCounter || facts.carries))) return Kind::kRegister;
     return facts.latched && !type.isCounter ? Kind::kLatch : Kind::kNet;
 }
@@ -87,7 +87,7 @@ private:
     /// A connection of a port by a plain name.
     struct Link {
         int inner, outer;
-        bool isDrivenOnce;  ///< the port is all that drives the net outside
+        bool isDrivenOnce;  ///< only the port drives the net outside
     };
 
     const Node& netlist;
@@ -96,7 +96,7 @@ private:
     const Types types;
     Design design;
     std::unordered_map<const Node*, std::unique_ptr<ModuleFacts>> facts;
-    std::unordered_map<const Node*, int> scopeOf;  ///< of the blocks of the instance in hand
+    std::unordered_map<const Node*, int> scopeOf;  ///< of the blocks of the current instance
     std::vector<Link> links;
     std::vector<std::pair<int, const ModuleFacts*>> instances;  ///< scope and facts of each
     std::unordered_set<int> remote;                             ///< nets that another scope assigns
@@ -156,7 +156,7 @@ Instance Elaboration::elaborate(const Node& module, int scope, size_t depth) {
     scopeOf.clear();
     walk(module, scope, instance, false);
     linkAssignments(instance);
-    // Instances below reuse the map of blocks.
+    // Instances below use the map of blocks, too.
     const std::unordered_map<const Node*, int> blocks = scopeOf;
     const auto below = [&](const auto& self, const Node& node, int at) -> void {
         for (const Node& child : node.children) {
@@ -192,7 +192,8 @@ void Elaboration::addInstance(const Node& node, int scope, const Instance& outsi
 
 // ---- Variables
 
-/// @param inProcess  a block of a process: only what it keeps from one run to the next
+/// @param inProcess  a block of a process: only variables that keep their values from one run to
+///                   the next
 void Elaboration::walk(const Node& node, int scope, Instance& instance, bool inProcess) {
     for (const Node& child : node.children) {
         if (child.is("var")) {
@@ -219,7 +220,7 @@ void Elaboration::addVariable(const Node& variable, int scope, Instance& instanc
     added.direction = directionOf(variable.get("dir"));
     const bool isParameter = !variable.get("param").empty();
     if (isInternal(name) || added.type.leftOut == "interface") return;
-    // A genvar is nowhere referred to: its values stand in its place.
+    // A genvar is never referenced: the tree has its values instead.
     if (added.type.isCounter && !known.referenced && !isParameter &&
         added.direction == Direction::kNone)
         return;
@@ -244,7 +245,7 @@ void Elaboration::addVariable(const Node& variable, int scope, Instance& instanc
     design.nets.push_back(std::move(added));
 }
 
-/// The values that are assigned as they are, for finding where clocks come from.
+/// Records plain assignments, for finding where clocks come from.
 void Elaboration::linkAssignments(const Instance& instance) {
     for (const auto& [variable, at] : instance.nets) {
         const Node* const source = instance.facts->of(variable).source;
@@ -278,7 +279,7 @@ void Elaboration::connect(const Node& node, const Instance& outside, const Insta
     }
 }
 
-/// A variable is found by a path from the scope of the process, or from one above it.
+/// Finds variables by a path from the scope of the process, or from one above it.
 void Elaboration::findRemoteTargets() {
     std::unordered_map<std::string, int> byPath;
     const bool isAny = std::any_of(instances.begin(), instances.end(), [](const auto& instance) {
@@ -304,7 +305,7 @@ void Elaboration::findRemoteTargets() {
     }
 }
 
-/// Joins ports with the nets outside that they are connected to, where both always agree.
+/// Joins ports with the nets outside that they are connected to, if both are always equal.
 void Elaboration::share() {
     for (const Link& link : links) {
         Net& inner = net(link.inner);
@@ -319,9 +320,9 @@ void Elaboration::share() {
     }
 }
 
-/// A register at a port has its storage at one of the nets that the port is joined with: all of
-/// them are made public, and the model looks which it is. If the outermost is a port that is
-/// connected to anything but one net, its storage would be a copy unless it is writable.
+/// The storage of a register at a port is that of one of the nets that the port is joined with: all
+/// of them are made public, and the model finds out which one it is. If the outermost is a port
+/// that is connected to anything but one net, its storage would be a copy unless it is writable.
 void Elaboration::publish() {
     for (size_t i = 0; i < design.nets.size(); ++i) {
         Net& its = design.nets[i];

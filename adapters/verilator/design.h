@@ -1,4 +1,4 @@
-// The design as the database of a model wants it: scopes and nets, with what each net is.
+// The design in the form that the database of a model needs: scopes, and nets with their kinds.
 #pragma once
 
 #include <cstdint>
@@ -23,22 +23,22 @@ struct Scope {
 struct Net {
     int scope;
     std::string name;
-    std::string module, orig;  ///< what a configuration file calls the module and the variable
+    std::string module, orig;  ///< names of the module and the variable in a configuration file
     Type type;
     Direction direction = Direction::kNone;  ///< of the port in its module
     Kind kind = Kind::kNet;
     bool isClock = false;
     bool isEarly = false;
     bool isDriven = false;  ///< something in the design drives it
-    /// Net outside that a port of an instance is connected to, by its plain name; else -1. They are
-    /// one net, with the storage of the outermost, where sharesOuter is set.
+    /// Net outside that a port of an instance is connected to, by its plain name; else -1. If
+    /// sharesOuter is set, they are one net, with the storage of the outermost.
     int outer = -1;
     bool sharesOuter = false;
     bool isConnected = false;  ///< a port of an instance that is connected to anything
-    int source = -1;           ///< the net whose value is assigned to it as it is
+    int source = -1;           ///< the net that is assigned to it by a plain assignment
     int inner = -1;            ///< the output of an instance that drives it
-    bool isPublic = false;     ///< the model shows its storage
-    bool isWritable = false;   ///< its storage is a register's, whatever is connected to it
+    bool isPublic = false;     ///< the model makes its storage accessible
+    bool isWritable = false;   ///< its storage is that of a register, whatever is connected to it
     std::optional<std::vector<uint32_t>> value = std::nullopt;  ///< of a parameter
 };
 
@@ -46,24 +46,24 @@ struct Design {
     std::string top;            ///< name of the module
     std::vector<Scope> scopes;  ///< parents first; row 0 is the top
     std::vector<Net> nets;
-    std::vector<std::string> leftOut;   ///< one line for each thing that is not in the database
-    std::vector<std::string> warnings;  ///< and notes
+    std::vector<std::string> leftOut;   ///< one line for each item that is not in the database
+    std::vector<std::string> warnings;  ///< also notes
 
-    /// @return the net whose storage a net has: itself, or the outermost that it is connected to
+    /// @return the net whose storage a net uses: itself, or the outermost that it is connected to
     int home(int net) const;
     bool isTopInput(const Net& net) const {
         return net.scope == 0 && net.direction == Direction::kInput;
     }
 };
 
-/// What the user says of the design.
+/// The user's options about the design.
 struct DesignOptions {
     std::string top;                         ///< empty: the module that no other one instantiates
     std::vector<std::string> clocks, early;  ///< inputs
     bool fast = false;                       ///< only registers, memories and the top's ports
 };
 
-/// Why a design cannot be built; for the user.
+/// Why a design cannot be built, for the user.
 struct DesignError {
     std::string text;
 };

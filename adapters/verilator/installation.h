@@ -12,8 +12,8 @@ struct Installation {
     std::vector<std::string> linking;    ///< files and flags
 };
 
-/// Looks for them: below `prefix` when it is given, below the prefix that this program is installed
-/// in, in the build tree that it was built in, and by pkg-config. Throws BuildError.
+/// Looks for them below `prefix` if that is given, else below the prefix that this program is
+/// installed in, in the build tree that it was built in, and with pkg-config. Throws BuildError.
 Installation findInstallation(const std::string& prefix);
 
 }  // namespace qkverilate

@@ -1,8 +1,8 @@
 // Verilator's dump in JSON (--json-only, all later releases).
 //
-// Each node is an object: its type, its fields, and its operands, which are lists of nodes. All
-// that is known of the format is here: a node of a type that the tables below do not have is
-// refused, unless it is an expression that assigns nothing.
+// Each node is an object: its type, its fields, and its operands, which are lists of nodes. Only
+// this file depends on the format. A node of a type that is not in the tables below is refused,
+// unless it is an expression that assigns nothing.
 #include <algorithm>
 #include <cctype>
 #include <fstream>
@@ -86,7 +86,7 @@ const Shape kShapes[] = {
     {"MEMBERDTYPE", "memberdtype", {}},
 };
 
-/// Statements and items that say nothing of nets but what they read, or assign as arguments.
+/// Statements and items that only read nets, or assign them as arguments.
 constexpr std::string_view kPlainNodes[] = {
     "ASSERT",     "ASSERTCTL",     "ASSERTINTRINSIC", "BREAK",     "CEXPR",
     "COMMENT",    "CONTINUE",      "COVER",           "CSTMT",     "CSTMTUSER",
@@ -247,7 +247,7 @@ void JsonReader::addBlock(const json& from, const char* operand, Node& node) {
     node.children.push_back(std::move(block));
 }
 
-/// @param list  the operand of its parent that it belongs to
+/// @param list  the operand of its parent that contains it
 Node JsonReader::nodeOf(const json& from, std::string_view list) {
     const std::string type = text(from, "type");
     const auto* const shape = std::find_if(std::begin(kShapes), std::end(kShapes),

@@ -1,4 +1,4 @@
-// Literals and names as Verilator's dumps write them. Literals are hexadecimal, or binary when a
+// Literals and names in the form of Verilator's dumps. Literals are hexadecimal, or binary when a
 // digit is x or z.
 #include <cctype>
 #include <charconv>

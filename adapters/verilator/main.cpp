@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Trees are walked recursively, and a long expression is as deep as it has operands.
+/// Trees are walked recursively, and the depth of a long expression is the number of its operands.
 void allowDeepTrees() {
     constexpr rlim_t kStack = rlim_t{100} << 20;
     rlimit limit;

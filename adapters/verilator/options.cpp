@@ -34,7 +34,7 @@ constexpr const char* kHelp =
     "All other options go to Verilator: -I, +incdir+, -y, -f, -D, ...\n"
     "Exit status: 0, or 2 when there is no program.\n";
 
-/// What the adapter decides; a user's own would undo it.
+/// Options that only the adapter may set.
 constexpr std::string_view kTaken[] = {"--cc",        "--sc",       "--exe",         "--binary",
                                        "--main",      "--xml-only", "--json-only",   "--lint-only",
                                        "--prefix",    "--Mdir",     "-Mdir",         "--timing",
@@ -109,7 +109,7 @@ const Reader::Own Reader::kOwn[] = {
     {"--lint", false, [](const std::string&, Options& o) { return o.lint = true; }},
 };
 
-/// @param word  the option, with its argument when that follows `=` or a single letter
+/// @param word  the option, with its argument if that follows `=` or a single letter
 bool Reader::takeOwn(const Own& own, const std::string& word) {
     std::string argument;
     if (own.hasArgument) {

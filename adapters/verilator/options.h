@@ -12,11 +12,11 @@ namespace qkverilate {
 struct Options {
     DesignOptions design;
     std::vector<std::pair<std::string, std::string>> periods;  ///< of clocks, NET and PERIOD
-    std::vector<std::string> forVerilator;  ///< sources, and all that is not an option of ours
+    std::vector<std::string> forVerilator;  ///< sources, and all options that are not ours
     std::string output;                     ///< empty: MODULE_sim
     std::string build;                      ///< empty: OUTPUT.build
     std::string zeft;                       ///< prefix of the library, if given
-    int jobs = 0;                           ///< 0: as many as there are processors
+    int jobs = 0;                           ///< 0: one for each processor
     bool tables = false;
     bool verbose = false;
     bool lint = false;
@@ -26,11 +26,11 @@ struct Options {
 enum Status : int { kDone = 0, kFailed = 2 };
 
 /// Reads the command line; prints help, version and errors.
-/// @param status  receives how to leave when there is nothing to do
+/// @param status  receives the exit status when there is nothing to do
 /// @return whether there is something to do
 bool readOptions(int argc, char** argv, Options& options, Status& status);
 
-/// Prints a line on the error stream, with the program's name in front.
+/// Prints a line to the error stream, after the program's name.
 void complain(const std::string& text);
 
 }  // namespace qkverilate

@@ -32,10 +32,10 @@ void intersect(Set& set, const Set& other) {
     for (auto at = set.begin(); at != set.end();) at = other.contains(*at) ? ++at : set.erase(at);
 }
 
-/// What has been assigned on every path from the start of a process to some point of it.
+/// The variables assigned on every path from the start of a process to some point of it.
 struct Assigned {
-    Set touched;  ///< at least a part: what latches go by
-    Set whole;    ///< every bit: what a later read cannot look behind
+    Set touched;  ///< at least a part of it: decides about latches
+    Set whole;    ///< every bit of it: later reads do not see an earlier value
     void meet(const Assigned& other) {
         intersect(touched, other.touched);
         intersect(whole, other.whole);
@@ -47,7 +47,7 @@ struct Process {
     bool hasEdge = false;
     Set delayed, blocking;  ///< targets
     Set read, exposed;      ///< exposed: read where it may not have been assigned yet
-    std::string delay;      ///< place of a delay, if there is one
+    std::string delay;      ///< location of a delay, if there is one
 };
 
 class Analysis {
@@ -68,7 +68,7 @@ private:
     void enter(const Node& scope);
     void leave() { scopes.pop_back(); }
     const Node* resolve(std::string_view name) const;
-    /// @param depth  receives how many scopes the task sees
+    /// @param depth  receives the number of scopes visible to the task
     const Node* resolveTask(std::string_view name, size_t& depth) const;
 
     void items(const Node& scope);
@@ -187,7 +187,7 @@ void Analysis::continuous(const Node& node) {
         VarFacts& its = facts.variables[variable];
         its.otherwise = true;
         ++its.drivers;
-        // A value that depends on itself alone is a latch.
+        // A value that depends only on itself is a latch.
         its.latched |= assignment.read.contains(variable) && node.children.back().is("varref");
         if (from.is("varref") && node.children.back().is("varref"))
             its.source = resolve(from.get("name"));
@@ -247,7 +247,8 @@ void Analysis::settle(const Process& body, const Assigned& end) {
     }
 }
 
-/// Of an edge list the variables that the body does not read: the others are asynchronous resets.
+/// Finds the variables of an edge list that the body does not read: the others are asynchronous
+/// resets.
 void Analysis::findClocks(const Node& sentree, const Process& body) {
     std::vector<ClockItem> all, unread;
     for (const Node& item : sentree.children) {
@@ -301,7 +302,7 @@ void Analysis::flow(const Node& node) {
         flowAll(node.children);
         for (const Node& child : node.children)
             if (child.is("varref")) target(child, false, false);
-    } else if (!node.is("initial")) {  // of a variable in a block: before the process
+    } else if (!node.is("initial")) {  // that of a variable in a block runs before the process
         if (node.is("delay") && process->delay.empty()) process->delay = node.get("loc");
         flowAll(node.children);
     }
@@ -335,7 +336,7 @@ void Analysis::target(const Node& node, bool isDelayed, bool isWhole) {
     } else if (node.is("concat")) {
         for (const Node& operand : node.children) target(operand, isDelayed, isWhole);
     } else if (!node.children.empty()) {
-        // A selection: of its first child, by the others.
+        // A selection from its first child, by the others.
         for (size_t i = 1; i < node.children.size(); ++i) flow(node.children[i]);
         target(node.children.front(), isDelayed, false);
     }
@@ -352,7 +353,7 @@ void Analysis::branch(const Node& node) {
     assigned.meet(then);
 }
 
-/// @return whether constant conditions of the items name every value there is
+/// @return whether the constant conditions of the items cover every value
 bool Analysis::isFull(const Node& node) const {
     std::set<int64_t> values;
     size_t width = 0;

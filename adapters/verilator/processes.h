@@ -1,5 +1,5 @@
-// What the processes of one module do to its variables: which they assign, how, on which paths, and
-// what they are triggered by. Variables are known by their nodes in the tree.
+// What the processes of one module do with its variables: which they assign, how, on which paths,
+// and which trigger them. Variables are identified by their nodes in the tree.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace qkverilate {
 
-/// What is known of one variable.
+/// Facts about one variable.
 struct VarFacts {
     bool edgeDelayed = false;   ///< target of <= in a block with an edge
     bool edgeBlocking = false;  ///< target of = in such a block
@@ -25,7 +25,7 @@ struct VarFacts {
     const Node* source = nullptr;  ///< in `assign this = source`: that variable
 };
 
-/// A variable that triggers a process, and where that is written.
+/// A variable that triggers a process, and its location in the source.
 struct ClockItem {
     const Node* variable;
     std::string loc;
@@ -41,8 +41,8 @@ struct RemoteTarget {
 struct ModuleFacts {
     std::unordered_map<const Node*, VarFacts> variables;
     std::vector<ClockItem> clocks;
-    std::vector<std::string> ownTime;  ///< where the design waits for a time
-    /// What connections read or drive: the variable when the expression is a plain name, else null.
+    std::vector<std::string> ownTime;  ///< locations where the design waits for a time
+    /// The variables that connections read or drive: null if the expression is not a plain name.
     std::unordered_map<const Node*, const Node*> connections;  ///< by port
     std::vector<RemoteTarget> remoteTargets;
 
@@ -53,7 +53,7 @@ struct ModuleFacts {
     }
 };
 
-/// What a whole tree offers to the processes of each module.
+/// The declarations of the whole tree that processes of each module use.
 struct TreeIndex {
     explicit TreeIndex(const Node& netlist);
     std::unordered_map<std::string_view, const Node*> modules;  ///< and interfaces, by name

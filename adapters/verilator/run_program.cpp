@@ -20,7 +20,7 @@ void show(const std::vector<std::string>& arguments) {
     std::fputc('\n', stderr);
 }
 
-/// The ends of a pipe for a child's text; -1 where the text is shown.
+/// The ends of a pipe for a child's text; -1 if the text is shown.
 struct Pipe {
     int ends[2] = {-1, -1};
     ~Pipe() {

@@ -1,4 +1,5 @@
-// A stamp says what a build was made of, so that the next one can see that nothing has changed.
+// A stamp records the inputs of a build, so that the next one can find out whether anything has
+// changed.
 #pragma once
 
 #include <filesystem>
@@ -7,8 +8,8 @@
 
 namespace qkverilate {
 
-/// @param key  all that is no file: options, versions, folders
-/// @return whether the stamp is of this key, and no file that it names has changed since
+/// @param key  all inputs that are not files: options, versions, folders
+/// @return whether the stamp has this key, and no file that it names has changed since
 bool isCurrent(const std::filesystem::path& stamp, const std::string& key);
 
 /// Writes the stamp. A file that cannot be read makes the stamp useless, which is safe.

@@ -1,4 +1,5 @@
-// The syntax tree of a design in one form, whatever dump of Verilator it was read from.
+// The syntax tree of a design in one form, independent of the dump of Verilator that it was read
+// from.
 //
 // Kinds, with the attributes and children that the analysis reads; all else is an expression:
 //
@@ -57,12 +58,12 @@ struct Node {
     bool isAssignment() const { return is("assign") || is("assigndly") || is("contassign"); }
 };
 
-/// A tree that cannot be read; the text is for the user.
+/// Why a tree cannot be read, for the user.
 struct TreeError {
     std::string text;
 };
 
-/// Levels of a tree. All work on it is recursive.
+/// Maximum depth of a tree, as all functions on it are recursive.
 constexpr int kMostLevels = 20000;
 
 /// Reads the tree that Verilator wrote to a file. Throws TreeError.
@@ -71,7 +72,7 @@ Node readXmlDump(const std::string& path);
 /// @param version  of Verilator, for messages
 Node readJsonDump(const std::string& path, const std::string& meta, const std::string& version);
 
-/// @return an internal name as users write it: __BRA__ and __KET__ are brackets, __0xx other
+/// @return an internal name as users write it: __BRA__ and __KET__ become brackets, __0xx other
 /// characters
 std::string plainName(std::string_view name);
 

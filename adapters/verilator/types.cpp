@@ -8,7 +8,7 @@ namespace qkverilate {
 
 namespace {
 
-/// Types refer to each other, but never in a circle; a damaged dump may.
+/// Types refer to each other without cycles, except in a damaged dump.
 constexpr int kMostNesting = 100;
 constexpr int kMostBits = 1 << 24;
 
@@ -42,7 +42,7 @@ Bounds boundsOf(const Node& node) {
             std::atoi(std::string(node.get("right")).c_str())};
 }
 
-/// A value of several parts: Verilator has all of them in one vector.
+/// A value of several parts, which Verilator stores in one vector.
 Type vectorOf(int64_t bits) {
     if (bits < 1 || bits > kMostBits) return without("too wide");
     Type type;

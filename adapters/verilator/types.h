@@ -1,4 +1,4 @@
-// Types of variables: which have bits, how many, and under which numbers.
+// Types of variables: whether they have bits, how many, and their bounds.
 #pragma once
 
 #include <cstdint>
@@ -23,11 +23,11 @@ struct Bounds {
 };
 
 struct Type {
-    std::string leftOut;  ///< what it is when it has no bits, such as "real"; else empty
+    std::string leftOut;  ///< the kind of type if it has no bits, such as "real"; else empty
     Bounds bits;
     bool isRanged = false;         ///< false: a scalar, without bounds
-    bool isCounter = false;        ///< of a type that loops count in: int, integer, ...
-    std::vector<Bounds> unpacked;  ///< the dimension written first stands first
+    bool isCounter = false;        ///< of a type used for loop counters: int, integer, ...
+    std::vector<Bounds> unpacked;  ///< in the order in which they are written
     bool operator==(const Type& other) const = default;
 };
 

@@ -25,7 +25,7 @@ namespace {
     text.pop_back();
 }
 
-/// A C++ string literal. Names have printing characters only, and no backslash.
+/// A C++ string literal. Names have only printable characters, and no backslash.
 std::string quoted(const std::string& text) {
     std::string result = "\"";
     for (const char c : text) {
@@ -35,7 +35,7 @@ std::string quoted(const std::string& text) {
     return result + '"';
 }
 
-/// The rows of nets that the model has: their numbers by their places in the design, else -1.
+/// The row numbers of nets, by their places in the design; -1 for nets without a row.
 std::vector<int> numberRows(const Design& design) {
     std::vector<int> numbers;
     int next = 0;
@@ -96,7 +96,7 @@ QkvlDirection directionOf(const Net& net) {
 void addValues(std::string& text, const Design& design, const std::vector<int>& numbers) {
     for (size_t i = 0; i < design.nets.size(); ++i) {
         if (!design.nets[i].value || numbers[i] < 0) continue;
-        // 64 bits are read of a value of more than 32.
+        // For a value of more than 32 bits, 64 bits are read.
         std::vector<uint32_t> words = *design.nets[i].value;
         if (words.size() % 2) words.push_back(0);
         add(text, "const uint32_t value%d[] = {", numbers[i]);
@@ -144,7 +144,7 @@ std::string hooksOf(const std::string& className) {
 }  // namespace
 
 std::string configurationOf(const Design& design) {
-    // A module's variable is shown in all its instances.
+    // A variable of a module is made public in all instances.
     std::map<std::pair<std::string, std::string>, bool> variables;
     for (const Net& net : design.nets)
         if (net.isPublic) variables[{net.module, net.orig}] |= net.isWritable;
@@ -170,7 +170,7 @@ std::string tablesOf(const Design& design,
     text += "};\n\nconst QkvlNet nets[] = {\n";
     for (size_t i = 0; i < design.nets.size(); ++i)
         if (numbers[i] >= 0) addNet(text, design, numbers, i);
-    // An array has a row at least.
+    // An array must have at least one row.
     text += "    {}};\n\nconst QkvlClockPeriod periods[] = {\n";
     for (const auto& [net, period] : periods)
         add(text, "    {%s, %s},\n", quoted(net).c_str(), quoted(period).c_str());

@@ -1,4 +1,4 @@
-// The two files that go to Verilator with the sources.
+// The two files that are passed to Verilator with the sources.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace qkverilate {
 
-/// @return the configuration file: which variables the model shows
+/// @return the configuration file, which makes variables of the model public
 std::string configurationOf(const Design& design);
 
 /// @param periods  of clocks in a free run, NET and PERIOD

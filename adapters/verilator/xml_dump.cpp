@@ -1,6 +1,6 @@
 // Verilator's dump in XML (--xml-only, releases up to about 5.038).
 //
-// The elements are nearly the nodes of the tree. What differs: positional connections are numbered,
+// The elements are nearly the nodes of the tree. Differences: positional connections are numbered,
 // the statements of a case item follow its conditions without a separator, and a delay within an
 // assignment follows the target.
 #include <algorithm>
@@ -40,7 +40,7 @@ void copy(const pugi::xml_node& element, const char* from, Node& node, const cha
 
 bool isType(std::string_view kind) { return kind.size() > 5 && kind.ends_with("dtype"); }
 
-/// Statements with a type of their own; other elements that have one are expressions.
+/// Recognises expressions: elements with a type, except statements that have one.
 bool isExpression(const pugi::xml_node& element) {
     const std::string_view kind = element.name();
     return element.attribute("dtype_id") && kind != "assign" && kind != "assigndly" &&
@@ -76,7 +76,7 @@ void XmlReader::addType(const pugi::xml_node& element, Node& node) {
     }
 }
 
-/// The statements of a case item become a begin; the conditions stand first.
+/// Puts the statements of a case item into a begin, after the conditions.
 void XmlReader::splitItem(Node& item, const pugi::xml_node& element) {
     size_t conditions = 0;
     for (const pugi::xml_node& child : element.children()) {

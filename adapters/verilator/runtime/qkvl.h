@@ -1,5 +1,5 @@
-// What a model that Verilator compiled tells of its design, in tables without addresses: TOP_qk.cpp
-// fills them, and the run time finds the storage when the program starts.
+// The design of a model that Verilator compiled, in tables without addresses: TOP_qk.cpp defines
+// them, and the run time finds the storage when the program starts.
 #ifndef QKVL_H
 #define QKVL_H
 
@@ -17,7 +17,7 @@ struct QkvlScope {
 
 /// What a net is.
 enum QkvlKind : unsigned char {
-    kQkvlNet,        ///< follows from other nets
+    kQkvlNet,        ///< computed from other nets
     kQkvlRegister,   ///< changes at an edge
     kQkvlLatch,      ///< keeps its value while its block does not assign it
     kQkvlMemory,     ///< an array
@@ -29,7 +29,7 @@ enum QkvlDirection : unsigned char { kQkvlNone, kQkvlInput, kQkvlInout, kQkvlOut
 
 enum QkvlFlag : unsigned char {
     kQkvlRanged = 1,  ///< declared with bounds
-    kQkvlPublic = 2,  ///< the model gives its storage
+    kQkvlPublic = 2,  ///< the model makes its storage accessible
     kQkvlClock = 4,
     kQkvlEarly = 8,   ///< an input that changes before the clock edge of the same time
     kQkvlDriven = 16  ///< an inout that the design drives
@@ -41,7 +41,7 @@ struct QkvlNet {
     const char* name;
     int left, right;  ///< as declared; 0, 0 for a scalar
     unsigned char kind, direction, flags;
-    int home;               ///< row of the net that this one is a further name of: itself for most
+    int home;               ///< row of the net that this is another name of: itself for most
     int outer;              ///< row of the net outside that a port shares its storage with, or -1
     int elements;           ///< of an array, else 0
     int high, low;          ///< its element bounds; storage begins at the low one
@@ -51,7 +51,7 @@ struct QkvlNet {
 /// A clock of free runs.
 struct QkvlClockPeriod {
     const char* name;    ///< an input of the top
-    const char* period;  ///< as typed
+    const char* period;  ///< as typed by the user
 };
 
 struct QkvlDesign {
@@ -64,9 +64,9 @@ struct QkvlDesign {
     int periodCount;
 };
 
-// What TOP_qk.cpp defines.
+// Defined by TOP_qk.cpp.
 extern const QkvlDesign qkvlDesign;
-/// Makes the model, for a main() that has none yet; it lives until the process ends.
+/// Makes the model, for a main() that has none; it lives until the process ends.
 VerilatedModel& qkvlMakeModel(VerilatedContext& context);
 /// Evaluates the model at a time in its own ticks. @return whether its design has finished
 bool qkvlEval(VerilatedModel& model, uint64_t time);
@@ -94,15 +94,16 @@ struct QkvlVariable {
 QkvlVariable qkvlFindVariable(const VerilatedModel& model, const VerilatedContext& context,
                               const char* scope, const char* name);
 
-// For a main() of your own that has made the model. docs/verilator.md shows one.
+// For a user's own main() that has made the model. docs/verilator.md shows one.
 
-/// Evaluates the model once at its inputs of now, puts its nets into the database, and has the
-/// console and the comparison with a trace evaluate it. Call it once; both must live until the
-/// process ends. Ends the process with status 2 when the model is not of the design of the tables.
+/// Evaluates the model once with its current inputs, puts its nets into the database, and makes the
+/// console and comparisons evaluate it. Call it once; model and context must live until the process
+/// ends. Ends the process with status 2 if the model does not belong to the tables.
 void qkvl_attach(VerilatedModel& model, VerilatedContext& context);
-/// Moves the time of model and database to `time` ticks of the database and evaluates the model.
+/// Advances the time of model and database to `time` ticks of the database, and evaluates the
+/// model.
 void qkvl_step(uint64_t time);
-/// To be called in place of qk_takenote(): what was set at the console takes effect at once.
+/// Call it in place of qk_takenote(): values set at the console take effect at once.
 void qkvl_takenote();
 
 #endif

@@ -26,7 +26,7 @@ bool isFinished = false;  // by the design
 bool hasArrays = false;
 uint64_t writesSeen = 0;
 
-/// A $stop during the evaluation, told when it is over.
+/// A $stop during the evaluation, reported afterwards.
 struct {
     bool isPending = false;
     std::string file;
@@ -73,7 +73,7 @@ void reportStop() {
     if (stopped.isPending) reportStop();
 }
 
-/// What was written from outside first reaches all logic; edges that it makes are edges.
+/// Values written from outside first reach all logic; edges that they cause count as edges.
 void evaluate() {
     noteTimescale();
     if (qk_write_count() != writesSeen) {
@@ -83,7 +83,7 @@ void evaluate() {
     evaluateOnly();
 }
 
-/// The console does not open a second time: what was set there is recorded at the same time.
+/// The console does not open a second time: values set there are recorded at the same time.
 void takeNote() {
     qk_takenote();
     if (qk_write_count() == writesSeen) return;
@@ -132,7 +132,7 @@ void qkvlEvaluate() {
     if (isFinished) qk_exit(0);
 }
 
-/// Putting a register back may be another edge where it is a clock, hence the rounds.
+/// Restoring a register that is a clock may cause another edge, hence several rounds.
 void qkvlSettleState() {
     constexpr int kMostRounds = 20;
     const std::vector<unsigned char> given = savedState();
@@ -219,7 +219,7 @@ void qkvlRunFreely(uint64_t stop, std::vector<QkvlToggle> (*findToggles)()) {
     }
 }
 
-// ---- For programs that have a main() of their own
+// ---- For programs with their own main()
 
 void qkvl_attach(VerilatedModel& theModel, VerilatedContext& theContext) {
     model = &theModel;
@@ -281,5 +281,5 @@ void vl_fatal(const char* filename, int linenum, const char*, const char* msg) {
         qk_printf("%s\n", msg);
     }
     qk_exit(1);
-    std::abort();  // there is no way back into the evaluation
+    std::abort();  // the evaluation cannot be resumed
 }

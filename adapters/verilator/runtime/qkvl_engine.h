@@ -1,5 +1,4 @@
-// Evaluating the model: at the library's request, in a free run, and after its state was given from
-// outside.
+// Evaluating the model: at the library's request, in a free run, and after its state was loaded.
 #ifndef QKVL_ENGINE_H
 #define QKVL_ENGINE_H
 
@@ -11,17 +10,17 @@
 
 class kelvo_module;
 
-/// Thrown out of an evaluation during the probe, when the design would end the run.
+/// Thrown from an evaluation during the probe, when the design would end the run.
 struct QkvlComplaint {};
 
 /// Until the end of the probe the design's tasks print nothing and end nothing.
 void qkvlBeginProbe();
 void qkvlEndProbe();
 
-/// What a main() knows and the engine goes by.
+/// Settings that main() makes for the engine.
 struct QkvlSettings {
     bool isInteractive = false;  ///< $stop opens the console
-    bool allNets = false;        ///< the comparison looks at every net
+    bool allNets = false;        ///< comparisons compare every net
 };
 extern QkvlSettings qkvlSettings;
 
@@ -30,7 +29,7 @@ struct QkvlToggle {
     unsigned char* storage = nullptr;
     uint64_t period = 0, first = 0;  ///< ticks; first: of the first rise
     uint64_t next = 0;               ///< time of its next change
-    bool isRise = false;             ///< what that is
+    bool isRise = false;             ///< whether that change is a rise
 
     uint64_t highTicks() const { return period / 2; }
     bool levelAt(uint64_t time) const {
@@ -38,9 +37,9 @@ struct QkvlToggle {
     }
     /// @return the first time after `time` at which it changes; UINT64_MAX beyond the end of time
     uint64_t nextAfter(uint64_t time) const;
-    /// Makes the next change that after `time`: all follows from the time, whatever was before.
+    /// Makes the next change the first one after `time`: it depends only on the time.
     void goTo(uint64_t time);
-    /// Makes the change that is due.
+    /// Carries out the next change.
     void toggle();
 };
 
@@ -53,13 +52,13 @@ void qkvlRunFreely(uint64_t stop, std::vector<QkvlToggle> (*findToggles)());
 /// @return the module, which lives until the process ends
 kelvo_module& qkvlRegister(const struct QkvlPlaces& places);
 
-/// Evaluates at the time of the library: what qk_step_fn becomes.
+/// Evaluates at the time of the library; becomes qk_step_fn.
 void qkvlEvaluate();
-/// What qk_settle_fn becomes: the state was given from outside, and no edge is one.
+/// Evaluates after the state was loaded, without clock edges; becomes qk_settle_fn.
 void qkvlSettleState();
 /// @return ticks of the library in one of the model's time units
 uint64_t qkvlTimeUnit();
-/// @return storage of an input of one bit, null when there is none of that name
+/// @return storage of the one-bit input of that name, null when there is none
 unsigned char* qkvlInput(const std::string& name);
 
 #endif

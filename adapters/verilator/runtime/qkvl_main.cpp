@@ -70,7 +70,7 @@ QkvlToggle toggleFor(unsigned char* storage, const ClockOption* option) {
     return toggle;
 }
 
-/// Says what is wrong with an option, and ends the run.
+/// Prints an error in an option, and ends the run.
 void refuse(const std::string& text) {
     std::fflush(stdout);
     std::fprintf(stderr, "%s: %s\n", programName, text.c_str());
@@ -104,7 +104,7 @@ std::vector<QkvlToggle> findToggles() {
     return toggles;
 }
 
-// ---- What zeft_main() is told
+// ---- What zeft_main() needs
 
 bool build() {
     model = &qkvlMakeModel(*context);
@@ -123,7 +123,7 @@ int run(uint64_t stop) {
 
 bool takeAllNets(const char*) { return qkvlSettings.allNets = true; }
 
-/// Plus-arguments are the design's; Verilator has been given the whole command line.
+/// Plus-arguments are for the design; Verilator has received the whole command line.
 bool takePlusArgument(const char* text) { return text[0] == '+'; }
 
 const zeft_option kOptions[] = {

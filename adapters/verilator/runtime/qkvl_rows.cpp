@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kPartBits = 64;
 
-/// Everything that rows point at lives until the process ends.
+/// Everything that rows point to; it lives until the process ends.
 struct Tables {
     explicit Tables(const QkvlPlaces& thePlaces) : places(thePlaces) {}
     void addAll();
@@ -83,7 +83,7 @@ void Tables::addRow(QkGRNet row, void* data) {
     rows.push_back(row);
 }
 
-/// Rows of 64 bits, the low part first; the part's bounds are its share of the declared ones.
+/// Rows of 64 bits, the low part first; the bounds of a part are its range of the declared ones.
 void Tables::addParts(QkGRNet row, const QkvlNet& net, unsigned char* data) {
     const int width = qkvlWidth(net);
     const int step = net.left >= net.right ? 1 : -1;
@@ -96,7 +96,7 @@ void Tables::addParts(QkGRNet row, const QkvlNet& net, unsigned char* data) {
     }
 }
 
-/// A parameter may be in memory that cannot be written; a user's `set` must not end the run.
+/// A parameter may be in read-only memory; a user's `set` must not crash the run.
 unsigned char* Tables::copyOf(const QkvlNet& net, const QkvlStorage& storage) {
     const auto* const from = net.value ? reinterpret_cast<const unsigned char*>(net.value)
                                        : static_cast<const unsigned char*>(storage.data);

@@ -1,9 +1,9 @@
 // Finds each row's storage in the tables of the compiled model.
 //
 // Verilator makes one variable of a port and the net that it is connected to; the variables of the
-// other names are then copies, which follow. So a register at a port has its storage in one of
-// several places, and which it is, is Verilator's affair. It is found by trial: all registers are
-// inverted, the logic is recomputed, and what has not stayed inverted was a copy.
+// other names are then copies. So the storage of a register at a port is in one of several places,
+// and only Verilator knows in which. It is found by trial: all registers are inverted, the logic is
+// recomputed, and storage that has not stayed inverted is a copy.
 #include "qkvl_storage.h"
 
 #include <cstdio>
@@ -78,7 +78,7 @@ struct Candidate {
     int holder;  ///< row of the register
     int home;
     std::vector<QkvlStorage> storages;
-    size_t chosen = 0;  ///< the number of storages: none of them
+    size_t chosen = 0;  ///< equal to the number of storages: none of them
     bool isSettled = false;
 
     bool isOpen() const { return !isSettled && chosen < storages.size(); }
@@ -92,7 +92,7 @@ size_t triedBytes(const QkvlStorage& storage) {
     return storage.bytes() < most || most == 0 ? storage.bytes() : most;
 }
 
-/// Inverts the bits that elements of the width have.
+/// Inverts the bits within the width of all elements.
 void invert(const QkvlStorage& storage) {
     for (size_t at = 0; at < triedBytes(storage); ++at) {
         const int below = static_cast<int>(at % storage.elementBytes) * 8;
@@ -123,7 +123,8 @@ private:
     std::vector<Candidate>& candidates;
 };
 
-/// @return false when the logic has complained: no state may be what its design takes for possible
+/// @return false when the design has complained: the probe may cause states that it considers
+///         impossible
 bool Prober::settle() {
     try {
         qkvlEvalSettle(model, time);
@@ -133,7 +134,7 @@ bool Prober::settle() {
     return true;
 }
 
-/// One round: tries the chosen storage of all that is open. @return whether any is left
+/// One round: tries the chosen storage of all open candidates. @return whether any is left
 bool Prober::tryAll() {
     std::vector<Bytes> saved, inverted;
     for (const Candidate& candidate : candidates)
@@ -170,7 +171,7 @@ void Prober::run() {
     qkvlEndProbe();
 }
 
-/// The home first, then the names from the register's own outwards.
+/// The home first, then the other names, from the register's own outwards.
 std::vector<Candidate> findCandidates(const std::vector<QkvlStorage>& ofRow) {
     std::vector<Candidate> candidates;
     std::vector<int> place(static_cast<size_t>(qkvlDesign.netCount), -1);
@@ -213,7 +214,7 @@ QkvlPlaces qkvlFindPlaces(VerilatedModel& model, VerilatedContext& context) {
         const auto home = static_cast<size_t>(candidate.home);
         const bool isFound = candidate.chosen < candidate.storages.size();
         places.ofRow[home] = candidate.storages[isFound ? candidate.chosen : 0];
-        // A latch that is open follows its input now, and keeps a value at other times.
+        // An open latch follows its input now, but keeps a value at other times.
         const QkvlNet& holder = row(candidate.holder);
         places.kindOfHome[home] = holder.kind;
         if (isFound || holder.kind == kQkvlLatch) {

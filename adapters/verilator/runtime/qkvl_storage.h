@@ -7,7 +7,7 @@
 
 #include "qkvl.h"
 
-/// The storage of a net: elements side by side, each of 1, 2, 4, 8 or a multiple of 4 bytes.
+/// The storage of a net: adjacent elements, each of 1, 2, 4, 8 or a multiple of 4 bytes.
 struct QkvlStorage {
     unsigned char* data = nullptr;
     int width = 0;  ///< bits of an element
@@ -16,7 +16,7 @@ struct QkvlStorage {
     size_t bytes() const { return elements * elementBytes; }
 };
 
-/// What holds state, and which storage of each row is in use.
+/// The storage of each row, and which storage holds state.
 struct QkvlPlaces {
     std::vector<QkvlStorage> ofRow;           ///< data is null when the row has none of its own
     std::vector<unsigned char> neverWritten;  ///< by row: whether it cannot be set but holds state
@@ -25,8 +25,8 @@ struct QkvlPlaces {
     std::vector<QkvlStorage> state;  ///< registers, latches and memories, each once
 };
 
-/// Finds the storage of all public rows and settles which of several a register lives in: the model
-/// is probed, and put back. Ends the process with status 2 when a row is not in the model.
+/// Finds the storage of all public rows, and which of several holds a register: the model is
+/// probed, and restored. Ends the process with status 2 when a row is not in the model.
 QkvlPlaces qkvlFindPlaces(VerilatedModel& model, VerilatedContext& context);
 
 inline int qkvlWidth(const QkvlNet& net) {
