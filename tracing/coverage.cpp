@@ -11,8 +11,15 @@
 namespace {
 
 constexpr size_t kWordBytes = sizeof(uint64_t);
+constexpr size_t kPieceWords = 8;   // a span loses so many words at a time
+constexpr size_t kWidestGap = 128;  // bytes that are done, but too few to divide a span
+constexpr uint64_t kFirstTrim = 64;
 
 uint64_t readRaw(const QkTrace* part) { return loadStorage(part->address, part->elementBytes()); }
+
+unsigned char* bytesOf(std::vector<uint64_t>& words) {
+    return reinterpret_cast<unsigned char*>(words.data());
+}
 
 bool isWorthCovering(const QkName* name) {
     const QkTrace* const header = name->trace->header;
@@ -59,7 +66,7 @@ void ToggleCoverage::cover(QkTrace* trace, const QkName* name) {
     covered.push_back(std::move(net));
 }
 
-/// What changed while nothing was counted does not count.
+/// Changes made while nothing was counted do not count.
 void ToggleCoverage::resume() {
     if (running) return;
     running = true;
@@ -104,41 +111,72 @@ void ToggleCoverage::layOut() {
         }
         place.offset = span.offset + (place.address - span.address);
     }
-    // What is no net's shows no changes, and nobody asks for them.
-    for (std::vector<uint64_t>* const words : {&image, &rose, &fell})
-        words->assign(total / kWordBytes + 1, 0);
-    countWords();
-    for (std::vector<uint64_t>* const words : {&rose, &fell})
-        std::fill(words->begin(), words->end(), 0);
-    auto* const seen = reinterpret_cast<unsigned char*>(image.data());
-    for (const Place& place : places)
-        storeStorage(seen + place.offset, storageBytes(place.width), bits[place.bits].seen);
+    const size_t words = total / kWordBytes + 1;
+    seen.assign(words, 0);
+    once.assign(words, 0);
+    // Bits of memory that belong to no net count as done, so they are never looked at.
+    done.assign(words, ~uint64_t{0});
+    for (const Place& place : places) {
+        const Bits& part = bits[place.bits];
+        const int bytes = storageBytes(place.width);
+        unsigned char *const seenAt = bytesOf(seen) + place.offset, *const doneAt = bytesOf(done) +
+                                                                                    place.offset;
+        // Nets may overlap: a shared bit is done when it is done in all of them; else its value
+        // comes from a net in which it is not.
+        const uint64_t partDone = (part.rose & part.fell) | ~bitMask(place.width);
+        storeStorage(doneAt, bytes, loadStorage(doneAt, bytes) & partDone);
+        storeStorage(seenAt, bytes,
+                     (loadStorage(seenAt, bytes) & partDone) | (part.seen & ~partDone));
+    }
+    looks = 0;
+    nextTrim = kFirstTrim;
+    trim();
 }
 
-void ToggleCoverage::countWords() {
+/// Takes words that are done out of the spans: the more is covered, the less counting costs.
+void ToggleCoverage::trim() {
+    std::vector<Span> rest;
     for (const Span& span : spans) {
-        const size_t first = span.offset / kWordBytes;
-        hotLoops().countToggles(reinterpret_cast<const void*>(span.address), &image[first],
-                                &rose[first], &fell[first], span.words);
+        for (size_t at = 0; at < span.words; at += kPieceWords) {
+            const size_t words = std::min(kPieceWords, span.words - at);
+            const size_t offset = span.offset + at * kWordBytes;
+            const uint64_t* const first = &done[offset / kWordBytes];
+            if (std::all_of(first, first + words, [](uint64_t word) { return ~word == 0; }))
+                continue;
+            Span* const last = rest.empty() ? nullptr : &rest.back();
+            if (last && last->address - last->offset == span.address - span.offset &&
+                offset - last->offset - last->words * kWordBytes <= kWidestGap)
+                last->words = (offset - last->offset) / kWordBytes + words;
+            else
+                rest.push_back({span.address + at * kWordBytes, offset, words});
+        }
     }
+    spans = std::move(rest);
 }
 
 void ToggleCoverage::look() {
     if (places.empty()) layOut();
-    countWords();
+    const ToggleWords all = {seen.data(), once.data(), done.data()};
+    for (const Span& span : spans)
+        hotLoops().countToggles(reinterpret_cast<const void*>(span.address),
+                                all.from(span.offset / kWordBytes), span.words);
+    if (++looks < nextTrim) return;
+    trim();
+    nextTrim *= 2;
 }
 
 void ToggleCoverage::collect() {
-    const auto valueAt = [](const std::vector<uint64_t>& words, const Place& place) {
-        return loadStorage(reinterpret_cast<const unsigned char*>(words.data()) + place.offset,
-                           storageBytes(place.width)) &
+    const auto valueAt = [](std::vector<uint64_t>& words, const Place& place) {
+        return loadStorage(bytesOf(words) + place.offset, storageBytes(place.width)) &
                bitMask(place.width);
     };
     for (const Place& place : places) {
         Bits& part = bits[place.bits];
-        part.seen = valueAt(image, place);
-        part.rose |= valueAt(place.invert ? fell : rose, place);
-        part.fell |= valueAt(place.invert ? rose : fell, place);
+        part.seen = valueAt(seen, place);
+        const uint64_t isHigh = place.invert ? ~part.seen : part.seen;
+        const uint64_t changed = valueAt(once, place), both = valueAt(done, place);
+        part.rose |= both | (changed & isHigh);
+        part.fell |= both | (changed & ~isHigh);
     }
     places.clear();
     spans.clear();

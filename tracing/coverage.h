@@ -1,9 +1,9 @@
-// Toggle coverage: which bits of which nets rose and fell, as captures see it.
+// Toggle coverage: which bits of which nets rose and fell between captures.
 //
-// All storage that covered nets lie in is compared word by word with an image of it, and the bits
-// that differ are noted beside it; nets are told apart only when somebody asks. What is traced,
-// shown or watched does not change what is counted. A bit that rises and falls between two captures
-// has not changed.
+// All storage that covered nets lie in is compared word by word with what was last seen there, and
+// the bits that changed are noted; they are assigned to nets only when the result is needed. The
+// result does not depend on what is traced, shown or watched. A bit that rises and falls between
+// two captures has not changed.
 #pragma once
 
 #include <cstdint>
@@ -20,9 +20,9 @@ public:
     /// @param pattern  null: registers, outputs and traced nets
     /// @return how many nets were added
     int add(const QkDatabase& model, const char* pattern);
-    /// Counts no more; what was counted stays.
+    /// Stops counting; what was counted stays.
     void stop() { running = false; }
-    /// Counts again, from the values of now.
+    /// Counts again, starting with the current values.
     void resume();
     int netCount() const { return static_cast<int>(covered.size()); }
 
@@ -44,7 +44,7 @@ public:
         const bool wasRunning;
     };
     bool isRunning() const { return running; }
-    /// Looks at the storage of all covered nets.
+    /// Counts what has changed in all covered nets since the last call.
     void look();
     void forgetTrace(const QkTrace* trace);
     void storageMoves() { collect(); }
@@ -61,10 +61,10 @@ public:
 private:
     /// A part of a net, at most 64 bits.
     struct Bits {
-        uint64_t seen;  ///< as it is stored
+        uint64_t seen;  ///< as stored, at the last look; any value for bits that rose and fell
         uint64_t rose, fell;
     };
-    /// Where a part lies in the images.
+    /// Where a part lies in the words.
     struct Place {
         uintptr_t address;
         size_t offset;  ///< bytes
@@ -86,8 +86,8 @@ private:
     void cover(QkTrace* trace, const QkName* name);
     void placeParts();
     void layOut();
-    void countWords();
-    /// Gives what the images hold to the nets. They are laid out anew when they are next needed.
+    void trim();
+    /// Moves the counts from the words to the nets. The words are laid out again when needed.
     void collect();
 
     std::vector<Covered> covered;
@@ -96,6 +96,7 @@ private:
     std::vector<bool> isCovered;  ///< by QkTrace::id
     std::vector<Place> places;    ///< by address; with the spans, empty until they are laid out
     std::vector<Span> spans;
-    std::vector<uint64_t> image, rose, fell;  ///< words of all spans, and one more
+    std::vector<uint64_t> seen, once, done;  ///< ToggleWords of all spans, and one word more
+    uint64_t looks = 0, nextTrim = 0;        ///< since they were laid out
     bool running = false;
 };

@@ -2,20 +2,21 @@
 //
 //   differ(a, b)      a bit for each of 64 bytes that differ
 //   differAny(a, b)   whether any of 4 blocks differs
+//   anyNew(a, b, c)   whether any of 4 blocks differs in a bit that is 0 in c
 //   copy(a, b)        copies a block
 //   pick(...)         see there
 //   expand(out, v)    the 64 binary digits of v, the highest first
 //
-// The file is compiled with that unit's instructions enabled, so nothing here may be a function
-// that another file could come to use: all is in an unnamed namespace, and no inline function of
-// the standard library is called. scripts/layers checks that.
+// The file is compiled with that unit's instructions enabled, so no function here may be used by
+// another file: all are in an unnamed namespace, and no inline function of the standard library is
+// called. scripts/layers checks that.
 #include "tracing/capture_blocks.h"
 #include "tracing/history.h"
 
 namespace {
 
 constexpr size_t kSweepBlocks = 4;
-constexpr int kBlocksAhead = 8;  // fetched from memory before they are wanted
+constexpr int kBlocksAhead = 8;  // prefetched
 constexpr int kChangesAhead = 12;
 
 /// Brings the images of changed blocks up to date and lists those whose parts changed.
@@ -49,7 +50,7 @@ ChangedBlock* sweep(const CaptureBlocks& blocks) {
     return out;
 }
 
-/// Lists the picks of one block that meet the changed bytes, by the first byte of each.
+/// Lists the picks of one block that contain changed bytes, by the first byte of each.
 inline uint32_t* listFew(const CaptureBlocks& blocks, const ChangedBlock& changed, uint32_t* out) {
     const uint64_t* const masks = blocks.pickMask;
     const uint32_t first = blocks.firstPick[changed.block];
@@ -123,7 +124,7 @@ char* writeTimeLine(char* out, uint64_t time, VcdTextState& state) {
     return out;
 }
 
-/// Writes the digits of `v` from its highest one on; those of 0 are "0".
+/// Writes the digits of `v`, starting with its highest 1; "0" for 0.
 inline char* writeDigits(char* out, uint64_t v) {
     const int zeros = __builtin_clzll(v | 1);
     Unit::expand(out, v << zeros);
@@ -172,26 +173,32 @@ char* writeText(const OutputChange* change, const OutputChange* end, const uint6
     return out;
 }
 
-inline void countWords(const void* live, uint64_t* __restrict image, uint64_t* __restrict rose,
-                       uint64_t* __restrict fell, size_t count) {
+inline void countWords(const void* live, const ToggleWords& state, size_t count) {
     using Word [[gnu::may_alias]] = uint64_t;  // nets of all types
     const auto* const __restrict words = static_cast<const Word*>(live);
+    uint64_t* const __restrict seen = state.seen;
+    uint64_t* const __restrict once = state.once;
+    uint64_t* const __restrict done = state.done;
+    uint64_t news = 0;
+    for (size_t i = 0; i < count; ++i) news |= (words[i] ^ seen[i]) & ~done[i];
+    if (!news) return;
     for (size_t i = 0; i < count; ++i) {
-        const uint64_t before = image[i], now = words[i];
-        fell[i] |= before & ~now;
-        rose[i] |= now & ~before;
-        image[i] = now;
+        const uint64_t fresh = (words[i] ^ seen[i]) & ~done[i];
+        seen[i] ^= fresh;
+        done[i] |= once[i] & fresh;
+        once[i] |= fresh;
     }
 }
 
-void countToggles(const void* live, uint64_t* image, uint64_t* rose, uint64_t* fell, size_t count) {
-    constexpr size_t block = 256 / sizeof(uint64_t);
+void countToggles(const void* live, const ToggleWords& state, size_t count) {
+    constexpr size_t group = 4 * kBlockBytes / sizeof(uint64_t);
     const auto* from = static_cast<const unsigned char*>(live);
-    for (; count >= block;
-         count -= block, from += 256, image += block, rose += block, fell += block)
-        if (Unit::differAny(from, reinterpret_cast<const unsigned char*>(image)))
-            countWords(from, image, rose, fell, block);
-    countWords(from, image, rose, fell, count);
+    ToggleWords to = state;
+    for (; count >= group; count -= group, from += 4 * kBlockBytes, to = to.from(group))
+        if (Unit::anyNew(from, reinterpret_cast<const unsigned char*>(to.seen),
+                         reinterpret_cast<const unsigned char*>(to.done)))
+            countWords(from, to, group);
+    countWords(from, to, count);
 }
 
 }  // namespace

@@ -41,13 +41,22 @@ struct Unit {
         for (int i = 1; i < 8; ++i) same = _mm256_and_si256(same, equal(a + 32 * i, b + 32 * i));
         return _mm256_movemask_epi8(same) != -1;
     }
+    static bool anyNew(const unsigned char* a, const unsigned char* b, const unsigned char* old) {
+        Vector found = _mm256_setzero_si256();
+        for (int i = 0; i < 256; i += 32) {
+            const Vector changed = _mm256_xor_si256(load(a + i), load(b + i));
+            found = _mm256_or_si256(found, _mm256_andnot_si256(load(old + i), changed));
+        }
+        return _mm256_testz_si256(found, found) == 0;
+    }
     static void copy(const unsigned char* from, unsigned char* to) {
         const Vector low = load(from), high = load(from + 32);
         _mm256_storeu_si256(reinterpret_cast<Vector*>(to), low);
         _mm256_storeu_si256(reinterpret_cast<Vector*>(to + 32), high);
     }
 
-    /// Appends those of the picks lo..hi whose bytes meet `m`; may read and write 3 places beyond.
+    /// Appends those of the picks lo..hi that contain a byte of `m`; may read and write 3 places
+    /// beyond.
     static uint32_t* pick(uint32_t* out, uint64_t m, const uint64_t* masks, uint32_t lo,
                           uint32_t hi) {
         const Vector bytes = _mm256_set1_epi64x(static_cast<long long>(m));

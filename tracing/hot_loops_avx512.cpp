@@ -19,11 +19,19 @@ struct Unit {
                 _mm512_ternarylogic_epi64(different, load(a + 64 * i), load(b + 64 * i), 0xf6);
         return _mm512_test_epi64_mask(different, different) != 0;
     }
+    static bool anyNew(const unsigned char* a, const unsigned char* b, const unsigned char* old) {
+        Vector found = _mm512_setzero_si512();
+        for (int i = 0; i < 256; i += 64)  // (a ^ b) & ~old
+            found = _mm512_or_si512(
+                found, _mm512_ternarylogic_epi64(load(a + i), load(b + i), load(old + i), 0x14));
+        return _mm512_test_epi64_mask(found, found) != 0;
+    }
     static void copy(const unsigned char* from, unsigned char* to) {
         _mm512_storeu_si512(to, load(from));
     }
 
-    /// Appends those of the picks lo..hi whose bytes meet `m`; may read and write 7 places beyond.
+    /// Appends those of the picks lo..hi that contain a byte of `m`; may read and write 7 places
+    /// beyond.
     static uint32_t* pick(uint32_t* out, uint64_t m, const uint64_t* masks, uint32_t lo,
                           uint32_t hi) {
         const Vector bytes = _mm512_set1_epi64(static_cast<long long>(m));

@@ -31,6 +31,14 @@ struct Unit {
         for (int i = 1; i < 16; ++i) same = _mm_and_si128(same, equal(a + 16 * i, b + 16 * i));
         return _mm_movemask_epi8(same) != 0xffff;
     }
+    static bool anyNew(const unsigned char* a, const unsigned char* b, const unsigned char* old) {
+        Vector found = _mm_setzero_si128();
+        for (int i = 0; i < 256; i += 16) {
+            const Vector changed = _mm_xor_si128(load(a + i), load(b + i));
+            found = _mm_or_si128(found, _mm_andnot_si128(load(old + i), changed));
+        }
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(found, _mm_setzero_si128())) != 0xffff;
+    }
     static void copy(const unsigned char* from, unsigned char* to) {
         for (int i = 0; i < 4; ++i)
             _mm_storeu_si128(reinterpret_cast<Vector*>(to + 16 * i), load(from + 16 * i));
@@ -54,10 +62,16 @@ struct Unit {
         for (int i = 0; i < 256; i += 8) bits |= word(a + i) ^ word(b + i);
         return bits != 0;
     }
+    static bool anyNew(const unsigned char* a, const unsigned char* b, const unsigned char* old) {
+        uint64_t bits = 0;
+        for (int i = 0; i < 256; i += 8) bits |= (word(a + i) ^ word(b + i)) & ~word(old + i);
+        return bits != 0;
+    }
     static void copy(const unsigned char* from, unsigned char* to) { std::memcpy(to, from, 64); }
 #endif
 
-    /// Appends those of the picks lo..hi whose bytes meet `m`; may write one place past the end.
+    /// Appends those of the picks lo..hi that contain a byte of `m`; may write one place past the
+    /// end.
     static uint32_t* pick(uint32_t* out, uint64_t m, const uint64_t* masks, uint32_t lo,
                           uint32_t hi) {
         for (uint32_t id = lo; id < hi; ++id) {
