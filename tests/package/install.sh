@@ -86,4 +86,13 @@ if [ "$verilated" = ON ]; then
     fi
     cmake --build uart | grep -q 'no work to do' || { echo 'the model is built again'; exit 1; }
     echo "qk_verilate: ok"
+    {
+        cmake -S "$uart/../regression" -B night -G Ninja -DCMAKE_PREFIX_PATH="$prefix" -DZLIB_LIBRARY="$zlib" &&
+            cmake --build night && ctest --test-dir night -j2 --output-on-failure &&
+            (cd night && ../prefix/bin/zeft-regress regression.list)
+    } >night.log 2>&1 || true
+    for line in '100% tests passed, 0 tests failed out of 20' '20 comparisons: 17 agree, 3 differ, 0 failed'; do
+        grep -qx "$line" night.log || { cat night.log; exit 1; }
+    done
+    echo "zeft_add_validation: ok"
 fi
