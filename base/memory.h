@@ -5,9 +5,9 @@
 
 inline constexpr size_t kHugePageBytes = size_t{2} << 20;
 
-/// @return `bytes` of memory, not cleared, to be released with free(), or null. Large blocks use huge
-///         pages if the system has them: reading a large table at random places would cost a walk
-///         of the page tables each time otherwise.
+/// @return `bytes` of memory, not cleared, to be released with free(), or null. Large blocks use
+///         huge pages if the system has them: reading a large table at random places would cost a
+///         walk of the page tables each time otherwise.
 void* allocateLarge(size_t bytes);
 
 /// As allocateLarge(), but if memory is exhausted, calls failAllocation("malloc", tag).

@@ -21,7 +21,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/cmake/zeftValidation.cmake DESTINATION ${pac
 
 if(TARGET qkverilate)
     set(adapter_dir ${PROJECT_SOURCE_DIR}/adapters/verilator)
-    install(TARGETS qkverilate zeft_verilator)
+    install(TARGETS qkverilate)
+    install(TARGETS zeft_verilator EXPORT zeftTargets)
     foreach(header qkvl qkvl_bridge qkvl_print)
         install(FILES ${adapter_dir}/runtime/${header}.h DESTINATION share/zeft/verilator)
     endforeach()

@@ -41,7 +41,8 @@ function(qk_verilate target)
         OUTPUT ${stamp}
         BYPRODUCTS ${program}
         COMMAND ${ZEFT_QKVERILATE} ${options} ${sources} -- ${arg_VERILATOR_ARGS}
-        DEPENDS ${sources} ${ZEFT_QKVERILATE} $<TARGET_FILE:zeft::main> $<TARGET_FILE:zeft::static>
+        DEPENDS ${sources} ${ZEFT_QKVERILATE} $<TARGET_FILE:zeft::verilator>
+                $<TARGET_FILE:zeft::main> $<TARGET_FILE:zeft::static>
         DEPFILE ${program}.build/qkverilate.d
         WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}
         COMMENT "Building the model ${target}"
