@@ -36,8 +36,8 @@ public:
 
 private:
     static constexpr uint32_t kQueuedBuckets = 64;
-    static constexpr uint32_t kWakingBuckets = 8;
-    static constexpr uint32_t kRoomWaitedFor = 16;
+    static constexpr uint32_t kWakingBuckets = 32;
+    static constexpr uint32_t kRoomWaitedFor = 32;
 
     explicit WritingThread(QkTraceFile& traceFile) : file(traceFile) {}
     void run();
