@@ -62,8 +62,8 @@ public:
     void add(FstVariable of, uint32_t time, Span bytes);
 
     size_t groupCount() const { return groups.size(); }
-    /// Makes the chains of a group. @return of its variables in order; they last until clear()
-    std::span<const Span> chainsOf(size_t group, uint32_t timeCount);
+    /// Makes the chains of a group. @return those of its variables in order; valid until clear()
+    std::span<const Span> chainsOf(size_t number, uint32_t timeCount);
     static size_t firstOf(size_t group) { return group << kGroupLog; }
     /// @return the chain that was made for a variable
     Span chain(size_t variable) const { return chains[variable]; }
