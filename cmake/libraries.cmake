@@ -17,7 +17,7 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
 endif()
 # The version of the interface that models are compiled against; qk_vercheck() knows it, too.
 set(ZEFT_ABI 8)
-add_library(zeft_shared SHARED $<TARGET_OBJECTS:zeft_objects>)
+add_library(zeft_shared SHARED ${ZEFT_OBJECTS})
 set_target_properties(zeft_shared PROPERTIES
     OUTPUT_NAME ${ZEFT_NAME} EXPORT_NAME shared LINKER_LANGUAGE CXX
     VERSION ${ZEFT_ABI}.${PROJECT_VERSION} SOVERSION ${ZEFT_ABI} LINK_DEPENDS ${export_map})
@@ -38,9 +38,9 @@ add_custom_command(
     OUTPUT ${joined}
     BYPRODUCTS ${visible}
     COMMAND ${ZEFT_NM} -D --defined-only --format=just-symbols $<TARGET_FILE:zeft_shared> > ${visible}
-    COMMAND ${ZEFT_LD} ${ld_machine} -r --force-group-allocation -o ${joined} $<TARGET_OBJECTS:zeft_objects>
+    COMMAND ${ZEFT_LD} ${ld_machine} -r --force-group-allocation -o ${joined} ${ZEFT_OBJECTS}
     COMMAND ${ZEFT_OBJCOPY} --keep-global-symbols=${visible} ${joined}
-    DEPENDS zeft_shared $<TARGET_OBJECTS:zeft_objects>
+    DEPENDS zeft_shared ${ZEFT_OBJECTS}
     COMMENT "Joining the static library"
     COMMAND_EXPAND_LISTS VERBATIM)
 add_library(zeft_static STATIC ${joined})
