@@ -16,8 +16,7 @@ class HeaderReader {
 public:
     /// @param strict      takes the strict dialect only
     /// @param ticksInOne  receives how many ticks of the model are one of the trace. It is 1
-    /// before,
-    ///                    and is rescaled by its owner when the tick gets finer.
+    ///                    before, and its owner rescales it when the tick gets finer.
     HeaderReader(TraceTokens& theTokens, QkVCDModel& model, bool strict, uint64_t& ticksInOne)
         : tokens(theTokens), vcdModel(model), isStrict(strict), timeMultiplier(ticksInOne) {}
     /// Reads up to the end of the declarations. @return 1, or 0 with a message
