@@ -436,7 +436,7 @@ int64_t FstWriter::writeChain(size_t variable, Span chain) {
     traversalBytes += chain.size();
     const uint64_t hash = hashOf(chain.data(), chain.size());
     const auto tag = static_cast<uint32_t>(hash >> 32);
-    size_t at = hash & (seen.size() - 1);
+    size_t at = static_cast<size_t>(hash) & (seen.size() - 1);
     for (; seen[at].handle != 0; at = (at + 1) & (seen.size() - 1))
         if (seen[at].hash == tag && areEqual(chains.chain(seen[at].handle - 1), chain))
             return -static_cast<int64_t>(seen[at].handle);

@@ -2,6 +2,7 @@
 // that are printed, read back.
 #include <algorithm>
 
+#include "base/wide_step.h"
 #include "tests/fuzz/target.h"
 
 namespace {
@@ -17,17 +18,19 @@ std::string show(const char* format, int size, uint64_t low, uint64_t high) {
 /// Prints a value of 65 to 128 bits in each radix and reads it back.
 void checkRoundTrip(uint64_t low, uint64_t high, int width) {
     high &= width < 128 ? (uint64_t{1} << (width - 64)) - 1 : ~uint64_t{0};
-    __extension__ using Wide = unsigned __int128;
-    const Wide value = static_cast<Wide>(high) << 64 | low;
     const struct {
         const char* format;
         unsigned base;
     } radices[] = {{"%h", 16}, {"%0d", 10}, {"%o", 8}, {"%0b", 2}, {"%0o", 8}};
     for (const auto& radix : radices) {
-        Wide read = 0;
-        for (const char c : show(radix.format, width, low, high))
-            read = read * radix.base + static_cast<unsigned>(c <= '9' ? c - '0' : c - 'a' + 10);
-        require(read == value);
+        uint64_t readHigh = 0, readLow = 0;
+        for (const char c : show(radix.format, width, low, high)) {
+            const auto digit = static_cast<unsigned>(c <= '9' ? c - '0' : c - 'a' + 10);
+            const ChunkProduct product = multiplyAddChunk(readLow, radix.base, digit);
+            readHigh = readHigh * radix.base + product.high;
+            readLow = product.low;
+        }
+        require(readHigh == high && readLow == low);
     }
 }
 

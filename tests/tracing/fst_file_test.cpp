@@ -41,7 +41,7 @@ private:
         module = new kelvo_module("design", "top");
         const QkGRScope scopes[] = {
             {0, 1, "u", 0}, {1, 2, "\\esc+aped[3]", 0}, {0, 3, "arrays", 0}};
-        const size_t count = 1 + random() % (random() % 20 ? 40 : 2000);
+        const auto count = static_cast<size_t>(1 + random() % (random() % 20 ? 40 : 2000));
         storage.resize(count * 48 + 2 * kMargin);
         std::vector<QkGRNet> rows;
         for (size_t i = 0; i < count; ++i) addNet(rows);
@@ -117,7 +117,7 @@ private:
         qk_cycle +=
             std::min(left, random() % 4 ? 1 + random() % 9 : random() >> (2 + random() % 62));
         const uint64_t share = 1 + random() % 20;
-        for (size_t at = kMargin; at < used; at += 1 + random() % share)
+        for (size_t at = kMargin; at < used; at += static_cast<size_t>(1 + random() % share))
             storage[at] = random() % 4 ? static_cast<unsigned char>(random()) : 0;
         qk_takenote();
     }

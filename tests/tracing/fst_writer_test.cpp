@@ -88,7 +88,8 @@ protected:
     /// Hands the history over in pieces of any size.
     void hand(FstWriter& writer) {
         for (size_t at = 0; at < history.size();) {
-            const size_t end = std::min(history.size(), at + random() % 1000 + 1);
+            const size_t end =
+                std::min(history.size(), at + static_cast<size_t>(random() % 1000) + 1);
             writer.write(history.data() + at, history.data() + end);
             at = end;
         }

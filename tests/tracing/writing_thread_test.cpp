@@ -255,7 +255,7 @@ TEST(WritingThread, WritesAllInOrderFromAQueueThatIsBounded) {
     }
     writing = nullptr;
     EXPECT_EQ(file.mostAhead, 64);
-    for (uint64_t i = 0; i < 5000; ++i) ASSERT_EQ(file.values[i], i);
+    for (size_t i = 0; i < 5000; ++i) ASSERT_EQ(file.values[i], i);
 }
 
 }  // namespace
