@@ -13,7 +13,7 @@ failed=0
 names -D "$shared" | diff -u "$list" --label "${shared##*/}" - || failed=1
 names -g "$static" | diff -u "$list" --label "${static##*/}" - || failed=1
 
-allowed='lib(c|m|stdc\+\+|gcc_s|z|asan|ubsan)\.so\.[0-9]+|ld-linux-[a-z0-9_-]+\.so\.[0-9]+'
+allowed='lib(c|m|stdc\+\+|gcc_s|z|asan|tsan|ubsan)\.so\.[0-9]+|ld-linux-[a-z0-9_-]+\.so\.[0-9]+'
 stray=$(readelf -d "$shared" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | grep -Evx "$allowed" || true)
 if [ -n "$stray" ]; then
     echo "${shared##*/} needs $stray"
