@@ -266,9 +266,9 @@ int qkzeft_ftell(int flags, const void* instance, const char* scope, int ArgPair
     QK_BEGIN_TASK(call, "$ftell");
     const OpenFile file = positionedFile(call);
     va_end(call.list);
-    const long position = file.stream ? std::ftell(file.stream) : -1;
+    const off_t position = file.stream ? ftello(file.stream) : -1;
     if (position < 0) file.noteFailure();
-    return static_cast<int>(std::min<long>(position, INT_MAX));
+    return static_cast<int>(std::min<off_t>(position, INT_MAX));
 }
 
 int qkzeft_fseek(int flags, const void* instance, const char* scope, int ArgPairCount, ...) {

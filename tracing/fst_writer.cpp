@@ -178,6 +178,7 @@ void FstWriter::emit(Span bytes) {
 
 /// Overwrites bytes that have been written.
 void FstWriter::patch(uint64_t at, Span bytes) {
+    static_assert(sizeof(off_t) >= sizeof at, "a waveform may have more than 2 GiB");
     drain();
     if (failure != 0) return;
     const ssize_t written = ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(at));
