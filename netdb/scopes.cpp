@@ -104,8 +104,10 @@ void QkDatabase::destroyScope(QkScope* scope) {
     announce(&DatabaseListener::scopeGoes, scope);
     ScopeRing::remove(scope->parent ? scope->parent->children : top_scopes, scope);
     const auto [from, to] = scopesByHash.equal_range(scope->hash);
-    scopesByHash.erase(
-        std::find_if(from, to, [&](const auto& entry) { return entry.second == scope; }));
+    const auto found =
+        std::find_if(from, to, [&](const auto& entry) { return entry.second == scope; });
+    QK_ASSERT(found != to);
+    scopesByHash.erase(found);
     delete scope;
     reopen();
 }
