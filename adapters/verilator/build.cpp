@@ -42,6 +42,10 @@ public:
     fs::path path;
 };
 
+void append(std::vector<std::string>& list, const std::vector<std::string>& more) {
+    list.insert(list.end(), more.begin(), more.end());
+}
+
 class Build {
 public:
     explicit Build(const Options& theOptions) : options(theOptions) {}
@@ -101,7 +105,7 @@ std::vector<std::string> Build::commonArguments() const {
     std::vector<std::string> arguments = {"-Wno-fatal"};
     if (!options.lint) arguments.insert(arguments.end(), {"-Wno-lint", "-Wno-style"});
     // Structures are vectors, even if they are not declared as packed.
-    if (isAtLeast(5, 6)) arguments.emplace_back("--structs-packed");
+    if (isAtLeast(5, 6)) append(arguments, {"-Wno-DEPRECATED", "--structs-packed"});
     const auto isTimescale = [](const std::string& word) {
         return word.starts_with("--timescale");
     };
@@ -109,10 +113,6 @@ std::vector<std::string> Build::commonArguments() const {
         arguments.insert(arguments.end(), {"--timescale", "1ns/1ns"});
     if (!top.empty()) arguments.insert(arguments.end(), {"--top-module", top});
     return arguments;
-}
-
-void append(std::vector<std::string>& list, const std::vector<std::string>& more) {
-    list.insert(list.end(), more.begin(), more.end());
 }
 
 void runVerilator(const std::vector<std::string>& arguments, Text text) {
@@ -123,7 +123,7 @@ void runVerilator(const std::vector<std::string>& arguments, Text text) {
 }
 
 Node Build::readTree(const fs::path& into) const {
-    const bool isXml = !isAtLeast(5, 39);
+    const bool isXml = !isAtLeast(5, 45);  // JSON of earlier releases lacks some of the design
     const std::string tree = into / (isXml ? "tree.xml" : "tree.json"), meta = into / "meta.json";
     std::vector<std::string> arguments = {"verilator", "-fno-dfg", "--timing", "--Mdir", into};
     if (isXml) {

@@ -19,6 +19,7 @@ int Design::home(int net) const {
 namespace {
 
 constexpr size_t kMostDepth = 500;
+constexpr int64_t kMostInstances = 1 << 20;  // in an array
 
 bool canBeTyped(std::string_view name, std::string_view forbidden) {
     const auto isBad = [&](char c) {
@@ -49,6 +50,13 @@ bool holdsState(Kind kind) {
     return kind == Kind::kRegister || kind == Kind::kLatch || kind == Kind::kMemory;
 }
 
+/// @return whether all of an array of instances have the whole net at that port
+bool isCommon(const Net& port, const Net& connection) {
+    return port.direction == Direction::kInput &&
+           port.type.bits.count() == connection.type.bits.count() &&
+           port.type.unpacked == connection.type.unpacked;
+}
+
 /// One instance of a module while the hierarchy is walked.
 struct Instance {
     const Node* module;
@@ -68,7 +76,7 @@ private:
     void walk(const Node& node, int scope, Instance& instance, bool inProcess);
     void addVariable(const Node& variable, int scope, Instance& instance, bool inProcess);
     void addInstance(const Node& node, int scope, const Instance& outside, size_t depth);
-    void connect(const Node& node, const Instance& outside, const Instance& inside);
+    void connect(const Node& node, const Instance& outside, const Instance& inside, bool isAlone);
     void linkAssignments(const Instance& instance);
     void findRemoteTargets();
     void share();
@@ -186,8 +194,19 @@ void Elaboration::addInstance(const Node& node, int scope, const Instance& outsi
         leaveOut(scope, name, kUntypable);
         return;
     }
-    const Instance inside = elaborate(*module->second, addScope(scope, name), depth + 1);
-    connect(node, outside, inside);
+    const std::optional<int64_t> left = literalValue(node.get("left"));
+    const std::optional<int64_t> right = literalValue(node.get("right"));
+    if (!left || !right) {
+        connect(node, outside, elaborate(*module->second, addScope(scope, name), depth + 1), true);
+        return;
+    }
+    const auto [low, high] = std::minmax(*left, *right);
+    if (high - low >= kMostInstances) throw DesignError{"the hierarchy has no end"};
+    for (int64_t i = low; i <= high; ++i) {
+        const std::string element = std::string(name) + '[' + std::to_string(i) + ']';
+        connect(node, outside, elaborate(*module->second, addScope(scope, element), depth + 1),
+                low == high);
+    }
 }
 
 // ---- Variables
@@ -260,7 +279,10 @@ void Elaboration::linkAssignments(const Instance& instance) {
 
 // ---- Connections
 
-void Elaboration::connect(const Node& node, const Instance& outside, const Instance& inside) {
+/// @param isAlone  false: one of an array of instances, which a connection is either common to, or
+///                 divided between
+void Elaboration::connect(const Node& node, const Instance& outside, const Instance& inside,
+                          bool isAlone) {
     for (const Node& port : node.children) {
         if (!port.is("port") || port.children.empty()) continue;
         const Node* const variable = index.portVariable(node, port);
@@ -271,6 +293,7 @@ void Elaboration::connect(const Node& node, const Instance& outside, const Insta
         if (connection == outside.facts->connections.end() || !connection->second) continue;
         const auto outer = outside.nets.find(connection->second);
         if (outer == outside.nets.end()) continue;
+        if (!isAlone && !isCommon(net(inner->second), net(outer->second))) continue;
         links.push_back(
             {inner->second, outer->second, outside.facts->of(connection->second).drivers == 1});
         net(inner->second).outer = outer->second;
@@ -352,15 +375,14 @@ void Elaboration::checkInouts() {
 }
 
 void Elaboration::dropEmptyScopes() {
-    std::vector<bool> used(design.scopes.size());
-    used[0] = true;
-    for (const Net& its : design.nets) used[static_cast<size_t>(its.scope)] = true;
+    std::vector<char> used(design.scopes.size());
+    for (const Net& its : design.nets) used[static_cast<size_t>(its.scope)] = 1;
     for (size_t i = design.scopes.size(); i-- > 1;)
-        if (used[i]) used[static_cast<size_t>(design.scopes[i].parent)] = true;
+        if (used[i]) used[static_cast<size_t>(design.scopes[i].parent)] = 1;
     std::vector<int> place(design.scopes.size());
     std::vector<Scope> kept;
     for (size_t i = 0; i < design.scopes.size(); ++i) {
-        if (!used[i]) continue;
+        if (i > 0 && !used[i]) continue;  // the top remains
         place[i] = static_cast<int>(kept.size());
         kept.push_back(std::move(design.scopes[i]));
         if (i > 0) kept.back().parent = place[static_cast<size_t>(kept.back().parent)];

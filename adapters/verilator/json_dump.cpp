@@ -1,4 +1,4 @@
-// Verilator's dump in JSON (--json-only, all later releases).
+// Verilator's dump in JSON (--json-only, releases after 5.044).
 //
 // Each node is an object: its type, its fields, and its operands, which are lists of nodes. Only
 // this file depends on the format. A node of a type that is not in the tables below is refused,
@@ -34,12 +34,13 @@ const Shape kShapes[] = {
     {"CLASSPACKAGE", "package", {}},
     {"TYPETABLE", "types", {"typesp"}},
     {"CONSTPOOL", "", {}},
+    {"PRIMITIVE", "", {}},
     {"VAR", "var", {"valuep"}},
     {"CELL", "instance", {"pinsp"}},
     {"PIN", "port", {"exprp"}},
     {"GENBLOCK", "begin", {"itemsp"}},
     {"BEGIN", "begin", {"declsp", "stmtsp"}},
-    {"ALWAYS", "always", {"sentreep", "stmtsp"}},
+    {"ALWAYS", "always", {"sentreep", "sensesp", "stmtsp"}},
     {"SENTREE", "sentree", {"sensesp"}},
     {"SENITEM", "senitem", {"sensp", "condp"}},
     {"INITIAL", "initial", {"stmtsp"}},
@@ -56,21 +57,23 @@ const Shape kShapes[] = {
     {"CASEITEM", "caseitem", {"condsp"}},
     {"LOOP", "loop", {"stmtsp", "contsp"}},
     {"LOOPTEST", "expression", {"condp"}},
-    {"WHILE", "loop", {"condp", "stmtsp", "incsp"}},
+    {"WHILE", "loop", {"precondsp", "condp", "stmtsp", "incsp"}},
     {"DOWHILE", "loop", {"stmtsp", "condp"}},
     {"REPEAT", "loop", {"countp", "stmtsp"}},
-    {"TASKREF", "taskref", {"argsp"}},
-    {"FUNCREF", "funcref", {"argsp"}},
+    {"TASKREF", "taskref", {"argsp", "pinsp"}},
+    {"FUNCREF", "funcref", {"argsp", "pinsp"}},
     {"ARG", "arg", {"exprp"}},
     {"TASK", "task", {"stmtsp"}},
     {"FUNC", "func", {"fvarp", "stmtsp"}},
-    {"DELAY", "delay", {"lhsp", "stmtsp"}},
+    {"DELAY", "delay", {"lhsp", "rhsp", "stmtsp"}},
     {"EVENTCONTROL", "eventcontrol", {"sentreep", "stmtsp"}},
     {"VARREF", "varref", {}},
     {"VARXREF", "varxref", {}},
     {"SEL", "sel", {"fromp", "lsbp", "widthp"}},
     {"ARRAYSEL", "arraysel", {"fromp", "bitp"}},
-    {"SLICESEL", "arraysel", {"fromp"}},
+    {"ASSOCSEL", "arraysel", {"fromp", "bitp"}},
+    {"WILDCARDSEL", "arraysel", {"fromp", "bitp"}},
+    {"SLICESEL", "arraysel", {"fromp", "rhsp", "thsp"}},
     {"STRUCTSEL", "structsel", {"fromp"}},
     {"CONCAT", "concat", {"lhsp", "rhsp"}},
     {"CONST", "const", {}},
@@ -88,20 +91,35 @@ const Shape kShapes[] = {
 
 /// Statements and items that only read nets, or assign them as arguments.
 constexpr std::string_view kPlainNodes[] = {
-    "ASSERT",     "ASSERTCTL",     "ASSERTINTRINSIC", "BREAK",     "CEXPR",
-    "COMMENT",    "CONTINUE",      "COVER",           "CSTMT",     "CSTMTUSER",
-    "DISABLE",    "DISPLAY",       "DUMPCTL",         "FCLOSE",    "FFLUSH",
-    "FGETS",      "FINISH",        "FOPEN",           "FOPENMCD",  "FREAD",
-    "FSCANF",     "JUMPBLOCK",     "JUMPGO",          "JUMPLABEL", "MODPORT",
-    "MONITOROFF", "PRAGMA",        "PRINTTIMESCALE",  "READMEM",   "RELEASE",
-    "RETURN",     "SCOPE",         "SFORMAT",         "SSCANF",    "STMTEXPR",
-    "STOP",       "SYSIGNORE",     "SYSTEMT",         "TEXT",      "TIMEFORMAT",
-    "TYPEDEF",    "VALUEPLUSARGS", "VOIDDTYPE",       "WRITEMEM"};
+    "ALWAYSPOSTPONED", "ASSERT",    "ASSERTCTL",  "ASSERTINTRINSIC",
+    "ASSIGNFORCE",     "BREAK",     "CEXPR",      "CMETHODHARD",
+    "COMMENT",         "CONTINUE",  "COVER",      "CSTMT",
+    "CSTMTUSER",       "DISABLE",   "DISPLAY",    "DUMPCTL",
+    "FCLOSE",          "FFLUSH",    "FGETS",      "FINISH",
+    "FIREEVENT",       "FOPEN",     "FOPENMCD",   "FORK",
+    "FREAD",           "FSCANF",    "JUMPBLOCK",  "JUMPGO",
+    "JUMPLABEL",       "MODPORT",   "MONITOROFF", "PRAGMA",
+    "PRINTTIMESCALE",  "PULL",      "RAND",       "READMEM",
+    "RELEASE",         "RETURN",    "SCOPE",      "SFORMAT",
+    "SSCANF",          "STMTEXPR",  "STOP",       "SYSIGNORE",
+    "SYSTEMT",         "TEXT",      "TIMEFORMAT", "TYPEDEF",
+    "VALUEPLUSARGS",   "VOIDDTYPE", "WAIT",       "WRITEMEM"};
+
+/// Operands of statements and items that the analysis does not need, or that are read apart.
+/// Another one that the table does not list is refused: what it assigns would be missed.
+constexpr std::string_view kOtherOperands[] = {
+    "activesp", "attrsp",     "childDTypep", "classOrPackagep", "delayp",       "elsesp",
+    "genforp",  "inlinesp",   "intfRefsp",   "namep",           "notParallelp", "paramsp",
+    "rangep",   "scopeNamep", "stmtsp",      "strengthSpecp",   "thensp",       "withp"};
 
 /// Operands that are statements or items; those of other names are expressions.
 constexpr std::string_view kStatementLists[] = {"stmtsp", "itemsp", "thensp",   "elsesp",
                                                 "declsp", "contsp", "incsp",    "modulesp",
                                                 "miscsp", "typesp", "membersp", "pinsp"};
+
+/// Expressions that are a part of their first operand, or several together.
+constexpr std::string_view kParts[] = {"SEL",      "ARRAYSEL",    "SLICESEL",  "STRUCTSEL",
+                                       "ASSOCSEL", "WILDCARDSEL", "MEMBERSEL", "CONCAT"};
 
 template <class List>
 bool contains(const List& list, std::string_view text) {
@@ -124,12 +142,16 @@ bool isSet(const json& node, const char* field) {
     return found != node.end() && found->is_boolean() && found->get<bool>();
 }
 
-/// @return whether an expression assigns a variable
+/// @return whether an operand of an expression is a variable that it assigns, or a part of one; an
+///         assignment further inside is that of another expression
 bool assigns(const json& node) {
-    if (text(node, "access").find('W') != std::string::npos) return true;
-    for (const json& operand : node)
-        if (operand.is_array() && std::any_of(operand.begin(), operand.end(), assigns)) return true;
-    return false;
+    const auto isTarget = [](const json& operand) {
+        return text(operand, "access").find('W') != std::string::npos ||
+               (contains(kParts, text(operand, "type")) && assigns(operand));
+    };
+    return std::any_of(node.begin(), node.end(), [&](const json& operands) {
+        return operands.is_array() && std::any_of(operands.begin(), operands.end(), isTarget);
+    });
 }
 
 class JsonReader {
@@ -146,7 +168,8 @@ private:
     void addOperands(const json& from, const std::vector<const char*>& operands, Node& node);
     void addBlock(const json& from, const char* operand, Node& node);
     std::string locationOf(const json& from) const;
-    [[noreturn]] void refuse(const json& from) const;
+    void checkOperands(const json& from, const Shape& shape) const;
+    [[noreturn]] void refuse(const json& from, const std::string& operand = "") const;
 
     const std::string version;
     std::map<std::string, std::string> files;
@@ -177,15 +200,24 @@ std::string JsonReader::locationOf(const json& from) const {
            loc.substr(comma + 1, loc.find(':', comma) - comma - 1);
 }
 
-void JsonReader::refuse(const json& from) const {
-    throw TreeError{"verilator " + version + ": unknown node " + text(from, "type") + " at " +
-                    locationOf(from)};
+/// @param operand  where only that is unknown, with a dot before it
+void JsonReader::refuse(const json& from, const std::string& operand) const {
+    throw TreeError{"verilator " + version + ": unknown node " + text(from, "type") + operand +
+                    " at " + locationOf(from)};
+}
+
+void JsonReader::checkOperands(const json& from, const Shape& shape) const {
+    if (shape.operands.empty() || shape.kind.ends_with("dtype")) return;
+    for (const auto& [name, operand] : from.items())
+        if (operand.is_array() && !operand.empty() && !contains(shape.operands, name) &&
+            !contains(kOtherOperands, name))
+            refuse(from, "." + name);
 }
 
 void JsonReader::noteNames(const json& node, int level) {
     if (level > kMostLevels) throw TreeError{"the tree is nested too deep"};
     const std::string type = text(node, "type");
-    if (type == "MODULE" || type == "IFACE" || type == "VAR")
+    if (type == "MODULE" || type == "IFACE" || type == "PRIMITIVE" || type == "VAR")
         names[text(node, "addr")] = text(node, "name");
     for (const json& operand : node)
         if (operand.is_array())
@@ -205,6 +237,20 @@ void JsonReader::addType(const json& from, Node& node) const {
     node.attributes.emplace_back("right", range.substr(colon + 1));
 }
 
+/// @return the first node of an operand; null without any
+const json* operandOf(const json& from, const char* name) {
+    const auto list = from.find(name);
+    return list == from.end() || !list->is_array() || list->empty() ? nullptr : &list->front();
+}
+
+void addInstanceRange(const json& from, Node& node) {
+    const json* const range = operandOf(from, "rangep");
+    if (!range) return;
+    for (const auto& [operand, attribute] : {std::pair("leftp", "left"), {"rightp", "right"}})
+        if (const json* const bound = operandOf(*range, operand))
+            node.attributes.emplace_back(attribute, text(*bound, "name"));
+}
+
 void JsonReader::addFields(const json& from, Node& node) const {
     node.attributes.emplace_back("loc", locationOf(from));
     const auto nameAt = [&](const char* field) {
@@ -218,7 +264,10 @@ void JsonReader::addFields(const json& from, Node& node) const {
         node.attributes.emplace_back("name", node.is("basicdtype") ? text(from, "keyword") : name);
     if (const std::string orig = text(from, "origName"); !orig.empty())
         node.attributes.emplace_back("orig", orig);
-    if (node.is("instance")) node.attributes.emplace_back("def", nameAt("modp"));
+    if (node.is("instance")) {
+        node.attributes.emplace_back("def", nameAt("modp"));
+        addInstanceRange(from, node);
+    }
     if (node.is("senitem")) node.attributes.emplace_back("edge", text(from, "edgeType"));
     if (node.is("varxref")) node.attributes.emplace_back("dotted", plainName(text(from, "dotted")));
     if (!node.is("var")) return;
@@ -255,6 +304,7 @@ Node JsonReader::nodeOf(const json& from, std::string_view list) {
     if (shape != std::end(kShapes)) {
         Node node{std::string(shape->kind)};
         if (node.kind.empty()) return node;
+        checkOperands(from, *shape);
         addFields(from, node);
         addOperands(from, shape->operands, node);
         if (node.is("if")) {

@@ -278,8 +278,8 @@ void Analysis::flowAll(const std::vector<Node>& nodes) {
 
 /// A task that stores what it reads in its arguments.
 bool isReader(const Node& node) {
-    constexpr std::string_view kReaders[] = {"readmem", "fgets",  "fread",
-                                             "fscanf",  "sscanf", "valueplusargs"};
+    constexpr std::string_view kReaders[] = {"readmem", "fgets", "fread",        "fscanf",
+                                             "sscanf",  "rand",  "valueplusargs"};
     return std::find(std::begin(kReaders), std::end(kReaders), node.kind) != std::end(kReaders);
 }
 

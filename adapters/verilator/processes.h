@@ -66,6 +66,8 @@ struct TreeIndex {
 ModuleFacts analyseModule(const Node& module, const TreeIndex& index);
 
 /// @return whether the name is one of Verilator's own
-inline bool isInternal(std::string_view name) { return name.substr(0, 3) == "__V"; }
+inline bool isInternal(std::string_view name) {
+    return name.starts_with("__V") || name.starts_with("_Vpast_");
+}
 
 }  // namespace qkverilate

@@ -7,7 +7,8 @@
 //   module, iface, package          name (unique), orig (name for a configuration file)
 //   var                             name, orig, type, dir (input, output, inout or none),
 //                                   param (1 or none); the value of a parameter
-//   instance                        name, def (name of the module); ports
+//   instance                        name, def (name of the module), left and right (of an array of
+//                                   instances, literals); ports
 //   port                            name (of the port in that module); the connection, if any
 //   begin                           name (none: no scope); declarations and statements
 //   initial, final                  statements

@@ -1,4 +1,4 @@
-// Verilator's dump in XML (--xml-only, releases up to about 5.038).
+// Verilator's dump in XML (--xml-only, releases up to 5.044).
 //
 // The elements are nearly the nodes of the tree. Differences: positional connections are numbered,
 // the statements of a case item follow its conditions without a separator, and a delay within an
@@ -24,6 +24,7 @@ private:
     Node nodeOf(const pugi::xml_node& element, int level);
     void addCommon(const pugi::xml_node& element, Node& node);
     void addType(const pugi::xml_node& element, Node& node);
+    static void addRange(const pugi::xml_node& element, Node& node);
     void addChildren(const pugi::xml_node& element, int level, Node& node);
     static void splitItem(Node& item, const pugi::xml_node& element);
     static void putTargetLast(Node& assignment);
@@ -64,6 +65,11 @@ void XmlReader::addType(const pugi::xml_node& element, Node& node) {
     copy(element, "right", node, "right");
     if (node.is("enumdtype") || node.is("constdtype") || node.is("paramtypedtype"))
         node.kind = "refdtype";
+    addRange(element, node);
+}
+
+/// Adds the bounds of an array of anything.
+void XmlReader::addRange(const pugi::xml_node& element, Node& node) {
     const pugi::xml_node range = element.child("range");
     if (!range) return;
     const char* const sides[] = {"left", "right"};
@@ -109,8 +115,9 @@ Node XmlReader::nodeOf(const pugi::xml_node& element, int level) {
     Node node{element.name()};
     if (node.is("typetable")) node.kind = "types";
     if (node.is("while") || node.is("foreach") || node.is("repeat")) node.kind = "loop";
-    if (node.is("initialstatic")) node.kind = "initial";
-    if (node.is("initialautomatic")) node.kind = "begin";
+    if (node.is("initialstatic") || node.is("initialstaticstmt")) node.kind = "initial";
+    if (node.is("initialautomatic") || node.is("initialautomaticstmt") || node.is("genblock"))
+        node.kind = "begin";
     if (node.is("assignalias") || node.is("assignw")) node.kind = "contassign";
     if (node.is("class") || node.is("classpackage")) node.kind = "package";
     addCommon(element, node);
@@ -128,7 +135,12 @@ Node XmlReader::nodeOf(const pugi::xml_node& element, int level) {
             node.attributes.emplace_back("param", "1");
     }
     if (node.is("port")) copy(element, "portIndex", node, "index");
+    if (node.is("instance")) addRange(element, node);
     addChildren(element, level, node);
+    // A continuous assignment may be written as a process of one statement.
+    const auto isContinuous = [](const Node& child) { return child.is("contassign"); };
+    if (node.is("always") && std::any_of(node.children.begin(), node.children.end(), isContinuous))
+        node.kind = "begin";
     return node;
 }
 

@@ -272,6 +272,19 @@ TEST(DesignTest, PortsShareTheStorageOfWhatTheyAreConnectedTo) {
               std::string::npos);
 }
 
+TEST(DesignTest, InstancesOfAnArrayShareOnlyWhatTheyHaveInCommon) {
+    Node lanes = instance("u", "leaf", {port("clk", ref("clk")), port("q", ref("w"))});
+    lanes.attributes.insert(lanes.attributes.end(), {{"left", "32'sh1"}, {"right", "32'sh2"}});
+    const Node leaf = module("leaf", {in("clk"), out("q"), clocked(delayed(ref("q"), ref("clk")))});
+    const Design design =
+        analyse(netlist({module("top", {in("clk"), var("w"), std::move(lanes)}), leaf}), {});
+    for (const char* const element : {"top.u[1]", "top.u[2]"}) {
+        EXPECT_TRUE(find(design, element + std::string(".clk"))->sharesOuter);
+        EXPECT_FALSE(find(design, element + std::string(".q"))->sharesOuter);
+    }
+    EXPECT_EQ(kindOf(design, "top.clk"), "clock");
+}
+
 TEST(DesignTest, MessagesNameWhatIsRefusedOrLeftOut) {
     const Node wait{"delay", {{"loc", "a.v:7"}}, {blocking(ref("q"), ref("clk"))}};
     const Node iface{"iface", {{"name", "bus_if"}}, {var("d")}};
@@ -401,6 +414,11 @@ TEST_F(DumpTest, AnUnknownNodeOfJsonIsRefused) {
     EXPECT_EQ(read(R"({"type":"DISPLAY","fmtp":[{"type":"NEWEXPR","loc":"e,3:1,3:2","lhsp":
                    [{"type":"VARREF","name":"v","access":"WR"}]}]})"),
               "verilator 5.050: unknown node NEWEXPR at a.sv:3");
+    EXPECT_EQ(read(R"({"type":"IF","condp":[{"type":"LOGNOT","lhsp":[{"type":"VALUEPLUSARGS","outp":
+                   [{"type":"VARREF","name":"v","access":"WR"}]}]}]})"),
+              "read");
+    EXPECT_EQ(read(R"({"type":"REPEAT","loc":"e,4:1,4:2","newp":[{"type":"CONST"}]})"),
+              "verilator 5.050: unknown node REPEAT.newp at a.sv:4");
     EXPECT_EQ(read("]"), "tree.json: not JSON");
 }
 

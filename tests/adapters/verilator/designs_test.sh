@@ -48,6 +48,9 @@ mutant widths v 's/a``N << 1/a``N << 0/' 15ns widths.r100
 compareAll fifo v 15 7 5191 10 7171
 mutant fifo v 's/level + put - get/level + put + get/' 35ns fifo.level
 
+compareAll array v 42 10 1915 24 4638
+mutant array v "s/d + 4'd1/d + 4'd2/" 25ns array.single[0].q
+
 # ---- An input that changes just before the edge, in the same time step
 simulate early.vcd -DEARLY "$designs/fifo.v" "$designs/fifo_tb.v"
 differs fifo early.vcd 15ns fifo.tail --map fifo=tb.dut
