@@ -58,6 +58,8 @@ private:
     }
     std::vector<std::string> commonArguments() const;
     Node readTree(const fs::path& into) const;
+    void analyseTree(const Node& tree);
+    std::vector<std::string> pinArguments() const;
     void nameOutputs();
     std::string key() const;
     void report() const;
@@ -138,6 +140,25 @@ Node Build::readTree(const fs::path& into) const {
     return isXml ? readXmlDump(tree) : readJsonDump(tree, meta, version);
 }
 
+constexpr const char* kSplitPads = "--pins-inout-enables";
+
+/// If the design drives inouts, finds out whether this Verilator can split them.
+void Build::analyseTree(const Node& tree) {
+    design = analyse(tree, options.design);
+    const bool hasPads = std::any_of(design.nets.begin(), design.nets.end(), [](const Net& net) {
+        return net.scope == 0 && net.direction == Direction::kInout && net.isDriven;
+    });
+    if (!hasPads || runProgram({"verilator", kSplitPads, "--version"}, Text::kTaken).status != 0)
+        return;
+    DesignOptions splitting = options.design;
+    splitting.splitsPads = true;
+    design = analyse(tree, splitting);
+}
+
+std::vector<std::string> Build::pinArguments() const {
+    return design.pads.empty() ? std::vector<std::string>() : std::vector<std::string>{kSplitPads};
+}
+
 std::string Build::fileName(const char* suffix) const {
     std::string name = top;
     const auto isOdd = [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); };
@@ -193,7 +214,9 @@ void Build::writeTables() const {
 /// The arguments that a user's own call of Verilator needs besides the sources and a main(), as a
 /// file for its -f.
 std::string Build::argumentsForUser(const std::string& className) const {
-    std::string text = "--prefix " + className + ' ' + joined(commonArguments()) + '\n';
+    std::vector<std::string> arguments = commonArguments();
+    append(arguments, pinArguments());
+    std::string text = "--prefix " + className + ' ' + joined(arguments) + '\n';
     for (const char* const file : {".vlt", "_qk.cpp"})
         text += fs::absolute(folder / fileName(file)).string() + '\n';
     // No quotes are needed: each word is a separate argument.
@@ -229,6 +252,8 @@ void Build::verilate() const {
                                           "-CFLAGS",   joined(compilingFlags()),
                                           "-LDFLAGS",  joined(installation.linking)};
     append(arguments, commonArguments());
+    append(arguments, pinArguments());
+    if (isAtLeast(5, 24) && !options.verbose) arguments.emplace_back("--quiet-stats");
     arguments.push_back(folder / fileName(".vlt"));
     for (const std::string& word : options.forVerilator)
         arguments.push_back(isForCompiler(word) ? fs::absolute(word).string() : word);
@@ -336,12 +361,12 @@ void Build::run() {
     if (top.empty()) {
         scratch.emplace();
         tree = readTree(scratch->path);
-        design = analyse(*tree, options.design);
+        analyseTree(*tree);
         top = design.top;
     }
     nameOutputs();
     if (!options.tables && isCurrent(stampFile(), key())) return stayAsBuilt();
-    if (!tree) design = analyse(readTree(folder), options.design);
+    if (!tree) analyseTree(readTree(folder));
     report();
     writeTables();
     if (options.tables) return;

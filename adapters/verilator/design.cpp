@@ -82,6 +82,7 @@ private:
     void share();
     void publish();
     void checkInouts();
+    int addPin(const Net& pad, const char* suffix);
     void dropEmptyScopes();
 
     const ModuleFacts& factsOf(const Node& module);
@@ -367,11 +368,27 @@ void Elaboration::publish() {
 }
 
 void Elaboration::checkInouts() {
-    for (const Net& its : design.nets)
-        if (its.scope == 0 && its.direction == Direction::kInout && its.isDriven)
+    const int count = static_cast<int>(design.nets.size());
+    for (int i = 0; i < count; ++i) {
+        const Net its = net(i);
+        if (its.scope != 0 || its.direction != Direction::kInout || !its.isDriven) continue;
+        if (options.splitsPads) {
+            net(i).isDriven = false;
+            design.pads.push_back({i, addPin(its, "__out"), addPin(its, "__en")});
+        } else {
             design.warnings.push_back(pathOf(0, its.name) +
                                       ": shown, but neither driven nor compared: see "
                                       "docs/verilator.md");
+        }
+    }
+}
+
+/// @return the new net, which is no port of the design: no trace has it
+int Elaboration::addPin(const Net& pad, const char* suffix) {
+    Net pin{0, pad.name + suffix, pad.module, pad.orig + suffix, pad.type};
+    pin.isDriven = pin.isPublic = pin.isPin = true;
+    design.nets.push_back(std::move(pin));
+    return static_cast<int>(design.nets.size()) - 1;
 }
 
 void Elaboration::dropEmptyScopes() {

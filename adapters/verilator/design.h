@@ -30,6 +30,7 @@ struct Net {
     bool isClock = false;
     bool isEarly = false;
     bool isDriven = false;  ///< something in the design drives it
+    bool isPin = false;     ///< one that Verilator makes for a Pad
     /// Net outside that a port of an instance is connected to, by its plain name; else -1. If
     /// sharesOuter is set, they are one net, with the storage of the outermost.
     int outer = -1;
@@ -42,10 +43,17 @@ struct Net {
     std::optional<std::vector<uint32_t>> value = std::nullopt;  ///< of a parameter
 };
 
+/// An inout of the top that the design drives, if Verilator splits it: an input, the value that the
+/// design drives, and the bits that it drives.
+struct Pad {
+    int input, out, enable;  ///< nets
+};
+
 struct Design {
     std::string top;            ///< name of the module
     std::vector<Scope> scopes;  ///< parents first; row 0 is the top
     std::vector<Net> nets;
+    std::vector<Pad> pads;
     std::vector<std::string> leftOut;   ///< one line for each item that is not in the database
     std::vector<std::string> warnings;  ///< also notes
 
@@ -61,6 +69,7 @@ struct DesignOptions {
     std::string top;                         ///< empty: the module that no other one instantiates
     std::vector<std::string> clocks, early;  ///< inputs
     bool fast = false;                       ///< only registers, memories and the top's ports
+    bool splitsPads = false;                 ///< Verilator can split an inout into three ports
 };
 
 /// Why a design cannot be built, for the user.

@@ -61,11 +61,9 @@ Bounds elementBounds(const Type& type) {
 }
 
 unsigned flagsOf(const Net& net) {
-    const std::pair<bool, QkvlFlag> flags[] = {{net.type.isRanged, kQkvlRanged},
-                                               {net.isPublic, kQkvlPublic},
-                                               {net.isClock, kQkvlClock},
-                                               {net.isEarly, kQkvlEarly},
-                                               {net.isDriven, kQkvlDriven}};
+    const std::pair<bool, QkvlFlag> flags[] = {
+        {net.type.isRanged, kQkvlRanged}, {net.isPublic, kQkvlPublic}, {net.isClock, kQkvlClock},
+        {net.isEarly, kQkvlEarly},        {net.isDriven, kQkvlDriven}, {net.isPin, kQkvlPin}};
     unsigned all = 0;
     for (const auto& [isSet, flag] : flags)
         if (isSet) all |= flag;
@@ -134,6 +132,18 @@ void qkvlEvalSettle(VerilatedModel& model, uint64_t time) {
 void qkvlFinal(VerilatedModel& model) { static_cast<%s&>(model).final(); }
 )";
 
+/// The function that finds the ports that a configuration file cannot make public.
+std::string pinsOf(const Design& design, const std::vector<int>& numbers,
+                   const std::string& className) {
+    if (design.pads.empty()) return "void* qkvlPin(VerilatedModel&, int) { return nullptr; }\n";
+    std::string text = "void* qkvlPin(VerilatedModel& model, int row) {\n    switch (row) {\n";
+    for (size_t i = 0; i < design.nets.size(); ++i)
+        if (design.nets[i].isPin)
+            add(text, "        case %d: return &static_cast<%s&>(model).%s;\n", numbers[i],
+                className.c_str(), design.nets[i].orig.c_str());
+    return text + "        default: return nullptr;\n    }\n}\n";
+}
+
 std::string hooksOf(const std::string& className) {
     std::string text = kHooks;
     for (size_t at = 0; (at = text.find("%s", at)) != std::string::npos; at += className.size())
@@ -147,7 +157,7 @@ std::string configurationOf(const Design& design) {
     // A variable of a module is made public in all instances.
     std::map<std::pair<std::string, std::string>, bool> variables;
     for (const Net& net : design.nets)
-        if (net.isPublic) variables[{net.module, net.orig}] |= net.isWritable;
+        if (net.isPublic && !net.isPin) variables[{net.module, net.orig}] |= net.isWritable;
     std::string text = "`verilator_config\n";
     for (const auto& [variable, isWritable] : variables)
         add(text, "public_flat_%s -module \"%s\" -var \"%s\"\n", isWritable ? "rw" : "rd",
@@ -174,11 +184,17 @@ std::string tablesOf(const Design& design,
     text += "    {}};\n\nconst QkvlClockPeriod periods[] = {\n";
     for (const auto& [net, period] : periods)
         add(text, "    {%s, %s},\n", quoted(net).c_str(), quoted(period).c_str());
+    text += "    {}};\n\nconst QkvlPad pads[] = {\n";
+    for (const Pad& pad : design.pads)
+        add(text, "    {%d, %d, %d},\n", numbers[static_cast<size_t>(pad.input)],
+            numbers[static_cast<size_t>(pad.out)], numbers[static_cast<size_t>(pad.enable)]);
     text += "    {}};\n\n}  // namespace\n\n";
     const auto rows = std::count_if(numbers.begin(), numbers.end(), [](int n) { return n >= 0; });
-    add(text, "const QkvlDesign qkvlDesign = {%s, scopes, %zu, nets, %d, periods, %zu};\n",
-        quoted(design.top).c_str(), design.scopes.size(), static_cast<int>(rows), periods.size());
-    return text + hooksOf(className);
+    add(text,
+        "const QkvlDesign qkvlDesign = {%s, scopes, %zu, nets, %d, periods, %zu, pads, %zu};\n",
+        quoted(design.top).c_str(), design.scopes.size(), static_cast<int>(rows), periods.size(),
+        design.pads.size());
+    return text + hooksOf(className) + pinsOf(design, numbers, className);
 }
 
 }  // namespace qkverilate

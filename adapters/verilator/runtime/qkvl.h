@@ -31,8 +31,9 @@ enum QkvlFlag : unsigned char {
     kQkvlRanged = 1,  ///< declared with bounds
     kQkvlPublic = 2,  ///< the model makes its storage accessible
     kQkvlClock = 4,
-    kQkvlEarly = 8,   ///< an input that changes before the clock edge of the same time
-    kQkvlDriven = 16  ///< an inout that the design drives
+    kQkvlEarly = 8,    ///< an input that changes before the clock edge of the same time
+    kQkvlDriven = 16,  ///< an inout that the design drives
+    kQkvlPin = 32      ///< its storage is found by qkvlPin()
 };
 
 /// A net, an array or a parameter.
@@ -54,6 +55,12 @@ struct QkvlClockPeriod {
     const char* period;  ///< as typed by the user
 };
 
+/// Rows of an inout that Verilator has split: bits that are set in `enable` are driven by the
+/// design, with the value of `out`.
+struct QkvlPad {
+    int input, out, enable;
+};
+
 struct QkvlDesign {
     const char* top;
     const QkvlScope* scopes;
@@ -62,6 +69,8 @@ struct QkvlDesign {
     int netCount;
     const QkvlClockPeriod* periods;
     int periodCount;
+    const QkvlPad* pads;
+    int padCount;
 };
 
 // Defined by TOP_qk.cpp.
@@ -73,6 +82,8 @@ bool qkvlEval(VerilatedModel& model, uint64_t time);
 /// Recomputes all combinational logic, whatever has changed.
 void qkvlEvalSettle(VerilatedModel& model, uint64_t time);
 void qkvlFinal(VerilatedModel& model);
+/// @return the storage of a row that is a port and in no table of Verilator's
+void* qkvlPin(VerilatedModel& model, int row);
 
 // What TOP_qk.cpp gets from qkvl_bridge.h.
 /// For a main() that has none yet; it lives until the process ends.

@@ -24,6 +24,7 @@ QkvlPlaces places;
 bool isProbing = false;
 bool isFinished = false;  // by the design
 bool hasArrays = false;
+bool hasAfterwork = false;  // after each evaluation
 uint64_t writesSeen = 0;
 
 /// A $stop during the evaluation, reported afterwards.
@@ -66,10 +67,38 @@ void reportStop() {
     }
 }
 
+unsigned char* dataOf(int row) { return places.ofRow[static_cast<size_t>(row)].data; }
+
+/// Gives the bits of inouts that the design drives the value that it drives, as a wire would.
+/// @return whether any has changed
+bool loopBack() {
+    bool isChanged = false;
+    for (int i = 0; i < qkvlDesign.padCount; ++i) {
+        const QkvlPad& pad = qkvlDesign.pads[i];
+        const unsigned char* const out = dataOf(pad.out);
+        const unsigned char* const enable = dataOf(pad.enable);
+        const size_t bytes = places.ofRow[static_cast<size_t>(pad.input)].bytes();
+        for (size_t k = 0; k < bytes; ++k) {
+            unsigned char& input = dataOf(pad.input)[k];
+            const unsigned driven = (input & ~unsigned{enable[k]}) | (out[k] & enable[k]);
+            isChanged |= driven != input;
+            input = static_cast<unsigned char>(driven);
+        }
+    }
+    return isChanged;
+}
+
+void finishEvaluation() {
+    constexpr int kMostRounds = 20;  // a pad may oscillate
+    for (int round = 0; round < kMostRounds && loopBack(); ++round)
+        isFinished = qkvlEval(*model, modelTime());
+    if (hasArrays) module->qk_finalize_wave();  // something may follow them
+}
+
 /// When nothing was written from outside, and the timescale is known.
 [[gnu::always_inline]] inline void evaluateOnly() {
     isFinished = qkvlEval(*model, modelTime());
-    if (hasArrays) module->qk_finalize_wave();  // something may follow them
+    if (hasAfterwork) finishEvaluation();
     if (stopped.isPending) reportStop();
 }
 
@@ -232,6 +261,7 @@ void qkvl_attach(VerilatedModel& theModel, VerilatedContext& theContext) {
     qk_step_fn = qkvlEvaluate;
     qk_settle_fn = qkvlSettleState;
     for (const QkvlStorage& storage : places.ofRow) hasArrays |= storage.elements > 1;
+    hasAfterwork = hasArrays || qkvlDesign.padCount > 0;
     if (stopped.isPending) reportStop();
 }
 

@@ -39,25 +39,30 @@ size_t bytesFor(int width) {
 
 class Finder {
 public:
-    Finder(const VerilatedModel& theModel, const VerilatedContext& theContext)
+    Finder(VerilatedModel& theModel, const VerilatedContext& theContext)
         : model(theModel), context(theContext) {
         for (int i = 0; i < qkvlDesign.scopeCount; ++i) paths.push_back(scopePath(i));
     }
     /// @return the row's storage, without data when the row is not public
-    QkvlStorage find(const QkvlNet& net) const;
+    QkvlStorage find(int index) const;
 
 private:
-    const VerilatedModel& model;
+    VerilatedModel& model;
     const VerilatedContext& context;
     std::vector<std::string> paths;  ///< of scopes
 };
 
-QkvlStorage Finder::find(const QkvlNet& net) const {
+QkvlStorage Finder::find(int index) const {
+    const QkvlNet& net = row(index);
     QkvlStorage storage;
     storage.width = qkvlWidth(net);
     storage.elementBytes = bytesFor(storage.width);
     storage.elements = net.elements ? static_cast<size_t>(net.elements) : 1;
     if (!(net.flags & kQkvlPublic)) return storage;
+    if (net.flags & kQkvlPin) {
+        storage.data = static_cast<unsigned char*>(qkvlPin(model, index));
+        return storage;
+    }
     const std::string& scope = paths[static_cast<size_t>(net.scope)];
     const QkvlVariable variable =
         qkvlFindVariable(model, context, isTopPort(net) ? "TOP" : scope.c_str(), net.name);
@@ -205,8 +210,7 @@ QkvlPlaces qkvlFindPlaces(VerilatedModel& model, VerilatedContext& context) {
     places.neverWritten.resize(count);
     for (size_t i = 0; i < count; ++i) places.kindOfHome.push_back(row(static_cast<int>(i)).kind);
     const Finder finder(model, context);
-    for (size_t i = 0; i < count; ++i)
-        places.ofRow.push_back(finder.find(row(static_cast<int>(i))));
+    for (size_t i = 0; i < count; ++i) places.ofRow.push_back(finder.find(static_cast<int>(i)));
 
     std::vector<Candidate> candidates = findCandidates(places.ofRow);
     Prober(model, qkvlTime(context), candidates).run();
