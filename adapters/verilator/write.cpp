@@ -125,6 +125,10 @@ bool qkvlEval(VerilatedModel& model, uint64_t time) {
     static_cast<%s&>(model).eval();
     return model.contextp()->gotFinish();
 }
+QkvlOutcome qkvlEvalUnlessFinished(VerilatedModel& model, uint64_t time) {
+    if (model.contextp()->gotFinish()) return kQkvlNotEvaluated;
+    return qkvlEval(model, time) ? kQkvlFinished : kQkvlGoesOn;
+}
 void qkvlEvalSettle(VerilatedModel& model, uint64_t time) {
     model.contextp()->time(time);
     %s___024root___eval_settle(static_cast<%s&>(model).rootp);

@@ -79,6 +79,9 @@ extern const QkvlDesign qkvlDesign;
 VerilatedModel& qkvlMakeModel(VerilatedContext& context);
 /// Evaluates the model at a time in its own ticks. @return whether its design has finished
 bool qkvlEval(VerilatedModel& model, uint64_t time);
+enum QkvlOutcome : unsigned char { kQkvlGoesOn, kQkvlFinished, kQkvlNotEvaluated };
+/// The same, but does nothing if the design has finished already: a bench may have requested that.
+QkvlOutcome qkvlEvalUnlessFinished(VerilatedModel& model, uint64_t time);
 /// Recomputes all combinational logic, whatever has changed.
 void qkvlEvalSettle(VerilatedModel& model, uint64_t time);
 void qkvlFinal(VerilatedModel& model);

@@ -95,11 +95,15 @@ void finishEvaluation() {
     if (hasArrays) module->qk_finalize_wave();  // something may follow them
 }
 
-/// When nothing was written from outside, and the timescale is known.
-[[gnu::always_inline]] inline void evaluateOnly() {
-    isFinished = qkvlEval(*model, modelTime());
+[[gnu::always_inline]] inline void afterEvaluation() {
     if (hasAfterwork) finishEvaluation();
     if (stopped.isPending) reportStop();
+}
+
+/// When nothing was written from outside, and the timescale is known.
+void evaluateOnly() {
+    isFinished = qkvlEval(*model, modelTime());
+    afterEvaluation();
 }
 
 /// Values written from outside first reach all logic; edges that they cause count as edges.
@@ -113,11 +117,13 @@ void evaluate() {
 }
 
 /// The console does not open a second time: values set there are recorded at the same time.
-void takeNote() {
+/// @return whether it has evaluated the model
+[[gnu::always_inline]] inline bool takeNote() {
     qk_takenote();
-    if (qk_write_count() == writesSeen) return;
+    if (qk_write_count() == writesSeen) return false;
     evaluate();
     qk_takenote();
+    return true;
 }
 
 std::vector<unsigned char> savedState() {
@@ -224,9 +230,12 @@ uint64_t nextChange(const std::vector<QkvlToggle>& toggles, uint64_t now, uint64
 void qkvlRunFreely(uint64_t stop, std::vector<QkvlToggle> (*findToggles)()) {
     std::vector<QkvlToggle> toggles;
     uint64_t now = UINT64_MAX, unit = 1, next = 0;
-    for (;;) {
+    if (isFinished) {  // in an initial block
         takeNote();
-        if (isFinished) return;
+        return;
+    }
+    for (;;) {
+        if (takeNote() && isFinished) return;
         // A loaded state has moved the time, or a trace has made ticks finer, which 0 does not
         // show.
         if (qk_cycle != now || now == 0) {
@@ -239,12 +248,28 @@ void qkvlRunFreely(uint64_t stop, std::vector<QkvlToggle> (*findToggles)()) {
         const uint64_t pause = qk_next_stop();
         const uint64_t time = pause > now ? std::min(pause, next) : next;
         if (time > stop || time <= now) return;
+        const uint64_t before = now;
+        if (time != next) {
+            if (qkvlIsFinished(*context)) return;
+            qk_cycle = now = time;
+            continue;
+        }
         qk_cycle = now = time;
-        if (time != next) continue;
         for (QkvlToggle& toggle : toggles)
             if (toggle.next == now) toggle.toggle();
         next = nextChange(toggles, now, unit);
-        evaluateOnly();
+        const QkvlOutcome outcome = qkvlEvalUnlessFinished(*model, modelTime());
+        if (outcome == kQkvlNotEvaluated) {
+            // Something called by the library has requested it: only now, as looking for that
+            // before each change would cost time.
+            for (QkvlToggle& toggle : toggles) toggle.takeBack(now);
+            qk_cycle = before;
+            return;
+        }
+        afterEvaluation();
+        if (outcome == kQkvlGoesOn) continue;
+        takeNote();
+        return;
     }
 }
 

@@ -41,6 +41,10 @@ struct QkvlToggle {
     void goTo(uint64_t time);
     /// Carries out the next change.
     void toggle();
+    /// Undoes the change at that time, if there was one.
+    void takeBack(uint64_t time) {
+        if (levelAt(time) != levelAt(time - 1)) *storage = levelAt(time - 1);
+    }
 };
 
 /// Runs the model by its clocks until `stop`, or until its design finishes. Between their changes

@@ -97,6 +97,29 @@ make -C objects -f Vtop.mk >make.said 2>&1 && cp objects/Vtop other || fail 'oth
 runs 2 other </dev/null
 says 'tasks.work: not in the compiled model; was it built from other sources?'
 
+# A callback of the library requests the end: nothing of a later time is evaluated or recorded.
+cat >ends.sv <<'END'
+module ends(input clk, output reg [7:0] n);
+    import "DPI-C" function void watch(input int n);
+    initial n = 0;
+    always @(posedge clk) begin n <= n + 1; watch(int'(n)); end
+endmodule
+END
+cat >watch.cpp <<'END'
+#include <qkzeft.h>
+#include <verilated.h>
+static VerilatedContext* context;
+extern "C" void watch(int n) {
+    if (n > 0) return;
+    context = Verilated::threadContextp();
+    QkVariable::GetByName("ends.n")->RegisterBreak(
+        [](QkVariable*) { context->gotFinish(true); }, QkVariable::BreakOnEqual, 1, uint64_t{3});
+}
+END
+build ends ends.sv watch.cpp
+runs 0 ends --batch --vcd ends.vcd </dev/null
+[ "$(grep '^#' ends.vcd | tail -n 1)" = '#25' ] || fail 'ends: later changes' ends.vcd
+
 # ---- Refusals, each with a whole line of what is said; those that leave something out go on
 mkdir fake
 printf '#!/bin/sh\necho Verilator 4.038 2020-07-11\n' >fake/verilator
