@@ -17,6 +17,9 @@ struct QkvlComplaint {};
 void qkvlBeginProbe();
 void qkvlEndProbe();
 
+/// The main program of a model.
+int qkvlMain(int argc, char** argv);
+
 /// Settings that main() makes for the engine.
 struct QkvlSettings {
     bool isInteractive = false;  ///< $stop opens the console

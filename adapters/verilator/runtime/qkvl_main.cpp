@@ -140,7 +140,7 @@ bool isGiven(int argc, char** argv, const char* letter, const char* name) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int qkvlMain(int argc, char** argv) {
     const char* const slash = std::strrchr(argv[0], '/');
     programName = slash ? slash + 1 : argv[0];
     context = &qkvlMakeContext(argc, argv);

@@ -144,9 +144,11 @@ done <<'END'
 0|m.q: left out: queue|); int q[$]; always @(posedge clk) q.push_back(1);|
 0|m.a.b: left out: a name that cannot be typed at the console|, output reg o); reg \a.b ; always @(posedge clk) begin \a.b <= clk; o <= \a.b ; end|
 0|m.x: left out: an input that is an array; it stays 0|, input x [1:0], output reg o); always @(posedge clk) o <= x[1];|
-0|m.pad: shown, but neither driven nor compared: see docs/verilator.md|, inout pad); assign pad = clk ? 1'b1 : 1'bz;|
 0|no clock found: the model is evaluated once a time unit; give --clock NET|, output o); assign o = ~clk;|
 END
+verilator --pins-inout-enables --version >/dev/null 2>&1 ||
+    refuses 0 'm.pad: shown, but neither driven nor compared: see docs/verilator.md' \
+        "module m(input clk, inout pad); assign pad = clk ? 1'b1 : 1'bz; endmodule"
 path=$work/none refuses 2 'verilator: not found' ''
 path=$work/fake:$PATH refuses 2 'verilator 4.038: 5.002 or later is needed' ''
 
