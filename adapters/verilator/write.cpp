@@ -126,8 +126,11 @@ bool qkvlEval(VerilatedModel& model, uint64_t time) {
     return model.contextp()->gotFinish();
 }
 QkvlOutcome qkvlEvalUnlessFinished(VerilatedModel& model, uint64_t time) {
-    if (model.contextp()->gotFinish()) return kQkvlNotEvaluated;
-    return qkvlEval(model, time) ? kQkvlFinished : kQkvlGoesOn;
+    VerilatedContext& context = *model.contextp();
+    if (context.gotFinish()) return kQkvlNotEvaluated;
+    context.time(time);
+    static_cast<%s&>(model).eval();
+    return context.gotFinish() ? kQkvlFinished : kQkvlGoesOn;
 }
 void qkvlEvalSettle(VerilatedModel& model, uint64_t time) {
     model.contextp()->time(time);

@@ -24,7 +24,7 @@ QkvlPlaces places;
 bool isProbing = false;
 bool isFinished = false;  // by the design
 bool hasArrays = false;
-bool hasAfterwork = false;  // after each evaluation
+bool hasPads = false;
 uint64_t writesSeen = 0;
 
 /// A $stop during the evaluation, reported afterwards.
@@ -88,15 +88,16 @@ bool loopBack() {
     return isChanged;
 }
 
-void finishEvaluation() {
+void settlePads() {
     constexpr int kMostRounds = 20;  // a pad may oscillate
     for (int round = 0; round < kMostRounds && loopBack(); ++round)
         isFinished = qkvlEval(*model, modelTime());
-    if (hasArrays) module->qk_finalize_wave();  // something may follow them
 }
 
 [[gnu::always_inline]] inline void afterEvaluation() {
-    if (hasAfterwork) finishEvaluation();
+    if (hasPads) [[unlikely]]
+        settlePads();
+    if (hasArrays) module->qk_finalize_wave();  // something may follow them
     if (stopped.isPending) reportStop();
 }
 
@@ -286,7 +287,7 @@ void qkvl_attach(VerilatedModel& theModel, VerilatedContext& theContext) {
     qk_step_fn = qkvlEvaluate;
     qk_settle_fn = qkvlSettleState;
     for (const QkvlStorage& storage : places.ofRow) hasArrays |= storage.elements > 1;
-    hasAfterwork = hasArrays || qkvlDesign.padCount > 0;
+    hasPads = qkvlDesign.padCount > 0;
     if (stopped.isPending) reportStop();
 }
 
