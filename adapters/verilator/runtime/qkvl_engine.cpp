@@ -24,7 +24,7 @@ QkvlPlaces places;
 bool isProbing = false;
 bool isFinished = false;  // by the design
 bool hasArrays = false;
-bool hasPads = false;
+bool hasRareWork = false;  // after an evaluation: pads, or a $stop to report
 uint64_t writesSeen = 0;
 
 /// A $stop during the evaluation, reported afterwards.
@@ -92,13 +92,19 @@ void settlePads() {
     constexpr int kMostRounds = 20;  // a pad may oscillate
     for (int round = 0; round < kMostRounds && loopBack(); ++round)
         isFinished = qkvlEval(*model, modelTime());
+    if (hasArrays) module->qk_finalize_wave();
+}
+
+void doRareWork() {
+    hasRareWork = qkvlDesign.padCount > 0;
+    if (hasRareWork) settlePads();
+    if (stopped.isPending) reportStop();
 }
 
 [[gnu::always_inline]] inline void afterEvaluation() {
-    if (hasPads) [[unlikely]]
-        settlePads();
     if (hasArrays) module->qk_finalize_wave();  // something may follow them
-    if (stopped.isPending) reportStop();
+    if (hasRareWork) [[unlikely]]
+        doRareWork();
 }
 
 /// When nothing was written from outside, and the timescale is known.
@@ -287,7 +293,7 @@ void qkvl_attach(VerilatedModel& theModel, VerilatedContext& theContext) {
     qk_step_fn = qkvlEvaluate;
     qk_settle_fn = qkvlSettleState;
     for (const QkvlStorage& storage : places.ofRow) hasArrays |= storage.elements > 1;
-    hasPads = qkvlDesign.padCount > 0;
+    hasRareWork = qkvlDesign.padCount > 0;
     if (stopped.isPending) reportStop();
 }
 
@@ -324,7 +330,7 @@ void vl_finish(const char* file, int line, const char*) {
 
 void vl_stop(const char* file, int line, const char*) {
     if (isProbing || stopped.isPending) return;
-    stopped.isPending = true;
+    stopped.isPending = hasRareWork = true;
     stopped.file = file;
     stopped.line = line;
 }
