@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/memory.h"
 #include "base/qkassert.h"
 
 namespace {
@@ -118,7 +119,7 @@ void exchange(Dtable* node, int32_t h, void** key, void** value) {
 
 void insert(Dtable** t, int32_t h, void** key, void** value) {
     auto* const r = static_cast<Dtable*>(std::calloc(1, sizeof(Dtable)));
-    if (!QK_CHECK(r)) return;
+    if (!r) failAllocation("calloc", "table");
     exchange(r, h, key, value);
     *t = r;
 }
