@@ -30,9 +30,13 @@ bool ValueBuffer::differs(int a) const {
 
 void ValueBuffer::copyListed(int count, const uint32_t* list) {
     for (int i = 0; i < count; ++i) {
+        if (list[i] >= static_cast<uint32_t>(elements)) continue;
+        // Its own copy also holds what lies between the elements, and is compared as a whole.
+        const int64_t gap = ownsShadow() ? stride - elementBytes : 0;
         const int64_t at = int64_t{list[i]} * stride;
-        if (list[i] < static_cast<uint32_t>(elements))
-            std::memmove(copy + at, live + at, static_cast<size_t>(elementBytes));
+        const int64_t from = std::max<int64_t>(at - gap, 0);
+        const int64_t to = std::min(at + elementBytes + gap, bytes);
+        std::memmove(copy + from, live + from, static_cast<size_t>(to - from));
     }
 }
 

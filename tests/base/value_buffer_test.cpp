@@ -49,9 +49,11 @@ TEST(ValueBufferTest, WhatLiesBetweenElementsIsNotTheirs) {
     EXPECT_EQ(buffer->firstDifference(0), 3);
     EXPECT_EQ(buffer->firstDifference(4), 9);
     EXPECT_TRUE(buffer->differs(9));
-    const uint32_t list[] = {9, 10};
+    const uint32_t list[] = {9, 10, 1, 3, 4};
     buffer->copyListed(2, list);
-    EXPECT_FALSE(buffer->differs(9));
+    EXPECT_FALSE(buffer->differs(9) || buffer->isCurrent());
+    buffer->copyListed(5, list);  // with what was written beside them
+    EXPECT_TRUE(buffer->isCurrent());
 }
 
 TEST(ValueBufferTest, AsksForNoElementBeyondTheEnd) {
