@@ -75,8 +75,7 @@ public:
     explicit ArrayWave(MasterArrayAssign& arrayRecord) : record(arrayRecord) {}
 
     void run() {
-        if (!QK_CHECK_AS(record.owner, "owner") || (record.list ? record.count == 0 : isCurrent()))
-            return;
+        if (!QK_CHECK_AS(record.owner, "owner") || record.isAtRest()) return;
         QkTrace* const array = record.owner;
         following = array->nTraced() > 0;
         if (record.list && record.count <= record.capacity) {
@@ -133,12 +132,6 @@ private:
             else if (!changed.empty())
                 buffer->copyListed(static_cast<int>(changed.size()), changed.data());
         }
-    }
-
-    /// What is most often so of a small array.
-    bool isCurrent() const {
-        return std::all_of(record.all.begin(), record.all.end(),
-                           [](const auto& buffer) { return buffer->isCurrent(); });
     }
 
     void findAll() {
@@ -464,6 +457,6 @@ void copy(const MasterAssign& assign) {
 void applyMasterAssigns(QkScope& scope) {
     // Reporting a change may add records. NOLINTNEXTLINE(modernize-loop-convert)
     for (size_t i = 0; i < scope.masterArrayAssigns.size(); ++i)
-        ArrayWave(*scope.masterArrayAssigns[i]).run();
+        if (!scope.masterArrayAssigns[i]->isAtRest()) ArrayWave(*scope.masterArrayAssigns[i]).run();
     for (const MasterAssign& assign : scope.masterAssigns) copy(assign);
 }

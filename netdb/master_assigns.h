@@ -54,6 +54,14 @@ struct MasterArrayAssign {
     }
     /// Marks the whole array as changed.
     void overflow() { count = capacity + 1; }
+    /// @return whether a wave has nothing to do, which is most often so of a small array
+    bool isAtRest() const {
+        if (!owner) return false;  // which is reported
+        if (list) return count == 0;
+        for (const auto& buffer : all)
+            if (!buffer->isCurrent()) return false;
+        return true;
+    }
 };
 
 /// Carries out a scope's copies, and reports changes of its traced arrays.
