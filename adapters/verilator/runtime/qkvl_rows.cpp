@@ -2,6 +2,7 @@
 #include <qkzeft.h>
 
 #include <algorithm>
+#include <cstring>
 #include <deque>
 #include <vector>
 
@@ -19,8 +20,8 @@ struct Tables {
 
     const QkvlPlaces& places;
     std::vector<QkGRNet> rows;
-    std::deque<void*> cells;                        ///< pointers to the storage of ports
-    std::deque<std::vector<unsigned char>> copies;  ///< of parameters
+    std::deque<void*> cells;       ///< pointers to the storage of ports
+    std::vector<uint64_t> copies;  ///< of parameters
 
 private:
     void add(int index);
@@ -96,12 +97,16 @@ void Tables::addParts(QkGRNet row, const QkvlNet& net, unsigned char* data) {
     }
 }
 
-/// A parameter may be in read-only memory; a user's `set` must not crash the run.
+size_t copiedWords(const QkvlStorage& storage) { return (storage.bytes() + 7) / 8; }
+
+/// A parameter may be in read-only memory; a user's `set` must not crash the run. Side by side the
+/// copies cost captures little.
 unsigned char* Tables::copyOf(const QkvlNet& net, const QkvlStorage& storage) {
-    const auto* const from = net.value ? reinterpret_cast<const unsigned char*>(net.value)
-                                       : static_cast<const unsigned char*>(storage.data);
-    copies.emplace_back(from, from + storage.bytes());
-    return copies.back().data();
+    const void* const from = net.value ? static_cast<const void*>(net.value) : storage.data;
+    uint64_t* const copy = copies.data() + copies.size();
+    copies.resize(copies.size() + copiedWords(storage));  // within what is reserved
+    std::memcpy(copy, from, storage.bytes());
+    return reinterpret_cast<unsigned char*>(copy);
 }
 
 void Tables::add(int index) {
@@ -122,6 +127,11 @@ void Tables::add(int index) {
 
 void Tables::addAll() {
     rows.reserve(static_cast<size_t>(qkvlDesign.netCount));
+    size_t words = 0;
+    for (int i = 0; i < qkvlDesign.netCount; ++i)
+        if (qkvlDesign.nets[i].kind == kQkvlParameter)
+            words += copiedWords(places.ofRow[static_cast<size_t>(i)]);
+    copies.reserve(words);
     for (int i = 0; i < qkvlDesign.netCount; ++i) add(i);
 }
 
