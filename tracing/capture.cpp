@@ -11,6 +11,8 @@
 #include "tracing/trace_file.h"
 #include "tracing/trace_writer.h"
 
+static_assert(sizeof(OutputChange) == 16 && offsetof(OutputChange, slot) == 0 &&
+              offsetof(OutputChange, value) == 8);
 static_assert(std::endian::native == std::endian::little,
               "a value's low byte comes first, in storage and in the image");
 
@@ -23,10 +25,9 @@ inline uint64_t imageWord(const unsigned char* image, uint32_t offset) {
     return word;
 }
 
-inline uint64_t imageValue(const unsigned char* image, uint32_t offset, int unusedBits,
-                           bool invert) {
-    const uint64_t word = imageWord(image, offset) ^ (uint64_t{0} - invert);
-    return word & ~uint64_t{0} >> unusedBits;
+inline uint64_t imageValue(const unsigned char* image, const CapturePart& part) {
+    const uint64_t word = imageWord(image, part.imageOffset) ^ (uint64_t{0} - part.invert);
+    return word & bitMask(part.width);
 }
 
 /// Sets a flag as long as it exists, even if an exception is thrown meanwhile.
@@ -74,11 +75,10 @@ void QkTraceWriter::compareAndRecord() {
         plan.build(active, CapturePlan::kFromValues);
         planValid = true;
     }
-    const size_t count = plan.compare();
-    if (count == 0 && !anyForced) return;
-    const bool noneForced = !anyForced;
     if (anyForced) markForced();
-    record(plan.listChanged(count, noneForced));
+    const size_t count = plan.listChanges();
+    if (count == 0) return;
+    record(count);
     if (anyDirty) reportSlices();
 }
 
@@ -95,77 +95,88 @@ void QkTraceWriter::markForced() {
 }
 
 void QkTraceWriter::record(size_t count) {
-    // The positions are scattered over more memory than the first caches hold.
-    constexpr size_t ahead = 10;
     const uint32_t* const list = plan.changed();
-    const CapturePosition* const positions = plan.positions();
     openTail();
     for (size_t i = 0; i < count;) {
-        if (lastTime == qk_cycle) {
-            OutputChange* out = put;
-            OutputChange* const end = putEnd;
-            for (; i < count && out != end; ++i) {
-                if (i + ahead < count) __builtin_prefetch(&positions[list[i + ahead]]);
-                const CapturePosition& at = positions[list[i]];
-                if (at.slow | at.inParts) break;
-                *out++ = OutputChange{
-                    at.slot, 0, imageValue(plan.image(), at.imageOffset, at.unusedBits, at.invert)};
-            }
-            put = out;
-            if (i == count) break;
+        if (plan.positions()[list[i]].mask == 0) {
+            recordAt(list[i++]);
+            continue;
         }
-        recordAt(list[i++]);
+        if (lastTime != qk_cycle) markTime();
+        if (put == putEnd) nextTail();
+        // A header that was written has made the time unknown: the next entry needs it again.
+        i = recordPlain(i, lastTime == qk_cycle ? count : i + 1);
     }
     closeTail();
 }
 
-void QkTraceWriter::recordAt(uint32_t position) {
-    const CapturePosition& at = plan.positions()[position];
-    if (at.slow) {
-        recordSlowly(position);
-        return;
+/// Records positions of plan.changed(), as long as they are plain and fit into the bucket.
+/// @return the first one that was not recorded
+size_t QkTraceWriter::recordPlain(size_t begin, size_t end) {
+    const uint32_t* const list = plan.changed();
+    const CapturePosition* const positions = plan.positions();
+    const unsigned char* const image = plan.image();
+    OutputChange* out = put;
+    end = std::min(end, begin + static_cast<size_t>(putEnd - put));
+    size_t i = begin;
+    const auto recordOne = [&] {
+        const CapturePosition& at = positions[list[i]];
+        if (at.mask == 0) return false;
+        const uint64_t entry[] = {at.slot, imageWord(image, at.place) & at.mask};
+        std::memcpy(out++, entry, sizeof entry);  // in two stores: the shape is 0
+        ++i;
+        return true;
+    };
+    // Those of a large design are scattered over more memory than the first caches hold.
+    constexpr size_t kAhead = 10, kLargePlan = 1000;
+    const size_t aheadEnd = plan.positionCount() >= kLargePlan && end > kAhead ? end - kAhead : 0;
+    bool isPlain = true;
+    while (i < aheadEnd && isPlain) {
+        __builtin_prefetch(&positions[list[i + kAhead]]);
+        isPlain = recordOne();
     }
-    if (lastTime != qk_cycle) markTime();
-    if (at.inParts) {
-        recordParts(at);
-        return;
-    }
-    if (put == putEnd) nextTail();
-    *put++ = OutputChange{at.slot, 0,
-                          imageValue(plan.image(), at.imageOffset, at.unusedBits, at.invert)};
+    while (i < end && isPlain) isPlain = recordOne();
+    put = out;
+    return i;
 }
 
-void QkTraceWriter::recordParts(const CapturePosition& at) {
-    const CapturePart* part = &plan.part(at.firstPart);
+void QkTraceWriter::recordAt(uint32_t position) {
+    if (plan.firstPart(position).isObserved) {
+        recordObserved(position);
+    } else {
+        recordPosition(position);
+    }
+}
+
+void QkTraceWriter::recordPosition(uint32_t position) {
+    if (lastTime != qk_cycle) markTime();
+    const uint32_t slot = plan.positions()[position].slot;
+    const CapturePart* part = &plan.firstPart(position);
+    const bool inParts = !part->last;
     for (bool first = true;; first = false, ++part) {
         if (put == putEnd) nextTail();
         tail->uncounted += !first;
-        *put++ = OutputChange{
-            at.slot, partShape(part->width, first, part->last),
-            imageValue(plan.image(), part->imageOffset, QK_MAXUBITS - part->width, part->invert)};
+        *put++ = OutputChange{slot, inParts ? partShape(part->width, first, part->last) : 0,
+                              imageValue(plan.image(), *part)};
         if (part->last) return;
     }
 }
 
-void QkTraceWriter::recordSlowly(uint32_t position) {
-    CapturePosition& at = plan.positions()[position];
-    QkTrace* const trace = slots.owners[at.slot].trace;
+void QkTraceWriter::recordObserved(uint32_t position) {
+    const uint32_t slot = plan.positions()[position].slot;
+    QkTrace* const trace = slots.owners[slot].trace;
     if (!trace) return;  // removed by code that was called in this capture
     trace->changed = 1;
-    const bool inParts = at.inParts;
-    if (trace->nrecord > 0) {
-        at.slow = false;
-        recordAt(position);
-        at.slow = true;
-    }
+    if (trace->nrecord > 0) recordPosition(position);
     // Slices may read a trace in several parts as a whole, or its parts alone.
     markReaders(trace);
+    const bool inParts = !plan.firstPart(position).last;
     for (const QkTrace* part = inParts ? trace->bits : nullptr; part; part = part->bits)
         markReaders(part);
     // A value that is recorded again may not have changed.
-    if ((trace->nshow == 0 && trace->nbreak == 0) || !plan.takeTold(at)) return;
+    if ((trace->nshow == 0 && trace->nbreak == 0) || !plan.takeTold(position)) return;
     closeTail();
-    reportChange(at.slot, 0);
+    reportChange(slot, 0);
     openTail();
 }
 

@@ -6,12 +6,19 @@
 #include <cstdint>
 
 inline constexpr size_t kBlockBytes = 64;
+inline constexpr size_t kMarkGroup = 8;
 
 /// Blocks that follow each other in memory.
 struct CaptureRun {
     const unsigned char* live;  ///< model storage, at a multiple of kBlockBytes
     uint32_t firstBlock;
     uint32_t blockCount;
+};
+
+/// The bytes of a block that belong to a part, a bit each: the top one of each part, and all below
+/// the top ones. In a crowded block all are low.
+struct BlockBytes {
+    uint64_t low, top;
 };
 
 /// A block that a capture found changed.
@@ -24,14 +31,18 @@ struct ChangedBlock {
 struct CaptureBlocks {
     const CaptureRun* runs;
     const CaptureRun* runsEnd;
-    unsigned char* image;        ///< blocks, at a multiple of kBlockBytes, and 8 bytes beyond
-    const uint64_t* ownedBytes;  ///< by block: bytes that belong to a part
-    const uint8_t* crowded;      ///< by block: its parts overlap, or there are too many for
-                                 ///< byteOwner
-    const uint8_t* byteOwner;    ///< by byte: pick minus firstPick; not for crowded blocks
-    const uint32_t* firstPick;   ///< by block, and one more
-    const uint64_t* pickMask;    ///< the bytes of its block that belong to a pick; room for some
-                                 ///< beyond
-    ChangedBlock* changed;       ///< room for all
+    unsigned char* image;       ///< blocks, at a multiple of kBlockBytes, and 8 bytes beyond
+    const BlockBytes* bytes;    ///< by block
+    const uint8_t* crowded;     ///< by block: its parts overlap, or there are too many for
+                                ///< byteOwner
+    const uint8_t* byteOwner;   ///< by byte: pick minus firstPick; not for crowded blocks
+    const uint32_t* firstPick;  ///< by block, and one more
+    const uint64_t* pickMask;   ///< the bytes of its block that belong to a pick; room for some
+                                ///< beyond
+    ChangedBlock* changed;      ///< room for all
     uint32_t* hits;  ///< picks that changed, in memory order, from [1] on; room for some beyond
+    const uint32_t* pickPosition;
+    const uint16_t* bytePosition;  ///< by byte; null for a large plan, or with a crowded block
+    uint64_t* marks;               ///< a bit for each position, in whole groups of kMarkGroup words
+    size_t markWords;
 };

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "netdb/netdb.h"
 #include "tracing/hot_loops.h"
@@ -11,7 +12,7 @@
 namespace {
 
 constexpr unsigned kLargestOwner = 255;  // picks of a block that byteOwner can distinguish
-constexpr size_t kPickSlack = 16;        // a vector of picks may be read past the last one
+constexpr size_t kPickSlack = 16;        // vectors of picks and positions may be used past the end
 
 uintptr_t addressOf(const CapturePart& part) {
     return reinterpret_cast<uintptr_t>(part.trace->address);
@@ -72,8 +73,11 @@ void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
         watched |= isWatched(trace);
         addTrace(trace);
     }
-    changedBits.assign(all.size() / 64 + 1, 0);
-    changedPositions.resize(all.size());
+    constexpr size_t kGroupBits = kMarkGroup * 64;
+    marks.assign((all.size() / kGroupBits + 1) * kMarkGroup, 0);
+    blocks.marks = marks.data();
+    blocks.markWords = all.size() / 64 + 1;
+    changedPositions.resize(all.size() + kPickSlack);
     const std::vector<Piece> pieces = findBlocks();
     makeImage();
     makePicks(pieces);
@@ -88,20 +92,15 @@ void CapturePlan::build(const std::vector<QkTrace*>& traces, ImageStart start) {
 }
 
 void CapturePlan::addTrace(QkTrace* trace) {
-    CapturePosition at{};
-    at.unusedBits =
-        static_cast<uint8_t>(trace->firstPart() != trace ? 0 : QK_MAXUBITS - trace->range.width);
-    at.invert = trace->invert;
-    at.slot = trace->vcdSlot;
-    at.slow = trace->nrecord == 0 || isWatched(trace) || isSliced(trace);
-    at.firstPart = static_cast<uint32_t>(parts.size());
+    const bool isObserved = trace->nrecord == 0 || isWatched(trace) || isSliced(trace);
+    const bool isPlain = trace->firstPart() == trace && !isObserved && !trace->invert;
     const auto position = static_cast<uint32_t>(all.size());
+    all.push_back({static_cast<uint32_t>(parts.size()), trace->vcdSlot,
+                   isPlain ? bitMask(trace->range.width) : 0});
     for (QkTrace* const part : trace->parts()) {
         parts.push_back(CapturePart{part, 0, position, static_cast<uint8_t>(part->range.width),
-                                    part->invert, trace->partAfter(part) == nullptr});
+                                    part->invert, isObserved, trace->partAfter(part) == nullptr});
     }
-    at.inParts = trace->firstPart() != trace;
-    all.push_back(at);
 }
 
 /// Covers all parts with blocks, by ascending address, and assigns each part its place in the
@@ -134,7 +133,8 @@ std::vector<CapturePlan::Piece> CapturePlan::findBlocks() {
         part.imageOffset = static_cast<uint32_t>(index * kBlockBytes + address % kBlockBytes);
         if (address + bytes > block + kBlockBytes) pieceIn(block + kBlockBytes, part, bytes);
     }
-    for (CapturePosition& at : all) at.imageOffset = parts[at.firstPart].imageOffset;
+    for (CapturePosition& at : all)
+        if (at.mask != 0) at.place = parts[at.place].imageOffset;
     blocks.runs = runs.data();
     blocks.runsEnd = runs.data() + runs.size();
     firstPick.assign(size_t{count} + 1, 0);
@@ -169,6 +169,7 @@ void CapturePlan::makePicks(const std::vector<Piece>& pieces) {
     direction = rises ? 1 : falls ? -1 : 0;
     blocks.firstPick = firstPick.data();
     blocks.pickMask = pickMask.data();
+    blocks.pickPosition = pickPosition.data();
     blocks.hits = hits.data();
 }
 
@@ -176,31 +177,40 @@ void CapturePlan::makePicks(const std::vector<Piece>& pieces) {
 void CapturePlan::describeBlocks() {
     const size_t count = firstPick.size() - 1;
     changedBlocks.resize(count + 1);
-    ownedBytes.assign(count, 0);
+    blockBytes.assign(count, BlockBytes{});
     crowded.assign(count, 0);
     byteOwner.assign(count * kBlockBytes, 0);
     for (size_t block = 0; block < count; ++block) {
         const uint32_t begin = firstPick[block], end = firstPick[block + 1];
+        BlockBytes& bytes = blockBytes[block];
         crowded[block] = end - begin > kLargestOwner;
         for (uint32_t pick = begin; pick < end; ++pick) {
-            if (ownedBytes[block] & pickMask[pick]) crowded[block] = 1;
-            ownedBytes[block] |= pickMask[pick];
+            const uint64_t mask = pickMask[pick];
+            if ((bytes.low | bytes.top) & mask) crowded[block] = 1;
+            const uint64_t top = std::bit_floor(mask);
+            bytes.top |= top;
+            bytes.low |= mask ^ top;
             for (size_t byte = 0; byte < kBlockBytes; ++byte)
-                if (pickMask[pick] >> byte & 1)
+                if (mask >> byte & 1)
                     byteOwner[block * kBlockBytes + byte] = static_cast<uint8_t>(pick - begin);
         }
     }
     blocks.changed = changedBlocks.data();
-    blocks.ownedBytes = ownedBytes.data();
+    blocks.bytes = blockBytes.data();
     blocks.crowded = crowded.data();
     blocks.byteOwner = byteOwner.data();
+    if (marks.size() > kMarkGroup || std::count(crowded.begin(), crowded.end(), 1) != 0) return;
+    bytePosition.resize(byteOwner.size());
+    for (size_t byte = 0; byte < bytePosition.size(); ++byte) {
+        const size_t pick = firstPick[byte / kBlockBytes] + byteOwner[byte];
+        bytePosition[byte] = static_cast<uint16_t>(pickPosition[pick]);
+    }
+    blocks.bytePosition = bytePosition.data();
 }
 
-size_t CapturePlan::compare() { return hotLoops().findChanges(blocks); }
-
-bool CapturePlan::takeTold(const CapturePosition& at) {
+bool CapturePlan::takeTold(uint32_t position) {
     bool changed = told.empty();
-    for (size_t i = at.firstPart; !told.empty(); ++i) {
+    for (size_t i = all[position].place; !told.empty(); ++i) {
         const CapturePart& part = parts[i];
         const uint64_t now = loadStorage(blocks.image + part.imageOffset, storageBytes(part.width));
         changed |= ((now ^ told[i]) & bitMask(part.width)) != 0;
@@ -218,13 +228,18 @@ void CapturePlan::spill() const {
 
 // ---- Order
 
-size_t CapturePlan::listChanged(size_t count, bool mayGoByHits) {
-    const uint32_t* const picks = hits.data() + 1;
-    return mayGoByHits && direction != 0 ? listInOrder(picks, count) : listByBitmap(picks, count);
+size_t CapturePlan::listChanges() {
+    const HotLoops& loops = hotLoops();
+    if (direction != 0 && !anyMarked) return listInOrder(loops.findChanges(blocks));
+    uint32_t* const list = changedPositions.data();
+    return static_cast<size_t>(loops.listChanges(blocks, std::exchange(anyMarked, false), list) -
+                               list);
 }
 
-size_t CapturePlan::listInOrder(const uint32_t* picks, size_t count) {
+/// @param count  of the picks that changed
+size_t CapturePlan::listInOrder(size_t count) {
     // Picks of one trace are neighbours then.
+    const uint32_t* const picks = blocks.hits + 1;
     uint32_t* const list = changedPositions.data();
     uint32_t* out = list;
     uint32_t last = ~uint32_t{0};
@@ -237,26 +252,6 @@ size_t CapturePlan::listInOrder(const uint32_t* picks, size_t count) {
         for (size_t i = 0; i < count; ++i) add(picks[i]);
     } else {
         for (size_t i = count; i-- > 0;) add(picks[i]);
-    }
-    return static_cast<size_t>(out - list);
-}
-
-size_t CapturePlan::listByBitmap(const uint32_t* picks, size_t count) {
-    uint64_t* const changed = changedBits.data();
-    const uint32_t* const positionOf = pickPosition.data();
-    for (size_t i = 0; i < count; ++i) {
-        const uint32_t position = positionOf[picks[i]];
-        changed[position / 64] |= uint64_t{1} << position % 64;
-    }
-    uint32_t* const list = changedPositions.data();
-    uint32_t* out = list;
-    const size_t words = changedBits.size();
-    for (size_t word = 0; word < words; ++word) {
-        uint64_t bits = changed[word];
-        if (!bits) continue;
-        changed[word] = 0;
-        for (; bits; bits &= bits - 1)
-            *out++ = static_cast<uint32_t>(word * 64 + static_cast<size_t>(std::countr_zero(bits)));
     }
     return static_cast<size_t>(out - list);
 }

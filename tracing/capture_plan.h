@@ -16,15 +16,12 @@
 
 struct QkTrace;
 
-/// One active trace, at its place in the ring.
+/// One active trace, at its place in the ring. It is plain when it has one part, which is only
+/// recorded and not inverted.
 struct CapturePosition {
-    uint32_t imageOffset;  ///< of the value, of the first part for a value in several
+    uint32_t place;  ///< of a plain value in the image; else its first CapturePlan::part()
     uint32_t slot;
-    uint32_t firstPart;  ///< number of CapturePlan::part()
-    uint8_t unusedBits;  ///< 64 minus the width
-    bool invert;
-    bool slow;     ///< anything but a trace that is only recorded
-    bool inParts;  ///< a value in several parts
+    uint64_t mask;  ///< the bits of a plain value's width; 0: it is not plain
 };
 static_assert(sizeof(CapturePosition) == 16, "four in a cache line");
 
@@ -35,7 +32,8 @@ struct CapturePart {
     uint32_t position;
     uint8_t width;
     bool invert;
-    bool last;  ///< of its trace
+    bool isObserved;  ///< its trace is not only recorded, if at all
+    bool last;        ///< of its trace
 };
 
 class CapturePlan {
@@ -45,26 +43,27 @@ public:
     /// are skipped. Each part's image starts with its QkTrace::value or with its storage.
     void build(const std::vector<QkTrace*>& traces, ImageStart start);
 
-    /// Compares the storage of all parts with their images, and brings these up to date.
-    /// @return how many picks changed
-    size_t compare();
-    /// Makes listChanged() list a position whether or not it changed.
-    void mark(uint32_t position) { changedBits[position / 64] |= uint64_t{1} << position % 64; }
-    /// Lists in changed() the positions of the `count` picks of compare(), and those that are
-    /// marked, once each.
-    /// @param mayGoByHits  none is marked: the picks alone may decide
+    /// Makes the next listChanges() list a position whether or not it changed.
+    void mark(uint32_t position) {
+        marks[position / 64] |= uint64_t{1} << position % 64;
+        anyMarked = true;
+    }
+    /// Compares the storage of all parts with their images, and brings these up to date. Lists in
+    /// changed() the positions that changed, and those that are marked, once each.
     /// @return how many there are
-    size_t listChanged(size_t count, bool mayGoByHits);
+    size_t listChanges();
     const uint32_t* changed() const { return changedPositions.data(); }
 
     size_t positionCount() const { return all.size(); }
-    CapturePosition* positions() { return all.data(); }
+    const CapturePosition* positions() const { return all.data(); }
     const CapturePart& part(uint32_t number) const { return parts[number]; }
+    /// @return the first part of a position that is not plain
+    const CapturePart& firstPart(uint32_t position) const { return parts[all[position].place]; }
     /// What was last seen, at the offsets of positions and parts; 8 bytes may be read at each.
     const unsigned char* image() const { return blocks.image; }
-    /// Stores the value of a position in the image as the one that its watchers know.
+    /// Stores the value of an observed position in the image as the one that its watchers know.
     /// @return whether it differs from what they knew
-    bool takeTold(const CapturePosition& at);
+    bool takeTold(uint32_t position);
     /// Copies the values in the image to QkTrace::value.
     void spill() const;
 
@@ -75,8 +74,7 @@ private:
     void makeImage();
     void makePicks(const std::vector<Piece>& pieces);
     void describeBlocks();
-    size_t listInOrder(const uint32_t* picks, size_t count);
-    size_t listByBitmap(const uint32_t* picks, size_t count);
+    size_t listInOrder(size_t count);
 
     // Traces.
     std::vector<CapturePosition> all;
@@ -86,17 +84,17 @@ private:
     // What CaptureBlocks points to.
     std::vector<CaptureRun> runs;
     std::vector<unsigned char> imageStore;
-    std::vector<uint64_t> ownedBytes;
+    std::vector<BlockBytes> blockBytes;
     std::vector<uint8_t> crowded, byteOwner;
-    std::vector<uint32_t> firstPick;
+    std::vector<uint16_t> bytePosition;
+    std::vector<uint32_t> firstPick, pickPosition;
     std::vector<uint64_t> pickMask;
     std::vector<ChangedBlock> changedBlocks;
     std::vector<uint32_t> hits;
+    std::vector<uint64_t> marks;
     CaptureBlocks blocks{};
 
-    // From picks to positions.
-    std::vector<uint32_t> pickPosition;
-    int direction = 0;  ///< 1: positions ascend with addresses, -1: they descend, 0: neither
-    std::vector<uint64_t> changedBits;       ///< by position, all clear between captures
-    std::vector<uint32_t> changedPositions;  ///< room for all
+    int direction = 0;       ///< 1: positions ascend with addresses, -1: they descend, 0: neither
+    bool anyMarked = false;  ///< by mark()
+    std::vector<uint32_t> changedPositions;  ///< room for all, and some more
 };

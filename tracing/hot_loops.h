@@ -14,6 +14,9 @@ struct VcdTextState {
     uint64_t lastWrittenTime = ~uint64_t{0};
     bool signedTimes = false;   ///< times from 2^63 on are written as negative numbers
     bool valueStarted = false;  ///< a digit of the current value has been written
+    bool hasManySlots = false;  ///< more than the caches keep near
+    unsigned timeDigits = 1;    ///< of the times from digitsFrom on, and how many these are
+    uint64_t digitsFrom = 0, digitsRange = 10;
 };
 
 /// Maximum length of the text of one entry, and of what the loops may write after it.
@@ -35,6 +38,13 @@ struct HotLoops {
     /// that changed in `hits`, in the order of their numbers.
     /// @return how many there are; picks of one part across two blocks count twice
     size_t (*findChanges)(CaptureBlocks& blocks);
+
+    /// The same, but lists the positions of the picks and those that are marked, once each and in
+    /// ascending order. Clears the marks.
+    /// @param anyMarked  false: none is marked
+    /// @param out        room for all positions, and 16 more
+    /// @return the end of the list
+    uint32_t* (*listChanges)(CaptureBlocks& blocks, bool anyMarked, uint32_t* out);
 
     /// Copies `count` whole blocks; parts of the source may belong to no object.
     void (*copyBlocks)(const unsigned char* from, unsigned char* to, size_t count);

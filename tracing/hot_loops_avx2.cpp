@@ -77,18 +77,46 @@ struct Unit {
         return out;
     }
 
-    static void expand(char* out, uint64_t v) {
-        const Vector spread =
-            _mm256_set_epi64x(0, 0x0101010101010101, 0x0202020202020202, 0x0303030303030303);
-        const Vector bit = _mm256_set1_epi64x(0x0102040810204080);
-        const Vector zero = _mm256_set1_epi8('0');
-        for (int half = 0; half < 2; ++half) {
-            const Vector bytes = _mm256_shuffle_epi8(
-                _mm256_set1_epi32(static_cast<int>(v >> (32 - 32 * half))), spread);
-            const Vector isSet = _mm256_cmpeq_epi8(_mm256_and_si256(bytes, bit), bit);
-            _mm256_storeu_si256(reinterpret_cast<Vector*>(out + 32 * half),
-                                _mm256_sub_epi8(zero, isSet));
+    struct Marks {
+        Vector low, high;
+        void load(const uint64_t* from) {
+            low = _mm256_loadu_si256(reinterpret_cast<const Vector*>(from));
+            high = _mm256_loadu_si256(reinterpret_cast<const Vector*>(from + 4));
         }
+        void store(uint64_t* to) const {
+            _mm256_storeu_si256(reinterpret_cast<Vector*>(to), low);
+            _mm256_storeu_si256(reinterpret_cast<Vector*>(to + 4), high);
+        }
+        void add(uint32_t position) {  // shifts by 64 or more give 0
+            const Vector all = _mm256_set1_epi64x(position), one = _mm256_set1_epi64x(1);
+            const Vector first = _mm256_setr_epi64x(0, 64, 128, 192);
+            const Vector second = _mm256_setr_epi64x(256, 320, 384, 448);
+            low = _mm256_or_si256(low, _mm256_sllv_epi64(one, _mm256_sub_epi64(all, first)));
+            high = _mm256_or_si256(high, _mm256_sllv_epi64(one, _mm256_sub_epi64(all, second)));
+        }
+    };
+
+    /// Appends first + i for each bit i of `set`.
+    static uint32_t* list(uint32_t* out, uint64_t set, uint32_t first) {
+        for (; set; set &= set - 1) *out++ = first + static_cast<uint32_t>(__builtin_ctzll(set));
+        return out;
+    }
+
+    static void expand(char* out, uint64_t v) {
+        const Vector bytes = _mm256_set1_epi64x(static_cast<long long>(v));
+        expandHalf(out, bytes, 0x0404040404040404);
+        expandHalf(out + 32, bytes, 0);
+    }
+    /// Writes the digits of four bytes, the lowest of which is the number `low`, eight times over.
+    static void expandHalf(char* out, Vector bytes, long long low) {
+        constexpr long long kNext = 0x0101010101010101;
+        const Vector spread =
+            _mm256_setr_epi64x(low + 3 * kNext, low + 2 * kNext, low + kNext, low);
+        const Vector bit = _mm256_set1_epi64x(0x0102040810204080);
+        const Vector isSet =
+            _mm256_cmpeq_epi8(_mm256_and_si256(_mm256_shuffle_epi8(bytes, spread), bit), bit);
+        _mm256_storeu_si256(reinterpret_cast<Vector*>(out),
+                            _mm256_sub_epi8(_mm256_set1_epi8('0'), isSet));
     }
 };
 
@@ -96,4 +124,4 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kAvx2Loops{findChanges, copyBlocks, countToggles, writeText, "avx2"};
+const HotLoops kAvx2Loops{findChanges, listChanges, copyBlocks, countToggles, writeText, "avx2"};

@@ -48,15 +48,41 @@ struct Unit {
         return out;
     }
 
+    struct Marks {
+        Vector words;
+        void load(const uint64_t* from) { words = _mm512_loadu_si512(from); }
+        void store(uint64_t* to) const { _mm512_storeu_si512(to, words); }
+        void add(uint32_t position) {  // shifts by 64 or more give 0
+            const Vector first = _mm512_setr_epi64(0, 64, 128, 192, 256, 320, 384, 448);
+            const Vector shifts = _mm512_sub_epi64(_mm512_set1_epi64(position), first);
+            words =
+                _mm512_or_si512(words, _mm512_maskz_sllv_epi64(0xff, _mm512_set1_epi64(1), shifts));
+        }
+    };
+
+    /// Appends first + i for each bit i of `set`; may write 15 places beyond.
+    static uint32_t* list(uint32_t* out, uint64_t set, uint32_t first) {
+        Vector ids = _mm512_add_epi32(
+            _mm512_set1_epi32(static_cast<int>(first)),
+            _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
+        for (int i = 0; i < 4; ++i, set >>= 16) {
+            const auto part = static_cast<__mmask16>(set);
+            _mm512_storeu_si512(out, _mm512_maskz_compress_epi32(part, ids));
+            out += __builtin_popcount(part);
+            ids = _mm512_add_epi32(ids, _mm512_set1_epi32(16));
+        }
+        return out;
+    }
+
     static void expand(char* out, uint64_t v) {
         const Vector spread = _mm512_set_epi64(
             0, 0x0101010101010101, 0x0202020202020202, 0x0303030303030303, 0x0404040404040404,
             0x0505050505050505, 0x0606060606060606, 0x0707070707070707);
         const Vector bytes =
             _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(v)), spread);
-        const __mmask64 isSet = _mm512_test_epi8_mask(bytes, _mm512_set1_epi64(0x0102040810204080));
-        _mm512_storeu_si512(
-            out, _mm512_mask_blend_epi8(isSet, _mm512_set1_epi8('0'), _mm512_set1_epi8('1')));
+        const __mmask64 isClear =
+            _mm512_testn_epi8_mask(bytes, _mm512_set1_epi64(0x0102040810204080));
+        _mm512_storeu_si512(out, _mm512_add_epi8(_mm512_movm_epi8(isClear), _mm512_set1_epi8('1')));
     }
 };
 
@@ -64,4 +90,5 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kAvx512Loops{findChanges, copyBlocks, countToggles, writeText, "avx-512"};
+const HotLoops kAvx512Loops{findChanges,  listChanges, copyBlocks,
+                            countToggles, writeText,   "avx-512"};

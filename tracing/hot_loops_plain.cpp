@@ -1,6 +1,7 @@
 // The inner loops for any machine; on x86-64 with the vector unit that all of them have.
 #include <cstring>
 
+#include "tracing/capture_blocks.h"
 #include "tracing/hot_loops.h"
 #include "tracing/hot_loops_units.h"
 #ifdef __SSE2__
@@ -81,6 +82,19 @@ struct Unit {
         return out;
     }
 
+    struct Marks {
+        uint64_t words[kMarkGroup];
+        void load(const uint64_t* from) { std::memcpy(words, from, sizeof words); }
+        void store(uint64_t* to) const { std::memcpy(to, words, sizeof words); }
+        void add(uint32_t position) { words[position / 64] |= uint64_t{1} << position % 64; }
+    };
+
+    /// Appends first + i for each bit i of `set`.
+    static uint32_t* list(uint32_t* out, uint64_t set, uint32_t first) {
+        for (; set; set &= set - 1) *out++ = first + static_cast<uint32_t>(__builtin_ctzll(set));
+        return out;
+    }
+
     static void expand(char* out, uint64_t v) {
         for (int i = 0; i < 8; ++i) {
             // A byte's bits, one in each of eight bytes, the highest first in memory; the sum
@@ -98,4 +112,4 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kPlainLoops{findChanges, copyBlocks, countToggles, writeText, "plain"};
+const HotLoops kPlainLoops{findChanges, listChanges, copyBlocks, countToggles, writeText, "plain"};

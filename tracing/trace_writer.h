@@ -164,7 +164,8 @@ private:
     void captureNow();
     void compareAndRecord();
     void recordAt(uint32_t position);
-    void recordSlowly(uint32_t position);
+    void recordPosition(uint32_t position);
+    void recordObserved(uint32_t position);
     void reportChange(uint32_t slot, int64_t index);
     void markReaders(const QkTrace* trace);
     /// Stores a slice's value as the one last seen. @return whether it has changed
@@ -172,10 +173,10 @@ private:
     void reportSlices();
     void reportSlices(const std::vector<QkName*>& active);
     void tell(QkName* name, int64_t index);
-    void recordParts(const CapturePosition& at);
     void markForced();
     /// Records the first `count` of plan.changed().
     void record(size_t count);
+    size_t recordPlain(size_t begin, size_t end);
 
     // Output.
     bool open(const char* filename);

@@ -20,6 +20,7 @@ namespace {
 
 constexpr size_t kBufferBytes = 512 * 1024;
 constexpr size_t kBlockBytesOut = 256 * 1024;  // minimum size of a write
+constexpr size_t kManySlots = 2000;
 
 class QkVcdPlainFile final : public QkVcdFile {
 public:
@@ -204,6 +205,7 @@ void QkVcdFile::writeTime(uint64_t time) {
 
 void QkVcdFile::write(const OutputChange* begin, const OutputChange* end, size_t slotCount) {
     if (slotCount > tails.size()) tails.resize(slotCount);
+    state.hasManySlots = tails.size() >= kManySlots;
     makeRoom(static_cast<size_t>(end - begin) * kMostTextBytes);
     char* const out = buffer.data() + used;
     used += static_cast<size_t>(hotLoops().writeText(begin, end, tails.data(), state, out) - out);

@@ -382,7 +382,7 @@ void QkVCDTraces::scanLiveChanges() {
         for (QkVCDTrace* const trace : active) noteChange(trace);
         return;
     }
-    const size_t count = plan.listChanged(plan.compare(), true);
+    const size_t count = plan.listChanges();
     for (size_t i = 0; i < count; ++i) noteChange(active[plan.changed()[i]]);
 }
 
