@@ -7,6 +7,8 @@
 #include <cstring>
 #include <memory>
 
+#include "base/copied_bytes.h"
+
 struct QkTrace;
 
 class ValueBuffer {
@@ -34,6 +36,8 @@ public:
     void copyAll();
     /// @return whether the copy equals the model's storage, also between the elements
     bool isCurrent() const { return std::memcmp(copy, live, static_cast<size_t>(bytes)) == 0; }
+    /// @return all that isCurrent() compares; it stays where it is
+    CopiedBytes content() const { return {live, copy, static_cast<size_t>(bytes)}; }
     /// @return the first element at or after `from` that differs, or elementCount()
     int firstDifference(int from) const;
 

@@ -1,9 +1,11 @@
 // What the database announces to the parts of the run above it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 class QkScope;
+struct CopiedBytes;
 struct QkName;
 struct QkTrace;
 
@@ -31,6 +33,11 @@ public:
     /// An element of an array that something follows has changed. Only QkDatabase::recorder is
     /// called, as arrays may change at each wave. @param index  as declared
     virtual void elementChanged(QkTrace* /*array*/, int64_t /*index*/) {}
+    /// Compares the arrays of a wave. Only QkDatabase::recorder is called.
+    /// @return the number of the first whose copy differs, or `count`
+    virtual size_t firstDifferent(const CopiedBytes* /*arrays*/, size_t /*count*/) const {
+        return 0;
+    }
 
 protected:
     ~DatabaseListener() = default;

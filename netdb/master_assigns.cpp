@@ -51,13 +51,20 @@ std::vector<MasterArrayAssign*>& recordsOf(QkScope* scope) {
     return scope ? scope->masterArrayAssigns : qkDatabase->unwaved;
 }
 
+/// Called when a record's buffers or its list change.
+void noteChange(const MasterArrayAssign* record) {
+    if (record->scope) record->scope->arrayWatches.isStale = true;
+}
+
 void attach(MasterArrayAssign* record, QkScope* scope) {
     record->scope = scope;
     recordsOf(scope).push_back(record);
+    noteChange(record);
     if (!scope) endIdleness();
 }
 
 void detach(MasterArrayAssign* record) {
+    noteChange(record);
     std::erase(recordsOf(record->scope), record);
     record->scope = nullptr;
 }
@@ -75,7 +82,8 @@ public:
     explicit ArrayWave(MasterArrayAssign& arrayRecord) : record(arrayRecord) {}
 
     void run() {
-        if (!QK_CHECK_AS(record.owner, "owner") || record.isAtRest()) return;
+        if (!QK_CHECK_AS(record.owner, "owner") || (record.list ? record.count == 0 : isCurrent()))
+            return;
         QkTrace* const array = record.owner;
         following = array->nTraced() > 0;
         if (record.list && record.count <= record.capacity) {
@@ -132,6 +140,11 @@ private:
             else if (!changed.empty())
                 buffer->copyListed(static_cast<int>(changed.size()), changed.data());
         }
+    }
+
+    bool isCurrent() const {
+        return std::all_of(record.all.begin(), record.all.end(),
+                           [](const auto& buffer) { return buffer->isCurrent(); });
     }
 
     void findAll() {
@@ -193,6 +206,7 @@ void QkDatabase::addMasterArrayAssign(QkScope* scope, const QkTrace* part, void*
     listsByStorage.emplace(part->address, record);
     if (to) listsByStorage.emplace(to, record);
     record->all.push_back(std::move(buffer));
+    noteChange(record);
 }
 
 void QkDatabase::followArray(const QkName* name) {
@@ -236,7 +250,9 @@ void QkDatabase::eraseBuffers(const void* address, IsOut&& isOut) {
             forgetBuffer(record, *buffer);
             return true;
         });
-        if (erased == 0 || !record->all.empty()) continue;
+        if (erased == 0) continue;
+        noteChange(record);
+        if (!record->all.empty()) continue;
         followed[record->place] = followed.back();
         followed[record->place]->place = record->place;
         followed.pop_back();
@@ -452,11 +468,34 @@ void copy(const MasterAssign& assign) {
     }
 }
 
+void renewWatches(QkScope& scope) {
+    ArrayWatches& watches = scope.arrayWatches;
+    watches = {};
+    for (MasterArrayAssign* const record : scope.masterArrayAssigns) {
+        if (record->list) watches.listed.push_back(record);
+        for (const auto& buffer : record->all)
+            if (!record->list) watches.contents.push_back(buffer->content());
+    }
+    watches.isStale = false;
+}
+
+bool areArraysAtRest(QkScope& scope) {
+    ArrayWatches& watches = scope.arrayWatches;
+    if (watches.isStale) renewWatches(scope);
+    for (const MasterArrayAssign* const record : watches.listed)
+        if (record->count != 0) return false;
+    const size_t count = watches.contents.size();
+    return count == 0 ||
+           qkDatabase->recorder->firstDifferent(watches.contents.data(), count) == count;
+}
+
 }  // namespace
 
 void applyMasterAssigns(QkScope& scope) {
-    // Reporting a change may add records. NOLINTNEXTLINE(modernize-loop-convert)
-    for (size_t i = 0; i < scope.masterArrayAssigns.size(); ++i)
-        if (!scope.masterArrayAssigns[i]->isAtRest()) ArrayWave(*scope.masterArrayAssigns[i]).run();
+    if (!areArraysAtRest(scope)) {
+        // Reporting a change may add records. NOLINTNEXTLINE(modernize-loop-convert)
+        for (size_t i = 0; i < scope.masterArrayAssigns.size(); ++i)
+            ArrayWave(*scope.masterArrayAssigns[i]).run();
+    }
     for (const MasterAssign& assign : scope.masterAssigns) copy(assign);
 }

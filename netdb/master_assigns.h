@@ -54,14 +54,13 @@ struct MasterArrayAssign {
     }
     /// Marks the whole array as changed.
     void overflow() { count = capacity + 1; }
-    /// @return whether a wave has nothing to do, which is most often so of a small array
-    bool isAtRest() const {
-        if (!owner) return false;  // which is reported
-        if (list) return count == 0;
-        for (const auto& buffer : all)
-            if (!buffer->isCurrent()) return false;
-        return true;
-    }
+};
+
+/// The arrays of a scope as a wave first sees them: most often none of them has changed.
+struct ArrayWatches {
+    std::vector<CopiedBytes> contents;       ///< of arrays without a change list, part by part
+    std::vector<MasterArrayAssign*> listed;  ///< those with one
+    bool isStale = true;                     ///< an array or a buffer has been added or removed
 };
 
 /// Carries out a scope's copies, and reports changes of its traced arrays.

@@ -274,6 +274,7 @@ public:
     uint32_t hash;                   ///< of the full name and a dot; each name's continues it
     std::vector<MasterAssign> masterAssigns;  ///< by ascending `to` once complete
     std::vector<MasterArrayAssign*> masterArrayAssigns;
+    ArrayWatches arrayWatches;
     ScopeActivity* activity = nullptr;  ///< counters of the scope's signals; owned
 
     /// @return whether waves have something to copy or to report

@@ -8,6 +8,7 @@
 #include "qkzeft_module.h"
 #include "qkzeft_run.h"
 #include "run/life.h"
+#include "tracing/hot_loops.h"
 #include "tracing/trace_file.h"
 #include "tracing/trace_writer.h"
 
@@ -195,6 +196,10 @@ void QkTraceWriter::elementChanged(QkTrace* array, int64_t index) {
         closeTail();
     }
     if (array->nshow > 0 || array->nbreak > 0) reportChange(array->vcdSlot, index);
+}
+
+size_t QkTraceWriter::firstDifferent(const CopiedBytes* arrays, size_t count) const {
+    return hotLoops().firstDifferent(arrays, count);
 }
 
 void QkTraceWriter::markReaders(const QkTrace* trace) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 struct CaptureBlocks;
+struct CopiedBytes;
 struct OutputChange;
 
 /// State of the text that continues from one bucket to the next.
@@ -45,6 +46,9 @@ struct HotLoops {
     /// @param out        room for all positions, and 16 more
     /// @return the end of the list
     uint32_t* (*listChanges)(CaptureBlocks& blocks, bool anyMarked, uint32_t* out);
+
+    /// @return the number of the first array whose copy differs, or `count`
+    size_t (*firstDifferent)(const CopiedBytes* arrays, size_t count);
 
     /// Copies `count` whole blocks; parts of the source may belong to no object.
     void (*copyBlocks)(const unsigned char* from, unsigned char* to, size_t count);

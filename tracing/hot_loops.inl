@@ -1,6 +1,7 @@
 // The loops of hot_loops.h over a vector unit `Unit`, which the including file defines:
 //
 //   differ(a, b)      a bit for each of 64 bytes that differ
+//   differ(a, b, n)   whether any of n < 64 bytes differs
 //   differAny(a, b)   whether any of 4 blocks differs
 //   anyNew(a, b, c)   whether any of 4 blocks differs in a bit that is 0 in c
 //   copy(a, b)        copies a block
@@ -11,6 +12,7 @@
 // The file is compiled with that unit's instructions enabled, so no function here may be used by
 // another file: all are in an unnamed namespace, and no inline function of the standard library is
 // called. scripts/layers checks that.
+#include "base/copied_bytes.h"
 #include "tracing/capture_blocks.h"
 #include "tracing/history.h"
 
@@ -145,6 +147,18 @@ uint32_t* listChanges(CaptureBlocks& blocks, bool anyMarked, uint32_t* out) {
         blocks.marks[word] = 0;
     }
     return out;
+}
+
+size_t firstDifferent(const CopiedBytes* arrays, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        const auto* live = reinterpret_cast<const unsigned char*>(arrays[i].live);
+        const auto* copy = reinterpret_cast<const unsigned char*>(arrays[i].copy);
+        size_t bytes = arrays[i].bytes;
+        for (; bytes >= kBlockBytes; bytes -= kBlockBytes, live += kBlockBytes, copy += kBlockBytes)
+            if (Unit::differ(live, copy)) return i;
+        if (bytes != 0 && Unit::differ(live, copy, bytes)) return i;
+    }
+    return count;
 }
 
 void copyBlocks(const unsigned char* from, unsigned char* to, size_t count) {

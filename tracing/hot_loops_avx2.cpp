@@ -36,6 +36,9 @@ struct Unit {
         const auto high = static_cast<uint32_t>(_mm256_movemask_epi8(equal(a + 32, b + 32)));
         return ~(uint64_t{high} << 32 | low);
     }
+    static bool differ(const unsigned char* a, const unsigned char* b, size_t bytes) {
+        return __builtin_memcmp(a, b, bytes) != 0;
+    }
     static bool differAny(const unsigned char* a, const unsigned char* b) {
         Vector same = equal(a, b);
         for (int i = 1; i < 8; ++i) same = _mm256_and_si256(same, equal(a + 32 * i, b + 32 * i));
@@ -124,4 +127,5 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kAvx2Loops{findChanges, listChanges, copyBlocks, countToggles, writeText, "avx2"};
+const HotLoops kAvx2Loops{findChanges,  listChanges, firstDifferent, copyBlocks,
+                          countToggles, writeText,   "avx2"};

@@ -12,6 +12,11 @@ struct Unit {
     static uint64_t differ(const unsigned char* a, const unsigned char* b) {
         return _mm512_cmpneq_epi8_mask(load(a), load(b));
     }
+    static bool differ(const unsigned char* a, const unsigned char* b, size_t bytes) {
+        const __mmask64 within = (uint64_t{1} << bytes) - 1;
+        return _mm512_mask_cmpneq_epi8_mask(within, _mm512_maskz_loadu_epi8(within, a),
+                                            _mm512_maskz_loadu_epi8(within, b)) != 0;
+    }
     static bool differAny(const unsigned char* a, const unsigned char* b) {
         Vector different = _mm512_xor_si512(load(a), load(b));
         for (int i = 1; i < 4; ++i)  // different | (a ^ b)
@@ -90,5 +95,5 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kAvx512Loops{findChanges,  listChanges, copyBlocks,
+const HotLoops kAvx512Loops{findChanges,  listChanges, firstDifferent, copyBlocks,
                             countToggles, writeText,   "avx-512"};

@@ -27,6 +27,9 @@ struct Unit {
         }
         return ~same;
     }
+    static bool differ(const unsigned char* a, const unsigned char* b, size_t bytes) {
+        return __builtin_memcmp(a, b, bytes) != 0;
+    }
     static bool differAny(const unsigned char* a, const unsigned char* b) {
         Vector same = equal(a, b);
         for (int i = 1; i < 16; ++i) same = _mm_and_si128(same, equal(a + 16 * i, b + 16 * i));
@@ -57,6 +60,9 @@ struct Unit {
             for (int k = 0; k < 8; ++k) bits |= uint64_t{a[i + k] != b[i + k]} << (i + k);
         }
         return bits;
+    }
+    static bool differ(const unsigned char* a, const unsigned char* b, size_t bytes) {
+        return __builtin_memcmp(a, b, bytes) != 0;
     }
     static bool differAny(const unsigned char* a, const unsigned char* b) {
         uint64_t bits = 0;
@@ -112,4 +118,5 @@ struct Unit {
 
 #include "tracing/hot_loops.inl"
 
-const HotLoops kPlainLoops{findChanges, listChanges, copyBlocks, countToggles, writeText, "plain"};
+const HotLoops kPlainLoops{findChanges,  listChanges, firstDifferent, copyBlocks,
+                           countToggles, writeText,   "plain"};

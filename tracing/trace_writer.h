@@ -128,6 +128,7 @@ private:
     /// Adds that to its new trace.
     void nameArrives(QkName* name, QkTrace* from) override;
     void elementChanged(QkTrace* array, int64_t index) override;
+    size_t firstDifferent(const CopiedBytes* arrays, size_t count) const override;
     /// Moves the identifier code and the history of a trace that now only slices read to another,
     /// unless that has its own.
     void moveSlot(QkTrace* from, QkTrace* to);

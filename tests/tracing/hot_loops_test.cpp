@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "base/copied_bytes.h"
 #include "base/id_code.h"
 #include "base/storage.h"
 #include "tests/tracing/vector_units.h"
@@ -96,6 +97,22 @@ TEST_P(HotLoopsTest, TextIsThatOfTheDefinition) {
         }
         const std::string text(buffer.data(), out);
         EXPECT_EQ(text, textByDefinition(changes, tails, codes, signedTimes));
+    }
+}
+
+TEST_P(HotLoopsTest, FirstDifferentArrayIsFoundByEachOfItsBytes) {
+    const HotLoops& loops = *hotLoopsOf(GetParam());
+    for (size_t bytes = 0; bytes <= 200; ++bytes) {
+        std::string live(bytes + 2, 'm'), copy(bytes, 'm');  // within what is not to be compared
+        live.front() = live.back() = '!';
+        const CopiedBytes arrays[] = {{live.data() + 1, copy.data(), 0},
+                                      {live.data() + 1, copy.data(), bytes}};
+        EXPECT_EQ(loops.firstDifferent(arrays, 2), 2u) << bytes;
+        for (size_t at = 0; at < bytes; ++at) {
+            copy[at] ^= 0x40;
+            EXPECT_EQ(loops.firstDifferent(arrays, 2), 1u) << at << " of " << bytes;
+            copy[at] ^= 0x40;
+        }
     }
 }
 
