@@ -63,14 +63,13 @@ inline uint64_t changedTops(const BlockBytes& owned, uint64_t changed) {
 }
 
 /// Calls act(pick) for the picks that contain changed bytes, in the order of their numbers.
-/// @param mayAskAll  it pays to ask all picks of a block, rather than to go from byte to byte
+/// @param asksAll  all picks of a block are asked, rather than those of the bytes that changed
 template <class Act>
-inline void eachPick(const CaptureBlocks& blocks, const ChangedBlock* end, bool mayAskAll,
-                     Act& act) {
+inline void eachPick(const CaptureBlocks& blocks, const ChangedBlock* end, bool asksAll, Act& act) {
     for (const ChangedBlock* at = blocks.changed; at != end; ++at) {
         const uint32_t block = at->block;
         const uint32_t first = blocks.firstPick[block];
-        if (__builtin_expect(blocks.crowded[block], 0) || mayAskAll) {
+        if (__builtin_expect(blocks.crowded[block], 0) || asksAll) {
             act.all(at->bytes, first, blocks.firstPick[block + 1]);
             continue;
         }
