@@ -33,8 +33,8 @@ public:
     /// An element of an array that something follows has changed. Only QkDatabase::recorder is
     /// called, as arrays may change at each wave. @param index  as declared
     virtual void elementChanged(QkTrace* /*array*/, int64_t /*index*/) {}
-    /// Compares the arrays of a wave. Only QkDatabase::recorder is called.
-    /// @return the number of the first whose copy differs, or `count`
+    /// Compares the arrays of a wave with their copies. Only QkDatabase::recorder is called.
+    /// @return the number of the first that differs, or `count`; 0 also if it does not compare
     virtual size_t firstDifferent(const CopiedBytes* /*arrays*/, size_t /*count*/) const {
         return 0;
     }

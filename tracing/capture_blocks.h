@@ -6,6 +6,7 @@
 #include <cstdint>
 
 inline constexpr size_t kBlockBytes = 64;
+/// Words of marks that vector registers hold: for 512 positions.
 inline constexpr size_t kMarkGroup = 8;
 
 /// Blocks that follow each other in memory.
@@ -16,7 +17,7 @@ struct CaptureRun {
 };
 
 /// The bytes of a block that belong to a part, a bit each: the top one of each part, and all below
-/// the top ones. In a crowded block all are low.
+/// the top ones. In a crowded block a byte may be both.
 struct BlockBytes {
     uint64_t low, top;
 };
@@ -41,8 +42,9 @@ struct CaptureBlocks {
                                 ///< beyond
     ChangedBlock* changed;      ///< room for all
     uint32_t* hits;  ///< picks that changed, in memory order, from [1] on; room for some beyond
-    const uint32_t* pickPosition;
-    const uint16_t* bytePosition;  ///< by byte; null for a large plan, or with a crowded block
+    const uint32_t* pickPosition;  ///< by pick: the position of its trace
+    const uint16_t* bytePosition;  ///< by byte: that of its pick; null if there are more than
+                                   ///< kMarkGroup words of marks, or a crowded block
     uint64_t* marks;               ///< a bit for each position, in whole groups of kMarkGroup words
-    size_t markWords;
+    size_t markWords;              ///< those in use
 };

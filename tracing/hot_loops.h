@@ -16,7 +16,8 @@ struct VcdTextState {
     bool signedTimes = false;   ///< times from 2^63 on are written as negative numbers
     bool valueStarted = false;  ///< a digit of the current value has been written
     bool hasManySlots = false;  ///< more than the caches keep near
-    unsigned timeDigits = 1;    ///< of the times from digitsFrom on, and how many these are
+    /// Decimal digits of the latest time, and of all times from digitsFrom on, digitsRange of them.
+    unsigned timeDigits = 1;
     uint64_t digitsFrom = 0, digitsRange = 10;
 };
 

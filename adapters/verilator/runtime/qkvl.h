@@ -85,7 +85,8 @@ QkvlOutcome qkvlEvalUnlessFinished(VerilatedModel& model, uint64_t time);
 /// Recomputes all combinational logic, whatever has changed.
 void qkvlEvalSettle(VerilatedModel& model, uint64_t time);
 void qkvlFinal(VerilatedModel& model);
-/// @return the storage of a row that is a port and in no table of Verilator's
+/// @return the storage of a row with kQkvlPin, a port that is in no table of Verilator's: a part of
+///         the model. Null for other rows
 void* qkvlPin(VerilatedModel& model, int row);
 
 // What TOP_qk.cpp gets from qkvl_bridge.h.
